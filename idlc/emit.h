@@ -1,0 +1,20 @@
+// Model -> files. One emitter an output; all of them put data into a fixed frame of text, none
+// emits an algorithm.
+#pragma once
+
+#include <string>
+
+#include "model.h"
+
+namespace idlc {
+
+std::string emit_header(const package &p); ///< <package>.h: the public C header
+std::string
+emit_source(const package &p); ///< <package>.cpp: slots, exported functions, registration table
+std::string emit_catalogue(
+    const package &p); ///< <package>_catalogue.cpp: the same facts as data, for tools and tests
+
+/// The lines that open every generated file.
+std::string generated_notice(const package &p, const std::string &what);
+
+} // namespace idlc

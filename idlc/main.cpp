@@ -1,0 +1,105 @@
+// idlc: descriptions of messages in, C header and library source out.
+//
+//   idlc [--check] DESCRIPTION...      all packages that share a bus, in one call
+//
+// Writes <package>.h, <package>.cpp and <package>_catalogue.cpp beside each description, or with
+// --check compares them with what stands there. Exit status: 0 done; 1 a faulty description, a file
+// that cannot be read or written, or with --check a file that differs; 2 a wrong call. Nothing is
+// written unless every description is accepted.
+#include <cstdio>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "check.h"
+#include "emit.h"
+#include "parse.h"
+
+namespace {
+
+bool read_file(const std::string &path, std::string &text)
+{
+    std::ifstream in(path, std::ios::binary);
+    text.assign(std::istreambuf_iterator<char>(in), {});
+    return in.good() || (in.eof() && in.is_open());
+}
+
+bool write_file(const std::string &path, const std::string &text)
+{
+    std::ofstream out(path, std::ios::binary);
+    out << text;
+    out.close();
+    return out.good();
+}
+
+int usage()
+{
+    std::fputs(
+        "usage: idlc [--check] DESCRIPTION...\n"
+        "Name all packages that share a bus in one call: identifiers must differ across them.\n",
+        stderr);
+    return 2;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    bool check_only = false;
+    std::vector<std::string> files;
+    for (const std::string &argument : std::vector<std::string>(argv + 1, argv + argc)) {
+        if (argument == "--check")
+            check_only = true;
+        else if (argument.empty() || argument[0] == '-')
+            return usage();
+        else
+            files.push_back(argument);
+    }
+    if (files.empty())
+        return usage();
+
+    std::vector<idlc::package> packages;
+    try {
+        for (const std::string &file : files) {
+            std::string text;
+            if (!read_file(file, text)) {
+                std::fprintf(stderr, "%s: error: cannot be read; name an existing description\n",
+                             file.c_str());
+                return 1;
+            }
+            packages.push_back(idlc::parse(file, text));
+        }
+        idlc::check(packages);
+    } catch (const idlc::description_error &e) {
+        std::fprintf(stderr, "%s\n", e.what());
+        return 1;
+    }
+
+    int status = 0;
+    for (const idlc::package &p : packages) {
+        const auto slash = p.file.rfind('/');
+        const std::string stem =
+            (slash == std::string::npos ? "" : p.file.substr(0, slash + 1)) + p.name;
+        const std::pair<std::string, std::string> outputs[] = {
+            {stem + ".h", emit_header(p)},
+            {stem + ".cpp", emit_source(p)},
+            {stem + "_catalogue.cpp", emit_catalogue(p)}};
+        for (const auto &[path, text] : outputs) {
+            std::string standing;
+            if (read_file(path, standing) && standing == text)
+                continue;
+            if (check_only) {
+                std::fprintf(
+                    stderr,
+                    "%s: error: is not what %s gives; run ./dev regen and commit the result\n",
+                    path.c_str(), p.file.c_str());
+                status = 1;
+            } else if (!write_file(path, text)) {
+                std::fprintf(stderr, "%s: error: cannot be written\n", path.c_str());
+                status = 1;
+            }
+        }
+    }
+    return status;
+}

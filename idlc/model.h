@@ -1,0 +1,104 @@
+// What a description says, after parsing and before anything is emitted.
+//
+// A description is one package; its messages stand in registration order and their slots in vtable
+// order. The model owns its texts. `slot::message` points into the package that holds it and is set
+// by check().
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace idlc {
+
+struct position {
+    std::uint32_t line = 1;
+    std::uint32_t column = 1;
+};
+
+/// A description that cannot be accepted. what() is the whole report: file, line, column, what is
+/// wrong, what to do.
+class description_error : public std::runtime_error {
+  public:
+    description_error(const std::string &file, position at, const std::string &text)
+        : std::runtime_error(file + ":" + std::to_string(at.line) + ":" +
+                             std::to_string(at.column) + ": error: " + text)
+    {}
+};
+
+enum class wire_type : std::uint8_t {
+    uint8,
+    uint16,
+    uint32,
+    uint64,
+    array_uint8,  ///< array<uint8, N>
+    array_uint32, ///< array<uint32, N>
+    array_table,  ///< array<table M, N>
+    vector_uint8, ///< vector<uint8>
+    vector_table, ///< vector<table M>
+    table,        ///< table M
+};
+
+struct message;
+
+struct slot {
+    position at; ///< of the wire type
+    wire_type type = wire_type::uint8;
+    std::uint64_t count = 0; ///< N of an array, 0 otherwise
+    position count_at;
+    std::string message_name; ///< M of a table, an array of tables or a vector of tables
+    position message_at;
+    std::string name; ///< f<slot number>
+    position name_at;
+    std::string
+        malloc_text; ///< log text of a failed allocation where it differs from the usual one
+    std::string doc;
+
+    const message *refers_to = nullptr; ///< set by check()
+    // Set by lay_out().
+    std::uint32_t record_offset = 0; ///< of the member; of the pointer in a vector
+    std::uint32_t count_offset = 0;  ///< of f<slot>_count in a vector
+    std::uint32_t frame_offset =
+        0; ///< from the table's start in the frame; 0 in a variable-size message
+};
+
+struct message {
+    position at;
+    std::string name;
+    std::string doc;
+    std::vector<slot> slots;
+
+    std::uint32_t msg_id = 0; ///< set by check()
+    // Set by lay_out().
+    bool fixed_size = true;
+    std::uint32_t record_size = 0;
+    std::uint32_t record_alignment = 1;
+    std::uint32_t table_length = 0; ///< in the frame; 0 in a variable-size message
+    std::uint32_t frame_length = 0; ///< 0 in a variable-size message
+};
+
+struct package {
+    std::string file; ///< as named on the command line
+    std::string name;
+    position name_at;
+    std::vector<message> messages;
+    std::vector<const message *>
+        by_dependency; ///< set by check(): a message after all that it refers to
+};
+
+/// The wire type of a slot as the language writes it: `array<uint32, 4>`.
+std::string spelling(const slot &s);
+
+inline bool is_array(wire_type t)
+{
+    return t == wire_type::array_uint8 || t == wire_type::array_uint32 ||
+           t == wire_type::array_table;
+}
+inline bool is_vector(wire_type t)
+{
+    return t == wire_type::vector_uint8 || t == wire_type::vector_table;
+}
+
+} // namespace idlc

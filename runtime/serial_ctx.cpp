@@ -1,0 +1,116 @@
+#include "runtime/serial_ctx.h"
+
+#include <dlfcn.h>
+#include <stdlib.h>
+#include <string.h>
+
+extern "C" {
+// Weak: the platform's where it has them.
+[[gnu::weak]] int memset_s(void *to, size_t capacity, int value, size_t count);
+[[gnu::weak]] int memcpy_s(void *to, size_t capacity, const void *from, size_t count);
+}
+
+namespace vorl {
+namespace {
+
+void *heap_allocate(uint32_t size, uint32_t, const char *) { return malloc(size); }
+void heap_release(void *block, uint32_t, const char *) { free(block); }
+
+constexpr serial_ctx unbound = {
+    .module_name = "ZELKO",
+    .submodule_name = "ZELKO_VANTREL_SERIAL",
+    .mem_module_id = 0x6200,
+    .service_lock = PTHREAD_MUTEX_INITIALIZER,
+    .log_write = nullptr,
+    .mem_alloc = nullptr,
+    .mem_free = nullptr,
+    .services_bound = 0,
+    .cache_lock = PTHREAD_MUTEX_INITIALIZER,
+    .cache_bound = 0,
+    .cache_alloc = heap_allocate,
+    .cache_free = heap_release,
+};
+
+// A null handle is the global scope: what is already loaded, never a library of our own choosing.
+template <class Function>
+Function find(const char *symbol)
+{
+    return reinterpret_cast<Function>(dlsym(nullptr, symbol));
+}
+
+// Half a pair would release the memory of one allocator with the other.
+void pair_or_heap(allocate_fn &allocate, release_fn &release)
+{
+    if (allocate == nullptr || release == nullptr) {
+        allocate = heap_allocate;
+        release = heap_release;
+    }
+}
+
+} // namespace
+
+constinit serial_ctx serial_ctxs[serial_ctx_count] = {unbound, unbound, unbound,
+                                                      unbound, unbound, unbound};
+constinit uint32_t byte_swap_flag[serial_ctx_count] = {};
+
+void bind_services_once(serial_ctx &ctx)
+{
+    pthread_mutex_lock(&ctx.service_lock);
+    if (ctx.services_bound == 0) {
+        if (ctx.log_write == nullptr)
+            ctx.log_write = find<log_write_fn>("ZDT_OsalLogWrite");
+        ctx.mem_alloc = find<allocate_fn>("ZDT_OsalMemAlloc");
+        ctx.mem_free = find<release_fn>("ZDT_OsalMemFree");
+        pair_or_heap(ctx.mem_alloc, ctx.mem_free);
+        __atomic_store_n(&ctx.services_bound, 1, __ATOMIC_RELEASE);
+    }
+    pthread_mutex_unlock(&ctx.service_lock);
+}
+
+void bind_cache_once(serial_ctx &ctx)
+{
+    pthread_mutex_lock(&ctx.cache_lock);
+    if (ctx.cache_bound == 0) {
+        __atomic_store_n(&byte_swap_flag[&ctx - serial_ctxs], 0, __ATOMIC_RELAXED);
+        const auto use_flag = find<uint32_t (*)(uint32_t)>("ZDT_OsalMemUseFlagGet");
+        if (use_flag != nullptr && use_flag(cache_id) == 1) {
+            ctx.cache_alloc = find<allocate_fn>("ZDT_OsalMemCacheAlloc");
+            ctx.cache_free = find<release_fn>("ZDT_OsalMemFree");
+        }
+        pair_or_heap(ctx.cache_alloc, ctx.cache_free);
+        __atomic_store_n(&ctx.cache_bound, 1, __ATOMIC_RELEASE);
+    }
+    pthread_mutex_unlock(&ctx.cache_lock);
+}
+
+void set_zero(void *to, size_t size)
+{
+    if (memset_s != nullptr)
+        memset_s(to, size, 0, size);
+    else
+        memset(to, 0, size);
+}
+
+void copy_bytes(void *to, const void *from, size_t size)
+{
+    if (memcpy_s != nullptr)
+        memcpy_s(to, size, from, size);
+    else
+        memcpy(to, from, size);
+}
+
+} // namespace vorl
+
+// Run at load time, before any call; the order among them does not matter.
+#define CLEAR_AT_LOAD(side, index)                                                                 \
+    [[gnu::constructor]] static void clear_byte_swap_flag_##side()                                 \
+    {                                                                                              \
+        vorl::byte_swap_flag[index] = 0;                                                           \
+    }
+
+CLEAR_AT_LOAD(srv6_receive, 0)
+CLEAR_AT_LOAD(srv6_send, 1)
+CLEAR_AT_LOAD(srv6_cfg_receive, 2)
+CLEAR_AT_LOAD(srv6_cfg_send, 3)
+CLEAR_AT_LOAD(srv6_sync_receive, 4)
+CLEAR_AT_LOAD(srv6_sync_send, 5)

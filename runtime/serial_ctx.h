@@ -1,0 +1,114 @@
+// How the library reaches the platform's log and memory services, which it finds by name on first
+// use.
+//
+// Six blocks, one a package and direction, each bound at most once and never unbound. A block has
+// two bindings, each under a lock of its own, and they are independent:
+//
+//   A  log writer, main allocator    before every log call and every main-allocator call
+//   B  cache allocator, byte order   in __unpack after its checks, in a release, in __pack when it
+//                                    writes, in every frame writer
+//
+// A service that the process does not have is replaced: no log writer, no logging; no complete pair
+// of allocate and release, malloc and free. After the first call a binding costs one load and one
+// test.
+//
+// Threads: any. The once flags are read with acquire and written with release, after the pointers
+// that they announce. No lock is held across a log call or an allocation.
+#pragma once
+
+#include <pthread.h>
+#include <stddef.h>
+#include <stdint.h>
+
+namespace vorl {
+
+struct serial_ctx;
+
+// The platform's log call. The first arguments are the same for every message but for `kind`.
+using log_write_fn = void (*)(const serial_ctx *ctx, uint32_t level, uint32_t kind,
+                              const char *empty, uint32_t line, const char *function,
+                              const char *format, ...);
+using allocate_fn = void *(*)(uint32_t size, uint32_t id, const char *tag);
+using release_fn = void (*)(void *block, uint32_t id, const char *tag);
+
+// What the platform passes through its log and cache calls; it documents the values nowhere, only
+// that they are these.
+inline constexpr uint32_t log_level = 2;
+inline constexpr uint32_t log_kind = 22;
+inline constexpr uint32_t log_kind_no_memory = 12;
+inline constexpr uint32_t cache_id = 12;
+
+// The platform's log writer reads the first two members, so the order is fixed.
+struct serial_ctx {
+    const char *module_name;
+    const char *submodule_name;
+    uint32_t mem_module_id; ///< second argument of every main-allocator call
+    pthread_mutex_t service_lock;
+    log_write_fn log_write; ///< null where the process has no log writer
+    allocate_fn mem_alloc;
+    release_fn mem_free;
+    uint32_t services_bound; ///< once flag of binding A
+    pthread_mutex_t cache_lock;
+    uint32_t cache_bound; ///< once flag of binding B
+    allocate_fn cache_alloc;
+    release_fn cache_free;
+};
+
+enum class package : uint8_t { srv6, srv6_cfg, srv6_sync };
+enum class direction : uint8_t { receive, send };
+
+inline constexpr size_t serial_ctx_count = 6;
+
+/// srv6 receive, srv6 send, srv6_cfg receive, ... All hidden: nothing outside the library sees
+/// them.
+extern serial_ctx serial_ctxs[serial_ctx_count];
+
+/// One word a block, in the order of the blocks. Non-zero: every multi-byte value of that side is
+/// most significant byte first. Nothing but 0 is ever stored, at load time and by binding B. It
+/// lives in another translation unit than its readers, so no optimiser takes it for a constant.
+extern uint32_t byte_swap_flag[serial_ctx_count];
+
+constexpr size_t ctx_index(package p, direction d)
+{
+    return 2 * static_cast<size_t>(p) + static_cast<size_t>(d);
+}
+
+/// The slow paths of the two bindings: lock, look again, bind. Any thread, any number of times.
+void bind_services_once(serial_ctx &ctx);
+void bind_cache_once(serial_ctx &ctx);
+
+inline void bind_services(serial_ctx &ctx)
+{
+    if (__builtin_expect(__atomic_load_n(&ctx.services_bound, __ATOMIC_ACQUIRE) == 0, 0))
+        bind_services_once(ctx);
+}
+
+inline void bind_cache(serial_ctx &ctx)
+{
+    if (__builtin_expect(__atomic_load_n(&ctx.cache_bound, __ATOMIC_ACQUIRE) == 0, 0))
+        bind_cache_once(ctx);
+}
+
+inline bool swaps_bytes(package p, direction d)
+{
+    return __builtin_expect(
+        __atomic_load_n(&byte_swap_flag[ctx_index(p, d)], __ATOMIC_RELAXED) != 0, 0);
+}
+
+/// Binding A, then one line to the log writer if there is one.
+template <class... Arguments>
+[[gnu::cold, gnu::noinline]] void log(serial_ctx &ctx, uint32_t kind, uint32_t line,
+                                      const char *function, const char *format,
+                                      Arguments... arguments)
+{
+    bind_services(ctx);
+    if (ctx.log_write != nullptr)
+        ctx.log_write(&ctx, log_level, kind, "", line, function, format, arguments...);
+}
+
+/// Bounded set and copy: the platform's memset_s and memcpy_s where the process has them. `size`
+/// bytes at `to` are the caller's to write.
+void set_zero(void *to, size_t size);
+void copy_bytes(void *to, const void *from, size_t size);
+
+} // namespace vorl

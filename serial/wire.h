@@ -1,0 +1,73 @@
+// Bytes and values. A message is one self-contained run of bytes; nothing in it is aligned, and
+// every position is an unsigned 32-bit offset.
+//
+//   OFFSET       SIZE  CONTENT
+//   0            4     root offset: position of the root table
+//
+//   table        4     soffset: the vtable lies at table - soffset, before or behind the table
+//   table + e    w     the field of a slot whose vtable entry is e
+//
+//   vtable       2     length of the vtable in bytes: 4 + 2 a slot
+//   vtable + 2   2     length of the table in bytes; written, never read
+//   vtable + 4   2     entry of slot 0: offset of its field from the table, 0 when absent
+//   ...
+//
+// A field whose content stands elsewhere is an offset word: the body lies at the word's own
+// position plus its value. The body of an array or a vector opens with its element count. Values
+// are little-endian, or all byte-reversed.
+#pragma once
+
+#include <stddef.h>
+#include <stdint.h>
+#include <string.h>
+
+namespace vorl {
+
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "native order is the wire's order");
+
+enum class byte_order : uint8_t { native, swapped };
+
+/// Bytes of an offset word, a count, an soffset or a root offset.
+inline constexpr uint32_t word_size = 4;
+/// Bytes of a vtable entry, a vtable length or a table length.
+inline constexpr uint32_t entry_size = 2;
+/// Bytes of a vtable of `slots` slots: its two lengths and an entry each.
+constexpr uint32_t vtable_length(uint32_t slots) { return 2 * entry_size + entry_size * slots; }
+/// Element counts on the wire stay below this, so that 4 times a count fits 32 bits.
+inline constexpr uint32_t count_limit = 1U << 30;
+
+inline uint8_t reversed(uint8_t value) { return value; }
+inline uint16_t reversed(uint16_t value) { return __builtin_bswap16(value); }
+inline uint32_t reversed(uint32_t value) { return __builtin_bswap32(value); }
+inline uint64_t reversed(uint64_t value) { return __builtin_bswap64(value); }
+
+template <byte_order Order, class T>
+T load(const uint8_t *from)
+{
+    T value;
+    memcpy(&value, from, sizeof value);
+    return Order == byte_order::swapped ? reversed(value) : value;
+}
+
+template <byte_order Order, class T>
+void store(uint8_t *to, T value)
+{
+    if constexpr (Order == byte_order::swapped)
+        value = reversed(value);
+    memcpy(to, &value, sizeof value);
+}
+
+/// `Count` elements between record and wire, in either direction: each is reversed alone.
+template <byte_order Order, class T, size_t Count>
+void copy_elements(uint8_t *to, const uint8_t *from)
+{
+    if constexpr (Order == byte_order::swapped && sizeof(T) > 1) {
+        for (size_t i = 0; i < Count; ++i)
+            store<byte_order::swapped>(to + i * sizeof(T),
+                                       load<byte_order::native, T>(from + i * sizeof(T)));
+    } else {
+        memcpy(to, from, Count * sizeof(T));
+    }
+}
+
+} // namespace vorl

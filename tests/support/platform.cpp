@@ -1,0 +1,196 @@
+#include "tests/support/platform.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <dlfcn.h>
+#include <mutex>
+
+#include "runtime/serial_ctx.h"
+
+namespace vorl::test {
+
+void platform::forget_calls()
+{
+    lookups.clear();
+    use_flag_arguments.clear();
+    logs.clear();
+    memory.clear();
+    sends.clear();
+    registrations.clear();
+    clean_registrations.clear();
+    memset_s_calls = 0;
+    memcpy_s_calls = 0;
+}
+
+platform &the_platform()
+{
+    static platform instance;
+    return instance;
+}
+
+void reset_platform() { the_platform() = platform{}; }
+
+namespace {
+
+std::mutex guard;
+
+void write_log(const serial_ctx *ctx, std::uint32_t level, std::uint32_t kind, const char *empty, std::uint32_t line,
+               const char *function, const char *format, ...)
+{
+    char text[256];
+    va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(text, sizeof text, format, arguments);
+    va_end(arguments);
+    const std::lock_guard lock(guard);
+    the_platform().logs.push_back({ctx, level, kind, empty, line, function, format, text});
+}
+
+void *allocate(memory_call::kind_type kind, std::uint32_t size, std::uint32_t id, const char *tag)
+{
+    const std::lock_guard lock(guard);
+    platform &p = the_platform();
+    void *block = nullptr;
+    if (p.fail_allocation_at == 0 || --p.fail_allocation_at != 0) {
+        block = std::malloc(size == 0 ? 1 : size);
+        if (block != nullptr) {
+            std::memset(block, 0xA5, size);
+            ++p.live_blocks;
+        }
+    }
+    p.memory.push_back({kind, size, id, tag, block});
+    return block;
+}
+
+void *main_allocate(std::uint32_t size, std::uint32_t id, const char *tag)
+{
+    return allocate(memory_call::main_allocate, size, id, tag);
+}
+
+void *cache_allocate(std::uint32_t size, std::uint32_t id, const char *tag)
+{
+    return allocate(memory_call::cache_allocate, size, id, tag);
+}
+
+void release(void *block, std::uint32_t id, const char *tag)
+{
+    {
+        const std::lock_guard lock(guard);
+        the_platform().memory.push_back({memory_call::release, 0, id, tag, block});
+        --the_platform().live_blocks;
+    }
+    std::free(block);
+}
+
+std::uint32_t use_flag(std::uint32_t id)
+{
+    const std::lock_guard lock(guard);
+    the_platform().use_flag_arguments.push_back(id);
+    return the_platform().use_flag;
+}
+
+void *service(const char *name)
+{
+    const platform &p = the_platform();
+    const auto found = [](bool has, auto function) { return has ? reinterpret_cast<void *>(function) : nullptr; };
+    if (std::strcmp(name, "ZDT_OsalLogWrite") == 0)
+        return found(p.has_log, write_log);
+    if (std::strcmp(name, "ZDT_OsalMemAlloc") == 0)
+        return found(p.has_main_allocate, main_allocate);
+    if (std::strcmp(name, "ZDT_OsalMemFree") == 0)
+        return found(p.has_release, release);
+    if (std::strcmp(name, "ZDT_OsalMemCacheAlloc") == 0)
+        return found(p.has_cache_allocate, cache_allocate);
+    if (std::strcmp(name, "ZDT_OsalMemUseFlagGet") == 0)
+        return found(p.has_use_flag, use_flag);
+    return nullptr;
+}
+
+std::uint32_t send(bool explicit_target, std::uint32_t dest, const frame_desc *descs, std::uint32_t count, std::uint64_t to)
+{
+    const std::lock_guard lock(guard);
+    platform &p = the_platform();
+    bus_call call{explicit_target, dest, to, count, {}};
+    for (std::uint32_t i = 0; i < count && p.keep_frames; ++i) {
+        frame_desc desc;
+        std::memcpy(&desc, reinterpret_cast<const char *>(descs) + i * sizeof desc, sizeof desc);
+        const auto *bytes = static_cast<const std::uint8_t *>(desc.data);
+        call.frames.push_back({desc.msg_id, desc.data, {bytes, bytes + desc.length}});
+    }
+    p.sends.push_back(std::move(call));
+    return p.bus_result;
+}
+
+}  // namespace
+}  // namespace vorl::test
+
+using namespace vorl::test;
+
+extern "C" {
+
+// Runs before the sanitizers are ready, so nothing of theirs may be in it.
+[[gnu::no_sanitize("address", "undefined", "thread")]] void *dlsym(void *handle, const char *name) noexcept
+{
+    if (name[0] == 'Z' && name[1] == 'D' && name[2] == 'T' && name[3] == '_') {
+        {
+            const std::lock_guard lock(guard);
+            the_platform().lookups.emplace_back(name);
+            the_platform().lookup_with_handle |= handle != nullptr;
+        }
+        return service(name);
+    }
+    using dlsym_function = void *(*)(void *, const char *);
+    static dlsym_function libc_dlsym;
+    if (libc_dlsym == nullptr)
+        libc_dlsym = reinterpret_cast<dlsym_function>(dlvsym(RTLD_NEXT, "dlsym", "GLIBC_2.34"));
+    return libc_dlsym(handle, name);
+}
+
+int memset_s(void *to, std::size_t capacity, int value, std::size_t count)
+{
+    const std::lock_guard lock(guard);
+    ++the_platform().memset_s_calls;
+    if (count > capacity)
+        return 1;
+    std::memset(to, value, count);
+    return 0;
+}
+
+int memcpy_s(void *to, std::size_t capacity, const void *from, std::size_t count)
+{
+    const std::lock_guard lock(guard);
+    ++the_platform().memcpy_s_calls;
+    if (count > capacity)
+        return 1;
+    std::memcpy(to, from, count);
+    return 0;
+}
+
+std::uint32_t VORL_SendMsg(std::uint32_t dest, const vorl::frame_desc *descs, std::uint32_t count)
+{
+    return send(false, dest, descs, count, 0);
+}
+
+std::uint32_t VORL_SendToMsg(std::uint32_t dest, const vorl::frame_desc *descs, std::uint32_t count, std::uint64_t to)
+{
+    return send(true, dest, descs, count, to);
+}
+
+std::uint32_t VORL_RegIDLFuncHook(std::uint32_t msg_id, vorl::unpack_hook unpack, vorl::free_hook release)
+{
+    const std::lock_guard lock(guard);
+    platform &p = the_platform();
+    p.registrations.push_back({msg_id, unpack, release});
+    return p.registrations.size() == p.refuse_registration_at ? p.registration_refusal : 0;
+}
+
+std::uint32_t VORL_RegIDLResorceCleanFuncHook(vorl::resource_clean_hook clean)
+{
+    const std::lock_guard lock(guard);
+    the_platform().clean_registrations.push_back(clean);
+    return the_platform().bus_result;
+}
+
+}  // extern "C"

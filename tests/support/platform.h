@@ -1,0 +1,94 @@
+// A platform that remembers: the bus, the log and the memory services as the library sees them, under the test's control.
+//
+// A test program that links this replaces dlsym (for names that begin with ZDT_; everything else goes to libc), the four
+// VORL_ functions, and memset_s and memcpy_s. It works under the library's shared object as well as under its objects linked
+// in, because a program's own symbols come first.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "runtime/bus.h"
+
+namespace vorl::test {
+
+struct log_call {
+    const void *ctx;
+    std::uint32_t level;
+    std::uint32_t kind;
+    std::string empty;
+    std::uint32_t line;
+    std::string function;
+    std::string format;
+    std::string text;  ///< the format with its arguments in it
+};
+
+struct memory_call {
+    enum kind_type { main_allocate, cache_allocate, release } kind;
+    std::uint32_t size;  ///< of an allocation
+    std::uint32_t id;
+    std::string tag;
+    void *block;
+
+    bool operator==(const memory_call &) const = default;
+};
+
+struct bus_call {
+    bool explicit_target;  ///< VORL_SendToMsg
+    std::uint32_t dest;
+    std::uint64_t to;
+    std::uint32_t count;
+    struct frame {
+        std::uint32_t msg_id;
+        const void *data;
+        std::vector<std::uint8_t> bytes;
+    };
+    std::vector<frame> frames;
+};
+
+struct registration_call {
+    std::uint32_t msg_id;
+    vorl::unpack_hook unpack;
+    vorl::free_hook release;
+};
+
+struct platform {
+    // What dlsym finds.
+    bool has_log = true;
+    bool has_main_allocate = true;
+    bool has_release = true;  ///< ZDT_OsalMemFree, which both bindings look up
+    bool has_cache_allocate = true;
+    bool has_use_flag = true;
+    std::uint32_t use_flag = 1;  ///< what ZDT_OsalMemUseFlagGet(12) returns
+
+    // What the services do.
+    std::uint32_t bus_result = 0;
+    std::uint32_t refuse_registration_at = 0;  ///< 1: the first; 0: none
+    std::uint32_t registration_refusal = 7;
+    std::uint64_t fail_allocation_at = 0;  ///< 1: the next; counts both allocators; 0: none
+    bool keep_frames = true;               ///< copy frame bytes of bus calls
+
+    // What happened.
+    std::vector<std::string> lookups;  ///< every ZDT_ name, in order
+    bool lookup_with_handle = false;   ///< some lookup did not use the null handle
+    std::vector<std::uint32_t> use_flag_arguments;
+    std::vector<log_call> logs;
+    std::vector<memory_call> memory;
+    std::vector<bus_call> sends;
+    std::vector<registration_call> registrations;
+    std::vector<vorl::resource_clean_hook> clean_registrations;
+    std::uint64_t memset_s_calls = 0;
+    std::uint64_t memcpy_s_calls = 0;
+    std::uint64_t live_blocks = 0;  ///< allocated by the ZDT_ services and not released
+
+    void forget_calls();
+};
+
+/// The one platform of this process. Guarded by a lock inside; read it when no other thread is in the library.
+platform &the_platform();
+
+/// Puts everything back as at start, the platform's settings included.
+void reset_platform();
+
+}  // namespace vorl::test
