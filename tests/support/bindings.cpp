@@ -12,7 +12,7 @@ struct load_time_state {
 };
 const load_time_state at_load;
 
-}  // namespace
+} // namespace
 
 void forget_bindings()
 {
@@ -28,4 +28,4 @@ void swap_bytes()
     }
 }
 
-}  // namespace vorl::test
+} // namespace vorl::test

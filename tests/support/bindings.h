@@ -11,4 +11,4 @@ void forget_bindings();
 /// Makes all six sides use the byte-swapped branches: binds the caches, then sets the flags. Undone by forget_bindings().
 void swap_bytes();
 
-}  // namespace vorl::test
+} // namespace vorl::test

@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <dlfcn.h>
 #include <mutex>
 
 #include "runtime/serial_ctx.h"
@@ -36,17 +35,7 @@ namespace {
 
 std::mutex guard;
 
-void write_log(const serial_ctx *ctx, std::uint32_t level, std::uint32_t kind, const char *empty, std::uint32_t line,
-               const char *function, const char *format, ...)
-{
-    char text[256];
-    va_list arguments;
-    va_start(arguments, format);
-    std::vsnprintf(text, sizeof text, format, arguments);
-    va_end(arguments);
-    const std::lock_guard lock(guard);
-    the_platform().logs.push_back({ctx, level, kind, empty, line, function, format, text});
-}
+#ifndef VORL_TEST_WITHOUT_SERVICES
 
 void *allocate(memory_call::kind_type kind, std::uint32_t size, std::uint32_t id, const char *tag)
 {
@@ -64,51 +53,10 @@ void *allocate(memory_call::kind_type kind, std::uint32_t size, std::uint32_t id
     return block;
 }
 
-void *main_allocate(std::uint32_t size, std::uint32_t id, const char *tag)
-{
-    return allocate(memory_call::main_allocate, size, id, tag);
-}
+#endif
 
-void *cache_allocate(std::uint32_t size, std::uint32_t id, const char *tag)
-{
-    return allocate(memory_call::cache_allocate, size, id, tag);
-}
-
-void release(void *block, std::uint32_t id, const char *tag)
-{
-    {
-        const std::lock_guard lock(guard);
-        the_platform().memory.push_back({memory_call::release, 0, id, tag, block});
-        --the_platform().live_blocks;
-    }
-    std::free(block);
-}
-
-std::uint32_t use_flag(std::uint32_t id)
-{
-    const std::lock_guard lock(guard);
-    the_platform().use_flag_arguments.push_back(id);
-    return the_platform().use_flag;
-}
-
-void *service(const char *name)
-{
-    const platform &p = the_platform();
-    const auto found = [](bool has, auto function) { return has ? reinterpret_cast<void *>(function) : nullptr; };
-    if (std::strcmp(name, "ZDT_OsalLogWrite") == 0)
-        return found(p.has_log, write_log);
-    if (std::strcmp(name, "ZDT_OsalMemAlloc") == 0)
-        return found(p.has_main_allocate, main_allocate);
-    if (std::strcmp(name, "ZDT_OsalMemFree") == 0)
-        return found(p.has_release, release);
-    if (std::strcmp(name, "ZDT_OsalMemCacheAlloc") == 0)
-        return found(p.has_cache_allocate, cache_allocate);
-    if (std::strcmp(name, "ZDT_OsalMemUseFlagGet") == 0)
-        return found(p.has_use_flag, use_flag);
-    return nullptr;
-}
-
-std::uint32_t send(bool explicit_target, std::uint32_t dest, const frame_desc *descs, std::uint32_t count, std::uint64_t to)
+std::uint32_t send(bool explicit_target, std::uint32_t dest, const frame_desc *descs,
+                   std::uint32_t count, std::uint64_t to)
 {
     const std::lock_guard lock(guard);
     platform &p = the_platform();
@@ -123,30 +71,79 @@ std::uint32_t send(bool explicit_target, std::uint32_t dest, const frame_desc *d
     return p.bus_result;
 }
 
-}  // namespace
-}  // namespace vorl::test
+} // namespace
+} // namespace vorl::test
 
 using namespace vorl::test;
 
 extern "C" {
 
-// Runs before the sanitizers are ready, so nothing of theirs may be in it.
-[[gnu::no_sanitize("address", "undefined", "thread")]] void *dlsym(void *handle, const char *name) noexcept
+#ifndef VORL_TEST_WITHOUT_SERVICES
+
+void ZDT_OsalLogWrite(const vorl::serial_ctx *ctx, std::uint32_t level, std::uint32_t kind,
+                      const char *empty, std::uint32_t line, const char *function,
+                      const char *format, ...)
 {
-    if (name[0] == 'Z' && name[1] == 'D' && name[2] == 'T' && name[3] == '_') {
-        {
-            const std::lock_guard lock(guard);
-            the_platform().lookups.emplace_back(name);
-            the_platform().lookup_with_handle |= handle != nullptr;
-        }
-        return service(name);
-    }
-    using dlsym_function = void *(*)(void *, const char *);
-    static dlsym_function libc_dlsym;
-    if (libc_dlsym == nullptr)
-        libc_dlsym = reinterpret_cast<dlsym_function>(dlvsym(RTLD_NEXT, "dlsym", "GLIBC_2.34"));
-    return libc_dlsym(handle, name);
+    char text[256];
+    va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(text, sizeof text, format, arguments);
+    va_end(arguments);
+    const std::lock_guard lock(guard);
+    the_platform().logs.push_back({ctx, level, kind, empty, line, function, format, text});
 }
+
+void *ZDT_OsalMemAlloc(std::uint32_t size, std::uint32_t id, const char *tag)
+{
+    return allocate(memory_call::main_allocate, size, id, tag);
+}
+
+void *ZDT_OsalMemCacheAlloc(std::uint32_t size, std::uint32_t id, const char *tag)
+{
+    return allocate(memory_call::cache_allocate, size, id, tag);
+}
+
+void ZDT_OsalMemFree(void *block, std::uint32_t id, const char *tag)
+{
+    {
+        const std::lock_guard lock(guard);
+        the_platform().memory.push_back({memory_call::release, 0, id, tag, block});
+        --the_platform().live_blocks;
+    }
+    std::free(block);
+}
+
+std::uint32_t ZDT_OsalMemUseFlagGet(std::uint32_t id)
+{
+    const std::lock_guard lock(guard);
+    the_platform().use_flag_arguments.push_back(id);
+    return the_platform().use_flag;
+}
+
+// What the runtime calls for dlsym where it is linked into the program.
+void *vorl_test_dlsym(void *handle, const char *name)
+{
+    const std::lock_guard lock(guard);
+    platform &p = the_platform();
+    p.lookups.emplace_back(name);
+    p.lookup_with_handle |= handle != nullptr;
+    const auto found = [](bool has, auto function) {
+        return has ? reinterpret_cast<void *>(function) : nullptr;
+    };
+    if (std::strcmp(name, "ZDT_OsalLogWrite") == 0)
+        return found(p.has_log, ZDT_OsalLogWrite);
+    if (std::strcmp(name, "ZDT_OsalMemAlloc") == 0)
+        return found(p.has_main_allocate, ZDT_OsalMemAlloc);
+    if (std::strcmp(name, "ZDT_OsalMemFree") == 0)
+        return found(p.has_release, ZDT_OsalMemFree);
+    if (std::strcmp(name, "ZDT_OsalMemCacheAlloc") == 0)
+        return found(p.has_cache_allocate, ZDT_OsalMemCacheAlloc);
+    if (std::strcmp(name, "ZDT_OsalMemUseFlagGet") == 0)
+        return found(p.has_use_flag, ZDT_OsalMemUseFlagGet);
+    return nullptr;
+}
+
+#endif
 
 int memset_s(void *to, std::size_t capacity, int value, std::size_t count)
 {
@@ -173,12 +170,14 @@ std::uint32_t VORL_SendMsg(std::uint32_t dest, const vorl::frame_desc *descs, st
     return send(false, dest, descs, count, 0);
 }
 
-std::uint32_t VORL_SendToMsg(std::uint32_t dest, const vorl::frame_desc *descs, std::uint32_t count, std::uint64_t to)
+std::uint32_t VORL_SendToMsg(std::uint32_t dest, const vorl::frame_desc *descs, std::uint32_t count,
+                             std::uint64_t to)
 {
     return send(true, dest, descs, count, to);
 }
 
-std::uint32_t VORL_RegIDLFuncHook(std::uint32_t msg_id, vorl::unpack_hook unpack, vorl::free_hook release)
+std::uint32_t VORL_RegIDLFuncHook(std::uint32_t msg_id, vorl::unpack_hook unpack,
+                                  vorl::free_hook release)
 {
     const std::lock_guard lock(guard);
     platform &p = the_platform();
@@ -193,4 +192,4 @@ std::uint32_t VORL_RegIDLResorceCleanFuncHook(vorl::resource_clean_hook clean)
     return the_platform().bus_result;
 }
 
-}  // extern "C"
+} // extern "C"

@@ -1,8 +1,9 @@
 // A platform that remembers: the bus, the log and the memory services as the library sees them, under the test's control.
 //
-// A test program that links this replaces dlsym (for names that begin with ZDT_; everything else goes to libc), the four
-// VORL_ functions, and memset_s and memcpy_s. It works under the library's shared object as well as under its objects linked
-// in, because a program's own symbols come first.
+// A test program that links this has the four VORL_ functions, memset_s and memcpy_s, and the five ZDT_ services as symbols of
+// its own, which come before those of any library. Under the library's shared object the services are found by dlsym as on
+// the router, all of them, always (or none, with test_bus in place of test_platform). With the library's objects linked in,
+// the runtime's look-ups go to vorl_test_dlsym, which obeys the `has_` switches.
 #pragma once
 
 #include <cstdint>
@@ -21,12 +22,12 @@ struct log_call {
     std::uint32_t line;
     std::string function;
     std::string format;
-    std::string text;  ///< the format with its arguments in it
+    std::string text; ///< the format with its arguments in it
 };
 
 struct memory_call {
     enum kind_type { main_allocate, cache_allocate, release } kind;
-    std::uint32_t size;  ///< of an allocation
+    std::uint32_t size; ///< of an allocation
     std::uint32_t id;
     std::string tag;
     void *block;
@@ -35,7 +36,7 @@ struct memory_call {
 };
 
 struct bus_call {
-    bool explicit_target;  ///< VORL_SendToMsg
+    bool explicit_target; ///< VORL_SendToMsg
     std::uint32_t dest;
     std::uint64_t to;
     std::uint32_t count;
@@ -54,24 +55,25 @@ struct registration_call {
 };
 
 struct platform {
-    // What dlsym finds.
+    // What a look-up finds, with the library's objects linked in.
     bool has_log = true;
     bool has_main_allocate = true;
-    bool has_release = true;  ///< ZDT_OsalMemFree, which both bindings look up
+    bool has_release = true; ///< ZDT_OsalMemFree, which both bindings look up
     bool has_cache_allocate = true;
     bool has_use_flag = true;
-    std::uint32_t use_flag = 1;  ///< what ZDT_OsalMemUseFlagGet(12) returns
+    std::uint32_t use_flag = 1; ///< what ZDT_OsalMemUseFlagGet(12) returns
 
     // What the services do.
     std::uint32_t bus_result = 0;
-    std::uint32_t refuse_registration_at = 0;  ///< 1: the first; 0: none
+    std::uint32_t refuse_registration_at = 0; ///< 1: the first; 0: none
     std::uint32_t registration_refusal = 7;
-    std::uint64_t fail_allocation_at = 0;  ///< 1: the next; counts both allocators; 0: none
-    bool keep_frames = true;               ///< copy frame bytes of bus calls
+    std::uint64_t fail_allocation_at = 0; ///< 1: the next; counts both allocators; 0: none
+    bool keep_frames = true;              ///< copy frame bytes of bus calls
 
     // What happened.
-    std::vector<std::string> lookups;  ///< every ZDT_ name, in order
-    bool lookup_with_handle = false;   ///< some lookup did not use the null handle
+    std::vector<std::string>
+        lookups;                     ///< every name, in order; with the library's objects linked in
+    bool lookup_with_handle = false; ///< some lookup did not use the null handle
     std::vector<std::uint32_t> use_flag_arguments;
     std::vector<log_call> logs;
     std::vector<memory_call> memory;
@@ -80,7 +82,7 @@ struct platform {
     std::vector<vorl::resource_clean_hook> clean_registrations;
     std::uint64_t memset_s_calls = 0;
     std::uint64_t memcpy_s_calls = 0;
-    std::uint64_t live_blocks = 0;  ///< allocated by the ZDT_ services and not released
+    std::uint64_t live_blocks = 0; ///< allocated by the ZDT_ services and not released
 
     void forget_calls();
 };
@@ -91,4 +93,4 @@ platform &the_platform();
 /// Puts everything back as at start, the platform's settings included.
 void reset_platform();
 
-}  // namespace vorl::test
+} // namespace vorl::test
