@@ -4,12 +4,18 @@
 #include <cstdio>
 #include <functional>
 #include <map>
+#include <string_view>
 
 namespace idlc {
 namespace {
 
 constexpr std::uint64_t largest_u16 = 0xFFFF;
 constexpr std::uint64_t largest_int32 = 0x7FFFFFFF;
+
+// What a compiler takes of the generated sources: clang folds 256 operands, and a level of nesting
+// costs several levels of templates, of which there are 900 or more.
+constexpr std::size_t most_slots = 256;
+constexpr std::size_t largest_depth = 32;
 
 [[noreturn]] void fail(const package &p, position at, const std::string &text)
 {
@@ -23,17 +29,38 @@ constexpr std::uint64_t round_up(std::uint64_t value, std::uint64_t to)
     return (value + to - 1) / to * to;
 }
 
+// A package is an enumerator and a message a type, so neither has a name that C or C++ keeps.
+void refuse_reserved(const package &p, position at, const std::string &name)
+{
+    static constexpr std::string_view words =
+        " alignas alignof and and_eq asm auto bitand bitor bool break case catch char char16_t"
+        " char32_t char8_t class co_await co_return co_yield compl concept const const_cast"
+        " consteval constexpr constinit continue decltype default delete do double dynamic_cast"
+        " else enum explicit export extern false float for friend goto if inline int int16_t"
+        " int32_t int64_t int8_t long mutable namespace new noexcept not not_eq nullptr operator"
+        " or or_eq private protected public register reinterpret_cast requires restrict return"
+        " short signed size_t sizeof static static_assert static_cast struct switch template"
+        " this thread_local throw true try typedef typeid typename typeof uint16_t uint32_t"
+        " uint64_t uint8_t union unsigned using virtual void volatile wchar_t while xor xor_eq ";
+    if (words.find(" " + name + " ") != std::string_view::npos)
+        fail(p, at, "'" + name + "' is a word of C or C++; choose another name");
+    if (name[0] == '_')
+        fail(p, at, "'" + name + "' begins with an underscore; begin names with a letter");
+}
+
 void check_names(const std::vector<package> &packages)
 {
     std::map<std::string, std::string> package_at;
     std::map<std::string, std::string> message_at;
     for (const package &p : packages) {
+        refuse_reserved(p, p.name_at, p.name);
         if (const auto [had, fresh] = package_at.emplace(p.name, place(p, p.name_at)); !fresh)
             fail(p, p.name_at,
                  "package '" + p.name + "' is already described in " + had->second +
                      "; merge the two");
         for (const message &m : p.messages) {
-            if (m.name.rfind(p.name + "_", 0) != 0)
+            refuse_reserved(p, m.at, m.name);
+            if (m.name.rfind(p.name + "_", 0) != 0 || m.name.size() == p.name.size() + 1)
                 fail(p, m.at,
                      "message '" + m.name + "' is not of package '" + p.name + "'; name it '" +
                          p.name + "_...'");
@@ -44,18 +71,17 @@ void check_names(const std::vector<package> &packages)
             for (std::size_t i = 0; i < m.slots.size(); ++i) {
                 const slot &s = m.slots[i];
                 const std::string name = "f" + std::to_string(i);
-                const auto same = [&s](const slot &other) {
-                    return &other != &s && other.name == s.name;
-                };
+                if (s.name == name)
+                    continue;
+                const auto same = [&s](const slot &other) { return other.name == s.name; };
                 if (std::any_of(m.slots.begin(), m.slots.begin() + static_cast<std::ptrdiff_t>(i),
                                 same))
                     fail(p, s.name_at,
                          "duplicate slot '" + s.name + "' in '" + m.name + "'; slot " +
                              std::to_string(i) + " is named '" + name + "'");
-                if (s.name != name)
-                    fail(p, s.name_at,
-                         "slot " + std::to_string(i) + " of '" + m.name + "' is named '" + name +
-                             "', not '" + s.name + "'; slots are numbered in vtable order");
+                fail(p, s.name_at,
+                     "slot " + std::to_string(i) + " of '" + m.name + "' is named '" + name +
+                         "', not '" + s.name + "'; slots are numbered in vtable order");
             }
         }
     }
@@ -63,8 +89,8 @@ void check_names(const std::vector<package> &packages)
 
 void resolve(package &p)
 {
-    std::map<std::string, const message *> by_name;
-    for (const message &m : p.messages)
+    std::map<std::string, message *> by_name;
+    for (message &m : p.messages)
         by_name[m.name] = &m;
     for (message &m : p.messages) {
         for (slot &s : m.slots) {
@@ -84,18 +110,17 @@ void resolve(package &p)
 }
 
 // Depth first: a message is placed after all that it refers to. A message met again while it is
-// still open closes a cycle.
+// still open closes a cycle. A depth is known once the message is placed, and 0 until then; neither
+// it nor the path passes largest_depth, which also bounds the recursion.
 void order(package &p)
 {
-    enum class state : std::uint8_t { fresh, open, placed };
-    std::map<const message *, state> states;
+    std::map<const message *, std::size_t> depths;
     std::vector<const message *> path;
-    const std::function<void(const message &, position)> visit = [&](const message &m,
-                                                                     position from) {
-        state &mine = states[&m];
-        if (mine == state::placed)
-            return;
-        if (mine == state::open) {
+    const std::function<std::size_t(message &, position)> visit = [&](message &m, position from) {
+        const auto [known, fresh] = depths.emplace(&m, 0);
+        if (!fresh && known->second != 0)
+            return known->second;
+        if (!fresh) {
             std::string cycle;
             for (auto at = std::find(path.begin(), path.end(), &m); at != path.end(); ++at)
                 cycle += (*at)->name + " -> ";
@@ -103,18 +128,57 @@ void order(package &p)
                  "forward cycle: " + cycle + m.name +
                      "; a message cannot hold itself, take one of these slots out");
         }
-        mine = state::open;
+        const auto refuse_beyond_limit = [&](std::size_t depth, position at) {
+            if (depth > largest_depth)
+                fail(p, at,
+                     "messages nest deeper than " + std::to_string(largest_depth) +
+                         " levels here; hold fewer within one another");
+        };
         path.push_back(&m);
+        refuse_beyond_limit(path.size(), from);
+        std::size_t depth = 1;
         for (const slot &s : m.slots) {
-            if (s.refers_to)
-                visit(*s.refers_to, s.message_at);
+            if (!s.refers_to)
+                continue;
+            depth = std::max(depth, 1 + visit(*s.refers_to, s.message_at));
+            refuse_beyond_limit(depth, s.message_at);
         }
         path.pop_back();
-        mine = state::placed;
+        known->second = depth;
         p.by_dependency.push_back(&m);
+        return depth;
     };
-    for (const message &m : p.messages)
+    for (message &m : p.messages)
         visit(m, m.at);
+}
+
+// No two things may bring one identifier into the generated files, nor two packages one file.
+void check_generated_names(const std::vector<package> &packages)
+{
+    std::map<std::string, std::string> brought_by;
+    const auto bring = [&](const package &p, position at, const std::string &by,
+                           const std::string &name) {
+        const auto [had, fresh] = brought_by.emplace(name, by);
+        if (!fresh)
+            fail(p, at,
+                 by + " brings the name '" + name + "', and so does " + had->second +
+                     "; rename one");
+    };
+    for (const package &p : packages) {
+        for (const char *ending :
+             {"", "_catalogue", "_package", "_recv_init", "_send_init", "__send_resource_clean"})
+            bring(p, p.name_at, "package '" + p.name + "'", p.name + ending);
+        for (const message *m : p.by_dependency) {
+            const std::string by = "message '" + m->name + "'";
+            for (const char *ending :
+                 {"", "_msg_id", "_message", "__pack", "__unpack", "_free__unpacked",
+                  "__sendsingle", "__sendbatch", "__sendmsg", "__sendtomsg"})
+                bring(p, m->at, by, m->name + ending);
+            // In the catalogue these hide a record of their name from there on, but not before.
+            for (const char *ending : {"_slots", "_info"})
+                brought_by.emplace(m->name + ending, by);
+        }
+    }
 }
 
 void identify(std::vector<package> &packages)
@@ -222,6 +286,10 @@ void lay_out(const package &p, message &m)
         fail(p, m.slots.back().at,
              "the table of '" + m.name + "' would be " + std::to_string(table) +
                  " bytes long, past the 16 bits of a table length; split the message");
+    if (m.slots.size() > most_slots)
+        fail(p, m.slots[most_slots].at,
+             "'" + m.name + "' has more than " + std::to_string(most_slots) +
+                 " slots; nest some of them in a table, or split the message");
     if (m.fixed_size) {
         m.table_length = static_cast<std::uint32_t>(table);
         m.frame_length =
@@ -263,10 +331,10 @@ void check(std::vector<package> &packages)
     for (package &p : packages) {
         resolve(p);
         order(p);
-        for (const message *m : p.by_dependency)
-            lay_out(p, const_cast<message &>(
-                           *m)); // by_dependency points into p, which is ours to change
+        for (message *m : p.by_dependency)
+            lay_out(p, *m);
     }
+    check_generated_names(packages);
     identify(packages);
 }
 

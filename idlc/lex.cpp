@@ -10,6 +10,11 @@ bool is_word(char c)
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' || is_digit(c);
 }
 bool is_blank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
+std::string shown(char c)
+{
+    return c > ' ' && c <= '~' ? std::string("'") + c + "'"
+                               : "byte " + std::to_string(static_cast<unsigned char>(c));
+}
 
 } // namespace
 
@@ -28,6 +33,9 @@ token lexer::comment()
 {
     token t{token_kind::end, "", where_};
     while (at_ < text_.size() && peek() != '\n') {
+        if ((peek() < ' ' || peek() > '~') && !is_blank(peek()))
+            throw description_error(file_, where_,
+                                    "a comment holds ASCII text; remove " + shown(peek()));
         t.text += peek();
         advance();
     }
@@ -42,12 +50,16 @@ token lexer::comment()
             t.text.pop_back();
         return true;
     };
-    if (!drop("///<", token_kind::doc_after))
-        drop("///", token_kind::doc_before);
-    if (t.text.find("*/") != std::string::npos)
-        throw description_error(
-            file_, t.at,
-            "'*/' in a comment would end the comment of the C header; write it otherwise");
+    if (!drop("///<", token_kind::doc_after) && !drop("///", token_kind::doc_before))
+        return t;
+    // What a C compiler takes for more than text inside a comment; ??/ is a backslash to it.
+    for (const char *mark : {"/*", "*/", "?\?/"}) {
+        if (t.text.find(mark) != std::string::npos)
+            throw description_error(
+                file_, t.at,
+                std::string("'") + mark +
+                    "' has a meaning in the comments of the C header; write it otherwise");
+    }
     return t;
 }
 
@@ -97,11 +109,8 @@ token lexer::next()
             return t;
         }
         if (std::string_view("{}<>[],;=").find(c) == std::string_view::npos) {
-            const auto code = static_cast<unsigned char>(c);
-            const std::string shown =
-                code > ' ' && code < 127 ? "'" + t.text + "'" : "byte " + std::to_string(code);
             throw description_error(file_, t.at,
-                                    shown + " has no meaning in a description; remove it");
+                                    shown(c) + " has no meaning in a description; remove it");
         }
         advance();
         return t;

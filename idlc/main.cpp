@@ -1,6 +1,6 @@
 // idlc: descriptions of messages in, C header and library source out.
 //
-//   idlc [--check] DESCRIPTION...      all packages that share a bus, in one call
+//   idlc [--check] DESCRIPTION.idl...      all packages that share a bus, in one call
 //
 // Writes <package>.h, <package>.cpp and <package>_catalogue.cpp beside each description, or with
 // --check compares them with what stands there. Exit status: 0 done; 1 a faulty description, a file
@@ -8,7 +8,7 @@
 // written unless every description is accepted.
 #include <cstdio>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -21,8 +21,13 @@ namespace {
 bool read_file(const std::string &path, std::string &text)
 {
     std::ifstream in(path, std::ios::binary);
-    text.assign(std::istreambuf_iterator<char>(in), {});
-    return in.good() || (in.eof() && in.is_open());
+    std::ostringstream out;
+    // Inserting nothing sets a failure in `out`, so an empty file is told by peek. A directory
+    // opens but cannot be read.
+    if (in.peek() != std::ifstream::traits_type::eof())
+        out << in.rdbuf();
+    text = out.str();
+    return in.is_open() && !in.bad() && !out.fail();
 }
 
 bool write_file(const std::string &path, const std::string &text)
@@ -36,7 +41,7 @@ bool write_file(const std::string &path, const std::string &text)
 int usage()
 {
     std::fputs(
-        "usage: idlc [--check] DESCRIPTION...\n"
+        "usage: idlc [--check] DESCRIPTION.idl...\n"
         "Name all packages that share a bus in one call: identifiers must differ across them.\n",
         stderr);
     return 2;
@@ -51,7 +56,7 @@ int main(int argc, char **argv)
     for (const std::string &argument : std::vector<std::string>(argv + 1, argv + argc)) {
         if (argument == "--check")
             check_only = true;
-        else if (argument.empty() || argument[0] == '-')
+        else if (!argument.ends_with(".idl") || argument[0] == '-')
             return usage();
         else
             files.push_back(argument);
@@ -63,11 +68,9 @@ int main(int argc, char **argv)
     try {
         for (const std::string &file : files) {
             std::string text;
-            if (!read_file(file, text)) {
-                std::fprintf(stderr, "%s: error: cannot be read; name an existing description\n",
-                             file.c_str());
-                return 1;
-            }
+            if (!read_file(file, text))
+                throw idlc::description_error(file, {},
+                                              "cannot be read; name an existing description");
             packages.push_back(idlc::parse(file, text));
         }
         idlc::check(packages);
@@ -96,7 +99,8 @@ int main(int argc, char **argv)
                     path.c_str(), p.file.c_str());
                 status = 1;
             } else if (!write_file(path, text)) {
-                std::fprintf(stderr, "%s: error: cannot be written\n", path.c_str());
+                std::fprintf(stderr, "%s: error: cannot be written; look at its directory\n",
+                             path.c_str());
                 status = 1;
             }
         }

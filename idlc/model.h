@@ -1,7 +1,7 @@
 // What a description says, after parsing and before anything is emitted.
 //
 // A description is one package; its messages stand in registration order and their slots in vtable
-// order. The model owns its texts. `slot::message` points into the package that holds it and is set
+// order. The model owns its texts. `slot::refers_to` points into the package that holds it and is set
 // by check().
 #pragma once
 
@@ -56,7 +56,7 @@ struct slot {
         malloc_text; ///< log text of a failed allocation where it differs from the usual one
     std::string doc;
 
-    const message *refers_to = nullptr; ///< set by check()
+    message *refers_to = nullptr; ///< set by check()
     // Set by lay_out().
     std::uint32_t record_offset = 0; ///< of the member; of the pointer in a vector
     std::uint32_t count_offset = 0;  ///< of f<slot>_count in a vector
@@ -84,8 +84,7 @@ struct package {
     std::string name;
     position name_at;
     std::vector<message> messages;
-    std::vector<const message *>
-        by_dependency; ///< set by check(): a message after all that it refers to
+    std::vector<message *> by_dependency; ///< set by check(): a message after all it refers to
 };
 
 /// The wire type of a slot as the language writes it: `array<uint32, 4>`.

@@ -1,12 +1,13 @@
 #include "parse.h"
 
-#include <limits>
 #include <utility>
 
 #include "lex.h"
 
 namespace idlc {
 namespace {
+
+constexpr std::uint64_t count_limit = std::uint64_t{1} << 30;
 
 class parser {
   public:
@@ -22,13 +23,11 @@ class parser {
         package_.name_at = token_.at;
         package_.name = take_name("the package");
         expect(";");
-        while (token_.kind != token_kind::end) {
-            expect_word("message", "after the package come messages: 'message <name> { ... }'");
+        if (token_.kind == token_kind::end)
+            unexpected("a package has at least one message: 'message <name> { ... }'");
+        while (token_.kind != token_kind::end)
             package_.messages.push_back(parse_message());
-        }
-        if (!pending_doc_.empty())
-            fail(pending_doc_at_,
-                 "this documentation comment has nothing after it to describe; move or remove it");
+        refuse_pending_doc();
         return std::move(package_);
     }
 
@@ -49,20 +48,29 @@ class parser {
         doc += (doc.empty() ? "" : "\n") + line;
     }
 
-    // Documentation comments stand between the other tokens: those before an item wait for it,
-    // those after it go to the item last completed.
+    void refuse_pending_doc() const
+    {
+        if (!pending_doc_.empty())
+            fail(pending_doc_at_,
+                 "this documentation comment has no message or slot after it; move or remove it");
+    }
+
+    // Documentation comments stand between the other tokens: those before an item wait for it, and
+    // whoever parses the item takes them before its first step; those right after a slot go to it.
     void step()
     {
+        refuse_pending_doc();
+        std::string *const completed_doc = std::exchange(completed_doc_, nullptr);
         for (token_ = lexer_.next();; token_ = lexer_.next()) {
             if (token_.kind == token_kind::doc_before) {
                 if (pending_doc_.empty())
                     pending_doc_at_ = token_.at;
                 append(pending_doc_, token_.text);
             } else if (token_.kind == token_kind::doc_after) {
-                if (!completed_doc_)
+                if (!completed_doc)
                     fail(token_.at,
                          "'///<' describes the slot before it, and there is none; use '///'");
-                append(*completed_doc_, token_.text);
+                append(*completed_doc, token_.text);
             } else {
                 return;
             }
@@ -83,7 +91,6 @@ class parser {
     {
         if (token_.kind != token_kind::word || token_.text != word)
             unexpected(why);
-        completed_doc_ = nullptr;
         step();
     }
     std::string take_name(const std::string &of)
@@ -105,20 +112,17 @@ class parser {
     {
         message m;
         m.doc = std::exchange(pending_doc_, {});
+        expect_word("message", "after the package come messages: 'message <name> { ... }'");
         m.at = token_.at;
         m.name = take_name("the message");
         expect("{");
         if (at("}"))
             fail(token_.at, "message '" + m.name + "' has no slots; give it at least one");
-        // completed_doc_ holds until the next push_back, and is set anew after each.
         while (!at("}")) {
-            slot s = parse_slot();
-            s.doc = std::exchange(slot_doc_, {});
-            m.slots.push_back(std::move(s));
+            m.slots.push_back(parse_slot());
             completed_doc_ = &m.slots.back().doc;
             step(); // past ';'
         }
-        completed_doc_ = nullptr;
         step();
         return m;
     }
@@ -133,7 +137,7 @@ class parser {
     slot parse_slot()
     {
         slot s;
-        slot_doc_ = std::exchange(pending_doc_, {});
+        s.doc = std::exchange(pending_doc_, {});
         s.at = token_.at;
         if (token_.kind != token_kind::word)
             unexpected("a wire type is wanted, or '}'");
@@ -190,11 +194,12 @@ class parser {
             unexpected("the number of elements is wanted");
         for (const char c : token_.text) {
             if (c < '0' || c > '9')
-                fail(token_.at, "'" + token_.text + "' is not a decimal number");
+                fail(token_.at, "'" + token_.text + "' is not a decimal number; write digits only");
             s.count = s.count * 10 + static_cast<std::uint64_t>(c - '0');
-            if (s.count > std::numeric_limits<std::uint32_t>::max())
-                fail(token_.at,
-                     "'" + token_.text + "' does not fit 32 bits; make the array smaller");
+            if (s.count >= count_limit)
+                fail(token_.at, "'" + token_.text +
+                                    "' elements are too many, counts on the wire stay below 2^30; "
+                                    "make the array smaller");
         }
         step();
     }
@@ -205,8 +210,9 @@ class parser {
         const position at_attribute = token_.at;
         if (token_.kind != token_kind::word || token_.text != "malloc_text")
             unexpected("the only attribute of a slot is malloc_text = \"...\"");
-        if (!is_vector(s.type))
-            fail(at_attribute, "only a vector allocates; remove malloc_text from this slot");
+        if (s.type != wire_type::vector_table)
+            fail(at_attribute,
+                 "only a vector of tables has a malloc_text; remove it from this slot");
         step();
         expect("=");
         if (token_.kind != token_kind::string)
@@ -216,7 +222,8 @@ class parser {
         const auto percent = s.malloc_text.find('%');
         if (percent == std::string::npos || s.malloc_text.compare(percent, 2, "%u") != 0 ||
             s.malloc_text.find('%', percent + 1) != std::string::npos)
-            fail(token_.at, "malloc_text names the size once, as %u, and has no other '%'");
+            fail(token_.at,
+                 "malloc_text is the format of a size; write %u in it once, and no other '%'");
         step();
         expect("]");
     }
@@ -226,8 +233,7 @@ class parser {
     package package_;
     std::string pending_doc_;
     position pending_doc_at_;
-    std::string slot_doc_;
-    std::string *completed_doc_ = nullptr;
+    std::string *completed_doc_ = nullptr; ///< of the slot whose ';' is the token at hand
 };
 
 } // namespace
