@@ -14,6 +14,77 @@ struct message {
 
     static uint32_t unpack(const void *buf, int32_t len, void *out)
     {
+        if constexpr (has_known_forms<M>) {
+            constexpr uint32_t packed_table_at = word_size + vtable_length(slot_count<M>);
+            if (buf != nullptr && out != nullptr &&
+                len >= static_cast<int32_t>(packed_table_at + word_size) &&
+                is_settled(M::owner, direction::receive)) {
+                const auto *bytes = static_cast<const uint8_t *>(buf);
+                const auto size = static_cast<uint32_t>(len);
+                auto *to = static_cast<uint8_t *>(out);
+                const auto root = load<byte_order::native, uint32_t>(bytes);
+                if (root == frame_table_at) {
+                    if (read_framed<M>(bytes, size, frame_table_at, to))
+                        return sizeof(record);
+                } else if (root == packed_table_at) {
+                    if (read_packed<M>(bytes, size, packed_table_at, to))
+                        return sizeof(record);
+                }
+            }
+        }
+        return unpack_carefully(buf, len, out);
+    }
+
+    static void free_unpacked(void *rec)
+    {
+        if constexpr (!is_fixed_size<M>) {
+            if (rec == nullptr)
+                return;
+            bind_cache(services::ctx());
+            release_owned<M, services>(static_cast<uint8_t *>(rec));
+        }
+    }
+
+    static uint32_t pack(const record *in, void *buf, uint32_t *inout_len)
+    {
+        const auto *from = reinterpret_cast<const uint8_t *>(in);
+        const measured<M> size(from);
+        if (size.bytes() == 0 || size.bytes() > *inout_len)
+            return failure;
+        if (buf == nullptr) [[unlikely]] {
+            // The measuring call: reported, and yet a success.
+            log(send_ctx<M>(), log_kind, static_cast<uint32_t>(log_line::pack_arguments),
+                function_name<M, "_pack">::text, "[ZELKO]:Param invalid(%s, %u, %s)",
+                null_or_not(buf), *inout_len, null_or_not(in));
+        } else {
+            pack_record<M>(static_cast<uint8_t *>(buf), from, size);
+        }
+        *inout_len = size.bytes();
+        return 0;
+    }
+
+    static uint32_t sendsingle(uint32_t dest, const record *rec, uint64_t to)
+    {
+        return send_one<M>(dest, reinterpret_cast<const uint8_t *>(rec), to);
+    }
+    static uint32_t sendbatch(uint32_t dest, const record *recs, uint32_t count, uint64_t to)
+    {
+        return send_batch<M>(dest, reinterpret_cast<const uint8_t *>(recs), count, to);
+    }
+    static uint32_t sendtomsg(uint32_t dest, const record *recs, uint32_t count, uint64_t to)
+    {
+        if (count == 0)
+            return failure;
+        return count == 1 ? sendsingle(dest, recs, to) : sendbatch(dest, recs, count, to);
+    }
+    static uint32_t sendmsg(uint32_t dest, const record *recs, uint32_t count)
+    {
+        return sendtomsg(dest, recs, count, 0);
+    }
+
+  private:
+    [[gnu::noinline]] static uint32_t unpack_carefully(const void *buf, int32_t len, void *out)
+    {
         if (buf == nullptr || len < static_cast<int32_t>(word_size) || out == nullptr) {
             log(services::ctx(), log_kind, static_cast<uint32_t>(log_line::unpack_arguments),
                 function_name<M, "_unpack">::text, "[ZELKO]:Param invalid(%s, %d, %s)",
@@ -31,7 +102,7 @@ struct message {
             memset(to, 0, sizeof(record));
             in_order(
                 [&]<byte_order Order>() {
-                    reader<Order>(bytes, len).template read_table<M>(root, to);
+                    reader<Order>(bytes, len).template read_table_carefully<M>(root, to);
                 },
                 swaps_bytes(M::owner, direction::receive));
         } else {
@@ -60,54 +131,6 @@ struct message {
         return sizeof(record);
     }
 
-    static void free_unpacked(void *rec)
-    {
-        if constexpr (!is_fixed_size<M>) {
-            if (rec == nullptr)
-                return;
-            bind_cache(services::ctx());
-            release_owned<M, services>(static_cast<uint8_t *>(rec));
-        }
-    }
-
-    static uint32_t pack(const record *in, void *buf, uint32_t *inout_len)
-    {
-        const auto *from = reinterpret_cast<const uint8_t *>(in);
-        const uint32_t size = packed_size<M>(from);
-        if (size == 0 || size > *inout_len)
-            return failure;
-        if (buf == nullptr) {
-            // The measuring call: reported, and yet a success.
-            log(send_ctx<M>(), log_kind, static_cast<uint32_t>(log_line::pack_arguments),
-                function_name<M, "_pack">::text, "[ZELKO]:Param invalid(%s, %u, %s)",
-                null_or_not(buf), *inout_len, null_or_not(in));
-        } else {
-            pack_record<M>(static_cast<uint8_t *>(buf), from);
-        }
-        *inout_len = size;
-        return 0;
-    }
-
-    static uint32_t sendsingle(uint32_t dest, const record *rec, uint64_t to)
-    {
-        return send_one<M>(dest, reinterpret_cast<const uint8_t *>(rec), to);
-    }
-    static uint32_t sendbatch(uint32_t dest, const record *recs, uint32_t count, uint64_t to)
-    {
-        return send_batch<M>(dest, reinterpret_cast<const uint8_t *>(recs), count, to);
-    }
-    static uint32_t sendtomsg(uint32_t dest, const record *recs, uint32_t count, uint64_t to)
-    {
-        if (count == 0)
-            return failure;
-        return count == 1 ? sendsingle(dest, recs, to) : sendbatch(dest, recs, count, to);
-    }
-    static uint32_t sendmsg(uint32_t dest, const record *recs, uint32_t count)
-    {
-        return sendtomsg(dest, recs, count, 0);
-    }
-
-  private:
     template <byte_order Order>
     static table_reader<Order, services> reader(const uint8_t *bytes, int32_t len)
     {

@@ -40,20 +40,55 @@ void in_order(Work &&work, bool swaps)
         work.template operator()<byte_order::native>();
 }
 
+// A side's first call, and every call of a side that swaps bytes: bind, then write by the plain way
+// where there is one.
+
 template <class M>
-void frame_record(uint8_t *to, const uint8_t *record)
+[[gnu::cold, gnu::noinline]] void frame_unsettled(uint8_t *to, const uint8_t *record)
 {
     bind_cache(send_ctx<M>());
-    in_order([to, record]<byte_order Order>() { write_frame<Order, M>(to, record); },
-             swaps_bytes(M::owner, direction::send));
+    in_order(
+        [to, record]<byte_order Order>() {
+            if constexpr (is_flat<M>)
+                write_flat_frame<Order>(flat_facts<M>::message, to, record);
+            else
+                write_frame<Order, M>(to, record);
+        },
+        swaps_bytes(M::owner, direction::send));
 }
 
 template <class M>
-void pack_record(uint8_t *to, const uint8_t *record)
+[[gnu::cold, gnu::noinline]] void pack_unsettled(uint8_t *to, const uint8_t *record)
 {
     bind_cache(send_ctx<M>());
-    in_order([to, record]<byte_order Order>() { pack<Order, M>(to, record); },
-             swaps_bytes(M::owner, direction::send));
+    in_order(
+        [to, record]<byte_order Order>() {
+            store<Order>(to, word_size + vtable_length(slot_count<M>));
+            if constexpr (is_flat<M>)
+                pack_flat_table<Order>(flat_facts<M>::message, to + word_size, record);
+            else
+                pack_table<Order, M>(to + word_size, record);
+        },
+        swaps_bytes(M::owner, direction::send));
+}
+
+template <class M>
+[[gnu::always_inline]] inline void frame_record(uint8_t *to, const uint8_t *record)
+{
+    if (is_settled(M::owner, direction::send))
+        write_frame<byte_order::native, M>(to, record);
+    else
+        frame_unsettled<M>(to, record);
+}
+
+template <class M>
+[[gnu::always_inline]] inline void pack_record(uint8_t *to, const uint8_t *record,
+                                               const measured<M> &size)
+{
+    if (is_settled(M::owner, direction::send))
+        pack<M>(to, record, size);
+    else
+        pack_unsettled<M>(to, record);
 }
 
 inline uint32_t hand_over(uint32_t dest, const frame_desc *descs, uint32_t count, uint64_t to)
@@ -112,14 +147,15 @@ uint32_t send_one(uint32_t dest, const uint8_t *record, uint64_t to)
             return hand_over(dest, &desc, 1, to);
         }
     } else {
-        const uint32_t size = packed_size<M>(record);
-        if (size == 0)
+        const measured<M> size(record);
+        if (size.bytes() == 0)
             return failure;
-        const frame_block block(send_ctx<M>(), size, function_name<M, "__sendsingle">::text);
+        const frame_block block(send_ctx<M>(), size.bytes(),
+                                function_name<M, "__sendsingle">::text);
         if (block.bytes() == nullptr)
             return failure;
-        pack_record<M>(block.bytes(), record);
-        const frame_desc desc = {block.bytes(), M::msg_id, size};
+        pack_record<M>(block.bytes(), record, size);
+        const frame_desc desc = {block.bytes(), M::msg_id, size.bytes()};
         return hand_over(dest, &desc, 1, to);
     }
 }
@@ -127,12 +163,9 @@ uint32_t send_one(uint32_t dest, const uint8_t *record, uint64_t to)
 template <class M>
 uint32_t send_batch(uint32_t dest, const uint8_t *records, uint32_t count, uint64_t to)
 {
-    const uint64_t frames_size = [count] {
-        if constexpr (is_fixed_size<M>)
-            return uint64_t{count} * frame_layout<M>::length;
-        else
-            return uint64_t{batch_frame_area};
-    }();
+    uint64_t frames_size = batch_frame_area;
+    if constexpr (is_fixed_size<M>)
+        frames_size = uint64_t{count} * frame_layout<M>::length;
     const frame_block block(send_ctx<M>(), frames_size + uint64_t{count} * sizeof(frame_desc),
                             function_name<M, "__sendbatch">::text);
     if (block.bytes() == nullptr)
@@ -147,10 +180,11 @@ uint32_t send_batch(uint32_t dest, const uint8_t *records, uint32_t count, uint6
             length = frame_layout<M>::length;
             frame_record<M>(frame, record);
         } else {
-            length = packed_size<M>(record);
+            const measured<M> size(record);
+            length = size.bytes();
             if (length == 0 || length > static_cast<size_t>(descs - frame))
                 return failure;
-            pack_record<M>(frame, record);
+            pack_record<M>(frame, record, size);
         }
         // The allocator promises no alignment.
         const frame_desc desc = {frame, M::msg_id, length};

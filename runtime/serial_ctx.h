@@ -61,12 +61,12 @@ inline constexpr size_t serial_ctx_count = 6;
 
 /// srv6 receive, srv6 send, srv6_cfg receive, ... All hidden: nothing outside the library sees
 /// them.
-extern serial_ctx serial_ctxs[serial_ctx_count];
+[[gnu::visibility("hidden")]] extern serial_ctx serial_ctxs[serial_ctx_count];
 
 /// One word a block, in the order of the blocks. Non-zero: every multi-byte value of that side is
 /// most significant byte first. Nothing but 0 is ever stored, at load time and by binding B. It
 /// lives in another translation unit than its readers, so no optimiser takes it for a constant.
-extern uint32_t byte_swap_flag[serial_ctx_count];
+[[gnu::visibility("hidden")]] extern uint32_t byte_swap_flag[serial_ctx_count];
 
 constexpr size_t ctx_index(package p, direction d)
 {
@@ -91,8 +91,17 @@ inline void bind_cache(serial_ctx &ctx)
 
 inline bool swaps_bytes(package p, direction d)
 {
-    return __builtin_expect(
-        __atomic_load_n(&byte_swap_flag[ctx_index(p, d)], __ATOMIC_RELAXED) != 0, 0);
+    return __atomic_load_n(&byte_swap_flag[ctx_index(p, d)], __ATOMIC_RELAXED) != 0;
+}
+
+/// True when the side's binding B is done and its byte order is the native one, which is every call
+/// but the first: two loads and one test, after which neither needs another look.
+inline bool is_settled(package p, direction d)
+{
+    const uint32_t bound =
+        __atomic_load_n(&serial_ctxs[ctx_index(p, d)].cache_bound, __ATOMIC_ACQUIRE);
+    const uint32_t swaps = __atomic_load_n(&byte_swap_flag[ctx_index(p, d)], __ATOMIC_RELAXED);
+    return __builtin_expect(((bound ^ 1) | swaps) == 0, 1);
 }
 
 /// Binding A, then one line to the log writer if there is one.

@@ -1,16 +1,24 @@
 // Fixed-size record -> frame (the picture is in serial/layout.h). Every field is written whatever
-// its value, every byte of the frame is written once, padding as zero; the only input is the
-// record, so nothing can fail.
+// its value, padding is zero; the only input is the record, so nothing can fail.
 #pragma once
 
-#include "serial/layout.h"
+#include "serial/flat.h"
+#include "serial/known_form.h"
 
 namespace vorl {
 
-/// Writes frame_layout<M>::length bytes at `to` from the M record at `record`.
+/// Writes frame_layout<M>::length bytes at `to` from the M record at `record`: by plan where the
+/// frame has one shape, slot by slot where it holds an array of tables, and byte-swapped.
 template <byte_order Order, class M>
-void write_frame(uint8_t *to, const uint8_t *record)
+void write_frame(uint8_t *__restrict to, const uint8_t *__restrict record)
 {
+    if constexpr (Order == byte_order::native && has_known_forms<M>) {
+        frame_form<M>::write(to, record);
+        return;
+    } else if constexpr (is_flat<M>) {
+        write_flat_frame<Order>(flat_facts<M>::message, to, record);
+        return;
+    }
     using layout = frame_layout<M>;
     store<Order, uint32_t>(to, frame_table_at);
     store<Order, uint32_t>(to + frame_table_at, frame_table_at - layout::vtable_at);

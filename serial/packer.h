@@ -17,7 +17,10 @@
 // as many bytes as it measured.
 #pragma once
 
-#include "serial/layout.h"
+#include <type_traits>
+
+#include "serial/flat.h"
+#include "serial/sparse.h"
 
 namespace vorl {
 
@@ -58,6 +61,15 @@ bool is_present(const uint8_t *record)
 template <class M>
 bool add_table_size(const uint8_t *record, uint64_t &size)
 {
+    if constexpr (is_sparse<M>) {
+        presence<M> present;
+        present.look_at(record);
+        size += present.table_size();
+        return true;
+    } else if constexpr (is_flat<M>) {
+        size += flat_table_size(flat_facts<M>::message, record);
+        return true;
+    }
     size += vtable_length(slot_count<M>) + word_size;
     return all_slots(typename M::slots{}, [record, &size]<class Slot, uint32_t>() {
         if (!is_present<Slot>(record))
@@ -88,22 +100,59 @@ bool add_table_size(const uint8_t *record, uint64_t &size)
     });
 }
 
-/// The packed size of the record in bytes; 0 when it cannot be packed: no record, a count without a
-/// pointer, a size past 32 bits.
+/// A record's packed size, and what measuring found that writing needs again.
 template <class M>
-uint32_t packed_size(const uint8_t *record)
+class measured {
+  public:
+    [[gnu::always_inline]] explicit measured(const uint8_t *record)
+    {
+        if (record == nullptr)
+            return;
+        if constexpr (is_sparse<M>) {
+            present_.look_at(record);
+            bytes_ = word_size + present_.table_size();
+        } else {
+            uint64_t size = word_size;
+            if (add_table_size<M>(record, size) && size <= UINT32_MAX)
+                bytes_ = static_cast<uint32_t>(size);
+        }
+    }
+
+    /// 0 when the record cannot be packed: none, a count without a pointer, a size past 32 bits.
+    uint32_t bytes() const { return bytes_; }
+    const auto &present() const { return present_; }
+
+  private:
+    struct nothing {};
+    [[no_unique_address]] std::conditional_t<is_sparse<M>, presence<M>, nothing> present_;
+    uint32_t bytes_ = 0;
+};
+
+/// Writes the packed table of a sparse message, of `size` bytes, at `vtable`.
+template <class M>
+[[gnu::always_inline]] inline void pack_present(uint8_t *vtable, const uint8_t *record,
+                                                const presence<M> &present, uint32_t size)
 {
-    uint64_t size = word_size;
-    if (record == nullptr || !add_table_size<M>(record, size) || size > UINT32_MAX)
-        return 0;
-    return static_cast<uint32_t>(size);
+    if (present.is_full())
+        full_table_form<M>::write(vtable, record);
+    else
+        sparse_writer<M>::write(vtable, record, present, size);
 }
 
 /// Writes the record's vtable at `vtable`, its table behind it and all that it leads to; returns
 /// the end.
 template <byte_order Order, class M>
-uint8_t *pack_table(uint8_t *vtable, const uint8_t *record)
+uint8_t *pack_table(uint8_t *__restrict vtable, const uint8_t *__restrict record)
 {
+    if constexpr (Order == byte_order::native && is_sparse<M>) {
+        presence<M> present;
+        present.look_at(record);
+        const uint32_t size = present.table_size();
+        pack_present<M>(vtable, record, present, size);
+        return vtable + size;
+    } else if constexpr (is_flat<M>) {
+        return pack_flat_table<Order>(flat_facts<M>::message, vtable, record);
+    }
     constexpr uint32_t length = vtable_length(slot_count<M>);
     uint8_t *const table = vtable + length;
     memset(vtable, 0, length);
@@ -173,12 +222,16 @@ uint8_t *pack_table(uint8_t *vtable, const uint8_t *record)
     return at;
 }
 
-/// Writes packed_size<M>(record) bytes at `to`.
-template <byte_order Order, class M>
-void pack(uint8_t *to, const uint8_t *record)
+/// Writes the bytes that the record measured at `to`.
+template <class M>
+[[gnu::always_inline]] inline void pack(uint8_t *__restrict to, const uint8_t *__restrict record,
+                                        const measured<M> &size)
 {
-    store<Order>(to, word_size + vtable_length(slot_count<M>));
-    pack_table<Order, M>(to + word_size, record);
+    store<byte_order::native>(to, word_size + vtable_length(slot_count<M>));
+    if constexpr (is_sparse<M>)
+        pack_present<M>(to + word_size, record, size.present(), size.bytes() - word_size);
+    else
+        pack_table<byte_order::native, M>(to + word_size, record);
 }
 
 } // namespace vorl

@@ -18,18 +18,13 @@
 //   set_zero(block, size)   copy_bytes(block, from, size)
 #pragma once
 
+#include "serial/flat.h"
+#include "serial/sparse.h"
 #include "serial/vector.h"
 
 namespace vorl {
 
 enum class table_check : uint8_t { position, vtable_position, vtable_length };
-
-/// A table whose position and vtable are in range.
-struct checked_table {
-    uint32_t at;            ///< 4 <= at <= len - 4
-    uint32_t vtable;        ///< 4 <= vtable <= len - 4
-    uint32_t vtable_length; ///< vtable + vtable_length <= len
-};
 
 /// A table that `__unpack` checks itself, or one read as nested, as an element or in place: only
 /// the name in the log differs.
@@ -40,34 +35,74 @@ inline constexpr const char *reader_name =
     Role == table_role::root ? function_name<M, "_unpack">::text
                              : function_name<M, "_unpack_non_root">::text;
 
+// Short cuts. Each reads what one writer of the type writes, whole and at once, and says no to
+// anything else without having written; the careful reader below then has the word. `table` is at
+// least 4 and at most len - 4.
+
+/// A table as its frame has it, the frame's root offset included.
+template <class M>
+[[gnu::always_inline]] inline bool read_framed(const uint8_t *bytes, uint32_t len, uint32_t table,
+                                               uint8_t *record)
+{
+    using form = frame_form<M>;
+    const uint32_t at = table - frame_table_at;
+    if (len - at < form::extent || form::mismatch(bytes + at) != 0)
+        return false;
+    form::read(record, bytes + at);
+    return true;
+}
+
+/// A table as the packer has it: behind its vtable, with all slots in that.
+template <class M>
+[[gnu::always_inline]] inline bool read_packed(const uint8_t *bytes, uint32_t len, uint32_t table,
+                                               uint8_t *record)
+{
+    using form = full_table_form<M>;
+    constexpr uint32_t length = vtable_length(slot_count<M>);
+    if (table < word_size + length)
+        return false;
+    const uint32_t vtable = table - length;
+    if (len - vtable >= form::extent && form::mismatch(bytes + vtable) == 0) {
+        form::read(record, bytes + vtable);
+        return true;
+    }
+    if constexpr (is_sparse<M>) {
+        return load<byte_order::native, uint32_t>(bytes + table) == length &&
+               load<byte_order::native, uint16_t>(bytes + vtable) == length &&
+               sparse_reader<M>::read(bytes, len, table, vtable, record);
+    }
+    return false;
+}
+
 template <byte_order Order, class Services>
 class table_reader {
   public:
     /// `len` is at least 4 and at most 2^31 - 1.
-    table_reader(const uint8_t *bytes, uint32_t len) : bytes_(bytes), len_(len) {}
+    table_reader(const uint8_t *bytes, uint32_t len) : from_{bytes, len} {}
 
     /// The three checks of a table, each reported. The second reports the table's position, not the
     /// vtable's.
     template <class M, table_role Role>
     bool find_table(uint32_t position, checked_table &table) const
     {
-        if (position < word_size || position > len_ - word_size) {
+        if (position < word_size || position > from_.len - word_size) {
             refuse<M, Role>(table_check::position,
-                            "[ZELKO]:Table offset(%u) is out of range(4 - %u)", position, len_);
+                            "[ZELKO]:Table offset(%u) is out of range(4 - %u)", position,
+                            from_.len);
             return false;
         }
-        const uint32_t vtable = position - load<Order, uint32_t>(bytes_ + position);
-        if (vtable < word_size || vtable > len_ - word_size) {
+        const uint32_t vtable = position - load<Order, uint32_t>(from_.bytes + position);
+        if (vtable < word_size || vtable > from_.len - word_size) {
             refuse<M, Role>(table_check::vtable_position,
                             "[ZELKO]:Vtable offset(%u) is out of range(4 - %u)", position,
-                            len_ - word_size);
+                            from_.len - word_size);
             return false;
         }
-        const uint32_t length = load<Order, uint16_t>(bytes_ + vtable);
-        if (length > len_ - vtable) {
+        const uint32_t length = load<Order, uint16_t>(from_.bytes + vtable);
+        if (length > from_.len - vtable) {
             refuse<M, Role>(table_check::vtable_length,
                             "[ZELKO]:Vtable Len(%u) is out of range(0 - %u)", length,
-                            len_ - vtable);
+                            from_.len - vtable);
             return false;
         }
         table = {position, vtable, length};
@@ -79,15 +114,37 @@ class table_reader {
     template <class M, table_role Role>
     bool read_slots(const checked_table &table, uint8_t *record) const
     {
-        return all_slots(typename M::slots{}, [&]<class Slot, uint32_t Index>() {
-            const uint32_t entry = entry_of<Index>(table);
-            return entry == 0 || read_slot<M, Role, Slot, Index>(table.at, entry, record);
-        });
+        if constexpr (is_flat<M>)
+            return read_flat_table(from_, table, flat_facts<M>::message, record);
+        else
+            return all_slots(typename M::slots{}, [&]<class Slot, uint32_t Index>() {
+                const uint32_t entry = from_.entry_of(table, Index);
+                return entry == 0 || read_slot<M, Role, Slot, Index>(table.at, entry, record);
+            });
     }
 
     /// A nested or element table, checks and slots, into a zeroed record.
     template <class M>
     bool read_table(uint32_t position, uint8_t *record) const
+    {
+        if constexpr (Order == byte_order::native && has_known_forms<M>) {
+            if (position >= word_size && position <= from_.len - word_size) {
+                const uint32_t soffset = load<Order, uint32_t>(from_.bytes + position);
+                if (soffset == vtable_length(slot_count<M>)) {
+                    if (read_packed<M>(from_.bytes, from_.len, position, record))
+                        return true;
+                } else if (soffset == frame_table_at - frame_layout<M>::vtable_at) {
+                    if (read_framed<M>(from_.bytes, from_.len, position, record))
+                        return true;
+                }
+            }
+        }
+        return read_table_carefully<M>(position, record);
+    }
+
+    /// The same without trying a short cut first.
+    template <class M>
+    [[gnu::noinline]] bool read_table_carefully(uint32_t position, uint8_t *record) const
     {
         checked_table table;
         return find_table<M, table_role::non_root>(position, table) &&
@@ -101,67 +158,32 @@ class table_reader {
         Services::refuse(check, Role == table_role::root, reader_name<M, Role>, format, a, b);
     }
 
-    template <uint32_t Index>
-    uint32_t entry_of(const checked_table &table) const
-    {
-        if (table.vtable_length < vtable_length(Index + 1))
-            return 0;
-        return load<Order, uint16_t>(bytes_ + table.vtable + (2 + Index) * entry_size);
-    }
-
-    /// Where the offset word at `word` leads, with `size` bytes there. False when the word or those
-    /// bytes are outside.
-    bool follow(uint32_t table, uint32_t entry, uint32_t size, uint32_t &body) const
-    {
-        const uint32_t room = len_ - table;
-        if (entry + word_size > room)
-            return false;
-        const uint32_t word = table + entry;
-        const uint32_t offset = load<Order, uint32_t>(bytes_ + word);
-        if (offset > len_ - word || size > len_ - word - offset)
-            return false;
-        body = word + offset;
-        return true;
-    }
-
     /// A counted body: `elements` is the position after the count, `count` elements of
     /// `ElementSize` bytes lie there.
     template <uint32_t ElementSize>
     bool follow_counted(uint32_t table, uint32_t entry, uint32_t &elements, uint32_t &count) const
     {
         uint32_t body = 0;
-        if (!follow(table, entry, word_size, body))
+        if (!from_.follow(table, entry, word_size, body))
             return false;
-        count = load<Order, uint32_t>(bytes_ + body);
+        count = load<Order, uint32_t>(from_.bytes + body);
         elements = body + word_size;
-        return count < count_limit && count * ElementSize <= len_ - elements;
+        return count < count_limit && count * ElementSize <= from_.len - elements;
     }
 
     template <class M, table_role Role, class Slot, uint32_t Index>
     bool read_slot(uint32_t table, uint32_t entry, uint8_t *record) const
     {
         uint8_t *to = record + Slot::at;
-        if constexpr (is_scalar<Slot>) {
-            using value_type = typename Slot::value_type;
-            if (entry + sizeof(value_type) > len_ - table)
-                return false;
-            set_member(record, Slot::at, load<Order, value_type>(bytes_ + table + entry));
-            return true;
-        } else if constexpr (is_array<Slot>) {
-            uint32_t body = 0;
-            if (!follow(table, entry, Slot::body_size, body) ||
-                load<Order, uint32_t>(bytes_ + body) != Slot::count)
-                return false;
-            copy_elements<Order, typename Slot::value_type, Slot::count>(to,
-                                                                         bytes_ + body + word_size);
-            return true;
+        if constexpr (is_scalar<Slot> || is_array<Slot>) {
+            return from_.read_flat(table, entry, flat_slot_of<Slot>(0), record);
         } else if constexpr (is_table<Slot>) {
             // Only the word must lie inside, and the sum must not wrap: the nested reader checks
             // the position.
-            if (entry + word_size > len_ - table)
+            if (entry + word_size > from_.len - table)
                 return false;
             const uint32_t word = table + entry;
-            const uint32_t nested = word + load<Order, uint32_t>(bytes_ + word);
+            const uint32_t nested = word + load<Order, uint32_t>(from_.bytes + word);
             return nested >= word && read_table<typename Slot::message>(nested, to);
         } else if constexpr (is_table_array<Slot>) {
             uint32_t words = 0;
@@ -180,7 +202,7 @@ class table_reader {
             if (block == nullptr)
                 return false;
             set_member(record, Slot::at, block);
-            Services::copy_bytes(block, bytes_ + from, count);
+            Services::copy_bytes(block, from_.bytes + from, count);
             return true;
         } else {
             using element = typename Slot::message;
@@ -218,7 +240,7 @@ class table_reader {
     {
         for (uint32_t i = 0; i < count; ++i) {
             const uint32_t word = words + i * word_size;
-            const uint32_t position = word + load<Order, uint32_t>(bytes_ + word);
+            const uint32_t position = word + load<Order, uint32_t>(from_.bytes + word);
             if (position < word ||
                 !read_table<M>(position, records + size_t{i} * sizeof(typename M::record)))
                 return false;
@@ -226,8 +248,7 @@ class table_reader {
         return true;
     }
 
-    const uint8_t *bytes_;
-    uint32_t len_;
+    received<Order> from_;
 };
 
 } // namespace vorl

@@ -43,11 +43,14 @@ void *allocate(memory_call::kind_type kind, std::uint32_t size, std::uint32_t id
     platform &p = the_platform();
     void *block = nullptr;
     if (p.fail_allocation_at == 0 || --p.fail_allocation_at != 0) {
-        block = std::malloc(size == 0 ? 1 : size);
-        if (block != nullptr) {
-            std::memset(block, 0xA5, size);
-            ++p.live_blocks;
+        block = p.only_block;
+        if (block == nullptr) {
+            block = std::malloc(size == 0 ? 1 : size);
+            if (block != nullptr)
+                std::memset(block, 0xA5, size);
         }
+        if (block != nullptr)
+            ++p.live_blocks;
     }
     p.memory.push_back({kind, size, id, tag, block});
     return block;
@@ -60,7 +63,9 @@ std::uint32_t send(bool explicit_target, std::uint32_t dest, const frame_desc *d
 {
     const std::lock_guard lock(guard);
     platform &p = the_platform();
-    bus_call call{explicit_target, dest, to, count, {}};
+    if (p.on_send != nullptr)
+        p.on_send(descs, count);
+    bus_call call{explicit_target, dest, to, count, {}, descs, p.memory.size()};
     for (std::uint32_t i = 0; i < count && p.keep_frames; ++i) {
         frame_desc desc;
         std::memcpy(&desc, reinterpret_cast<const char *>(descs) + i * sizeof desc, sizeof desc);
@@ -107,8 +112,11 @@ void ZDT_OsalMemFree(void *block, std::uint32_t id, const char *tag)
 {
     {
         const std::lock_guard lock(guard);
-        the_platform().memory.push_back({memory_call::release, 0, id, tag, block});
-        --the_platform().live_blocks;
+        platform &p = the_platform();
+        p.memory.push_back({memory_call::release, 0, id, tag, block});
+        --p.live_blocks;
+        if (block == p.only_block)
+            return;
     }
     std::free(block);
 }
@@ -123,6 +131,8 @@ std::uint32_t ZDT_OsalMemUseFlagGet(std::uint32_t id)
 // What the runtime calls for dlsym where it is linked into the program.
 void *vorl_test_dlsym(void *handle, const char *name)
 {
+    if (the_platform().on_lookup != nullptr)
+        the_platform().on_lookup();
     const std::lock_guard lock(guard);
     platform &p = the_platform();
     p.lookups.emplace_back(name);
@@ -145,6 +155,8 @@ void *vorl_test_dlsym(void *handle, const char *name)
 
 #endif
 
+#ifndef VORL_TEST_WITHOUT_BOUNDED_COPIES
+
 int memset_s(void *to, std::size_t capacity, int value, std::size_t count)
 {
     const std::lock_guard lock(guard);
@@ -164,6 +176,8 @@ int memcpy_s(void *to, std::size_t capacity, const void *from, std::size_t count
     std::memcpy(to, from, count);
     return 0;
 }
+
+#endif
 
 std::uint32_t VORL_SendMsg(std::uint32_t dest, const vorl::frame_desc *descs, std::uint32_t count)
 {

@@ -6,6 +6,7 @@
 // the runtime's look-ups go to vorl_test_dlsym, which obeys the `has_` switches.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -46,6 +47,8 @@ struct bus_call {
         std::vector<std::uint8_t> bytes;
     };
     std::vector<frame> frames;
+    const void *descs;            ///< where the descriptors lay
+    std::size_t memory_calls = 0; ///< how many allocations and releases came before
 };
 
 struct registration_call {
@@ -69,6 +72,11 @@ struct platform {
     std::uint32_t registration_refusal = 7;
     std::uint64_t fail_allocation_at = 0; ///< 1: the next; counts both allocators; 0: none
     bool keep_frames = true;              ///< copy frame bytes of bus calls
+    /// called at every look-up, outside the platform's own lock; may be null
+    void (*on_lookup)() = nullptr;
+    /// sees what the bus is given, before anything else; may be null
+    void (*on_send)(const frame_desc *descs, std::uint32_t count) = nullptr;
+    void *only_block = nullptr; ///< what every allocation returns, whatever its size; null: memory
 
     // What happened.
     std::vector<std::string>

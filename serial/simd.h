@@ -1,0 +1,160 @@
+// Sixteen bytes at a time, for the two ABIs there are: AArch64, where all of this is baseline, and
+// x86-64-v2 (SSE4.1, SSSE3, POPCNT), which development builds are made for.
+#pragma once
+
+#include <stdint.h>
+#include <string.h>
+
+#if defined(__aarch64__)
+#include <arm_neon.h>
+#elif defined(__SSE4_1__) && defined(__SSSE3__)
+#include <smmintrin.h>
+#else
+#error "build for AArch64, or for x86-64 with -march=x86-64-v2 or later"
+#endif
+
+namespace vorl {
+
+using u8x16 = uint8_t __attribute__((vector_size(16)));
+using u16x8 = uint16_t __attribute__((vector_size(16)));
+using u32x4 = uint32_t __attribute__((vector_size(16)));
+using u64x2 = uint64_t __attribute__((vector_size(16)));
+
+inline u8x16 load16(const uint8_t *from)
+{
+    u8x16 value;
+    memcpy(&value, from, sizeof value);
+    return value;
+}
+inline void store16(uint8_t *to, u8x16 value) { memcpy(to, &value, sizeof value); }
+
+/// The first `Size` bytes at `from`, zeros above; reads no other byte.
+template <uint32_t Size>
+[[gnu::always_inline]] inline u8x16 load_first(const uint8_t *from)
+{
+    const auto word = [from]<class T>(T, uint32_t at) {
+        T value;
+        memcpy(&value, from + at, sizeof value);
+        return value;
+    };
+    uint64_t low = 0;
+    uint64_t high = 0;
+    if constexpr (Size >= 16) {
+        return load16(from);
+    } else if constexpr (Size >= 8) {
+        low = word(uint64_t{}, 0);
+        if constexpr (Size > 8)
+            high = word(uint64_t{}, Size - 8) >> (8 * (16 - Size));
+    } else if constexpr (Size >= 4) {
+        low = word(uint32_t{}, 0);
+        if constexpr (Size > 4)
+            low |= uint64_t{word(uint32_t{}, Size - 4)} << (8 * (Size - 4));
+    } else {
+        for (uint32_t i = 0; i < Size; ++i)
+            low |= uint64_t{from[i]} << (8 * i);
+    }
+    return reinterpret_cast<u8x16>(u64x2{low, high});
+}
+
+/// The first `Size` bytes of `value` to `to`; writes no other byte.
+template <uint32_t Size>
+[[gnu::always_inline]] inline void store_first(uint8_t *to, u8x16 value)
+{
+    const u64x2 halves = reinterpret_cast<u64x2>(value);
+    if constexpr (Size >= 16)
+        store16(to, value);
+    else if constexpr (Size > 8) {
+        memcpy(to, &value, 8);
+        const uint64_t high = halves[1];
+        memcpy(to + 8, &high, Size - 8);
+    } else {
+        const uint64_t low = halves[0];
+        memcpy(to, &low, Size);
+    }
+}
+
+/// Byte i of the result is values[indices[i]], or 0 where bit 7 of the index is set. Indices are
+/// below 16 or have bit 7 set.
+inline u8x16 shuffle(u8x16 values, u8x16 indices)
+{
+#if defined(__aarch64__)
+    return reinterpret_cast<u8x16>(
+        vqtbl1q_u8(reinterpret_cast<uint8x16_t>(values), reinterpret_cast<uint8x16_t>(indices)));
+#else
+    return reinterpret_cast<u8x16>(
+        _mm_shuffle_epi8(reinterpret_cast<__m128i>(values), reinterpret_cast<__m128i>(indices)));
+#endif
+}
+
+/// Byte i of the result is values[indices[i] - first] where that is one of the sixteen, 0 elsewhere.
+/// Indices are below 112 or have bit 7 set; `first` is below 112.
+inline u8x16 shuffle_from(u8x16 values, u8x16 indices, uint8_t first)
+{
+#if defined(__aarch64__)
+    // The table look-up yields 0 for every index past 15.
+    return shuffle(values, indices - first);
+#else
+    // Only bit 7 does here: indices past 15, wrapped ones included, saturate into it.
+    return shuffle(values, reinterpret_cast<u8x16>(_mm_adds_epu8(
+                               reinterpret_cast<__m128i>(indices - first), _mm_set1_epi8(0x70))));
+#endif
+}
+
+/// max(a - b, 0), word by word.
+inline u16x8 subtract_saturating(u16x8 a, u16x8 b)
+{
+#if defined(__aarch64__)
+    return reinterpret_cast<u16x8>(
+        vqsubq_u16(reinterpret_cast<uint16x8_t>(a), reinterpret_cast<uint16x8_t>(b)));
+#else
+    return reinterpret_cast<u16x8>(
+        _mm_subs_epu16(reinterpret_cast<__m128i>(a), reinterpret_cast<__m128i>(b)));
+#endif
+}
+
+/// Sixteen words, each below 256, as bytes.
+inline u8x16 narrow(u16x8 low, u16x8 high)
+{
+#if defined(__aarch64__)
+    return reinterpret_cast<u8x16>(vcombine_u8(vmovn_u16(reinterpret_cast<uint16x8_t>(low)),
+                                               vmovn_u16(reinterpret_cast<uint16x8_t>(high))));
+#else
+    return reinterpret_cast<u8x16>(
+        _mm_packus_epi16(reinterpret_cast<__m128i>(low), reinterpret_cast<__m128i>(high)));
+#endif
+}
+
+inline bool is_zero(u8x16 value)
+{
+#if defined(__aarch64__)
+    return vmaxvq_u32(reinterpret_cast<uint32x4_t>(value)) == 0;
+#else
+    return _mm_testz_si128(reinterpret_cast<__m128i>(value), reinterpret_cast<__m128i>(value)) != 0;
+#endif
+}
+
+/// Bit i is set where byte i of a mask (0 or 0xFF each) is.
+inline uint32_t bits_of(u8x16 mask)
+{
+#if defined(__aarch64__)
+    const uint8x16_t weights = {1, 2, 4, 8, 16, 32, 64, 128, 1, 2, 4, 8, 16, 32, 64, 128};
+    const uint8x16_t bits = vandq_u8(reinterpret_cast<uint8x16_t>(mask), weights);
+    return vaddv_u8(vget_low_u8(bits)) | static_cast<uint32_t>(vaddv_u8(vget_high_u8(bits))) << 8;
+#else
+    return static_cast<uint32_t>(_mm_movemask_epi8(reinterpret_cast<__m128i>(mask)));
+#endif
+}
+
+/// Bytes moved up by `Count`, zeros below.
+template <int Count>
+inline u8x16 bytes_up(u8x16 value)
+{
+#if defined(__aarch64__)
+    return reinterpret_cast<u8x16>(
+        vextq_u8(vdupq_n_u8(0), reinterpret_cast<uint8x16_t>(value), 16 - Count));
+#else
+    return reinterpret_cast<u8x16>(_mm_slli_si128(reinterpret_cast<__m128i>(value), Count));
+#endif
+}
+
+} // namespace vorl

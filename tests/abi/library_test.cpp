@@ -1,0 +1,130 @@
+// What libvorl_srv6.so gives to and asks of the process that loads it.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <map>
+
+#include "tests/abi/elf_file.h"
+
+namespace vorl::test {
+namespace {
+
+using names = std::vector<std::string>;
+
+const elf_file &library()
+{
+    static const elf_file file(LIBRARY_FILE);
+    return file;
+}
+
+/// Names of undefined symbols, those of one binding.
+std::set<std::string> undefined(unsigned char binding)
+{
+    std::set<std::string> found;
+    for (const elf_file::symbol &symbol : library().symbols(SHT_DYNSYM)) {
+        if (symbol.section == SHN_UNDEF && symbol.binding == binding)
+            found.insert(symbol.name);
+    }
+    return found;
+}
+
+TEST(library, exports_what_the_committed_list_names_and_nothing_else)
+{
+    names listed;
+    std::ifstream file(EXPORTS_FILE);
+    for (std::string line; std::getline(file, line);)
+        listed.push_back(line);
+    EXPECT_EQ(listed.size(), 814u);
+    EXPECT_TRUE(std::is_sorted(listed.begin(), listed.end()));
+
+    names exported;
+    for (const elf_file::symbol &symbol : library().symbols(SHT_DYNSYM)) {
+        // The name of the version that all of them carry is no symbol of ours.
+        if (symbol.section == SHN_UNDEF || symbol.section == SHN_ABS)
+            continue;
+        EXPECT_EQ(symbol.type, STT_FUNC) << symbol.name;
+        EXPECT_EQ(symbol.binding, STB_GLOBAL) << symbol.name;
+        exported.push_back(symbol.name);
+    }
+    std::sort(exported.begin(), exported.end());
+    EXPECT_EQ(exported.size(), 814u);
+    EXPECT_EQ(exported, listed);
+}
+
+TEST(library, gives_every_function_an_address_of_its_own)
+{
+    std::map<std::uint64_t, std::string> at;
+    for (const elf_file::symbol &symbol : library().symbols(SHT_DYNSYM)) {
+        if (symbol.section == SHN_UNDEF || symbol.section == SHN_ABS)
+            continue;
+        const auto [other, is_new] = at.emplace(symbol.value, symbol.name);
+        EXPECT_TRUE(is_new) << symbol.name << " and " << other->second;
+    }
+}
+
+TEST(library, needs_the_bus_and_the_system_library_alone)
+{
+    names needed = library().dynamic_texts(DT_NEEDED);
+    std::sort(needed.begin(), needed.end());
+    EXPECT_EQ(needed, (names{"libc.so.6", "libkavrovorl.so"}));
+    EXPECT_EQ(library().dynamic_texts(DT_SONAME), names{"libvorl_srv6.so"});
+}
+
+TEST(library, asks_for_the_four_functions_of_the_bus)
+{
+    std::set<std::string> of_bus;
+    for (const std::string &name : undefined(STB_GLOBAL)) {
+        if (name.starts_with("VORL_"))
+            of_bus.insert(name);
+    }
+    EXPECT_EQ(of_bus,
+              (std::set<std::string>{"VORL_RegIDLFuncHook", "VORL_RegIDLResorceCleanFuncHook",
+                                     "VORL_SendMsg", "VORL_SendToMsg"}));
+}
+
+TEST(library, asks_for_little_of_the_system_library)
+{
+    const std::set<std::string> known = {"dlsym",
+                                         "malloc",
+                                         "free",
+                                         "memcpy",
+                                         "memset",
+                                         "pthread_mutex_lock",
+                                         "pthread_mutex_unlock"};
+    for (const std::string &name : undefined(STB_GLOBAL)) {
+        if (!name.starts_with("VORL_")) {
+            EXPECT_EQ(known.count(name), 1u) << name;
+        }
+    }
+}
+
+TEST(library, takes_bounded_copies_where_the_process_has_them)
+{
+    const std::set<std::string> weak = undefined(STB_WEAK);
+    EXPECT_EQ(weak.count("memset_s"), 1u);
+    EXPECT_EQ(weak.count("memcpy_s"), 1u);
+    EXPECT_EQ(undefined(STB_GLOBAL).count("memset_s"), 0u);
+    EXPECT_EQ(undefined(STB_GLOBAL).count("memcpy_s"), 0u);
+}
+
+TEST(library, is_not_linked_to_the_services)
+{
+    for (const elf_file::symbol &symbol : library().symbols(SHT_DYNSYM))
+        EXPECT_FALSE(symbol.name.starts_with("ZDT_")) << symbol.name;
+}
+
+TEST(library, clears_six_flags_as_it_is_loaded)
+{
+    const std::set<std::uint64_t> constructors = library().constructors();
+    std::set<std::uint64_t> clearing;
+    for (const elf_file::symbol &symbol : library().symbols(SHT_SYMTAB)) {
+        if (symbol.name.find("clear_byte_swap_flag") == std::string::npos)
+            continue;
+        EXPECT_EQ(constructors.count(symbol.value), 1u) << symbol.name;
+        clearing.insert(symbol.value);
+    }
+    EXPECT_EQ(clearing.size(), 6u);
+}
+
+} // namespace
+} // namespace vorl::test

@@ -1,0 +1,132 @@
+// Valid buffers of every message, damaged at random, read by the library and by the reference:
+// records, logs and memory must agree, and so must releasing. VORL_DIFFERENTIAL_RUNS sets how many
+// damaged buffers, VORL_DIFFERENTIAL_SEED which.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+#include "tests/codec/support/library.h"
+#include "tests/codec/support/orders.h"
+
+namespace vorl::test {
+namespace {
+
+std::uint64_t setting(const char *name, std::uint64_t otherwise)
+{
+    const char *text = std::getenv(name);
+    return text != nullptr ? std::strtoull(text, nullptr, 0) : otherwise;
+}
+
+struct seed_buffer {
+    const message_info *message;
+    bytes content;
+    std::vector<std::size_t> edges; ///< where checks look
+};
+
+std::vector<seed_buffer> seed_buffers(order o, random_source &random)
+{
+    std::vector<seed_buffer> seeds;
+    const auto add = [&](const message_info &m, bytes content) {
+        std::set<std::uint64_t> edges;
+        expected_unpack(m, content, o, 0, 0, &edges);
+        seeds.push_back({&m, std::move(content), {edges.begin(), edges.end()}});
+    };
+    for (const message_info *m : all_messages()) {
+        add(*m, reference::pack(*m, sample::ones(*m).data(), o));
+        add(*m, reference::pack(*m, sample::random(*m, random).data(), o));
+        if (m->is_fixed_size())
+            add(*m, reference::frame(*m, sample::random(*m, random).data(), o));
+    }
+    return seeds;
+}
+
+std::uint64_t interesting(random_source &random, std::size_t size)
+{
+    switch (random() % 8) {
+    case 0: return random() % 8;
+    case 1: return size - random() % 8;
+    case 2: return (std::uint64_t{1} << (random() % 33)) - random() % 3;
+    case 3: return 0 - random() % (size + 8);
+    case 4:
+    case 5: return random() % (size + 8);
+    case 6: return 4 + 2 * (random() % 24);
+    default: return random();
+    }
+}
+
+/// One change, most often just before a position that a check looks at.
+void damage(bytes &buffer, const std::vector<std::size_t> &edges, order o, random_source &random)
+{
+    std::size_t at = random() % buffer.size();
+    if (random() % 3 != 0) {
+        const std::size_t edge = edges[random() % edges.size()];
+        at = std::min(edge - std::min<std::size_t>(edge, random() % 9), buffer.size() - 1);
+    }
+    const std::size_t left = buffer.size() - at;
+    switch (random() % 6) {
+    case 0: buffer[at] = static_cast<std::uint8_t>(buffer[at] ^ (1u << (random() % 8))); break;
+    case 1: buffer[at] = static_cast<std::uint8_t>(random()); break;
+    case 2:
+        if (left >= 2)
+            reference::store(&buffer[at], interesting(random, buffer.size()), 2, o);
+        break;
+    case 3:
+        if (left >= 4)
+            reference::store(&buffer[at], interesting(random, buffer.size()), 4, o);
+        break;
+    case 4:
+        if (left >= 4)
+            reference::store(&buffer[at], reference::load(&buffer[at], 4, o) + random() % 17 - 8, 4,
+                             o);
+        break;
+    default:
+        if (random() % 4 == 0 && at >= 4)
+            buffer.resize(at);
+        else if (left >= 8)
+            std::copy_n(buffer.begin() + static_cast<std::ptrdiff_t>(at), 4,
+                        buffer.begin() + static_cast<std::ptrdiff_t>(at + 4));
+        break;
+    }
+}
+
+void run(order o)
+{
+    use_order(o);
+    const std::uint64_t runs = setting("VORL_DIFFERENTIAL_RUNS", 300000);
+    random_source random(setting("VORL_DIFFERENTIAL_SEED", 10));
+    const std::vector<seed_buffer> seeds = seed_buffers(o, random);
+    guarded_buffer memory(65536);
+    std::uint64_t succeeded = 0;
+    std::uint64_t logged = 0;
+    std::uint64_t allocated = 0;
+    for (std::uint64_t i = 0; i < runs; ++i) {
+        const seed_buffer &seed = seeds[random() % seeds.size()];
+        const message_info &m = *seed.message;
+        bytes buffer = seed.content;
+        for (std::uint64_t n = 1 + random() % 3; n != 0; --n)
+            damage(buffer, seed.edges, o, random);
+        const auto fill = static_cast<std::uint8_t>(random());
+        const std::uint32_t fail_at = random() % 16 == 0 ? 1 + random() % 2 : 0;
+
+        ASSERT_EQ(reading_difference(m, {memory.holding(buffer), buffer.size()}, o, fill, fail_at),
+                  "")
+            << m.name << ", run " << i << '\n'
+            << hex(buffer);
+        const reference::outcome expected = expected_unpack(m, buffer, o, fill, fail_at);
+        succeeded += expected.logs.empty();
+        logged += !expected.logs.empty();
+        allocated += !expected.blocks.empty();
+    }
+    EXPECT_EQ(the_platform().live_blocks, 0u);
+    // The damage is neither too little nor too much to mean anything.
+    EXPECT_GT(succeeded, runs / 10);
+    EXPECT_GT(logged, runs / 20);
+    EXPECT_GT(allocated, runs / 20);
+    forget_bindings();
+}
+
+TEST(differential, little) { run(order::little); }
+TEST(differential, big) { run(order::big); }
+
+} // namespace
+} // namespace vorl::test

@@ -1,0 +1,283 @@
+#include "tests/codec/support/library.h"
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <sstream>
+
+namespace vorl::test {
+namespace {
+
+void print(std::ostream &to, const reference::outcome &o)
+{
+    for (const auto &log : o.logs)
+        to << "  log " << log.kind << ' ' << log.function << " \"" << log.text << "\"\n";
+    for (const auto &call : o.memory)
+        to << (call.kind == reference::memory_event::allocate ? "  allocate " : "  release ")
+           << call.size << " \"" << call.tag << "\" block " << call.block << '\n';
+    const auto short_hex = [](const bytes &b) {
+        return hex(std::span(b).first(std::min<std::size_t>(b.size(), 256)));
+    };
+    to << "  record\n" << short_hex(o.record);
+    for (const bytes &block : o.blocks)
+        to << "  block of " << block.size() << '\n' << short_hex(block);
+}
+
+/// Replaces addresses of blocks by their numbers, in the record and in nested ones.
+void number_blocks(const message_info &m, std::uint8_t *record, const std::vector<void *> &blocks)
+{
+    for (const slot_info &slot : m.slots) {
+        std::uint8_t *member = record + slot.record_offset;
+        if (slot.type == wire_type::table) {
+            number_blocks(*slot.element, member, blocks);
+        } else if (slot.type == wire_type::vector_uint8 || slot.type == wire_type::vector_table) {
+            void *address = nullptr;
+            std::memcpy(&address, member, sizeof address);
+            const auto found = std::find(blocks.begin(), blocks.end(), address);
+            if (found != blocks.end())
+                reference::store(member, static_cast<std::uint64_t>(found - blocks.begin()) + 1, 8,
+                                 order::little);
+        }
+    }
+}
+
+std::vector<reference::log_event> take_logs()
+{
+    std::vector<reference::log_event> logs;
+    for (const log_call &call : the_platform().logs) {
+        EXPECT_EQ(call.level, 2u);
+        EXPECT_EQ(call.empty, "");
+        logs.push_back({call.kind, call.function, call.format, call.text});
+    }
+    return logs;
+}
+
+} // namespace
+
+std::string difference(const reference::outcome &library, const reference::outcome &expected)
+{
+    if (library == expected)
+        return {};
+    std::ostringstream text;
+    text << "the library:\n";
+    print(text, library);
+    text << "expected:\n";
+    print(text, expected);
+    return text.str();
+}
+
+unpacked::unpacked(const message_info &m, const void *buf, std::int32_t len, std::uint8_t fill,
+                   std::uint32_t fail_allocation_at)
+    : message_(m), record_(m, fill)
+{
+    the_platform().forget_calls();
+    the_platform().fail_allocation_at = fail_allocation_at;
+    EXPECT_EQ(m.functions.unpack(buf, len, record_.data()), m.record_size);
+    the_platform().fail_allocation_at = 0;
+    take_calls();
+}
+
+reference::outcome unpacked::into_null(const message_info &m, const void *buf, std::int32_t len)
+{
+    the_platform().forget_calls();
+    EXPECT_EQ(m.functions.unpack(buf, len, nullptr), m.record_size);
+    EXPECT_TRUE(the_platform().memory.empty());
+    reference::outcome result;
+    result.logs = take_logs();
+    return result;
+}
+
+unpacked::~unpacked()
+{
+    const auto held = [](const bytes &block) { return !block.empty(); };
+    if (std::any_of(outcome_.blocks.begin(), outcome_.blocks.end(), held))
+        message_.functions.free_unpacked(record_.data());
+}
+
+void unpacked::release()
+{
+    the_platform().forget_calls();
+    message_.functions.free_unpacked(record_.data());
+    take_calls();
+}
+
+void unpacked::take_calls()
+{
+    for (auto &log : take_logs())
+        outcome_.logs.push_back(std::move(log));
+    for (const memory_call &call : the_platform().memory) {
+        EXPECT_EQ(call.id, 12u);
+        EXPECT_NE(call.kind, memory_call::main_allocate);
+        if (call.kind == memory_call::release) {
+            // The latest: the heap may give one address out twice.
+            const auto found = std::find(blocks_.rbegin(), blocks_.rend(), call.block);
+            const auto number = static_cast<std::size_t>(blocks_.rend() - found);
+            EXPECT_NE(number, 0u) << "released what was not allocated";
+            outcome_.memory.push_back({reference::memory_event::release, 0, call.tag, number});
+            if (number != 0)
+                outcome_.blocks[number - 1].clear();
+            continue;
+        }
+        if (call.block != nullptr) {
+            blocks_.push_back(call.block);
+            outcome_.blocks.emplace_back(call.size);
+        }
+        outcome_.memory.push_back({reference::memory_event::allocate, call.size, call.tag,
+                                   call.block != nullptr ? blocks_.size() : 0});
+    }
+    for (std::size_t i = 0; i < blocks_.size(); ++i) {
+        if (!outcome_.blocks[i].empty())
+            std::memcpy(outcome_.blocks[i].data(), blocks_[i], outcome_.blocks[i].size());
+    }
+    outcome_.record.assign(record_.at(0), record_.at(0) + message_.record_size);
+    number_blocks(message_, outcome_.record.data(), blocks_);
+}
+
+reference::outcome expected_unpack(const message_info &m, std::span<const std::uint8_t> buffer,
+                                   order byte_order, std::uint8_t fill,
+                                   std::uint32_t fail_allocation_at, std::set<std::uint64_t> *edges)
+{
+    return reference::unpack(m,
+                             {.buf = buffer.data(),
+                              .len = static_cast<std::int32_t>(buffer.size()),
+                              .record_before = bytes(m.record_size, fill),
+                              .byte_order = byte_order,
+                              .fail_allocation_at = fail_allocation_at},
+                             edges);
+}
+
+std::string reading_difference(const message_info &m, std::span<const std::uint8_t> buffer,
+                               order byte_order, std::uint8_t fill,
+                               std::uint32_t fail_allocation_at)
+{
+    unpacked u(m, buffer.data(), static_cast<std::int32_t>(buffer.size()), fill,
+               fail_allocation_at);
+    reference::outcome expected = expected_unpack(m, buffer, byte_order, fill, fail_allocation_at);
+    std::string text = difference(u.what(), expected);
+    if (expected.record == bytes(m.record_size, fill))
+        return text;
+    for (int i = 0; i < 2 && text.empty(); ++i) {
+        u.release();
+        reference::free_unpacked(m, expected);
+        text = difference(u.what(), expected);
+    }
+    return text;
+}
+
+bytes library_pack(const sample &record)
+{
+    const message_info &m = record.message();
+    std::uint32_t length = 0xFFFFFFFF;
+    if (m.functions.pack(record.data(), nullptr, &length) != 0)
+        return {};
+    bytes out(length, 0xEE);
+    EXPECT_EQ(m.functions.pack(record.data(), out.data(), &length), 0u);
+    EXPECT_EQ(length, out.size());
+    return out;
+}
+
+namespace {
+
+/// Leaves its mark where the next call has its frame.
+[[gnu::noinline]] void dirty_the_stack()
+{
+    volatile std::uint8_t mark[8192];
+    for (volatile std::uint8_t &byte : mark)
+        byte = 0xEE;
+}
+
+} // namespace
+
+bytes sent_single(const message_info &m, const void *record)
+{
+    the_platform().forget_calls();
+    dirty_the_stack();
+    EXPECT_EQ(m.functions.sendsingle(7, record, 0, 0), 0u);
+    const auto &sends = the_platform().sends;
+    EXPECT_EQ(sends.size(), 1u);
+    if (sends.size() != 1 || sends[0].frames.size() != 1)
+        return {};
+    EXPECT_EQ(sends[0].frames[0].msg_id, m.msg_id);
+    return sends[0].frames[0].bytes;
+}
+
+std::vector<bytes> sent_batch(const message_info &m, const void *records, std::uint32_t count)
+{
+    the_platform().forget_calls();
+    EXPECT_EQ(m.functions.sendbatch(7, records, count, 0), 0u);
+    std::vector<bytes> frames;
+    EXPECT_EQ(the_platform().sends.size(), 1u);
+    for (const bus_call &call : the_platform().sends) {
+        for (const auto &frame : call.frames) {
+            EXPECT_EQ(frame.msg_id, m.msg_id);
+            frames.push_back(frame.bytes);
+        }
+    }
+    return frames;
+}
+
+guarded_buffer::guarded_buffer(std::size_t capacity)
+{
+    const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    size_ = (capacity + page - 1) / page * page;
+    void *got =
+        mmap(nullptr, size_ + page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (got == MAP_FAILED)
+        std::abort();
+    begin_ = static_cast<std::uint8_t *>(got);
+    if (mprotect(begin_ + size_, page, PROT_NONE) != 0)
+        std::abort();
+}
+
+guarded_buffer::~guarded_buffer()
+{
+    munmap(begin_, size_ + static_cast<std::size_t>(sysconf(_SC_PAGESIZE)));
+}
+
+std::uint8_t *guarded_buffer::space(std::size_t size, std::uint8_t fill)
+{
+    if (size > size_)
+        std::abort();
+    std::memset(begin_ + size_ - size, fill, size);
+    return begin_ + size_ - size;
+}
+
+const std::uint8_t *guarded_buffer::holding(std::span<const std::uint8_t> content)
+{
+    std::uint8_t *at = space(content.size(), 0);
+    std::copy(content.begin(), content.end(), at);
+    return at;
+}
+
+sparse_memory::sparse_memory(std::size_t size) : size_(size)
+{
+    void *got = mmap(nullptr, size, PROT_READ | PROT_WRITE,
+                     MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    if (got == MAP_FAILED)
+        std::abort();
+    data_ = static_cast<std::uint8_t *>(got);
+    madvise(got, size, MADV_HUGEPAGE); // reading zeros is quicker so; nothing rests on it
+}
+
+sparse_memory::~sparse_memory() { munmap(data_, size_); }
+
+std::string hex(std::span<const std::uint8_t> content)
+{
+    std::string text;
+    char digits[4];
+    for (std::size_t i = 0; i < content.size(); ++i) {
+        std::snprintf(digits, sizeof digits, "%02X%c", content[i], i % 16 == 15 ? '\n' : ' ');
+        text += digits;
+    }
+    if (!text.empty())
+        text.back() = '\n';
+    return text;
+}
+
+} // namespace vorl::test

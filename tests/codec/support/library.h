@@ -1,0 +1,100 @@
+// The library's functions, run and told in the words of the reference: see reference::outcome.
+#pragma once
+
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "tests/codec/support/messages.h"
+#include "tests/support/platform.h"
+
+namespace vorl::test {
+
+/// As __unpack takes it.
+inline std::int32_t length_of(const bytes &b) { return static_cast<std::int32_t>(b.size()); }
+
+/// What the library did beside what was expected; empty when they are the same.
+std::string difference(const reference::outcome &library, const reference::outcome &expected);
+
+/// One __unpack by the library. The record is released when this goes.
+class unpacked {
+  public:
+    /// The record holds `fill` before the call.
+    unpacked(const message_info &m, const void *buf, std::int32_t len, std::uint8_t fill = 0xEE,
+             std::uint32_t fail_allocation_at = 0);
+    /// With a null record.
+    static reference::outcome into_null(const message_info &m, const void *buf, std::int32_t len);
+    ~unpacked();
+    unpacked(const unpacked &) = delete;
+    unpacked &operator=(const unpacked &) = delete;
+
+    const reference::outcome &what() const { return outcome_; }
+    const void *record() const { return record_.data(); }
+    /// Passes the record to _free__unpacked; what() grows.
+    void release();
+
+  private:
+    void take_calls();
+
+    const message_info &message_;
+    sample record_;
+    std::vector<void *> blocks_;
+    reference::outcome outcome_;
+};
+
+/// The call of `unpacked` by the reference.
+reference::outcome expected_unpack(const message_info &m, std::span<const std::uint8_t> buffer,
+                                   order byte_order, std::uint8_t fill = 0xEE,
+                                   std::uint32_t fail_allocation_at = 0,
+                                   std::set<std::uint64_t> *edges = nullptr);
+
+/// Reads `buffer` with both, then releases twice with both. Empty when they did the same at every
+/// step. A record that was left untouched is not released: what it holds is not a record.
+std::string reading_difference(const message_info &m, std::span<const std::uint8_t> buffer,
+                               order byte_order, std::uint8_t fill = 0xEE,
+                               std::uint32_t fail_allocation_at = 0);
+
+/// __pack into memory of exactly the measured size; empty when it was refused.
+bytes library_pack(const sample &record);
+
+/// The frames that the bus was handed for these records, by __sendsingle or __sendbatch.
+bytes sent_single(const message_info &m, const void *record);
+std::vector<bytes> sent_batch(const message_info &m, const void *records, std::uint32_t count);
+
+/// A buffer that ends where the process may not read.
+class guarded_buffer {
+  public:
+    explicit guarded_buffer(std::size_t capacity);
+    ~guarded_buffer();
+    guarded_buffer(const guarded_buffer &) = delete;
+    guarded_buffer &operator=(const guarded_buffer &) = delete;
+
+    /// A copy of `content` whose last byte is the last one readable.
+    const std::uint8_t *holding(std::span<const std::uint8_t> content);
+    /// `size` bytes of memory, all `fill`, that end there.
+    std::uint8_t *space(std::size_t size, std::uint8_t fill);
+
+  private:
+    std::uint8_t *begin_;
+    std::size_t size_;
+};
+
+/// Zeroed memory that costs nothing until it is written to.
+class sparse_memory {
+  public:
+    explicit sparse_memory(std::size_t size);
+    ~sparse_memory();
+    sparse_memory(const sparse_memory &) = delete;
+    sparse_memory &operator=(const sparse_memory &) = delete;
+    std::uint8_t *data() const { return data_; }
+
+  private:
+    std::uint8_t *data_;
+    std::size_t size_;
+};
+
+/// "00 00 00 04 FF", 16 to a line.
+std::string hex(std::span<const std::uint8_t> content);
+
+} // namespace vorl::test

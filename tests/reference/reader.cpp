@@ -1,0 +1,286 @@
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "tests/reference/reference.h"
+
+namespace vorl::reference {
+namespace {
+
+constexpr std::uint64_t past_32_bits = std::uint64_t{1} << 32;
+
+/// A field that failed, or a table. Ends the read.
+struct stop {};
+
+std::string text_of(const char *format, auto... arguments)
+{
+    char text[256];
+    std::snprintf(text, sizeof text, format, arguments...);
+    return text;
+}
+
+class reader {
+  public:
+    reader(const unpack_call &call, outcome &result, std::set<std::uint64_t> *edges)
+        : bytes_(static_cast<const std::uint8_t *>(call.buf)),
+          len_(static_cast<std::uint64_t>(call.len)), order_(call.byte_order),
+          fail_at_(call.fail_allocation_at), result_(result), edges_(edges)
+    {}
+
+    struct table_place {
+        std::uint64_t at;
+        std::uint64_t vtable;
+        std::uint64_t vtable_length;
+    };
+
+    table_place check_table(const std::string &name, std::uint64_t at)
+    {
+        edge(at + 4);
+        if (at < 4 || at > len_ - 4)
+            refuse(name, "[ZELKO]:Table offset(%u) is out of range(4 - %u)", at, len_);
+        const std::uint64_t soffset = word(at, 4);
+        const std::uint64_t vtable = (at + past_32_bits - soffset) % past_32_bits;
+        edge(vtable + 4);
+        if (vtable < 4 || vtable > len_ - 4)
+            refuse(name, "[ZELKO]:Vtable offset(%u) is out of range(4 - %u)", at, len_ - 4);
+        const std::uint64_t length = word(vtable, 2);
+        edge(vtable + length);
+        if (vtable + length > len_)
+            refuse(name, "[ZELKO]:Vtable Len(%u) is out of range(0 - %u)", length, len_ - vtable);
+        return {at, vtable, length};
+    }
+
+    void read_slots(const message_info &m, const std::string &name, const table_place &table,
+                    std::uint8_t *record)
+    {
+        for (std::size_t s = 0; s < m.slots.size(); ++s) {
+            if (table.vtable_length < 2 * s + 6)
+                continue;
+            const std::uint64_t entry = word(table.vtable + 4 + 2 * s, 2);
+            if (entry != 0)
+                read_slot(m, name, m.slots[s], table.at + entry, record);
+        }
+    }
+
+    std::uint64_t word(std::uint64_t at, std::size_t width) const
+    {
+        if (at + width > len_)
+            std::abort(); // this reader skipped a check
+        return load(bytes_ + at, width, order_);
+    }
+
+  private:
+    [[noreturn]] void refuse(const std::string &name, const char *format, std::uint64_t a,
+                             std::uint64_t b)
+    {
+        result_.logs.push_back(
+            {22, name, format,
+             text_of(format, static_cast<unsigned>(a), static_cast<unsigned>(b))});
+        throw stop{};
+    }
+
+    void edge(std::uint64_t at)
+    {
+        if (edges_ != nullptr && at < past_32_bits)
+            edges_->insert(at);
+    }
+
+    /// Bytes up to `end` must be in the buffer.
+    void need(std::uint64_t end)
+    {
+        edge(end);
+        if (end > len_)
+            throw stop{};
+    }
+
+    /// Where the offset word at `at` leads.
+    std::uint64_t target(std::uint64_t at)
+    {
+        need(at + 4);
+        const std::uint64_t to = at + word(at, 4);
+        if (to >= past_32_bits)
+            throw stop{};
+        return to;
+    }
+
+    /// A body of a count and so many elements; returns where the elements start.
+    std::uint64_t counted(std::uint64_t at, std::uint64_t element_size, std::uint64_t &count)
+    {
+        const std::uint64_t body = target(at);
+        need(body);
+        need(body + 4);
+        count = word(body, 4);
+        if (count >= past_32_bits / 4)
+            throw stop{};
+        need(body + 4 + element_size * count);
+        return body + 4;
+    }
+
+    void read_element_table(const message_info &m, std::uint64_t at, std::uint8_t *record)
+    {
+        const std::string name = std::string(m.name) + "_unpack_non_root";
+        read_slots(m, name, check_table(name, at), record);
+    }
+
+    void read_elements(const message_info &m, std::uint64_t words, std::uint64_t count,
+                       std::uint8_t *records)
+    {
+        for (std::uint64_t i = 0; i < count; ++i)
+            read_element_table(m, target(words + 4 * i), records + i * m.record_size);
+    }
+
+    /// A block of `size` bytes for the pointer member `pointer`. Null: nothing to fill.
+    std::uint8_t *allocate(std::uint64_t size, const std::string &name, const char *no_memory_text,
+                           std::uint8_t *pointer)
+    {
+        const auto low = static_cast<std::uint32_t>(size);
+        if (size < past_32_bits) {
+            const bool fails = ++allocations_ == fail_at_;
+            result_.memory.push_back(
+                {memory_event::allocate, low, name, fails ? 0 : result_.blocks.size() + 1});
+            if (!fails) {
+                result_.blocks.emplace_back(size);
+                store(pointer, result_.blocks.size(), 8, order::little);
+                return result_.blocks.back().data();
+            }
+        }
+        result_.logs.push_back({12, name, no_memory_text, text_of(no_memory_text, low)});
+        throw stop{};
+    }
+
+    void read_slot(const message_info &m, const std::string &name, const slot_info &slot,
+                   std::uint64_t at, std::uint8_t *record)
+    {
+        std::uint8_t *member = record + slot.record_offset;
+        const std::size_t width = width_of(slot.type);
+        std::uint64_t count = 0;
+        switch (slot.type) {
+        case wire_type::uint8:
+        case wire_type::uint16:
+        case wire_type::uint32:
+        case wire_type::uint64:
+            need(at + width);
+            store(member, word(at, width), width, order::little);
+            break;
+        case wire_type::array_uint8:
+        case wire_type::array_uint32: {
+            const std::uint64_t from = counted(at, width, count);
+            if (count != slot.count)
+                throw stop{};
+            for (std::uint64_t i = 0; i < count; ++i)
+                store(member + i * width, word(from + i * width, width), width, order::little);
+            break;
+        }
+        case wire_type::table: {
+            read_element_table(*slot.element, target(at), member);
+            break;
+        }
+        case wire_type::array_table: {
+            const std::uint64_t words = counted(at, 4, count);
+            if (count != slot.count)
+                throw stop{};
+            read_elements(*slot.element, words, count, member);
+            break;
+        }
+        case wire_type::vector_uint8: {
+            const std::uint64_t from = counted(at, 1, count);
+            store(record + slot.count_offset, count, 4, order::little);
+            if (count == 0)
+                break;
+            std::uint8_t *block =
+                allocate(count, name, "[ZELKO]:Malloc unpack data unsuccess, size(%u)", member);
+            std::memcpy(block, bytes_ + from, count);
+            break;
+        }
+        case wire_type::vector_table: {
+            const std::uint64_t words = counted(at, 4, count);
+            store(record + slot.count_offset, count, 4, order::little);
+            if (count == 0)
+                break;
+            const bool has_blanks = std::string_view(m.name) == "srv6_cfg_query_dfx_rec";
+            std::uint8_t *block = allocate(
+                count * slot.element->record_size, name,
+                has_blanks ? "[ZELKO]:Malloc unpack data unsuccess,                size(%u)"
+                           : "[ZELKO]:Malloc unpack data unsuccess, size(%u)",
+                member);
+            read_elements(*slot.element, words, count, block);
+            break;
+        }
+        }
+    }
+
+    const std::uint8_t *bytes_;
+    std::uint64_t len_;
+    order order_;
+    std::uint32_t fail_at_;
+    std::uint32_t allocations_ = 0;
+    outcome &result_;
+    std::set<std::uint64_t> *edges_;
+};
+
+void release(const message_info &m, std::uint8_t *record, outcome &state)
+{
+    for (const slot_info &slot : m.slots) {
+        if (slot.type != wire_type::vector_uint8 && slot.type != wire_type::vector_table)
+            continue;
+        const std::uint64_t block = load(record + slot.record_offset, 8, order::little);
+        if (block == 0)
+            continue;
+        state.memory.push_back(
+            {memory_event::release, 0, std::string(m.name) + "_free_unpacked", block});
+        state.blocks[block - 1].clear();
+        store(record + slot.record_offset, 0, 8, order::little);
+    }
+    for (const slot_info &slot : m.slots) {
+        if (slot.type == wire_type::table)
+            release(*slot.element, record + slot.record_offset, state);
+    }
+}
+
+} // namespace
+
+bool checks_root_itself(const message_info &m)
+{
+    for (const slot_info &slot : m.slots) {
+        if (slot.element != nullptr || slot.type == wire_type::vector_uint8)
+            return true;
+    }
+    return false;
+}
+
+outcome unpack(const message_info &m, const unpack_call &call, std::set<std::uint64_t> *edges)
+{
+    outcome result;
+    result.record = call.record_before;
+    if (call.buf == nullptr || call.len < 4 || call.null_out) {
+        const char *format = "[ZELKO]:Param invalid(%s, %d, %s)";
+        result.logs.push_back({22, std::string(m.name) + "_unpack", format,
+                               text_of(format, call.buf == nullptr ? "null" : "nonNull", call.len,
+                                       call.null_out ? "null" : "nonNull")});
+        return result;
+    }
+    const bool at_root = checks_root_itself(m);
+    const std::string name = std::string(m.name) + (at_root ? "_unpack" : "_unpack_non_root");
+    const bytes zeros(m.record_size);
+    reader r(call, result, edges);
+    if (!at_root)
+        result.record = zeros;
+    try {
+        const reader::table_place root = r.check_table(name, r.word(0, 4));
+        result.record = zeros;
+        try {
+            r.read_slots(m, name, root, result.record.data());
+        } catch (const stop &) {
+            free_unpacked(m, result);
+        }
+    } catch (const stop &) {
+    }
+    return result;
+}
+
+void free_unpacked(const message_info &m, outcome &state)
+{
+    release(m, state.record.data(), state);
+}
+
+} // namespace vorl::reference

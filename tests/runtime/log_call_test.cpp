@@ -1,0 +1,254 @@
+// The log call, argument by argument, for every site of every message.
+#include "tests/runtime/blocks.h"
+
+#include <map>
+
+#include "tests/support/samples.h"
+
+namespace vorl::test {
+namespace {
+
+/// What makes the three checks of a table fail.
+enum class fault { table_position, vtable_position, vtable_length };
+constexpr fault every_fault[] = {fault::table_position, fault::vtable_position,
+                                 fault::vtable_length};
+
+class buffer_builder {
+  public:
+    void word(std::uint32_t value) { append(value); }
+    void half(std::uint32_t value) { append(static_cast<std::uint16_t>(value)); }
+    std::uint32_t size() const { return static_cast<std::uint32_t>(bytes_.size()); }
+    const std::vector<std::uint8_t> &bytes() const { return bytes_; }
+
+  private:
+    template <class T>
+    void append(T value)
+    {
+        const auto *from = reinterpret_cast<const std::uint8_t *>(&value);
+        bytes_.insert(bytes_.end(), from, from + sizeof value);
+    }
+    std::vector<std::uint8_t> bytes_;
+};
+
+struct faulty_buffer {
+    std::vector<std::uint8_t> bytes;
+    std::string text; ///< that the reader logs
+};
+
+faulty_buffer faulty_root(fault kind)
+{
+    buffer_builder b;
+    switch (kind) {
+    case fault::table_position:
+        b.word(4);
+        return {b.bytes(), "[ZELKO]:Table offset(4) is out of range(4 - 4)"};
+    case fault::vtable_position:
+        b.word(4);
+        b.word(4); // the vtable at 0
+        b.word(0);
+        return {b.bytes(), "[ZELKO]:Vtable offset(4) is out of range(4 - 8)"};
+    case fault::vtable_length:
+        b.word(4);
+        b.word(0xFFFFFFFC); // the vtable at 8, 5 bytes long
+        b.half(5);
+        b.half(0);
+        return {b.bytes(), "[ZELKO]:Vtable Len(5) is out of range(0 - 4)"};
+    }
+    return {};
+}
+
+/// A good root table whose slot `index` leads to a table that fails.
+faulty_buffer faulty_nested(const slot_info &slot, std::uint32_t index, fault kind)
+{
+    // Elements stand behind offset words, of which the first counts here; a nested table does not.
+    const std::uint32_t words = slot.type == wire_type::table          ? 0
+                                : slot.type == wire_type::vector_table ? 1
+                                                                       : slot.count;
+    const std::uint32_t body = words == 0 ? 0 : 4 + 4 * words;
+    const std::uint32_t nested = 12 + body;
+    const std::uint32_t vtable = nested + 8;
+    const std::uint32_t length = vtable + 6 + 2 * index;
+    const std::uint32_t leads_to = kind == fault::table_position ? length : nested;
+
+    buffer_builder b;
+    b.word(4);
+    b.word(4 - vtable);
+    b.word(words == 0 ? leads_to - 8 : 4);
+    if (words != 0) {
+        b.word(words);
+        b.word(leads_to - 16);
+        for (std::uint32_t i = 1; i < words; ++i)
+            b.word(0);
+    }
+    b.word(kind == fault::vtable_position ? nested : 0xFFFFFFFC); // its vtable at 0, or 4 on
+    b.half(0xFFFF);
+    b.half(0);
+    b.half(6 + 2 * index);
+    b.half(8);
+    for (std::uint32_t i = 0; i < index; ++i)
+        b.half(0);
+    b.half(4);
+    EXPECT_EQ(b.size(), length);
+
+    const std::string limit = std::to_string(length);
+    switch (kind) {
+    case fault::table_position:
+        return {b.bytes(),
+                "[ZELKO]:Table offset(" + limit + ") is out of range(4 - " + limit + ")"};
+    case fault::vtable_position:
+        return {b.bytes(), "[ZELKO]:Vtable offset(" + std::to_string(nested) +
+                               ") is out of range(4 - " + std::to_string(length - 4) + ")"};
+    case fault::vtable_length:
+        return {b.bytes(), "[ZELKO]:Vtable Len(65535) is out of range(0 - " +
+                               std::to_string(length - nested - 4) + ")"};
+    }
+    return {};
+}
+
+class log_call_shape : public unbound_library {
+  protected:
+    /// Expects one line since the last call of this, and notes its site.
+    void expect_line(const known_message &m, bool of_send_side, std::uint32_t kind,
+                     const std::string &function, const std::string &text)
+    {
+        SCOPED_TRACE(function);
+        ASSERT_EQ(the_platform().logs.size(), 1u);
+        const log_call line = the_platform().logs[0];
+        the_platform().forget_calls();
+        const serial_ctx &block =
+            of_send_side ? send_block(m.fact->package()) : receive_block(m.fact->package());
+        EXPECT_EQ(line.ctx, &block);
+        const auto *names_of_block = static_cast<const char *const *>(line.ctx);
+        EXPECT_STREQ(names_of_block[0], "ZELKO");
+        EXPECT_STREQ(names_of_block[1], "ZELKO_VANTREL_SERIAL");
+        EXPECT_EQ(line.level, 2u);
+        EXPECT_EQ(line.kind, kind);
+        EXPECT_EQ(line.empty, "");
+        EXPECT_EQ(line.function, function);
+        EXPECT_EQ(line.text, text);
+
+        // One number a site, the same at every call of it; no two sites of a message share one,
+        // but for the allocation of a vector, which has one number read as root or nested.
+        const std::string message = function.substr(0, message_name_length(function));
+        const std::string site = function + ": " + line.format;
+        const auto [known_line, is_new_site] = line_of_.emplace(site, line.line);
+        EXPECT_EQ(known_line->second, line.line) << site;
+        const auto [known_site, is_new_line] =
+            site_of_.emplace(std::pair(message, line.line), kind == 12 ? line.format : site);
+        EXPECT_EQ(known_site->second, kind == 12 ? line.format : site);
+    }
+
+    void unpack(const known_message &m, const std::vector<std::uint8_t> &bytes)
+    {
+        std::vector<std::uint8_t> out(m.fact->record_size, 0x5A);
+        EXPECT_EQ(m.info->functions.unpack(bytes.data(), static_cast<std::int32_t>(bytes.size()),
+                                           out.data()),
+                  m.fact->record_size);
+        EXPECT_EQ(the_platform().live_blocks, 0u);
+    }
+
+    std::map<std::string, std::uint32_t> line_of_;
+    std::map<std::pair<std::string, std::uint32_t>, std::string> site_of_;
+
+  private:
+    static std::size_t message_name_length(const std::string &function)
+    {
+        for (const char *suffix : {"_unpack_non_root", "_unpack", "_pack"}) {
+            if (function.ends_with(suffix))
+                return function.size() - std::string(suffix).size();
+        }
+        return function.size();
+    }
+};
+
+TEST_F(log_call_shape, of_every_site_of_every_message)
+{
+    constexpr std::uint32_t usual = 22;
+    constexpr std::uint32_t no_memory = 12;
+    // Every site twice.
+    for (int round = 0; round < 2; ++round) {
+        for (const known_message &m : all_messages()) {
+            SCOPED_TRACE(m.info->name);
+            const std::string name = m.info->name;
+            sample in(*m.info);
+            bool is_flat = true;
+
+            std::uint32_t length = 70000;
+            m.info->functions.pack(in.record(), nullptr, &length);
+            expect_line(m, true, usual, name + "_pack",
+                        "[ZELKO]:Param invalid(null, 70000, nonNull)");
+            m.info->functions.unpack(&length, -7, nullptr);
+            expect_line(m, false, usual, name + "_unpack",
+                        "[ZELKO]:Param invalid(nonNull, -7, null)");
+
+            for (std::uint32_t i = 0; i < m.info->slots.size(); ++i) {
+                const slot_info &slot = m.info->slots[i];
+                is_flat = is_flat && slot.element == nullptr && !is_vector(slot);
+                if (slot.element == nullptr)
+                    continue;
+                for (const fault kind : every_fault) {
+                    const faulty_buffer buffer = faulty_nested(slot, i, kind);
+                    unpack(m, buffer.bytes);
+                    expect_line(m, false, usual,
+                                std::string(slot.element->name) + "_unpack_non_root", buffer.text);
+                }
+            }
+            for (const fault kind : every_fault) {
+                const faulty_buffer buffer = faulty_root(kind);
+                unpack(m, buffer.bytes);
+                expect_line(m, false, usual, name + (is_flat ? "_unpack_non_root" : "_unpack"),
+                            buffer.text);
+            }
+
+            // Each vector in turn finds no memory: the nested ones first, in slot order.
+            const std::vector<std::uint8_t> bytes = packed(*m.info, in.record());
+            std::uint32_t vectors = 0;
+            each_vector(*m.info, in.record(), [&](const slot_info &slot, void *record) {
+                ++vectors;
+                const bool nested = &slot < m.info->slots.data() ||
+                                    &slot >= m.info->slots.data() + m.info->slots.size();
+                std::string function = name + "_unpack";
+                if (nested)
+                    function = std::string(m.info->slots[0].element->name) + "_unpack_non_root";
+                std::uint32_t size = count_of(record, slot);
+                if (slot.element != nullptr)
+                    size *= find_fact(slot.element->name)->record_size;
+                const std::string blanks =
+                    name == "srv6_cfg_query_dfx_rec" && !nested ? std::string(16, ' ') : " ";
+                the_platform().fail_allocation_at = vectors;
+                unpack(m, bytes);
+                expect_line(m, false, no_memory, function,
+                            "[ZELKO]:Malloc unpack data unsuccess," + blanks + "size(" +
+                                std::to_string(size) + ")");
+            });
+            const bool has_two = name == "srv6_cfg_query_dfx_rec";
+            EXPECT_EQ(vectors, m.fact->is_fixed_size() ? 0u : has_two ? 2u : 1u);
+        }
+    }
+    // Two argument checks and three of the root each; three more where a message that checks its
+    // own root is nested too (comm_param, comm_rec, trastat_rec_info); an allocation site a
+    // variable-size message that holds a vector itself (31 + comm_param, comm_rec, dfx_rec), and
+    // one where comm_param and comm_rec are nested.
+    EXPECT_EQ(line_of_.size(), 115u * 5 + 3 * 3 + 34 + 2);
+    EXPECT_EQ(site_of_.size(), 115u * 5 + 3 * 3 + 34);
+}
+
+TEST_F(log_call_shape, of_a_failed_allocation_binds_the_log_after_the_cache)
+{
+    const catalogue::message_info *m = catalogue::find_message("srv6_common_fwd_update");
+    ASSERT_NE(m, nullptr);
+    sample in(*m);
+    const std::vector<std::uint8_t> bytes = packed(*m, in.record());
+    forget_bindings();
+    reset_platform();
+    the_platform().fail_allocation_at = 1;
+    std::vector<std::uint8_t> out(16);
+    m->functions.unpack(bytes.data(), static_cast<std::int32_t>(bytes.size()), out.data());
+    names expected = binding_b;
+    expected.insert(expected.end(), binding_a.begin(), binding_a.end());
+    EXPECT_EQ(the_platform().lookups, expected);
+    EXPECT_EQ(the_platform().logs.size(), 1u);
+}
+
+} // namespace
+} // namespace vorl::test

@@ -1,0 +1,213 @@
+// Records of any message, made and compared by its slots, for tests that go through all messages.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+#include <deque>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "catalogue/catalogue.h"
+#include "tests/support/facts.h"
+
+namespace vorl::test {
+
+using catalogue::message_info;
+using catalogue::slot_info;
+using catalogue::wire_type;
+
+/// The messages of all packages in registration order, each beside what is known of it by hand.
+struct known_message {
+    const message_info *info;
+    const message_fact *fact;
+};
+
+inline std::vector<known_message> all_messages()
+{
+    std::vector<known_message> all;
+    for (const catalogue::package_info *package : catalogue::packages) {
+        for (const message_info *message : package->messages) {
+            const message_fact *fact = find_fact(message->name);
+            if (fact == nullptr)
+                throw std::logic_error(std::string("nothing is known of ") + message->name);
+            all.push_back({message, fact});
+        }
+    }
+    if (all.size() != 115)
+        throw std::logic_error("there are 115 messages");
+    return all;
+}
+
+inline std::vector<known_message> messages_where(bool fixed_size)
+{
+    std::vector<known_message> chosen;
+    for (const known_message &m : all_messages()) {
+        if (m.fact->is_fixed_size() == fixed_size)
+            chosen.push_back(m);
+    }
+    return chosen;
+}
+
+inline std::size_t scalar_size(wire_type type)
+{
+    switch (type) {
+    case wire_type::uint8: return 1;
+    case wire_type::uint16: return 2;
+    case wire_type::uint32: return 4;
+    case wire_type::uint64: return 8;
+    default: return 0;
+    }
+}
+
+/// Bytes that a slot takes in the record, nested records and vectors aside.
+inline std::size_t inline_size(const slot_info &slot)
+{
+    if (slot.type == wire_type::array_uint8)
+        return slot.count;
+    if (slot.type == wire_type::array_uint32)
+        return slot.count * std::size_t{4};
+    return scalar_size(slot.type);
+}
+
+inline std::uint32_t count_of(const void *record, const slot_info &slot)
+{
+    std::uint32_t count = 0;
+    std::memcpy(&count, static_cast<const char *>(record) + slot.count_offset, sizeof count);
+    return count;
+}
+
+inline void *pointer_of(const void *record, const slot_info &slot)
+{
+    void *pointer = nullptr;
+    std::memcpy(&pointer, static_cast<const char *>(record) + slot.record_offset, sizeof pointer);
+    return pointer;
+}
+
+inline void set_vector(void *record, const slot_info &slot, std::uint32_t count, const void *data)
+{
+    std::memcpy(static_cast<char *>(record) + slot.count_offset, &count, sizeof count);
+    std::memcpy(static_cast<char *>(record) + slot.record_offset, &data, sizeof data);
+}
+
+inline bool is_vector(const slot_info &slot)
+{
+    return slot.type == wire_type::vector_uint8 || slot.type == wire_type::vector_table;
+}
+
+/// Calls visit(slot, address of the record that holds it) for every vector in the record, nested
+/// ones included.
+template <class Visitor>
+void each_vector(const message_info &message, void *record, Visitor &&visit)
+{
+    for (const slot_info &slot : message.slots) {
+        if (is_vector(slot))
+            visit(slot, record);
+        else if (slot.type == wire_type::table)
+            each_vector(*slot.element, static_cast<char *>(record) + slot.record_offset, visit);
+    }
+}
+
+/// Whether two records hold the same values; padding does not count.
+inline bool same_record(const message_info &message, const void *a, const void *b)
+{
+    for (const slot_info &slot : message.slots) {
+        const char *left = static_cast<const char *>(a) + slot.record_offset;
+        const char *right = static_cast<const char *>(b) + slot.record_offset;
+        std::uint32_t count = slot.type == wire_type::array_table ? slot.count : 1;
+        if (is_vector(slot)) {
+            count = count_of(a, slot);
+            if (count != count_of(b, slot))
+                return false;
+            left = static_cast<const char *>(pointer_of(a, slot));
+            right = static_cast<const char *>(pointer_of(b, slot));
+            if ((left == nullptr) != (right == nullptr))
+                return false;
+            if (left == nullptr)
+                continue;
+        }
+        if (slot.element == nullptr) {
+            const std::size_t size = is_vector(slot) ? count : inline_size(slot);
+            if (std::memcmp(left, right, size) != 0)
+                return false;
+            continue;
+        }
+        const std::size_t stride = slot.element->record_size;
+        for (std::uint32_t i = 0; i < count; ++i) {
+            if (!same_record(*slot.element, left + i * stride, right + i * stride))
+                return false;
+        }
+    }
+    return true;
+}
+
+/// `count` records of a message, one behind the other, every value non-zero and each record
+/// different; vectors hold `elements` elements each. Owns what the records point to.
+class sample {
+  public:
+    explicit sample(const message_info &message, std::uint32_t count = 1,
+                    std::uint32_t elements = 2, std::uint32_t seed = 1)
+        : stride_(message.record_size), elements_(elements), state_(seed)
+    {
+        bytes_.resize(count * stride_);
+        for (std::uint32_t i = 0; i < count; ++i)
+            fill(message, record(i));
+    }
+    sample(const sample &) = delete;
+    sample &operator=(const sample &) = delete;
+
+    void *record(std::size_t i = 0) { return bytes_.data() + i * stride_; }
+
+  private:
+    void fill_bytes(void *to, std::size_t size)
+    {
+        for (std::size_t i = 0; i < size; ++i) {
+            state_ = state_ * 1664525 + 1013904223;
+            static_cast<unsigned char *>(to)[i] =
+                static_cast<unsigned char>(1 + (state_ >> 16) % 255);
+        }
+    }
+
+    void fill(const message_info &message, void *record)
+    {
+        for (const slot_info &slot : message.slots) {
+            char *member = static_cast<char *>(record) + slot.record_offset;
+            std::uint32_t count = slot.type == wire_type::array_table ? slot.count : 1;
+            if (is_vector(slot)) {
+                count = elements_;
+                const std::size_t size =
+                    slot.element == nullptr ? count : count * slot.element->record_size;
+                owned_.emplace_back(size);
+                member = owned_.back().data();
+                set_vector(record, slot, count, member);
+                if (slot.element == nullptr)
+                    fill_bytes(member, size);
+            }
+            if (slot.element == nullptr) {
+                fill_bytes(member, is_vector(slot) ? 0 : inline_size(slot));
+                continue;
+            }
+            for (std::uint32_t i = 0; i < count; ++i)
+                fill(*slot.element, member + i * slot.element->record_size);
+        }
+    }
+
+    std::size_t stride_;
+    std::uint32_t elements_;
+    std::uint32_t state_;
+    std::vector<char> bytes_;
+    std::deque<std::vector<char>> owned_;
+};
+
+/// The record as __pack writes it.
+inline std::vector<std::uint8_t> packed(const message_info &message, const void *record)
+{
+    std::vector<std::uint8_t> bytes(200000);
+    auto size = static_cast<std::uint32_t>(bytes.size());
+    if (message.functions.pack(record, bytes.data(), &size) != 0)
+        throw std::logic_error(std::string("no packed form of a ") + message.name);
+    bytes.resize(size);
+    return bytes;
+}
+
+} // namespace vorl::test
