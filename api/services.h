@@ -11,9 +11,10 @@ namespace vorl {
 enum class log_line : uint32_t {
     pack_arguments = 1,
     unpack_arguments = 2,
-    root_table = 10,  ///< plus the table_check
-    table = 20,       ///< plus the table_check
-    allocation = 100, ///< plus the slot
+    root_table = 10,        // plus the table_check
+    table = 20,             // plus the table_check
+    root_allocation = 1000, // plus the slot
+    allocation = 2000,      // plus the slot
 };
 
 inline const char *null_or_not(const void *pointer)
@@ -31,10 +32,12 @@ struct receive_services {
         const auto first = static_cast<uint32_t>(is_root ? log_line::root_table : log_line::table);
         log(ctx(), log_kind, first + static_cast<uint32_t>(check), name, format, a, b);
     }
-    static void no_memory(uint32_t slot, const char *name, const char *format, uint32_t size)
+    static void no_memory(uint32_t slot, bool is_root, const char *name, const char *format,
+                          uint32_t size)
     {
-        log(ctx(), log_kind_no_memory, static_cast<uint32_t>(log_line::allocation) + slot, name,
-            format, size);
+        const auto first =
+            static_cast<uint32_t>(is_root ? log_line::root_allocation : log_line::allocation);
+        log(ctx(), log_kind_no_memory, first + slot, name, format, size);
     }
     static void *allocate(uint32_t size, const char *tag)
     {

@@ -27,7 +27,7 @@ inline constexpr uint32_t frame_table_at = word_size;
 
 template <class M>
 struct frame_layout {
-    static_assert(is_fixed_size<M>);
+    static_assert(is_fixed_size<M>, "a frame has one length: the message holds no vector");
 
     struct offsets {
         uint16_t slot[slot_count<M>]; ///< from the table's start

@@ -14,7 +14,7 @@
 // Services, all static:
 //   refuse(check, is_root, name, format, a, b)       one line to the log
 //   allocate(size, tag)                              a block, or null
-//   no_memory(slot, name, format, size)              one line to the log
+//   no_memory(slot, is_root, name, format, size)     one line to the log
 //   set_zero(block, size)   copy_bytes(block, from, size)
 #pragma once
 
@@ -230,7 +230,8 @@ class table_reader {
         const auto low = static_cast<uint32_t>(size);
         void *block = size > UINT32_MAX ? nullptr : Services::allocate(low, reader_name<M, Role>);
         if (block == nullptr)
-            Services::no_memory(Index, reader_name<M, Role>, malloc_text, low);
+            Services::no_memory(Index, Role == table_role::root, reader_name<M, Role>, malloc_text,
+                                low);
         return block;
     }
 

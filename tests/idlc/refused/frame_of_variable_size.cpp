@@ -1,4 +1,4 @@
-// expect: static_assert(is_fixed_size<M>)
+// expect: a frame has one length: the message holds no vector
 #include "serial/layout.h"
 
 struct record_of_bytes {
