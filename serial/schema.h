@@ -75,27 +75,30 @@ struct slot_list {
 template <class M>
 inline constexpr uint32_t slot_count = M::slots::size;
 
+template <class... Slots, uint32_t... Index, class Visitor>
+[[gnu::always_inline]] constexpr bool
+all_slots(slot_list<Slots...>, std::integer_sequence<uint32_t, Index...>, Visitor &visit)
+{
+    return (visit.template operator()<Slots, Index>() && ...);
+}
+
 /// Calls visit.template operator()<Slot, index>() for each slot in order, as long as it returns
 /// true. True: all did.
 template <class... Slots, class Visitor>
-constexpr bool all_slots(slot_list<Slots...>, Visitor &&visit)
+[[gnu::always_inline]] constexpr bool all_slots(slot_list<Slots...> slots, Visitor &&visit)
 {
-    return [&]<uint32_t... Index>(std::integer_sequence<uint32_t, Index...>)
-    {
-        return (visit.template operator()<Slots, Index>() && ...);
-    }
-    (std::make_integer_sequence<uint32_t, sizeof...(Slots)>{});
+    return all_slots(slots, std::make_integer_sequence<uint32_t, sizeof...(Slots)>{}, visit);
 }
 
 /// The same for a visitor that returns nothing.
 template <class... Slots, class Visitor>
-constexpr void each_slot(slot_list<Slots...>, Visitor &&visit)
+[[gnu::always_inline]] constexpr void each_slot(slot_list<Slots...> slots, Visitor &&visit)
 {
-    [&]<uint32_t... Index>(std::integer_sequence<uint32_t, Index...>)
-    {
-        (visit.template operator()<Slots, Index>(), ...);
-    }
-    (std::make_integer_sequence<uint32_t, sizeof...(Slots)>{});
+    all_slots(
+        slots, [&visit]<class Slot, uint32_t Index>() __attribute__((always_inline)) {
+            visit.template operator()<Slot, Index>();
+            return true;
+        });
 }
 
 // Which kind a slot is.

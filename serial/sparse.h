@@ -380,7 +380,7 @@ class sparse_writer {
         uint8_t *const end = vtable + size;
         uint8_t *const fields_end = end - layout::all.bodies;
         uint8_t *at = fields_end;
-        each_slot_down<layout::slots>([&]<uint32_t Slot>() {
+        each_slot_down<layout::slots>([&]<uint32_t Slot>() __attribute__((always_inline)) {
             constexpr auto slot = layout::all.slot[Slot];
             if constexpr (!slot.is_scalar) {
                 at -= word_size;
@@ -578,10 +578,11 @@ class sparse_reader {
             block[b] = load16(bytes + base + b * 16);
         write_windows(record, index, block,
                       std::make_integer_sequence<uint32_t, layout::windows.count>{});
-        each_slot(typename M::slots{}, [&]<class Slot, uint32_t Index>() {
-            if constexpr (is_array<Slot>)
-                memcpy(record + Slot::at, bytes + body[Index], Slot::body_size - word_size);
-        });
+        each_slot(
+            typename M::slots{}, [&]<class Slot, uint32_t Index>() __attribute__((always_inline)) {
+                if constexpr (is_array<Slot>)
+                    memcpy(record + Slot::at, bytes + body[Index], Slot::body_size - word_size);
+            });
         return true;
     }
 
@@ -665,20 +666,21 @@ class sparse_reader {
                                                    uint32_t table, const uint8_t *entries,
                                                    uint32_t (&body)[layout::slots])
     {
-        return all_slots(typename M::slots{}, [&]<class Slot, uint32_t Index>() {
-            if constexpr (is_array<Slot>) {
-                const uint32_t entry =
-                    load<byte_order::native, uint16_t>(entries + Index * entry_size);
-                const uint32_t word = table + entry;
-                const uint32_t offset = load<byte_order::native, uint32_t>(bytes + word);
-                const uint64_t at = uint64_t{word} + offset;
-                if (entry == 0 || at + Slot::body_size > len ||
-                    load<byte_order::native, uint32_t>(bytes + at) != Slot::count)
-                    return false;
-                body[Index] = static_cast<uint32_t>(at) + word_size;
-            }
-            return true;
-        });
+        return all_slots(
+            typename M::slots{}, [&]<class Slot, uint32_t Index>() __attribute__((always_inline)) {
+                if constexpr (is_array<Slot>) {
+                    const uint32_t entry =
+                        load<byte_order::native, uint16_t>(entries + Index * entry_size);
+                    const uint32_t word = table + entry;
+                    const uint32_t offset = load<byte_order::native, uint32_t>(bytes + word);
+                    const uint64_t at = uint64_t{word} + offset;
+                    if (entry == 0 || at + Slot::body_size > len ||
+                        load<byte_order::native, uint32_t>(bytes + at) != Slot::count)
+                        return false;
+                    body[Index] = static_cast<uint32_t>(at) + word_size;
+                }
+                return true;
+            });
     }
 
     template <uint32_t Window>
