@@ -12,15 +12,27 @@
 
 namespace vorl {
 
-inline constexpr size_t piece_capacity = 256;
-using form_pieces = piece_list<piece_capacity>;
+/// Pieces, moves or loads that a form of M is made of at most. A slot brings two pieces of constants
+/// and two that are copied; one no longer than long_piece takes long_piece / 16 + 3 moves.
+template <class M>
+constexpr size_t piece_capacity()
+{
+    constexpr size_t a_piece = long_piece / 16 + 3;
+    size_t capacity = 4 * a_piece;
+    each_slot(typename M::slots{}, [&capacity]<class Slot, uint32_t>() {
+        capacity += 4 * a_piece;
+        if constexpr (is_table<Slot>)
+            capacity += piece_capacity<typename Slot::message>();
+    });
+    return capacity;
+}
 
 /// A form under construction, front to back.
-template <uint32_t Size>
+template <uint32_t Size, size_t Capacity>
 struct form_builder {
     uint8_t image[Size]{};
-    form_pieces pieces;  ///< of the form, from a record
-    form_pieces checked; ///< the constants that a reader relies on
+    piece_list<Capacity> pieces;  ///< of the form, from a record
+    piece_list<Capacity> checked; ///< the constants that a reader relies on
 
     constexpr void constant(uint64_t value, uint32_t size)
     {
@@ -43,9 +55,10 @@ struct form_builder {
 
 /// The same pieces seen from the record: where each of its bytes lies in the form. Record padding is
 /// constant zero.
-constexpr form_pieces record_pieces(const form_pieces &form, uint32_t record_size)
+template <size_t Capacity>
+constexpr piece_list<Capacity> record_pieces(const piece_list<Capacity> &form, uint32_t record_size)
 {
-    form_pieces sorted;
+    piece_list<Capacity> sorted;
     for (size_t i = 0; i < form.count; ++i) {
         const piece &p = form.pieces[i];
         if (p.from < 0)
@@ -55,7 +68,7 @@ constexpr form_pieces record_pieces(const form_pieces &form, uint32_t record_siz
             sorted.pieces[at] = sorted.pieces[at - 1];
         sorted.pieces[at] = p;
     }
-    form_pieces record;
+    piece_list<Capacity> record;
     for (size_t i = 0; i < sorted.count; ++i) {
         const piece &p = sorted.pieces[i];
         record.add(static_cast<uint32_t>(p.from) - record.end(), from_constants);
@@ -164,20 +177,35 @@ constexpr void lay_full_table(auto &form, size_t record_at)
     });
 }
 
+/// Slots of a message, nested ones included; past form_slot_limit when one of them leads to a loop.
+template <class M>
+constexpr uint32_t form_slots()
+{
+    constexpr uint32_t no_form = 1U << 16;
+    uint32_t slots = 0;
+    each_slot(typename M::slots{}, [&slots]<class Slot, uint32_t>() {
+        if constexpr (is_scalar<Slot> || is_array<Slot>)
+            slots += 1;
+        else if constexpr (is_table<Slot>)
+            slots += form_slots<typename Slot::message>();
+        else
+            slots += no_form;
+    });
+    return slots;
+}
+
+/// The forms of a larger message would be more code than they are worth.
+inline constexpr uint32_t form_slot_limit = 64;
+
 /// Scalars, arrays and nested tables of such only: one shape a form, without loops.
 template <class M>
-inline constexpr bool has_known_forms = all_slots(typename M::slots{}, []<class Slot, uint32_t>() {
-    if constexpr (is_table<Slot>)
-        return has_known_forms<typename Slot::message>;
-    else
-        return is_scalar<Slot> || is_array<Slot>;
-});
+inline constexpr bool has_known_forms = form_slots<M>() <= form_slot_limit;
 
 /// What a layout gives, cut into moves and loads.
 template <class M, template <class> class Layout>
 struct known_form {
     static constexpr auto built = [] {
-        form_builder<Layout<M>::size> form;
+        form_builder<Layout<M>::size, piece_capacity<M>()> form;
         Layout<M>::build(form);
         return form;
     }();
@@ -191,8 +219,8 @@ struct known_form {
             result.bytes[i] = built.image[i];
         return result;
     }();
-    static constexpr form_pieces write_moves = plan_moves(built.pieces, sizeof(typename M::record));
-    static constexpr form_pieces checks = plan_loads(built.checked);
+    static constexpr auto write_moves = plan_moves(built.pieces, sizeof(typename M::record));
+    static constexpr auto checks = plan_loads(built.checked);
     /// What a reader needs of the buffer: the end of the last byte that is checked or copied.
     static constexpr uint32_t extent = [] {
         uint32_t end = built.checked.end();
@@ -203,7 +231,7 @@ struct known_form {
         }
         return end;
     }();
-    static constexpr form_pieces read_moves =
+    static constexpr auto read_moves =
         plan_moves(record_pieces(built.pieces, sizeof(typename M::record)), extent);
     static constexpr struct {
         uint8_t bytes[sizeof(typename M::record)];
@@ -211,17 +239,17 @@ struct known_form {
 
     [[gnu::always_inline]] static void write(uint8_t *to, const uint8_t *record)
     {
-        run_moves<write_moves, image>(to, record, std::make_index_sequence<write_moves.count>{});
+        run_moves<write_moves, image>(to, record);
     }
     /// Zero when the `extent` bytes at `bytes` are this form.
     [[gnu::always_inline]] static uint64_t mismatch(const uint8_t *bytes)
     {
-        return vorl::mismatch<checks, image>(bytes, std::make_index_sequence<checks.count>{});
+        return vorl::mismatch<checks, image>(bytes);
     }
     /// The whole record, padding included.
     [[gnu::always_inline]] static void read(uint8_t *record, const uint8_t *bytes)
     {
-        run_moves<read_moves, zeros>(record, bytes, std::make_index_sequence<read_moves.count>{});
+        run_moves<read_moves, zeros>(record, bytes);
     }
 };
 

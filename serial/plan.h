@@ -98,16 +98,28 @@ constexpr piece_list<Capacity> plan_moves(const piece_list<Capacity> &pieces, ui
     return moves;
 }
 
-/// Runs moves (a constant piece_list). Source and destination do not overlap.
-template <const auto &Moves, const auto &Image, size_t... Index>
-[[gnu::always_inline]] inline void run_moves(uint8_t *__restrict to, const uint8_t *__restrict from,
-                                             std::index_sequence<Index...>)
+/// Calls `visit<index>()` for First up to End. In halves: compilers limit how many a fold takes.
+template <size_t First, size_t End, class Visitor>
+[[gnu::always_inline]] inline void each_index(Visitor &visit)
 {
-    (memcpy(to + Moves.pieces[Index].at,
-            Moves.pieces[Index].from < 0 ? Image.bytes + Moves.pieces[Index].at
-                                         : from + Moves.pieces[Index].from,
-            Moves.pieces[Index].size),
-     ...);
+    if constexpr (End - First == 1) {
+        visit.template operator()<First>();
+    } else if constexpr (End > First) {
+        each_index<First, First + (End - First) / 2>(visit);
+        each_index<First + (End - First) / 2, End>(visit);
+    }
+}
+
+/// Runs moves (a constant piece_list). Source and destination do not overlap.
+template <const auto &Moves, const auto &Image>
+[[gnu::always_inline]] inline void run_moves(uint8_t *__restrict to, const uint8_t *__restrict from)
+{
+    const auto run = [ to, from ]<size_t Index>() __attribute__((always_inline))
+    {
+        constexpr piece m = Moves.pieces[Index];
+        memcpy(to + m.at, m.from < 0 ? Image.bytes + m.at : from + m.from, m.size);
+    };
+    each_index<0, Moves.count>(run);
 }
 
 using u64x2 = uint64_t __attribute__((vector_size(16)));
@@ -135,14 +147,17 @@ template <uint32_t Size>
 
 /// Zero when the bytes at `bytes` equal the image in all loads (a constant piece_list whose `from`
 /// is not used); no other byte is read.
-template <const auto &Loads, const auto &Image, size_t... Index>
-[[gnu::always_inline]] inline uint64_t mismatch(const uint8_t *bytes, std::index_sequence<Index...>)
+template <const auto &Loads, const auto &Image>
+[[gnu::always_inline]] inline uint64_t mismatch(const uint8_t *bytes)
 {
     uint64_t narrow = 0;
     u64x2 wide = {};
-    (add_difference<Loads.pieces[Index].size>(narrow, wide, bytes + Loads.pieces[Index].at,
-                                              Image.bytes + Loads.pieces[Index].at),
-     ...);
+    const auto compare = [&]<size_t Index>() __attribute__((always_inline))
+    {
+        constexpr piece p = Loads.pieces[Index];
+        add_difference<p.size>(narrow, wide, bytes + p.at, Image.bytes + p.at);
+    };
+    each_index<0, Loads.count>(compare);
     return narrow | wide[0] | wide[1];
 }
 

@@ -56,7 +56,6 @@ struct packed_layout {
     static constexpr uint32_t slots = slot_count<M>;
     static constexpr uint32_t record_size = sizeof(typename M::record);
     static constexpr uint32_t lane_vectors = (slots + lane_count - 1) / lane_count;
-    static constexpr uint32_t max_windows = 64;
 
     struct slot_facts {
         uint32_t record_at;
@@ -104,7 +103,7 @@ struct packed_layout {
         uint32_t end;
     };
     struct window_list {
-        window windows[max_windows];
+        window windows[slots];
         uint32_t count;
     };
     /// A record shorter than a window has one, read and written in part.

@@ -188,7 +188,8 @@ TEST(idlc_refuses, nesting_without_end)
 TEST(idlc_accepts, the_most_slots_and_the_deepest_nesting)
 {
     for (const std::string &text :
-         {with_slots(256, "uint8"), chain(32, links::to_next, "vector<uint8>"),
+         {with_slots(256, "uint8"), with_slots(200, "array<uint8, 100>"),
+          chain(32, links::to_next, "vector<uint8>"),
           chain(32, links::to_previous, "vector<uint8>"), chain(32, links::to_next, "uint8")}) {
         const scratch_directory scratch;
         write(scratch.path() / "srv6.idl", text);
@@ -197,8 +198,8 @@ TEST(idlc_accepts, the_most_slots_and_the_deepest_nesting)
         EXPECT_EQ(o.err, "");
         for (const std::string compiler : {COMPILERS_CXX}) {
             const outcome c =
-                run(scratch.path(),
-                    compiler + " -std=c++20 -fsyntax-only -I '" PROJECT_ROOT "' srv6.cpp");
+                run(scratch.path(), compiler + " -std=c++20 " ARCHITECTURE_FLAGS
+                                               " -fsyntax-only -I '" PROJECT_ROOT "' srv6.cpp");
             EXPECT_EQ(c.status, 0) << compiler << ": " << c.err.substr(0, 2000);
         }
     }
