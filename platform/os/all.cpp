@@ -1,0 +1,1 @@
+// Nothing of its own: this object is the list of what it is linked with.
