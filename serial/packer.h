@@ -159,7 +159,8 @@ uint8_t *pack_table(uint8_t *__restrict vtable, const uint8_t *__restrict record
     store<Order>(vtable, static_cast<uint16_t>(length));
     store<Order>(table, length);
 
-    // Fields. What an offset word leads to is not placed yet, so remember where the word stands.
+    // Fields. What an offset word leads to is not placed yet, so remember where the word stands;
+    // a vector that is left out has none.
     uint8_t *at = table + word_size;
     uint8_t *word[slot_count<M>] = {};
     each_slot(typename M::slots{}, [&]<class Slot, uint32_t Index>() {
@@ -179,7 +180,7 @@ uint8_t *pack_table(uint8_t *__restrict vtable, const uint8_t *__restrict record
     // Bodies. From here on a word of a vector of tables is that of its next element.
     each_slot(typename M::slots{}, [&]<class Slot, uint32_t Index>() {
         if constexpr (!is_scalar<Slot> && !is_table<Slot>) {
-            if (!is_present<Slot>(record))
+            if (word[Index] == nullptr)
                 return;
             const uint32_t count = element_count<Slot>(record);
             store<Order>(word[Index], static_cast<uint32_t>(at - word[Index]));
@@ -208,7 +209,7 @@ uint8_t *pack_table(uint8_t *__restrict vtable, const uint8_t *__restrict record
         if constexpr (is_table<Slot>) {
             pack_nested.template operator()<typename Slot::message>(word[Index], record + Slot::at);
         } else if constexpr (is_table_array<Slot> || is_table_vector<Slot>) {
-            if (!is_present<Slot>(record))
+            if (word[Index] == nullptr)
                 return;
             const uint32_t count = element_count<Slot>(record);
             const uint8_t *element = elements_of<Slot>(record);

@@ -60,7 +60,7 @@ template <uint32_t Size>
 template <uint32_t Size>
 [[gnu::always_inline]] inline void store_first(uint8_t *to, u8x16 value)
 {
-    const u64x2 halves = reinterpret_cast<u64x2>(value);
+    const auto halves = reinterpret_cast<u64x2>(value);
     if constexpr (Size >= 16)
         store16(to, value);
     else if constexpr (Size > 8) {

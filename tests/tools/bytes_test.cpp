@@ -1,0 +1,172 @@
+// Frames, packed bytes, and the texts that bytes come in.
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "tests/support/samples.h"
+#include "tools/vorl/frame_capture.h"
+#include "tools/vorl/hex.h"
+#include "tools/vorl/json_record.h"
+#include "tools/vorl/library_log.h"
+
+using namespace vorl;
+
+namespace {
+
+using frames = std::vector<std::pair<std::size_t, std::string>>;
+
+/// Each frame of the text as its line and its bytes in hex.
+frames read(const std::string &text)
+{
+    std::istringstream in(text);
+    frames found;
+    read_hex_frames(in, [&found](std::size_t line, const bytes &frame) {
+        found.emplace_back(line, to_hex(frame.data(), frame.size()));
+    });
+    return found;
+}
+
+std::string error_of(const std::string &text)
+{
+    try {
+        read(text);
+    } catch (const hex_error &error) {
+        return error.what();
+    }
+    return "accepted";
+}
+
+/// What unpacking the bytes gives, as JSON.
+std::string unpacked(const catalogue::message_info &type, const bytes &from)
+{
+    std::vector<std::uint64_t> record((type.record_size + 7) / 8);
+    type.functions.unpack(from.data(), static_cast<std::int32_t>(from.size()), record.data());
+    std::string text = json::format_record(type, record.data(), json::zeros::write);
+    type.functions.free_unpacked(record.data());
+    return text;
+}
+
+} // namespace
+
+TEST(Bytes, AFrameIsWhatTheSendFunctionsMakeOfIt)
+{
+    const json::record key = json::parse_record(R"({"message":"srv6_bsid_fwd_key","f0":1,"f2":3})");
+    const bytes frame = capture_frame(key.type(), key.data());
+    EXPECT_EQ(to_hex(frame.data(), frame.size(), " "),
+              "04 00 00 00 f0 ff ff ff 01 00 00 00 00 00 00 00 03 00 00 00 "
+              "0a 00 10 00 04 00 08 00 0c 00 00 00");
+    const bytes packed = pack_record(key.type(), key.data());
+    EXPECT_EQ(to_hex(packed.data(), packed.size(), " "),
+              "0e 00 00 00 0a 00 0c 00 04 00 00 00 08 00 0a 00 00 00 01 00 00 00 03 00 00 00");
+}
+
+TEST(Bytes, EveryMessageGoesThroughFrameAndPackedBytesAndBack)
+{
+    int messages = 0;
+    for (const auto &[info, fact] : test::all_messages()) {
+        test::sample sample(*info, 1, 3);
+        const std::string text = json::format_record(*info, sample.record(), json::zeros::write);
+        const bytes frame = capture_frame(*info, sample.record());
+        const bytes packed = pack_record(*info, sample.record());
+        if (fact->is_fixed_size()) {
+            EXPECT_EQ(frame.size(), fact->frame_length) << info->name;
+        } else {
+            EXPECT_EQ(frame, packed) << info->name;
+        }
+        EXPECT_EQ(unpacked(*info, frame), text);
+        EXPECT_EQ(unpacked(*info, packed), text);
+        ++messages;
+    }
+    EXPECT_EQ(messages, 115);
+    EXPECT_TRUE(take_library_log().empty());
+}
+
+TEST(Bytes, ACountWithoutPointerHasNoBytes)
+{
+    const catalogue::message_info &type = *catalogue::find_message("srv6_cfg_query_comm_param");
+    const std::uint32_t lost[6] = {0, 0, 5, 0, 0, 0};
+    EXPECT_TRUE(capture_frame(type, lost).empty());
+    EXPECT_TRUE(pack_record(type, lost).empty());
+}
+
+TEST(Bytes, TheLibrarysLogIsKept)
+{
+    const catalogue::message_info &type = *catalogue::find_message("srv6_bsid_fwd_key");
+    std::vector<std::uint64_t> record(2);
+    take_library_log();
+    const bytes bad = {9, 0, 0, 0, 0, 0, 0, 0};
+    type.functions.unpack(bad.data(), 8, record.data());
+    type.functions.unpack(bad.data(), 3, record.data());
+    EXPECT_EQ(take_library_log(),
+              (std::vector<std::string>{
+                  "srv6_bsid_fwd_key_unpack_non_root: [ZELKO]:Table offset(9) is out of range(4 - "
+                  "8)",
+                  "srv6_bsid_fwd_key_unpack: [ZELKO]:Param invalid(nonNull, 3, nonNull)"}));
+    EXPECT_TRUE(take_library_log().empty());
+}
+
+TEST(HexText, ALineIsAFrame)
+{
+    EXPECT_EQ(read("0400ABcd\n"), (frames{{1, "0400abcd"}}));
+    EXPECT_EQ(read("# captured\n\n04 00 ab cd\n0x04, 0x00,0xab\t0XCD\r\n04"),
+              (frames{{3, "0400abcd"}, {4, "0400abcd"}, {5, "04"}}));
+    EXPECT_EQ(read(""), frames{});
+}
+
+TEST(HexText, XxdIsReadOverSeveralLines)
+{
+    EXPECT_EQ(read("00000000: 0400 0000 f0ff ffff 0100 0000 0000 0000  ................\n"
+                   "00000010: 0300 00                                  ...\n"
+                   "00000000: dead                                     ..\n"),
+              (frames{{1, "04000000f0ffffff0100000000000000030000"}, {3, "dead"}}));
+}
+
+TEST(HexText, HexdumpIsReadWithItsRepetitions)
+{
+    EXPECT_EQ(
+        read("00000000  01 02 03 04 05 06 07 08  09 0a 0b 0c 0d 0e 0f 10  |..|..........|..|\n"
+             "*\n"
+             "00000030  aa bb                                             |..|\n"
+             "00000032\n"
+             "01020304\n"),
+        (frames{{1, "0102030405060708090a0b0c0d0e0f10"
+                    "0102030405060708090a0b0c0d0e0f10"
+                    "0102030405060708090a0b0c0d0e0f10aabb"},
+                {5, "01020304"}}));
+    EXPECT_EQ(
+        read("00000000  00 00 00 00 00 00 00 00  00 00 00 00 00 00 00 00  |................|\n"
+             "*\n"
+             "00000020\n"),
+        (frames{{1, std::string(64, '0')}}));
+}
+
+TEST(HexText, TcpdumpIsReadToo)
+{
+    EXPECT_EQ(read("\t0x0000:  0400 0000 f0ff ffff 0100 0000 0000 0000  ................\n"
+                   "\t0x0010:  0300                                     ..\n"),
+              (frames{{1, "04000000f0ffffff01000000000000000300"}}));
+}
+
+TEST(HexText, EightDigitsAloneAreAFrame)
+{
+    EXPECT_EQ(read("00000000: dead  ..\n04000000\n"), (frames{{1, "dead"}, {2, "04000000"}}));
+}
+
+TEST(HexText, WhatIsNoHexIsRefused)
+{
+    EXPECT_EQ(
+        error_of("0400\n04zz\n"),
+        "2: has \"z\" where a pair of hex digits must be; give hex text, or the output of xxd "
+        "or hexdump -C");
+    EXPECT_EQ(error_of("0 4"), "1: has \" \" where a pair of hex digits must be; give hex text, or "
+                               "the output of xxd or hexdump -C");
+    EXPECT_EQ(error_of("040"), "1: half a byte at the end; give two hex digits a byte");
+    EXPECT_EQ(error_of("00000010: 0400  ..\n"),
+              "1: the dump does not start at offset 0; give the whole frame");
+    EXPECT_EQ(error_of("00000000: 0400  ..\n00000010: 0400  ..\n"),
+              "2: the dump goes on at offset 16 where 2 bytes stand before it; give every line of "
+              "it");
+    EXPECT_EQ(error_of("00000000: 04  .\n*\nffffffffffff: 04  .\n"),
+              "3: the dump goes on at offset 281474976710655 where 1 bytes stand before it; give "
+              "every line of it");
+}

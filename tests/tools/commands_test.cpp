@@ -1,0 +1,320 @@
+// vorl list, describe, encode and decode, and what every command refuses.
+#include <map>
+
+#include "tests/support/samples.h"
+#include "tests/tools/program.h"
+#include "tools/vorl/json_record.h"
+
+using namespace vorl;
+using namespace vorl::test;
+
+namespace {
+
+class Commands : public tool_test {};
+
+std::size_t count(const std::string &text, const std::string &part)
+{
+    std::size_t found = 0;
+    for (std::size_t at = 0; (at = text.find(part, at)) != std::string::npos; at += part.size())
+        ++found;
+    return found;
+}
+
+const std::string two_objects = "# two objects\n"
+                                "{\"message\":\"srv6_bsid_fwd_key\",\"f0\":1,\"f2\":3}\n"
+                                "\n"
+                                "{\"message\":\"srv6_sidnhp_fwd_delete\",\"f1\":[{\"f0\":1}]}\r\n";
+const std::string key_frame = "04000000f0ffffff0100000000000000030000000a00100004000800"
+                              "0c000000\n";
+const std::string key_packed = "0e0000000a000c000400000008000a0000000100000003000000\n";
+const std::string batch = "0c000000080010000000040008000000040000000100000"
+                          "00e0000000a000800040000000000"
+                          "0a00000001000000\n";
+
+} // namespace
+
+TEST_F(Commands, ListShowsAllMessages)
+{
+    const outcome all = shell("vorl list");
+    EXPECT_EQ(all.status, 0);
+    EXPECT_EQ(all.err, "");
+    const auto lines = lines_of(all.out);
+    ASSERT_EQ(lines.size(), 116u);
+    EXPECT_EQ(lines[0],
+              "message                                     msg_id  record     frame  slots");
+    EXPECT_EQ(lines[1],
+              "srv6_vrf_class_data                   0xAEF44FB0      24        48      6");
+    EXPECT_EQ(lines[7],
+              "srv6_common_fwd_update                0x7919FA9B      16  variable      2");
+    EXPECT_EQ(lines_of(shell("vorl list --package srv6").out).size(), 71u);
+    EXPECT_EQ(lines_of(shell("vorl list --package srv6_cfg").out).size(), 14u);
+    EXPECT_EQ(lines_of(shell("vorl list --package srv6_sync").out).size(), 33u);
+    for (const message_fact &fact : facts)
+        EXPECT_EQ(count(all.out, "\n" + std::string(fact.name) + " "), 1u) << fact.name;
+}
+
+TEST_F(Commands, ListAsJson)
+{
+    const auto lines = lines_of(shell("vorl list --json").out);
+    ASSERT_EQ(lines.size(), 115u);
+    EXPECT_EQ(lines[0], R"({"message":"srv6_vrf_class_data","package":"srv6","msg_id":2935246768,)"
+                        R"("record_size":24,"frame_length":48,"slots":6})");
+    EXPECT_EQ(lines[6], R"({"message":"srv6_common_fwd_update","package":"srv6",)"
+                        R"("msg_id":2031745691,"record_size":16,"frame_length":null,"slots":2})");
+}
+
+TEST_F(Commands, ListOfAnUnknownPackage)
+{
+    const outcome none = shell("vorl list --package srv7");
+    EXPECT_EQ(none.status, 1);
+    EXPECT_EQ(none.out, "");
+    EXPECT_EQ(none.err, "vorl list: no package is called srv7; there are srv6, srv6_cfg and "
+                        "srv6_sync\n");
+}
+
+TEST_F(Commands, DescribeAFixedSizeMessage)
+{
+    EXPECT_EQ(shell("vorl describe srv6_iid_fwd_key").out,
+              "srv6_iid_fwd_key\n"
+              "  Key of the interface identifier (IID) object.\n"
+              "\n"
+              "  package       srv6\n"
+              "  msg_id        0x7DD23B26 (2110929702)\n"
+              "  record        28 bytes\n"
+              "  frame         56 bytes, its table 37\n"
+              "\n"
+              "  slot  wire type         record   table   frame\n"
+              "  f0    uint32                 0       4       8\n"
+              "  f1    uint32                 4       8      12\n"
+              "  f2    array<uint32, 4>       8      12      16   16 bytes, the size of an IPv6 "
+              "address or a SID\n"
+              "  f3    uint8                 24      36      40\n"
+              "\n"
+              "  record: offset in the record, of the pointer for a vector.\n"
+              "  table, frame: offset of the field in a frame, from its table's start and from "
+              "its own.\n");
+}
+
+TEST_F(Commands, DescribeByIdentifier)
+{
+    const std::string expected =
+        "srv6_cfg_query_comm_param\n"
+        "  Parameters common to every query key: two words and a run of bytes of any length.\n"
+        "\n"
+        "  package       srv6_cfg\n"
+        "  msg_id        0xCA55202A (3394576426)\n"
+        "  record        24 bytes\n"
+        "  frame         variable size, measured per record\n"
+        "\n"
+        "  slot  wire type      record\n"
+        "  f0    uint32              0\n"
+        "  f1    uint32              4\n"
+        "  f2    vector<uint8>      16   count at 8   bytes of the query, up to 2^30 - 1\n"
+        "\n"
+        "  record: offset in the record, of the pointer for a vector.\n";
+    EXPECT_EQ(shell("vorl describe 0xCA55202A").out, expected);
+    EXPECT_EQ(shell("vorl describe 0xca55202a").out, expected);
+}
+
+TEST_F(Commands, DescribeTheLargestFrame)
+{
+    const outcome item = shell("vorl describe srv6_cfg_query_dfx_item");
+    EXPECT_EQ(count(item.out, "  record        16572 bytes\n"), 1u) << item.out;
+    EXPECT_EQ(count(item.out, "  frame         16632 bytes, its table 16608\n"), 1u) << item.out;
+    EXPECT_EQ(count(item.out, "  f4    array<uint8, 24>      16548   16576   16580\n"), 1u)
+        << item.out;
+}
+
+TEST_F(Commands, DescribeOfAnUnknownMessage)
+{
+    for (const char *name : {"srv6_none", "0x12345678", "0xCA55202AF", "0x", "CA55202A"}) {
+        const outcome none = shell(std::string("vorl describe ") + name);
+        EXPECT_EQ(none.status, 1);
+        EXPECT_EQ(none.err, std::string("vorl: no message is called ") + name +
+                                "; 'vorl list' shows names and identifiers\n");
+    }
+}
+
+TEST_F(Commands, EncodeWritesFramesOrPackedBytes)
+{
+    file("two.jsonl", two_objects);
+    EXPECT_EQ(shell("vorl encode two.jsonl").out, key_frame + batch);
+    EXPECT_EQ(shell("vorl encode --frame --hex - <two.jsonl").out, key_frame + batch);
+    EXPECT_EQ(shell("vorl encode --packed two.jsonl").out, key_packed + batch);
+    EXPECT_EQ(shell("head -2 two.jsonl | vorl encode --packed --binary - | od -An -v -tx1 | "
+                    "tr -d ' \\n'; echo")
+                  .out,
+              key_packed);
+}
+
+TEST_F(Commands, EncodeWritesOneObjectInBinary)
+{
+    file("two.jsonl", two_objects);
+    const outcome two = shell("vorl encode --binary two.jsonl");
+    EXPECT_EQ(two.status, 1);
+    EXPECT_EQ(two.out, "");
+    EXPECT_EQ(two.err, "two.jsonl:4: srv6_sidnhp_fwd_delete: is a second object; give --binary one "
+                       "object, or take --hex\n");
+}
+
+TEST_F(Commands, EncodeStopsAtABadLine)
+{
+    file("bad.jsonl", "{\"message\":\"srv6_bsid_fwd_key\",\"f0\":1,\"f2\":3}\n"
+                      "{\"message\":\"srv6_bsid_fwd_key\",\"f0\":-1}\n"
+                      "{\"message\":\"srv6_bsid_fwd_key\"}\n");
+    const outcome bad = shell("vorl encode bad.jsonl");
+    EXPECT_EQ(bad.status, 1);
+    EXPECT_EQ(bad.out, key_frame);
+    EXPECT_EQ(bad.err,
+              "bad.jsonl:2: f0: -1 is negative; give a whole number from 0 to 4294967295\n");
+    EXPECT_EQ(shell("vorl encode - <bad.jsonl").err,
+              "<stdin>:2: f0: -1 is negative; give a whole number from 0 to 4294967295\n");
+}
+
+TEST_F(Commands, DecodeReadsFramesAndPackedBytesAlike)
+{
+    file("hex", key_frame + "\n# packed\n" + key_packed);
+    const outcome keys = shell("vorl decode --message srv6_bsid_fwd_key hex");
+    const std::string line = R"({"message":"srv6_bsid_fwd_key","f0":1,"f1":0,"f2":3})";
+    EXPECT_EQ(keys.status, 0);
+    EXPECT_EQ(keys.out, line + "\n" + line + "\n");
+    EXPECT_EQ(keys.err, "");
+    file("one.jsonl", line);
+    EXPECT_EQ(shell("vorl encode --binary one.jsonl | "
+                    "vorl decode --message srv6_bsid_fwd_key --binary --sparse -")
+                  .out,
+              R"({"message":"srv6_bsid_fwd_key","f0":1,"f2":3})"
+              "\n");
+}
+
+TEST_F(Commands, EveryMessageIsEncodedAndDecoded)
+{
+    std::map<std::string, std::string> objects;
+    for (const auto &[info, fact] : all_messages()) {
+        sample sample(*info, 1, 2);
+        objects[info->name] = json::format_record(*info, sample.record(), json::zeros::write);
+    }
+    ASSERT_EQ(objects.size(), 115u);
+    std::string script =
+        "set -e\n"
+        "check() {\n"
+        "  vorl encode --packed --binary $1 | vorl decode --binary --message $1 -\n"
+        "  vorl encode $1 | vorl decode --message $1 -\n"
+        "}\n";
+    std::string expected;
+    for (const auto &[name, line] : objects) {
+        file(name, line + "\n");
+        script += "check " + name + "\n";
+        expected.append(line).append("\n").append(line).append("\n");
+    }
+    file("all.sh", script);
+    const outcome all = shell(". ./all.sh");
+    EXPECT_EQ(all.status, 0) << all.err;
+    EXPECT_TRUE(all.out == expected);
+}
+
+TEST_F(Commands, DecodeSaysWhyAFrameIsRefused)
+{
+    // The root offset leads past the end; the field of f2 does; a good frame is the last.
+    file("hex", "64" + key_frame.substr(2) +
+                    "04000000f0ffffff0100000000000000030000000a00100004000800"
+                    "1d000000\n" +
+                    key_frame);
+    const outcome bad = shell("vorl decode --message srv6_bsid_fwd_key hex");
+    EXPECT_EQ(bad.status, 1);
+    EXPECT_EQ(bad.out, "{\"message\":\"srv6_bsid_fwd_key\",\"f0\":1,\"f1\":0,\"f2\":3}\n");
+    EXPECT_EQ(
+        bad.err,
+        "hex:1: library log: srv6_bsid_fwd_key_unpack_non_root: [ZELKO]:Table offset(100) is "
+        "out of range(4 - 32)\n"
+        "hex:1: srv6_bsid_fwd_key: refused at offset 0x0064: the table of srv6_bsid_fwd_key "
+        "would be at 0x0064 (100), which is not from 4 to 28; --explain shows the bytes up to "
+        "there\n"
+        "hex:2: srv6_bsid_fwd_key: refused at offset 0x0021, f2: uint32 of 4 bytes passes the "
+        "end of the message, 0x0020; --explain shows the bytes up to there\n");
+}
+
+TEST_F(Commands, ExplainShowsAFrameUpToWhatIsWrong)
+{
+    file("hex", "00000000: 0400 0000 f0ff ffff 0100 0000 0000 0000  ................\n"
+                "00000010: 0300 0000 0a00 1000 0400 0800 1d00 0000  ................\n");
+    const outcome bad = shell("vorl decode --explain --message srv6_bsid_fwd_key hex");
+    EXPECT_EQ(bad.status, 1);
+    const auto lines = lines_of(bad.out);
+    ASSERT_EQ(lines.size(), 11u) << bad.out;
+    EXPECT_EQ(lines[0], "srv6_bsid_fwd_key, 32 bytes");
+    EXPECT_EQ(lines[7], "  0x001c  1d 00                   f2 is at 0x0021");
+    EXPECT_EQ(lines[10], "  refused at offset 0x0021, f2: uint32 of 4 bytes passes the end of the "
+                         "message, 0x0020");
+    EXPECT_EQ(bad.err, "hex:1: srv6_bsid_fwd_key: refused at offset 0x0021, f2: uint32 of 4 bytes "
+                       "passes the end of the message, 0x0020\n");
+    EXPECT_EQ(shell("echo " + key_frame.substr(0, 64) +
+                    " | vorl decode --explain --message srv6_bsid_fwd_key -")
+                  .status,
+              0);
+}
+
+TEST_F(Commands, DecodeOfWhatIsNoHex)
+{
+    file("hex", key_frame + "hello\n");
+    const outcome bad = shell("vorl decode --message srv6_bsid_fwd_key hex");
+    EXPECT_EQ(bad.status, 1);
+    EXPECT_EQ(lines_of(bad.out).size(), 1u);
+    EXPECT_EQ(bad.err, "hex:2: has \"h\" where a pair of hex digits must be; give hex text, or the "
+                       "output of xxd or hexdump -C\n");
+}
+
+TEST_F(Commands, FilesThatCannotBeRead)
+{
+    EXPECT_EQ(shell("vorl encode nowhere").err, "nowhere: cannot be opened (No such file or "
+                                                "directory); give a readable file, or - for "
+                                                "standard input\n");
+    EXPECT_EQ(shell("vorl send --to 1 .").err,
+              ".: is a directory; give a file, or - for standard input\n");
+    EXPECT_EQ(shell("vorl decode --message srv6_pid_state nowhere").status, 1);
+}
+
+TEST_F(Commands, OutputThatCannotBeWritten)
+{
+    file("two.jsonl", two_objects);
+    for (const char *command : {"vorl list", "vorl encode two.jsonl"}) {
+        const outcome full = shell(std::string(command) + " >/dev/full");
+        EXPECT_EQ(full.status, 1) << command;
+        EXPECT_EQ(full.err, "vorl: standard output cannot be written\n");
+    }
+}
+
+TEST_F(Commands, WrongUsageHasItsOwnStatus)
+{
+    EXPECT_EQ(shell("vorl").status, 2);
+    EXPECT_EQ(shell("vorl paint").status, 2);
+    EXPECT_EQ(shell("vorl send file").status, 2);
+    EXPECT_EQ(shell("vorl send --to -1 file").status, 2);
+    EXPECT_EQ(shell("vorl send --to 4294967296 file").status, 2);
+    EXPECT_EQ(shell("vorl send --to 1 --explicit 0 file").status, 2);
+    EXPECT_EQ(shell("vorl send --to 1 --batch 0 file").status, 2);
+    EXPECT_EQ(shell("vorl encode --hex --binary file").status, 2);
+    EXPECT_EQ(shell("vorl encode --frame --packed file").status, 2);
+    EXPECT_EQ(shell("vorl decode file").status, 2);
+    EXPECT_EQ(shell("vorl recv").status, 2);
+}
+
+TEST_F(Commands, HelpNamesEveryOption)
+{
+    EXPECT_EQ(shell("vorl --help").status, 0);
+    const std::map<std::string, std::vector<std::string>> options = {
+        {"list", {"--package", "--json"}},
+        {"describe", {"MESSAGE"}},
+        {"send", {"--to", "--explicit", "--keep-going", "--batch", "--wait", "FILE"}},
+        {"recv", {"DEST", "--count", "--timeout", "--queue-bytes", "--sparse"}},
+        {"encode", {"--frame", "--packed", "--hex", "--binary", "FILE"}},
+        {"decode", {"--message", "--hex", "--binary", "--explain", "--sparse", "FILE"}},
+    };
+    for (const auto &[command, names] : options) {
+        EXPECT_EQ(count(shell("vorl --help").out, "\n  " + command + " "), 1u) << command;
+        const outcome help = shell("vorl " + command + " --help");
+        EXPECT_EQ(help.status, 0);
+        for (const std::string &name : names)
+            EXPECT_GE(count(help.out, "  " + name), 1u) << command << " " << name;
+    }
+}

@@ -1,0 +1,282 @@
+// vorl send and vorl recv across processes, and the demo.
+#include <set>
+
+#include "tests/support/facts.h"
+#include "tests/tools/program.h"
+
+using namespace vorl::test;
+
+namespace {
+
+class Exchange : public tool_test {
+  protected:
+    /// Runs `send` while "vorl recv 7 OPTIONS" runs; what both said is in the files in, in.err, out
+    /// and out.err. A receiver without --count is told to end when sending is over, and none stays for ever.
+    outcome exchange(const std::string &recv_options, const std::string &send) const
+    {
+        const bool ends_by_itself = recv_options.find("--count") != std::string::npos;
+        return shell("vorl recv 7 --timeout 40 " + recv_options + " >in 2>in.err & receiver=$!; " +
+                     send + " >out 2>out.err; echo sender $?; " +
+                     (ends_by_itself ? "" : "kill -TERM $receiver; ") +
+                     "wait $receiver; echo receiver $?");
+    }
+};
+
+/// The objects of a file without comments and blank lines.
+std::string objects_of(const std::string &file)
+{
+    std::string objects;
+    for (const std::string &line : lines_of(content(file))) {
+        if (line.starts_with("{"))
+            objects += line + "\n";
+    }
+    return objects;
+}
+
+/// Before a command: it runs with a library before all others.
+std::string preloaded(const std::string &library)
+{
+    return "ASAN_OPTIONS=verify_asan_link_order=0:$ASAN_OPTIONS LD_PRELOAD='" + library + "' ";
+}
+
+const std::string first = "{\"message\":\"srv6_common_fwd_key\",\"f0\":1}\n";
+const std::string second = "{\"message\":\"srv6_common_fwd_key\",\"f0\":2}\n";
+const std::string third = "{\"message\":\"srv6_common_fwd_key\",\"f0\":3}\n";
+const std::string bad = "{\"message\":\"srv6_common_fwd_key\",\"f0\":-1}\n";
+const std::string bad_error = ": f0: -1 is negative; give a whole number from 0 to 4294967295\n";
+
+} // namespace
+
+TEST_F(Exchange, TheExampleArrivesAsItIs)
+{
+    const std::string objects = objects_of(VORL_TEST_EXAMPLE);
+    const std::string number = std::to_string(lines_of(objects).size());
+    for (const char *how : {"", "--batch 16", "--explicit 7", "--explicit 7 --batch 1000"}) {
+        const outcome done =
+            exchange("--sparse --count " + number,
+                     std::string("vorl send --to 7 --wait 20 ") + how + " " VORL_TEST_EXAMPLE);
+        EXPECT_EQ(done.out, "sender 0\nreceiver 0\n") << text_of("in.err") << text_of("out.err");
+        EXPECT_TRUE(text_of("in") == objects) << how;
+        EXPECT_EQ(text_of("out.err"), "vorl send: " + number + " sent, 0 refused\n");
+        EXPECT_EQ(text_of("in.err"), "vorl recv: " + number + " received, 0 refused\n");
+    }
+}
+
+TEST_F(Exchange, NothingIsSentFromABadLineOn)
+{
+    file("objects", first + second + bad + third);
+    for (const char *batch : {"1", "2", "10"}) {
+        const outcome done = exchange(
+            "--sparse", std::string("vorl send --to 7 --wait 20 --batch ") + batch + " objects");
+        EXPECT_EQ(done.out, "sender 1\nreceiver 0\n");
+        EXPECT_EQ(text_of("in"), first + second);
+        EXPECT_EQ(text_of("out.err"), "objects:3" + bad_error + "vorl send: 2 sent, 1 refused\n");
+    }
+}
+
+TEST_F(Exchange, KeepGoingSkipsBadLines)
+{
+    file("objects", bad + first + "nonsense\n" + second + bad + third);
+    const outcome done =
+        exchange("--sparse --count 3", "vorl send --to 7 --wait 20 --keep-going --batch 5 objects");
+    EXPECT_EQ(done.out, "sender 1\nreceiver 0\n");
+    EXPECT_EQ(text_of("in"), first + second + third);
+    const auto errors = lines_of(text_of("out.err"));
+    ASSERT_EQ(errors.size(), 4u);
+    EXPECT_EQ(errors[0] + "\n", "objects:1" + bad_error);
+    EXPECT_TRUE(errors[1].starts_with("objects:3: column ")) << errors[1];
+    EXPECT_EQ(errors[2] + "\n", "objects:5" + bad_error);
+    EXPECT_EQ(errors[3], "vorl send: 3 sent, 3 refused");
+}
+
+TEST_F(Exchange, SendToNobody)
+{
+    file("objects", first + second);
+    const std::string refused =
+        ": srv6_common_fwd_key: refused with code 1: nobody receives at destination 7; start the "
+        "receiver first, or give --wait\n";
+    const outcome stopped = shell("vorl send --to 7 objects");
+    EXPECT_EQ(stopped.status, 1);
+    EXPECT_EQ(stopped.err, "objects:1" + refused + "vorl send: 0 sent, 1 refused\n");
+    const outcome batched = shell("vorl send --to 7 --batch 9 --keep-going objects");
+    EXPECT_EQ(batched.status, 1);
+    EXPECT_EQ(batched.err,
+              "objects:1" + refused + "objects:2" + refused + "vorl send: 0 sent, 2 refused\n");
+}
+
+TEST_F(Exchange, ABatchThatIsTooLargeGoesLineByLine)
+{
+    // Frames of one batch of a variable-size message share 65536 bytes.
+    const std::string big =
+        R"({"message":"srv6_cfg_query_comm_param","f2":")" + std::string(80000, '1') + "\"}\n";
+    file("objects", big + big);
+    const outcome done =
+        exchange("--sparse --count 2", "vorl send --to 7 --wait 20 --batch 2 objects");
+    EXPECT_EQ(done.out, "sender 0\nreceiver 0\n");
+    EXPECT_TRUE(text_of("in") == big + big);
+}
+
+TEST_F(Exchange, AFrameLargerThanTheQueueNamesItsLine)
+{
+    file("objects", first + R"({"message":"srv6_cfg_query_comm_param","f2":")" +
+                        std::string(8000, '1') + "\"}\n" + second);
+    const outcome done =
+        exchange("--sparse --queue-bytes 1000", "vorl send --to 7 --wait 1 objects");
+    EXPECT_EQ(done.out, "sender 1\nreceiver 0\n");
+    EXPECT_EQ(text_of("in"), first);
+    const std::string error = text_of("out.err");
+    EXPECT_TRUE(error.starts_with("objects:2: srv6_cfg_query_comm_param: refused with code "))
+        << error;
+    EXPECT_TRUE(error.ends_with("\nvorl send: 1 sent, 1 refused\n")) << error;
+}
+
+TEST_F(Exchange, RecvEndsBySignalAndTellsWhatItHas)
+{
+    file("objects", first + second);
+    for (const char *signal : {"INT", "TERM"}) {
+        // A background process of a shell ignores SIGINT unless it asks for it, as vorl does.
+        const outcome done = shell("vorl recv 7 --timeout 40 --sparse >in 2>in.err & receiver=$!; "
+                                   "vorl send --to 7 --wait 20 objects 2>/dev/null; kill -" +
+                                   std::string(signal) + " $receiver; wait $receiver; echo $?");
+        EXPECT_EQ(done.out, "0\n");
+        EXPECT_EQ(text_of("in"), first + second);
+        EXPECT_EQ(text_of("in.err"), "vorl recv: 2 received, 0 refused\n");
+    }
+}
+
+TEST_F(Exchange, RecvOfFewerThanCounted)
+{
+    const outcome done = shell("vorl recv 7 --count 1 --timeout 0.2");
+    EXPECT_EQ(done.status, 1);
+    EXPECT_EQ(done.err, "vorl recv: 0 received, 0 refused\n");
+    EXPECT_EQ(shell("vorl recv 7 --timeout 0.2").status, 0);
+}
+
+TEST_F(Exchange, RecvAtATakenDestination)
+{
+    const outcome done = shell("vorl recv 7 --timeout 40 2>/dev/null & receiver=$!; "
+                               "while [ ! -S \"$VORL_BUS_DIR/7.sock\" ]; do sleep 0.05; done; "
+                               "vorl recv 7 --timeout 1; echo $?; kill $receiver; wait $receiver");
+    EXPECT_EQ(done.out, "1\n");
+    EXPECT_TRUE(done.err.ends_with("vorl recv: cannot receive at destination 7; the bus's message "
+                                   "above says why\n"))
+        << done.err;
+}
+
+TEST_F(Exchange, RecvWhoseOutputIsFull)
+{
+    file("objects", first);
+    const outcome done = shell("vorl recv 7 --timeout 40 --count 1 >/dev/full & receiver=$!; "
+                               "vorl send --to 7 --wait 20 objects 2>/dev/null; wait $receiver; "
+                               "echo $?");
+    EXPECT_EQ(done.out, "1\n");
+    EXPECT_EQ(done.err, "vorl recv: 1 received, 0 refused\n"
+                        "vorl recv: standard output cannot be written; the objects after the last "
+                        "whole line are lost\n");
+}
+
+TEST_F(Exchange, RecvWithoutAReceivingSide)
+{
+    const std::string other_bus = preloaded(VORL_TEST_BUS_WITHOUT_RECEIVER) + "vorl ";
+    const outcome done = shell(other_bus + "recv 7");
+    EXPECT_EQ(done.status, 1);
+    EXPECT_EQ(done.out, "");
+    EXPECT_EQ(done.err, "vorl recv: this bus library has no receiving side for tools "
+                        "(VORL_DevReceiverOpen); run with the development bus\n");
+
+    file("objects", first);
+    const outcome sent = shell(other_bus + "send --to 7 objects");
+    EXPECT_EQ(sent.status, 1);
+    EXPECT_EQ(sent.err, "objects:1: srv6_common_fwd_key: refused with code 77: the bus gives no "
+                        "meaning; look it up in the bus's documents\n"
+                        "vorl send: 0 sent, 1 refused\n");
+}
+
+TEST_F(Exchange, TheExampleHasEveryMessage)
+{
+    const std::string objects = objects_of(VORL_TEST_EXAMPLE);
+    for (const message_fact &fact : facts)
+        EXPECT_NE(objects.find("{\"message\":\"" + std::string(fact.name) + "\""),
+                  std::string::npos)
+            << fact.name;
+    EXPECT_LT(content(VORL_TEST_EXAMPLE).size(), 300000u);
+}
+
+TEST_F(Exchange, TheDemoShowsEveryMessageWithoutMismatch)
+{
+    const outcome done = shell("vorl_demo " VORL_TEST_EXAMPLE);
+    EXPECT_EQ(done.status, 0) << done.err;
+    const auto lines = lines_of(done.out);
+    ASSERT_EQ(lines.size(), 117u);
+    EXPECT_EQ(lines[0], "message                                   sent  received       bytes  "
+                        "mismatches");
+    // Four frames of 48 bytes.
+    EXPECT_EQ(lines[1], "srv6_vrf_class_data                          4         4         192"
+                        "           0");
+    const std::string objects = std::to_string(lines_of(objects_of(VORL_TEST_EXAMPLE)).size());
+    EXPECT_TRUE(lines[116].starts_with("total: 115 types, " + objects + " objects, "))
+        << lines[116];
+    EXPECT_NE(lines[116].find(" bytes, 0 mismatches, "), std::string::npos) << lines[116];
+}
+
+TEST_F(Exchange, TheDemoFailsOnWhatDoesNotArriveAsSent)
+{
+    const auto damaged = [this](const std::string &damage) {
+        return shell("VORL_TEST_DAMAGE=" + damage + " " + preloaded(VORL_TEST_DAMAGING_BUS) +
+                     "vorl_demo " VORL_TEST_EXAMPLE);
+    };
+    const std::string total = "total: 115 types, ";
+    const std::size_t objects = lines_of(objects_of(VORL_TEST_EXAMPLE)).size();
+    const auto number = [](std::size_t value) { return std::to_string(value); };
+
+    const outcome changed = damaged("change");
+    EXPECT_EQ(changed.status, 1);
+    EXPECT_NE(changed.err.find("vorl_demo: srv6_class_item, object 1 of its type: f0 differs from "
+                               "what was sent\n"),
+              std::string::npos)
+        << changed.err;
+
+    const outcome dropped = damaged("drop");
+    EXPECT_EQ(dropped.status, 1);
+    EXPECT_NE(dropped.out.find("srv6_class_item                              4         0"),
+              std::string::npos)
+        << dropped.out;
+    EXPECT_EQ(dropped.err, "vorl_demo: " + number(objects) + " objects sent, but " +
+                               number(objects - 4) + " received\n");
+
+    const outcome twice = damaged("twice");
+    EXPECT_EQ(twice.status, 1);
+    EXPECT_NE(twice.out.find(total + number(objects + 4) + " objects, "), std::string::npos)
+        << twice.out;
+    EXPECT_NE(twice.err.find("more received than sent\n"), std::string::npos) << twice.err;
+
+    const outcome refused = shell("VORL_BUS_FAIL=3 vorl_demo " VORL_TEST_EXAMPLE);
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_NE(refused.err.find("was refused with code 1\n"), std::string::npos) << refused.err;
+}
+
+TEST_F(Exchange, TheDemoFailsWithoutEveryMessage)
+{
+    file("objects", first + second + third);
+    const outcome done = shell("vorl_demo objects");
+    EXPECT_EQ(done.status, 1);
+    EXPECT_EQ(done.err, "vorl_demo: 1 types, where there are 115; add the others to the file\n");
+}
+
+TEST_F(Exchange, TheDemoFailsOnABadFile)
+{
+    file("objects", first + bad);
+    const outcome done = shell("vorl_demo objects");
+    EXPECT_EQ(done.status, 1);
+    EXPECT_EQ(done.err, "objects:2" + bad_error +
+                            "vorl_demo: the receiving process did not start; see above\n");
+    EXPECT_EQ(shell("vorl_demo nowhere").status, 1);
+    EXPECT_EQ(shell("vorl_demo").status, 2);
+}
+
+TEST_F(Exchange, TheDemoLeavesNothingBehind)
+{
+    const outcome done =
+        shell("mkdir tmp && TMPDIR=$PWD/tmp vorl_demo " VORL_TEST_EXAMPLE " >/dev/null; ls -A tmp");
+    EXPECT_EQ(done.out, "");
+}

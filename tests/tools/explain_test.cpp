@@ -1,0 +1,331 @@
+// The walk over bytes: what it shows, and that it refuses what the library's reader refuses.
+#include <gtest/gtest.h>
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <random>
+#include <sstream>
+
+#include "tests/support/samples.h"
+#include "tools/vorl/explain.h"
+#include "tools/vorl/frame_capture.h"
+#include "tools/vorl/json_record.h"
+#include "tools/vorl/library_log.h"
+
+using namespace vorl;
+
+namespace {
+
+/// Bytes that end where reading on faults.
+class at_the_edge {
+  public:
+    explicit at_the_edge(std::size_t room)
+        : size_((room + page - 1) / page * page),
+          map_(static_cast<std::uint8_t *>(mmap(nullptr, size_ + page, PROT_READ | PROT_WRITE,
+                                                MAP_PRIVATE | MAP_ANONYMOUS, -1, 0)))
+    {
+        mprotect(map_ + size_, page, PROT_NONE);
+    }
+    ~at_the_edge() { munmap(map_, size_ + page); }
+    at_the_edge(const at_the_edge &) = delete;
+    at_the_edge &operator=(const at_the_edge &) = delete;
+
+    std::span<const std::uint8_t> put(std::span<const std::uint8_t> bytes)
+    {
+        std::uint8_t *to = map_ + size_ - bytes.size();
+        std::copy(bytes.begin(), bytes.end(), to);
+        return {to, bytes.size()};
+    }
+
+  private:
+    static constexpr std::size_t page = 65536;
+    std::size_t size_;
+    std::uint8_t *map_;
+};
+
+struct library_view {
+    bool logged;
+    bool is_whole; ///< the record equals the original in every member
+};
+
+library_view ask_library(const catalogue::message_info &type, std::span<const std::uint8_t> bytes,
+                         const void *original)
+{
+    std::vector<std::uint64_t> record((type.record_size + 7) / 8);
+    take_library_log();
+    type.functions.unpack(bytes.data(), static_cast<std::int32_t>(bytes.size()), record.data());
+    const library_view view = {!take_library_log().empty(),
+                               test::same_record(type, original, record.data())};
+    type.functions.free_unpacked(record.data());
+    return view;
+}
+
+bytes from_hex(const std::string &text)
+{
+    bytes result;
+    std::istringstream in(text);
+    read_hex_frames(in, [&result](std::size_t, const bytes &frame) { result = frame; });
+    return result;
+}
+
+void put_word(bytes &to, std::size_t at, std::uint32_t value)
+{
+    for (std::size_t i = 0; i < 4; ++i)
+        to[at + i] = static_cast<std::uint8_t>(value >> (8 * i));
+}
+
+std::string verdict(const char *message, const bytes &from)
+{
+    const auto why = explain(*catalogue::find_message(message), from, nullptr);
+    return why ? to_text(*why) : "accepted";
+}
+
+std::string shown(const char *message, const bytes &from)
+{
+    std::ostringstream out;
+    explain(*catalogue::find_message(message), from, &out);
+    return out.str();
+}
+
+// A frame of srv6_bsid_fwd_key: 1, 2, 3.
+const bytes key_frame = from_hex("04000000 f0ffffff 01000000 02000000 03000000"
+                                 "0a00 1000 0400 0800 0c00 0000");
+// Packed srv6_iid_fwd_key with f2 alone.
+const bytes address_packed = from_hex("10000000 0c00 1c00 0000 0000 0400 0000 0c000000 04000000"
+                                      "04000000 20010db8000000000000000000000001");
+// Packed srv6_sidnhp_fwd_delete with one element whose f0 is 1.
+const bytes batch_packed = from_hex("0c000000 0800 1000 0000 0400 08000000 04000000 01000000"
+                                    "0e000000 0a00 0800 0400 0000 0000 0a000000 01000000");
+
+} // namespace
+
+TEST(Explain, ShowsEveryByteOfAFrame)
+{
+    EXPECT_EQ(shown("srv6_bsid_fwd_key", key_frame),
+              "srv6_bsid_fwd_key, 32 bytes\n"
+              "  0x0000  04 00 00 00             root offset: the table is at 0x0004\n"
+              "  0x0004  f0 ff ff ff             table of srv6_bsid_fwd_key, soffset -16: the "
+              "vtable is at 0x0014\n"
+              "  0x0014  0a 00                   vtable length 10: 3 entries\n"
+              "  0x0016  10 00                   table length 16 (not checked by readers)\n"
+              "  0x0018  04 00                   f0 is at 0x0008\n"
+              "  0x001a  08 00                   f1 is at 0x000c\n"
+              "  0x001c  0c 00                   f2 is at 0x0010\n"
+              "  0x0008  01 00 00 00             f0 uint32 = 1\n"
+              "  0x000c  02 00 00 00             f1 uint32 = 2\n"
+              "  0x0010  03 00 00 00             f2 uint32 = 3\n"
+              "  0x001e  00 00                   padding\n");
+}
+
+TEST(Explain, ShowsVectorsElementsAndAddresses)
+{
+    EXPECT_EQ(shown("srv6_sidnhp_fwd_delete", batch_packed),
+              "srv6_sidnhp_fwd_delete, 46 bytes\n"
+              "  0x0000  0c 00 00 00             root offset: the table is at 0x000c\n"
+              "  0x000c  08 00 00 00             table of srv6_sidnhp_fwd_delete, soffset 8: the "
+              "vtable is at 0x0004\n"
+              "  0x0004  08 00                   vtable length 8: 2 entries\n"
+              "  0x0006  10 00                   table length 16 (not checked by readers)\n"
+              "  0x0008  00 00                   f0 is absent: zero\n"
+              "  0x000a  04 00                   f1 is at 0x0010\n"
+              "  0x0010  04 00 00 00             f1 vector<table srv6_sidnhp_fwd_key>, offset 4: "
+              "it is at 0x0014\n"
+              "  0x0014  01 00 00 00             f1: count 1\n"
+              "  0x0018  0e 00 00 00             f1[0], offset 14: it is at 0x0026\n"
+              "  0x0026  0a 00 00 00             f1[0]: table of srv6_sidnhp_fwd_key, soffset 10: "
+              "the vtable is at 0x001c\n"
+              "  0x001c  0a 00                   vtable length 10: 3 entries\n"
+              "  0x001e  08 00                   table length 8 (not checked by readers)\n"
+              "  0x0020  04 00                   f1[0].f0 is at 0x002a\n"
+              "  0x0022  00 00                   f1[0].f1 is absent: zero\n"
+              "  0x0024  00 00                   f1[0].f2 is absent: zero\n"
+              "  0x002a  01 00 00 00             f1[0].f0 uint32 = 1\n");
+    EXPECT_NE(shown("srv6_iid_fwd_key", address_packed)
+                  .find("  0x001c  20 01 0d b8 00 00 00 00 f2 = 2001:db8::1\n"
+                        "  0x0024  00 00 00 00 00 00 00 01\n"),
+              std::string::npos);
+}
+
+TEST(Explain, LongBodiesAreCutAndStrayBytesShown)
+{
+    const json::record item =
+        json::parse_record(R"({"message":"srv6_cfg_query_dfx_cond","f2":"ff"})");
+    bytes frame = capture_frame(item.type(), item.data());
+    frame.push_back(0xAA);
+    const std::string text = shown("srv6_cfg_query_dfx_cond", frame);
+    EXPECT_NE(text.find("          ... 64 more bytes\n"), std::string::npos) << text;
+    EXPECT_NE(text.find("  0x00a2  00 00 00 00 00 00 aa    nothing leads to these bytes\n"),
+              std::string::npos)
+        << text;
+}
+
+TEST(Explain, StopsAtTheFirstThingOutOfRange)
+{
+    const auto with = [](bytes from, std::size_t at, std::uint32_t value) {
+        put_word(from, at, value);
+        return from;
+    };
+    const char *const key = "srv6_bsid_fwd_key";
+    EXPECT_EQ(verdict(key, {1, 2, 3}), "offset 0x0000: 3 bytes, where a message has at least 4");
+    EXPECT_EQ(verdict(key, {}), "offset 0x0000: 0 bytes, where a message has at least 4");
+    EXPECT_EQ(
+        verdict(key, with(key_frame, 0, 100)),
+        "offset 0x0064: the table of srv6_bsid_fwd_key would be at 0x0064 (100), which is not "
+        "from 4 to 28");
+    EXPECT_EQ(verdict(key, with(key_frame, 0, 3)),
+              "offset 0x0003: the table of srv6_bsid_fwd_key would be at 0x0003 (3), which is not "
+              "from 4 to 28");
+    EXPECT_EQ(verdict(key, with(key_frame, 4, 256)),
+              "offset 0x0004: the vtable of srv6_bsid_fwd_key would be at 0xffffff04 (4294967044), "
+              "which is not from 4 to 28");
+    EXPECT_EQ(verdict(key, with(key_frame, 20, 0x0010000D)),
+              "offset 0x0014: the vtable of srv6_bsid_fwd_key would be 13 bytes long where 12 are "
+              "left");
+    EXPECT_EQ(verdict(key, with(key_frame, 24, 0x00190004)),
+              "offset 0x001d, f1: uint32 of 4 bytes passes the end of the message, 0x0020");
+
+    const char *const address = "srv6_iid_fwd_key";
+    EXPECT_EQ(verdict(address, with(address_packed, 24, 5)),
+              "offset 0x0018, f2: the count is 5 and must be 4");
+    EXPECT_EQ(
+        verdict(address, with(address_packed, 20, 21)),
+        "offset 0x0014, f2: the offset leads to 0x0029, where no count fits before the end of "
+        "the message, 0x002c");
+    EXPECT_EQ(verdict(address, with(with(address_packed, 20, 8), 28, 4)),
+              "offset 0x001c, f2: 4 elements of 4 bytes pass the end of the message, 0x002c");
+
+    const char *const batch = "srv6_sidnhp_fwd_delete";
+    EXPECT_EQ(verdict(batch, with(batch_packed, 20, 0x40000000)),
+              "offset 0x0014, f1: 1073741824 elements of 4 bytes pass the end of the message, "
+              "0x002e");
+    EXPECT_EQ(verdict(batch, with(batch_packed, 24, 0xFFFFFFF0)),
+              "offset 0x0018, f1[0]: the offset 4294967280 leads past 32 bits");
+    EXPECT_EQ(verdict(batch, with(batch_packed, 38, 100)),
+              "offset 0x0026, f1[0]: the vtable of srv6_sidnhp_fwd_key would be at 0xffffffc2 "
+              "(4294967234), which is not from 4 to 42");
+    EXPECT_EQ(shown(batch, with(batch_packed, 20, 0x40000000)),
+              shown(batch, batch_packed).substr(0, shown(batch, batch_packed).find("  0x0014")) +
+                  "  0x0014  00 00 00 40             f1: count 1073741824\n"
+                  "  refused at offset 0x0014, f1: 1073741824 elements of 4 bytes pass the end of "
+                  "the message, 0x002e\n");
+}
+
+TEST(Explain, AcceptsWhatReadersDoNotLookAt)
+{
+    const char *const key = "srv6_bsid_fwd_key";
+    bytes frame = key_frame;
+    frame[22] = 0xEE; // table length
+    frame[30] = 0xEE; // padding
+    EXPECT_EQ(verdict(key, frame), "accepted");
+    // A newer sender's fourth slot.
+    const bytes newer = from_hex("04000000 ecffffff 01000000 02000000 03000000 04000000"
+                                 "0c00 1400 0400 0800 0c00 1000");
+    EXPECT_EQ(verdict(key, newer), "accepted");
+    EXPECT_NE(shown(key, newer)
+                  .find("10 00                   slot 3, which srv6_bsid_fwd_key does not have is "
+                        "at 0x0014\n"),
+              std::string::npos)
+        << shown(key, newer);
+    // An older sender's two slots.
+    EXPECT_EQ(verdict(key, from_hex("04000000 f4ffffff 01000000 02000000 0800 0c00 0400 0800")),
+              "accepted");
+}
+
+TEST(Explain, RefusesRecordsThatTakeMoreThan32BitsOfMemory)
+{
+    // 259171 records of 16572 bytes are 2^32 + 14516 bytes.
+    const catalogue::message_info &type = *catalogue::find_message("srv6_cfg_query_dfx_rec");
+    bytes big = from_hex("0c000000 0800 0c00 0000 0400 08000000 04000000 63f40300");
+    big.resize(big.size() + std::size_t{4} * 259171);
+    const auto why = explain(type, big, nullptr);
+    ASSERT_TRUE(why.has_value());
+    EXPECT_EQ(to_text(*why), "offset 0x0014, f1: the records of 259171 elements need more memory "
+                             "than 32 bits can say");
+    std::vector<std::uint64_t> record((type.record_size + 7) / 8);
+    take_library_log();
+    type.functions.unpack(big.data(), static_cast<std::int32_t>(big.size()), record.data());
+    EXPECT_EQ(take_library_log().size(), 1u);
+}
+
+TEST(Explain, EveryTruncationOfEveryMessageGetsTheReadersVerdict)
+{
+    int messages = 0;
+    for (const auto &[info, fact] : test::all_messages()) {
+        test::sample sample(*info, 1, 2);
+        for (const bytes &whole :
+             {capture_frame(*info, sample.record()), pack_record(*info, sample.record())}) {
+            at_the_edge buffer(whole.size());
+            ASSERT_FALSE(explain(*info, buffer.put(whole), nullptr)) << info->name;
+            std::ostringstream ignored;
+            for (std::size_t size = 0; size < whole.size(); ++size) {
+                const auto cut = buffer.put(std::span(whole).first(size));
+                // Text costs time, so that of the long messages is made for some cuts only.
+                const bool with_text = whole.size() < 2048 || size % 61 == 0;
+                ignored.str("");
+                const auto why = explain(*info, cut, with_text ? &ignored : nullptr);
+                if (size < 4) {
+                    ASSERT_TRUE(why.has_value());
+                    continue;
+                }
+                // Every member of the sample is non-zero, so one that was not read shows.
+                const library_view library = ask_library(*info, cut, sample.record());
+                ASSERT_EQ(why.has_value(), !library.is_whole) << info->name << " cut to " << size;
+                ASSERT_TRUE(why || !library.logged) << info->name << " cut to " << size;
+            }
+        }
+        ++messages;
+    }
+    EXPECT_EQ(messages, 115);
+}
+
+TEST(Explain, DamagedBytesNeverPassWhatTheReaderRefuses)
+{
+    // The same bytes in every run.
+    std::mt19937 random(1); // NOLINT(cert-msc32-c,cert-msc51-cpp)
+    for (const auto &[info, fact] : test::all_messages()) {
+        test::sample sample(*info, 1, 2);
+        for (const bytes &whole :
+             {capture_frame(*info, sample.record()), pack_record(*info, sample.record())}) {
+            at_the_edge buffer(whole.size());
+            for (int round = 0; round < 200; ++round) {
+                bytes damaged = whole;
+                // The first bytes and the last are where the tables' own words are.
+                const std::size_t span = std::min<std::size_t>(whole.size(), 64);
+                const std::size_t at = random() % span;
+                damaged[round % 2 == 0 ? at : whole.size() - 1 - at] ^=
+                    static_cast<std::uint8_t>(1 + random() % 255);
+                const auto bytes_at_edge = buffer.put(damaged);
+                std::ostringstream ignored;
+                const auto why =
+                    explain(*info, bytes_at_edge, whole.size() < 2048 ? &ignored : nullptr);
+                const library_view library = ask_library(*info, bytes_at_edge, sample.record());
+                // What the walk refuses the reader did not read to its end, and what the reader
+                // logs the walk refuses.
+                if (why) {
+                    ASSERT_FALSE(library.is_whole) << info->name << ": " << to_text(*why);
+                } else {
+                    ASSERT_FALSE(library.logged) << info->name;
+                }
+            }
+        }
+    }
+}
+
+TEST(Explain, RandomBytesAreSafe)
+{
+    // The same bytes in every run.
+    std::mt19937 random(2); // NOLINT(cert-msc32-c,cert-msc51-cpp)
+    at_the_edge buffer(4096);
+    for (const auto &[info, fact] : test::all_messages()) {
+        for (int round = 0; round < 200; ++round) {
+            bytes noise(4 + random() % 300);
+            // Small numbers lead somewhere more often than large ones.
+            for (std::uint8_t &byte : noise)
+                byte = static_cast<std::uint8_t>(random() % 4 == 0 ? random() % 64 : 0);
+            std::ostringstream ignored;
+            explain(*info, buffer.put(noise), &ignored);
+            EXPECT_FALSE(ignored.str().empty());
+        }
+    }
+}

@@ -1,0 +1,32 @@
+// vorl as a person runs it.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "tests/idlc/run.h"
+
+namespace vorl::test {
+
+/// A directory for the files of a test and for its bus.
+class tool_test : public ::testing::Test {
+  protected:
+    tool_test() { setenv("VORL_BUS_DIR", (directory.path() / "bus").c_str(), 1); }
+
+    void file(const std::string &name, const std::string &text) const
+    {
+        write(directory.path() / name, text);
+    }
+    std::string text_of(const std::string &name) const { return content(directory.path() / name); }
+
+    /// A shell command that finds the programs just built.
+    outcome shell(const std::string &command) const
+    {
+        return run(directory.path(), "PATH='" VORL_TEST_PROGRAMS "':\"$PATH\"; " + command);
+    }
+
+    scratch_directory directory;
+};
+
+} // namespace vorl::test

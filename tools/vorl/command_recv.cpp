@@ -1,0 +1,139 @@
+// vorl recv.
+#include <dlfcn.h>
+
+#include <cerrno>
+#include <cinttypes>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <stdexcept>
+
+#include "platform/bus/receiver.h"
+#include "tools/vorl/bytes_text.h"
+#include "tools/vorl/commands.h"
+#include "tools/vorl/explain.h"
+#include "tools/vorl/hex.h"
+#include "tools/vorl/json_record.h"
+#include "tools/vorl/library_log.h"
+
+namespace vorl::commands {
+namespace {
+
+// How long a signal may go unnoticed.
+constexpr std::int32_t wait_ms = 100;
+
+volatile std::sig_atomic_t stop_requested = 0;
+
+template <class Function>
+Function find(const char *name)
+{
+    return reinterpret_cast<Function>(dlsym(RTLD_DEFAULT, name));
+}
+
+/// The receiving side that the development bus has and the platform's does not: looked up, so that
+/// this program runs on either.
+struct receiving_side {
+    decltype(&VORL_DevReceiverOpen) open = find<decltype(open)>("VORL_DevReceiverOpen");
+    decltype(&VORL_DevReceive) receive = find<decltype(receive)>("VORL_DevReceive");
+    decltype(&VORL_DevReceiverClose) close = find<decltype(close)>("VORL_DevReceiverClose");
+
+    bool is_complete() const { return open != nullptr && receive != nullptr && close != nullptr; }
+};
+
+struct output {
+    const recv_options *options;
+    std::uint64_t received = 0;
+    std::uint64_t refused = 0;
+    bool failed = false; ///< standard output takes no more
+};
+
+void handle(void *user, std::uint32_t msg_id, const void *record, std::uint32_t, const void *frame,
+            std::uint32_t frame_length)
+{
+    auto &out = *static_cast<output *>(user);
+    const std::vector<std::string> log = take_library_log();
+    const catalogue::message_info *type = catalogue::find_message(msg_id);
+    if (type == nullptr)
+        return; // the bus reports frames that nobody registered
+    const auto *bytes = static_cast<const std::uint8_t *>(frame);
+    if (const auto why = explain(*type, {bytes, frame_length}, nullptr)) {
+        ++out.refused;
+        for (const std::string &line : log)
+            std::fprintf(stderr, "vorl recv: library log: %s\n", line.c_str());
+        // The whole frame: it was accepted and is found nowhere else now.
+        std::fprintf(stderr, "vorl recv: %s refused at %s; the frame: %s\n", type->name,
+                     to_text(*why).c_str(), to_hex(bytes, frame_length).c_str());
+        return;
+    }
+    const std::string line = json::format_record(
+        *type, record, out.options->sparse ? json::zeros::omit : json::zeros::write);
+    if (std::fprintf(stdout, "%s\n", line.c_str()) < 0 || std::fflush(stdout) != 0)
+        out.failed = true;
+    ++out.received;
+}
+
+void register_receivers()
+{
+    for (const catalogue::package_info *package : catalogue::packages) {
+        if (const std::uint32_t code = package->recv_init(); code != 0)
+            throw std::runtime_error("vorl recv: the bus refused package " +
+                                     std::string(package->name) + " with code " +
+                                     std::to_string(code) + "; see the bus's own messages");
+    }
+}
+
+void stop_on_signals()
+{
+    struct sigaction action {};
+    action.sa_handler = [](int) { stop_requested = 1; };
+    sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGTERM, &action, nullptr);
+    // A reader that went away shows as a failed write, so that what was accepted is accounted for.
+    std::signal(SIGPIPE, SIG_IGN);
+}
+
+} // namespace
+
+int recv(const recv_options &options)
+{
+    const receiving_side bus;
+    if (!bus.is_complete())
+        throw std::runtime_error("vorl recv: this bus library has no receiving side for tools "
+                                 "(VORL_DevReceiverOpen); run with the development bus");
+    register_receivers();
+    stop_on_signals();
+    vorl_dev_receiver *receiver = bus.open(options.dest, options.queue_bytes);
+    if (receiver == nullptr)
+        throw std::runtime_error("vorl recv: cannot receive at destination " +
+                                 std::to_string(options.dest) +
+                                 "; the bus's message above says why");
+
+    using clock = std::chrono::steady_clock;
+    const auto start = clock::now();
+    output out{&options};
+    const auto is_over = [&] {
+        const std::chrono::duration<double> passed = clock::now() - start;
+        return stop_requested != 0 || out.failed ||
+               (options.count != 0 && out.received >= options.count) ||
+               (options.timeout_seconds >= 0 && passed.count() >= options.timeout_seconds);
+    };
+    while (!is_over()) {
+        const std::chrono::duration<double, std::milli> passed = clock::now() - start;
+        std::int32_t wait = wait_ms;
+        if (options.timeout_seconds >= 0)
+            wait = static_cast<std::int32_t>(std::clamp(
+                options.timeout_seconds * 1000 - passed.count() + 1, 0.0, double{wait_ms}));
+        bus.receive(receiver, wait, handle, &out);
+    }
+    // Delivers what was accepted until now.
+    bus.close(receiver, handle, &out);
+    std::fprintf(stderr, "vorl recv: %" PRIu64 " received, %" PRIu64 " refused\n", out.received,
+                 out.refused);
+    if (out.failed)
+        throw std::runtime_error("vorl recv: standard output cannot be written; the objects after "
+                                 "the last whole line are lost");
+    const bool is_short = options.count != 0 && out.received < options.count;
+    return out.refused == 0 && !is_short ? 0 : 1;
+}
+
+} // namespace vorl::commands

@@ -1,0 +1,55 @@
+// The commands of vorl, each with its options as parsed. Each returns the exit status: 0, or 1 when
+// something was refused, which it said on standard error. std::runtime_error: a line for standard
+// error, status 1.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+
+namespace vorl::commands {
+
+struct list_options {
+    std::string package; ///< empty: all
+    bool as_json = false;
+};
+int list(const list_options &options);
+
+int describe(const std::string &message);
+
+struct send_options {
+    std::uint32_t dest = 0;
+    std::uint64_t explicit_handle = 0; ///< 0: none
+    bool keep_going = false;
+    std::uint32_t batch = 1;
+    double wait_seconds = 0;
+    std::string file;
+};
+int send(const send_options &options);
+
+struct recv_options {
+    std::uint32_t dest = 0;
+    std::uint64_t count = 0;       ///< 0: no limit
+    double timeout_seconds = -1;   ///< negative: none
+    std::uint64_t queue_bytes = 0; ///< 0: the bus's own choice
+    bool sparse = false;
+};
+int recv(const recv_options &options);
+
+struct encode_options {
+    bool packed = false;
+    bool binary = false;
+    std::string file;
+};
+int encode(const encode_options &options);
+
+struct decode_options {
+    std::string message;
+    bool binary = false;
+    bool explain = false;
+    bool sparse = false;
+    std::string file;
+};
+int decode(const decode_options &options);
+
+} // namespace vorl::commands

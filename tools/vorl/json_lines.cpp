@@ -1,0 +1,49 @@
+#include "tools/vorl/json_lines.h"
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <iostream>
+
+namespace vorl::json {
+
+input_file::input_file(const std::string &name)
+    : name_(name == "-" ? "<stdin>" : name), stream_(name == "-" ? &std::cin : &file_)
+{
+    if (name == "-")
+        return;
+    std::error_code ignored;
+    if (std::filesystem::is_directory(name, ignored))
+        throw std::runtime_error(name + ": is a directory; give a file, or - for standard input");
+    errno = 0;
+    file_.open(name, std::ios::binary);
+    if (!file_)
+        throw std::runtime_error(name + ": cannot be opened (" + std::strerror(errno) +
+                                 "); give a readable file, or - for standard input");
+}
+
+std::optional<record> line_reader::next()
+{
+    while (std::getline(file_.stream(), text_)) {
+        ++line_;
+        if (!text_.empty() && text_.back() == '\r')
+            text_.pop_back();
+        if (text_.find_first_not_of(" \t") == std::string::npos || text_[0] == '#')
+            continue;
+        try {
+            return parse_record(text_);
+        } catch (const input_error &error) {
+            throw input_error(place(line_) + error.what());
+        }
+    }
+    if (file_.stream().bad())
+        throw std::runtime_error(file_.name() + ": cannot be read to its end");
+    return std::nullopt;
+}
+
+std::string line_reader::place(std::size_t line) const
+{
+    return file_.name() + ":" + std::to_string(line) + ": ";
+}
+
+} // namespace vorl::json

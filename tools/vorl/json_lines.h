@@ -1,0 +1,48 @@
+// A file of JSON objects, one a line. Empty lines, and lines whose first character is #, are
+// skipped.
+#pragma once
+
+#include <fstream>
+#include <istream>
+#include <optional>
+#include <string>
+
+#include "tools/vorl/json_record.h"
+
+namespace vorl::json {
+
+/// A file, or standard input for "-".
+class input_file {
+  public:
+    /// Throws std::runtime_error, "NAME: why not".
+    explicit input_file(const std::string &name);
+
+    std::istream &stream() { return *stream_; }
+    const std::string &name() const { return name_; }
+
+  private:
+    std::string name_;
+    std::ifstream file_;
+    std::istream *stream_;
+};
+
+class line_reader {
+  public:
+    explicit line_reader(input_file &file) : file_(file) {}
+
+    /// The next record; nothing at the end of the file. Throws input_error, "FILE:LINE: MEMBER:
+    /// what is wrong; what to do"; the next call goes on with the line behind.
+    std::optional<record> next();
+
+    /// Of the record read last.
+    std::size_t line() const { return line_; }
+    /// "FILE:LINE: ".
+    std::string place(std::size_t line) const;
+
+  private:
+    input_file &file_;
+    std::size_t line_ = 0;
+    std::string text_;
+};
+
+} // namespace vorl::json

@@ -1,0 +1,90 @@
+// Records of any message as JSON, one object a line:
+//
+//   {"message":"srv6_localsid_fwd","f0":1,"f5":"2001:db8:0:1::","f9":4}
+//
+//   SLOT                  JSON
+//   uint8 to uint64       whole number
+//   array<uint32, 4>      IPv6 address text; read from an array of 4 numbers, too
+//   array<uint32, 8>      array of 8 numbers
+//   array<uint8, N>       hex text of up to N bytes, the rest zero; trailing zero bytes not written
+//   vector<uint8>         hex text
+//   table                 object
+//   array<table, N>       array of up to N objects, the rest zero; trailing zero ones not written
+//   vector<table>         array of objects
+//
+// A member that is missing is zero. An IPv6 address is the 16 bytes of the member in memory, which
+// are the address in network order.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "catalogue/catalogue.h"
+#include "tools/vorl/json_node.h"
+
+namespace vorl::json {
+
+using catalogue::message_info;
+using catalogue::slot_info;
+
+/// A record of a message known at run time, and the memory that its vectors lead to. Never to be
+/// passed to the library's release function: the memory is this object's.
+class record {
+  public:
+    explicit record(const message_info &type) : type_(&type), data_(allocate(type.record_size)) {}
+    record(record &&) noexcept = default;
+    record &operator=(record &&) noexcept = default;
+    // A copy would lead to the memory of the original.
+    record(const record &) = delete;
+    record &operator=(const record &) = delete;
+    ~record() = default;
+
+    const message_info &type() const { return *type_; }
+    std::uint8_t *data() { return data_; }
+    const std::uint8_t *data() const { return data_; }
+
+    /// Zeroed memory that lives as long as this record does, wherever that is moved to.
+    std::uint8_t *allocate(std::size_t size);
+
+  private:
+    const message_info *type_;
+    std::vector<std::unique_ptr<std::uint64_t[]>> blocks_;
+    std::uint8_t *data_;
+};
+
+/// Records of one message, one behind the other, as the send functions take them. What their
+/// vectors lead to stays with the records, which must outlive this.
+class record_array {
+  public:
+    void push_back(const record &added);
+
+    const void *data() const { return bytes_.data(); }
+    std::uint32_t count() const { return count_; }
+
+  private:
+    std::vector<std::uint8_t> bytes_; ///< from operator new: aligned for any record
+    std::uint32_t count_ = 0;
+};
+
+/// Throws input_error.
+record parse_record(std::string_view json);
+
+enum class zeros : bool { omit, write };
+
+/// One line, without its end. A vector with a count but no pointer is written as an empty one.
+std::string format_record(const message_info &type, const void *record, zeros zero_members);
+
+/// The path of the first member in which two records differ, vectors by content; empty when equal.
+std::string first_difference(const message_info &type, const void *a, const void *b);
+
+/// The unsigned integer of `width` bytes at `from`.
+std::uint64_t load_integer(const std::uint8_t *from, std::size_t width);
+
+/// Bytes of one element of a slot that holds integers: 1 to 8; 0 for tables.
+std::size_t integer_width(catalogue::wire_type type);
+
+} // namespace vorl::json
