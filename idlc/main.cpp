@@ -1,18 +1,24 @@
 // idlc: descriptions of messages in, C header and library source out.
 //
 //   idlc [--check] DESCRIPTION.idl...      all packages that share a bus, in one call
+//   idlc compat OLD NEW                    what changed between two versions, each a description
+//                                          or a directory of descriptions
 //
 // Writes <package>.h, <package>.cpp and <package>_catalogue.cpp beside each description, or with
 // --check compares them with what stands there. Exit status: 0 done; 1 a faulty description, a file
 // that cannot be read or written, or with --check a file that differs; 2 a wrong call. Nothing is
-// written unless every description is accepted.
+// written unless every description is accepted. Of compat: 0 no change breaks a deployed peer; 1 one
+// does; 2 a wrong call, or descriptions that cannot be compared.
+#include <algorithm>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "check.h"
+#include "compat.h"
 #include "emit.h"
 #include "parse.h"
 
@@ -42,18 +48,70 @@ int usage()
 {
     std::fputs(
         "usage: idlc [--check] DESCRIPTION.idl...\n"
-        "Name all packages that share a bus in one call: identifiers must differ across them.\n",
+        "       idlc compat OLD NEW\n"
+        "Name all packages that share a bus in one call: identifiers must differ across them.\n"
+        "compat takes two descriptions, or two directories with descriptions at any depth.\n",
         stderr);
     return 2;
+}
+
+std::vector<idlc::package> accept(const std::vector<std::string> &files)
+{
+    std::vector<idlc::package> packages;
+    for (const std::string &file : files) {
+        std::string text;
+        if (!read_file(file, text))
+            throw idlc::description_error(file, {}, "cannot be read; name an existing description");
+        packages.push_back(idlc::parse(file, text));
+    }
+    idlc::check(packages);
+    return packages;
+}
+
+std::vector<std::string> descriptions_in(const std::string &path)
+{
+    namespace fs = std::filesystem;
+    if (!fs::is_directory(path))
+        return {path};
+    std::vector<std::string> files;
+    for (const auto &entry : fs::recursive_directory_iterator(path)) {
+        if (entry.is_regular_file() && entry.path().extension() == ".idl")
+            files.push_back(entry.path().string());
+    }
+    if (files.empty())
+        throw idlc::description_error(path, {}, "holds no description; name one that does");
+    std::sort(files.begin(), files.end());
+    return files;
+}
+
+int compare_versions(const std::string &before, const std::string &after)
+{
+    try {
+        const std::vector<idlc::package> was = accept(descriptions_in(before));
+        const std::vector<idlc::package> is = accept(descriptions_in(after));
+        bool breaks = false;
+        for (const idlc::difference &d : idlc::compare(was, is)) {
+            std::printf("%s\n", idlc::report(d).c_str());
+            breaks = breaks || d.breaks;
+        }
+        return breaks ? 1 : 0;
+    } catch (const std::exception &e) {
+        std::fprintf(stderr, "%s\n", e.what());
+        return 2;
+    }
 }
 
 } // namespace
 
 int main(int argc, char **argv)
 {
+    const std::vector<std::string> arguments(argv + 1, argv + argc);
+    if (!arguments.empty() && arguments[0] == "compat")
+        return arguments.size() == 3 ? compare_versions(arguments[1], arguments[2]) : usage();
+
     bool check_only = false;
     std::vector<std::string> files;
-    for (const std::string &argument : std::vector<std::string>(argv + 1, argv + argc)) {
+    for (const std::string &argument : arguments) {
         if (argument == "--check")
             check_only = true;
         else if (!argument.ends_with(".idl") || argument[0] == '-')
@@ -66,14 +124,7 @@ int main(int argc, char **argv)
 
     std::vector<idlc::package> packages;
     try {
-        for (const std::string &file : files) {
-            std::string text;
-            if (!read_file(file, text))
-                throw idlc::description_error(file, {},
-                                              "cannot be read; name an existing description");
-            packages.push_back(idlc::parse(file, text));
-        }
-        idlc::check(packages);
+        packages = accept(files);
     } catch (const idlc::description_error &e) {
         std::fprintf(stderr, "%s\n", e.what());
         return 1;

@@ -1,6 +1,7 @@
 // What the stand-ins share: lines for people, and numbers from the environment.
 #pragma once
 
+#include <stdarg.h>
 #include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -18,11 +19,13 @@ inline void write_line(int fd, std::string text)
 }
 
 /// What printf would print, cut where it passes 2047 bytes.
-template <class... Arguments>
-std::string formatted(const char *format, Arguments... arguments)
+[[gnu::format(printf, 1, 2)]] inline std::string formatted(const char *format, ...)
 {
     char text[2048];
-    snprintf(text, sizeof text, format, arguments...);
+    va_list arguments;
+    va_start(arguments, format);
+    vsnprintf(text, sizeof text, format, arguments);
+    va_end(arguments);
     return text;
 }
 

@@ -101,11 +101,12 @@ void copy_bytes(void *to, const void *from, size_t size)
 
 } // namespace vorl
 
-// Run at load time, before any call; the order among them does not matter.
+// Run at load time, before any call; the order among them does not matter. The stores are atomic
+// because a compiler may take a plain store of what the word holds already for no store at all.
 #define CLEAR_AT_LOAD(side, index)                                                                 \
     [[gnu::constructor]] static void clear_byte_swap_flag_##side()                                 \
     {                                                                                              \
-        vorl::byte_swap_flag[index] = 0;                                                           \
+        __atomic_store_n(&vorl::byte_swap_flag[index], 0, __ATOMIC_RELAXED);                       \
     }
 
 CLEAR_AT_LOAD(srv6_receive, 0)

@@ -32,8 +32,29 @@ class elf_file {
         if (bytes_.size() < sizeof(Elf64_Ehdr) || std::memcmp(bytes_.data(), ELFMAG, SELFMAG) != 0)
             throw std::runtime_error(path + " is not an ELF file");
         const auto header = at<Elf64_Ehdr>(0);
+        machine_ = header.e_machine;
+        for (std::size_t i = 0; i < header.e_phnum; ++i)
+            segments_.push_back(at<Elf64_Phdr>(header.e_phoff + i * header.e_phentsize));
         for (std::size_t i = 0; i < header.e_shnum; ++i)
             sections_.push_back(at<Elf64_Shdr>(header.e_shoff + i * header.e_shentsize));
+        names_ = header.e_shstrndx;
+    }
+
+    std::uint16_t machine() const { return machine_; } ///< EM_...
+    const std::vector<Elf64_Phdr> &segments() const { return segments_; }
+
+    Elf64_Shdr section(const std::string &name) const
+    {
+        for (const Elf64_Shdr &section : sections_) {
+            if (text(sections_.at(names_), section.sh_name) == name)
+                return section;
+        }
+        throw std::runtime_error("there is no section " + name);
+    }
+
+    std::vector<std::uint32_t> words(const Elf64_Shdr &section) const
+    {
+        return entries<std::uint32_t>(section);
     }
 
     /// Symbols of .dynsym (SHT_DYNSYM) or .symtab (SHT_SYMTAB).
@@ -49,6 +70,21 @@ class elf_file {
                                      static_cast<unsigned char>(ELF64_ST_TYPE(s.st_info)),
                                      static_cast<unsigned char>(ELF64_ST_BIND(s.st_info)),
                                      s.st_shndx, s.st_value});
+            }
+        }
+        return found;
+    }
+
+    /// The values of the dynamic entries with that tag: DT_FLAGS.
+    std::vector<std::uint64_t> dynamic_values(std::int64_t tag) const
+    {
+        std::vector<std::uint64_t> found;
+        for (const Elf64_Shdr &section : sections_) {
+            if (section.sh_type != SHT_DYNAMIC)
+                continue;
+            for (const auto &entry : entries<Elf64_Dyn>(section)) {
+                if (entry.d_tag == tag)
+                    found.push_back(entry.d_un.d_val);
             }
         }
         return found;
@@ -115,7 +151,10 @@ class elf_file {
     }
 
     std::vector<char> bytes_;
+    std::vector<Elf64_Phdr> segments_;
     std::vector<Elf64_Shdr> sections_;
+    std::uint16_t machine_ = EM_NONE;
+    std::size_t names_ = 0; ///< the section of the sections' names
 };
 
 } // namespace vorl::test

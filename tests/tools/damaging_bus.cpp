@@ -1,5 +1,6 @@
 // Preloaded, it stands before the bus and does to each send of one message what
-// VORL_TEST_DAMAGE says: "change" a byte of the first frame, "drop" all, send all "twice".
+// VORL_TEST_DAMAGE says: "change" f0 or "break" the root offset of the first frame, "drop" all,
+// send all "twice".
 #include <dlfcn.h>
 
 #include <cstdlib>
@@ -11,9 +12,8 @@
 
 namespace {
 
-// srv6_class_item: its frames have f0 at 8.
+// srv6_class_item: its frames have the root offset at 0 and f0 at 8.
 constexpr uint32_t damaged_message = 0x178C617C;
-constexpr size_t damaged_byte = 8;
 
 /// Calls send(descs) with what becomes of the frames.
 template <class Send>
@@ -30,7 +30,10 @@ uint32_t damage(const vorl::frame_desc *descs, uint32_t count, Send &&send)
         return send(descs) + send(descs);
     const auto *data = static_cast<const unsigned char *>(frames[0].data);
     std::vector<unsigned char> changed(data, data + frames[0].length);
-    changed[damaged_byte] ^= 1;
+    if (how == "break")
+        changed[0] ^= 0xFF;
+    else
+        changed[8] ^= 1;
     frames[0].data = changed.data();
     return send(frames.data());
 }

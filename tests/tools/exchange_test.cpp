@@ -11,7 +11,8 @@ namespace {
 class Exchange : public tool_test {
   protected:
     /// Runs `send` while "vorl recv 7 OPTIONS" runs; what both said is in the files in, in.err, out
-    /// and out.err. A receiver without --count is told to end when sending is over, and none stays for ever.
+    /// and out.err. A receiver without --count is told to end when sending is over, and none stays
+    /// for ever.
     outcome exchange(const std::string &recv_options, const std::string &send) const
     {
         const bool ends_by_itself = recv_options.find("--count") != std::string::npos;
@@ -173,6 +174,24 @@ TEST_F(Exchange, RecvWhoseOutputIsFull)
     EXPECT_EQ(done.err, "vorl recv: 1 received, 0 refused\n"
                         "vorl recv: standard output cannot be written; the objects after the last "
                         "whole line are lost\n");
+}
+
+TEST_F(Exchange, RecvShowsAFrameThatIsRefused)
+{
+    file("objects", first + "{\"message\":\"srv6_class_item\",\"f0\":1}\n" + second);
+    const outcome done =
+        exchange("--sparse", "VORL_TEST_DAMAGE=break " + preloaded(VORL_TEST_DAMAGING_BUS) +
+                                 "vorl send --to 7 --wait 20 objects");
+    EXPECT_EQ(done.out, "sender 0\nreceiver 1\n");
+    EXPECT_EQ(text_of("in"), first + second);
+    EXPECT_EQ(text_of("in.err"),
+              "vorl recv: library log: srv6_class_item_unpack_non_root: [ZELKO]:Table offset(251) "
+              "is out of range(4 - 32)\n"
+              "vorl recv: srv6_class_item refused at offset 0x00fb: the table of srv6_class_item "
+              "would be at 0x00fb (251), which is not from 4 to 28; the frame: "
+              "fb000000f0ffffff010000000000000000000000"
+              "0a000d00040008000c000000\n"
+              "vorl recv: 2 received, 1 refused\n");
 }
 
 TEST_F(Exchange, RecvWithoutAReceivingSide)

@@ -266,7 +266,8 @@ TEST(Json, ErrorsNameTheMemberAndWhatToDo)
          R"(f2: "0x12" is not hex text; give pairs of hex digits only)"},
         {R"({"message":"srv6_cfg_query_dfx_cond","f2":12})",
          R"(f2: is a number; give hex text such as "20010db8")"},
-        {R"({"message":"srv6_cfg_query_dfx_item","f4":"00000000000000000000000000000000000000000000000000"})",
+        {R"({"message":"srv6_cfg_query_dfx_item","f4":"0000000000000000000000000)"
+         R"(0000000000000000000000000"})",
          "f4: has 25 bytes; give at most 24"},
         {R"({"message":"srv6_pid_state_chg","f1":[]})", "f1: is an array; give an object"},
         {R"({"message":"srv6_pid_state_chg","f1":{"f2":-7}})",

@@ -20,7 +20,7 @@ using bytes = std::vector<std::uint8_t>;
 
 /// Calls take(line, frame) for each frame of a text:
 ///   04000000 d4ff ffff             a line a frame; blanks, commas and 0x before digits are skipped
-///   00000000: 0400 0000  ....      a dump: lines that open with an offset, a frame from offset 0 on
+///   00000000: 0400 0000  ....      a dump: lines open with an offset, a frame from offset 0 on
 ///   00000000  04 00 00  |...|      the same of hexdump -C, its * for repeated lines included
 /// Empty lines and lines that open with # are skipped. `line` is where the frame starts, from 1.
 /// Throws hex_error.

@@ -1,7 +1,9 @@
 // vorl list, vorl describe.
+#include <algorithm>
 #include <array>
 #include <cinttypes>
 #include <cstdio>
+#include <cstring>
 #include <stdexcept>
 #include <string>
 
@@ -103,14 +105,11 @@ int describe(const std::string &name)
 
     int width = static_cast<int>(sizeof "wire type" - 1);
     for (const slot_info &slot : message.slots)
-        width = std::max(width, static_cast<int>(std::string(slot.type_text).size()));
+        width = std::max(width, static_cast<int>(std::strlen(slot.type_text)));
     std::printf("  slot  %-*s  record%s\n", width, "wire type",
                 message.is_fixed_size() ? "   table   frame" : "");
     for (const slot_info &slot : message.slots) {
-        std::string line(8, ' ');
-        std::array<char, 16> offset{};
-        std::snprintf(offset.data(), offset.size(), "%6zu", slot.record_offset);
-        std::printf("  %-4s  %-*s  %s%s", slot.name, width, slot.type_text, offset.data(),
+        std::printf("  %-4s  %-*s  %6zu%s", slot.name, width, slot.type_text, slot.record_offset,
                     frame_columns(message, slot).c_str());
         if (is_vector(slot))
             std::printf("   count at %zu", slot.count_offset);

@@ -1,7 +1,7 @@
 // vorl recv.
 #include <dlfcn.h>
 
-#include <cerrno>
+#include <algorithm>
 #include <cinttypes>
 #include <csignal>
 #include <cstdio>

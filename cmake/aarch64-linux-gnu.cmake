@@ -1,0 +1,17 @@
+# The router's architecture, from Debian: g++-aarch64-linux-gnu builds, qemu-user runs.
+set(CMAKE_SYSTEM_NAME Linux)
+set(CMAKE_SYSTEM_PROCESSOR aarch64)
+set(CMAKE_C_COMPILER aarch64-linux-gnu-gcc)
+set(CMAKE_CXX_COMPILER aarch64-linux-gnu-g++)
+
+# Headers and libraries come from the target's root alone; what this machine has of headers only is picked by
+# cmake/cross, without /usr/include as a whole.
+set(vorl_target_root /usr/aarch64-linux-gnu)
+set(CMAKE_FIND_ROOT_PATH ${vorl_target_root})
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+
+set(vorl_emulator qemu-aarch64)
+set(CMAKE_CROSSCOMPILING_EMULATOR env QEMU_LD_PREFIX=${vorl_target_root} ${vorl_emulator})

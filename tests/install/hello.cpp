@@ -1,0 +1,1 @@
+#include "hello.c"
