@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/idlc/run.h"
+#include "tests/support/run.h"
 
 namespace {
 

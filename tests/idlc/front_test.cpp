@@ -9,7 +9,7 @@
 #include "idlc/emit.h"
 #include "idlc/lex.h"
 #include "idlc/parse.h"
-#include "tests/idlc/run.h"
+#include "tests/support/run.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "tests/idlc/run.h"
+#include "tests/support/run.h"
 
 namespace vorl::test {
 

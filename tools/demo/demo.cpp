@@ -239,7 +239,7 @@ int send_all(const std::string &file)
 class child {
   public:
     /// Its standard output comes to us; its standard input lasts until end_input.
-    child(const std::string &role, const std::string &file)
+    child(const std::string &program, const std::string &role, const std::string &file)
     {
         std::array<int, 2> in{};
         std::array<int, 2> out{};
@@ -249,18 +249,18 @@ class child {
         posix_spawn_file_actions_init(&actions);
         posix_spawn_file_actions_adddup2(&actions, in[0], STDIN_FILENO);
         posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
-        std::array<std::string, 3> words = {"vorl_demo", role, file};
+        std::array<std::string, 3> words = {program, role, file};
         std::array<char *, 4> arguments = {words[0].data(), words[1].data(), words[2].data(),
                                            nullptr};
         const int error =
-            posix_spawn(&pid_, "/proc/self/exe", &actions, nullptr, arguments.data(), environ);
+            posix_spawnp(&pid_, program.c_str(), &actions, nullptr, arguments.data(), environ);
         posix_spawn_file_actions_destroy(&actions);
         close(in[0]);
         close(out[1]);
         input_ = in[1];
         output_ = fdopen(out[0], "r");
         if (error != 0)
-            fail(std::string("cannot start ") + role + ": " + std::strerror(error));
+            fail("cannot start " + program + " " + role + ": " + std::strerror(error));
     }
     ~child()
     {
@@ -336,17 +336,23 @@ struct row {
     bool is_seen() const { return sent != 0 || received != 0; }
 };
 
-std::map<std::string, row> exchange(const std::string &file)
+/// The programs of the two processes: this one, built for this machine or for another.
+struct programs {
+    std::string receiver;
+    std::string sender;
+};
+
+std::map<std::string, row> exchange(const programs &by, const std::string &file)
 {
     const bus_directory directory;
     std::map<std::string, row> rows;
     std::string line;
     std::string name;
 
-    child receiving("--receive", file);
+    child receiving(by.receiver, "--receive", file);
     if (!receiving.read_line(line) || line != "ready")
         fail("the receiving process did not start; see above");
-    child sending("--send", file);
+    child sending(by.sender, "--send", file);
     while (sending.read_line(line)) {
         std::istringstream words(line);
         words >> name;
@@ -400,10 +406,10 @@ bool show(std::map<std::string, row> &rows, double seconds)
     return all_arrived && types == types_wanted && total.mismatches == 0;
 }
 
-int run(const std::string &file)
+int run(const programs &by, const std::string &file)
 {
     const auto start = steady::now();
-    std::map<std::string, row> rows = exchange(file);
+    std::map<std::string, row> rows = exchange(by, file);
     const std::chrono::duration<double> passed = steady::now() - start;
     return show(rows, passed.count()) ? EXIT_SUCCESS : EXIT_FAILURE;
 }
@@ -412,21 +418,31 @@ int run(const std::string &file)
 
 int main(int argc, char **argv)
 {
-    const std::vector<std::string> words(argv + 1, argv + argc);
+    std::vector<std::string> words(argv + 1, argv + argc);
+    const bool is_help = words == std::vector<std::string>{"--help"};
+    programs by = {argv[0], argv[0]};
+    for (; words.size() > 2; words.erase(words.begin(), words.begin() + 2)) {
+        if (words[0] == "--receiver")
+            by.receiver = words[1];
+        else if (words[0] == "--sender")
+            by.sender = words[1];
+        else
+            break;
+    }
     try {
         if (words.size() == 2 && words[0] == "--receive")
             return receive_all(words[1]);
         if (words.size() == 2 && words[0] == "--send")
             return send_all(words[1]);
         if (words.size() == 1 && !words[0].starts_with("-"))
-            return run(words[0]);
+            return run(by, words[0]);
     } catch (const std::exception &error) {
         std::fprintf(stderr, "%s\n", error.what());
         return EXIT_FAILURE;
     }
-    std::fputs("Usage: vorl_demo FILE.jsonl\n"
+    std::fputs("Usage: vorl_demo [--receiver PROGRAM] [--sender PROGRAM] FILE.jsonl\n"
                "Exchanges every object of FILE between two processes over the development bus, and "
-               "shows what came of it.\n",
+               "shows what came of it. PROGRAM is another build of vorl_demo to run one of them.\n",
                stderr);
-    return words == std::vector<std::string>{"--help"} ? EXIT_SUCCESS : 2;
+    return is_help ? EXIT_SUCCESS : 2;
 }
