@@ -1,0 +1,79 @@
+#include "bench/limits.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <utility>
+
+#include "runtime/bus.h"
+
+namespace vorl::bench {
+namespace {
+
+using words = long long __attribute__((vector_size(16)));
+
+/// Moves of 16 bytes at ascending places, the last one overlapping; below 16 what memcpy makes of it.
+template <size_t Size>
+[[gnu::always_inline]] inline void copy(char *to, const char *from)
+{
+    if constexpr (Size < 16) {
+        memcpy(to, from, Size);
+    } else {
+        const auto move = [to, from](size_t at) {
+            words moved;
+            memcpy(&moved, from + at, sizeof moved);
+            memcpy(to + at, &moved, sizeof moved);
+        };
+        [&]<size_t... Index>(std::index_sequence<Index...>) { (move(16 * Index), ...); }
+        (std::make_index_sequence<Size / 16>{});
+        if constexpr (Size % 16 != 0)
+            move(Size - 16);
+    }
+}
+
+template <size_t Size>
+void copy_one(void *to, const void *from)
+{
+    copy<Size>(static_cast<char *>(to), static_cast<const char *>(from));
+}
+
+constexpr size_t sizes = 512;
+
+template <size_t... Size>
+constexpr auto all_copies(std::index_sequence<Size...>)
+{
+    struct {
+        copy_function of[sizes];
+    } result{{copy_one<Size + 1>...}};
+    return result;
+}
+constexpr auto copies = all_copies(std::make_index_sequence<sizes>{});
+
+} // namespace
+
+copy_function constant_copy(size_t size)
+{
+    return size != 0 && size <= sizes ? copies.of[size - 1] : nullptr;
+}
+
+uint32_t bus_call_only(uint32_t dest, const void *, uint32_t, uint64_t to)
+{
+    alignas(8) uint8_t frame[128];
+    asm volatile("" : "=m"(frame));
+    const frame_desc desc = {frame, 1, sizeof frame};
+    return to != 0 ? VORL_SendToMsg(dest, &desc, 1, to) : VORL_SendMsg(dest, &desc, 1);
+}
+
+uint32_t bus_call_with_block(uint32_t dest, const void *, uint32_t length, uint64_t to)
+{
+    void *frame = malloc(length);
+    asm volatile("" : : "r"(frame) : "memory");
+    const frame_desc desc = {frame, 1, length};
+    const uint32_t result =
+        to != 0 ? VORL_SendToMsg(dest, &desc, 1, to) : VORL_SendMsg(dest, &desc, 1);
+    free(frame);
+    return result;
+}
+
+uint32_t empty_call(uint32_t, const void *, uint32_t, uint64_t) { return 0; }
+
+} // namespace vorl::bench

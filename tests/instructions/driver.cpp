@@ -1,0 +1,114 @@
+// Calls each path on the same data in every run, between two marks that callgrind counts: a dump a
+// path, named after it. Prints "<path> <calls>" so that the counts can be made per call.
+#include <valgrind/callgrind.h>
+
+#include <cstdio>
+#include <cstring>
+#include <functional>
+#include <string>
+
+#include "bench/library.h"
+#include "srv6.h"
+
+using namespace vorl::bench;
+
+namespace {
+
+constexpr uint32_t count = 512;
+constexpr uint32_t elements = 256;
+
+void counted(const std::string &path, uint64_t calls, const std::function<void()> &work)
+{
+    work(); // binds the services and resolves the symbols
+    CALLGRIND_ZERO_STATS;
+    work();
+    CALLGRIND_DUMP_STATS_AT(path.c_str());
+    printf("%s %llu\n", path.c_str(), static_cast<unsigned long long>(calls));
+}
+
+void count_packed(const exported &functions, const record_set &records, const std::string &end)
+{
+    const encodings bytes = packed(records);
+    check_round_trip(records, bytes);
+    const ring to(bytes.longest() + records.message().record_size);
+    counted("pack_" + end, count, [&] {
+        for (uint32_t i = 0; i < count; ++i) {
+            uint32_t size = bytes.longest();
+            functions.pack(records.at(i), to.at(i), &size);
+        }
+    });
+    counted("unpack_" + end, count, [&] {
+        for (uint32_t i = 0; i < count; ++i)
+            functions.unpack(bytes.at(i), static_cast<int32_t>(bytes.length(i)), to.at(i));
+    });
+}
+
+void count_frames(const exported &functions, const record_set &records, const std::string &end)
+{
+    const encodings frames = frames_of(records);
+    check_round_trip(records, frames);
+    const ring to(records.message().record_size);
+    counted("frame_send_" + end, count, [&] {
+        for (uint32_t i = 0; i < count; ++i)
+            functions.sendsingle(1, records.at(i), 0, 0);
+    });
+    counted("frame_unpack_" + end, count, [&] {
+        for (uint32_t i = 0; i < count; ++i)
+            functions.unpack(frames.at(i), static_cast<int32_t>(frames.length(i)), to.at(i));
+    });
+}
+
+/// One batch; counted per element.
+void count_batch(const char *batch_name, record_set &rows, const std::string &end)
+{
+    const message_info &message = message_named(batch_name);
+    const exported functions = exported_functions(message);
+    record_set batch(message, pattern::dense, 1, 0);
+    // Every batch is a word, a count and the address of its elements.
+    srv6_common_fwd_update header = {7, elements, nullptr};
+    void *first = rows.at(0);
+    memcpy(&header.f1, &first, sizeof first);
+    memcpy(batch.at(0), &header, sizeof header);
+    const encodings bytes = packed(batch);
+    check_round_trip(batch, bytes);
+    const ring to(bytes.longest(), 1);
+    counted("batch_pack_" + end, elements, [&] {
+        uint32_t size = bytes.longest();
+        functions.pack(batch.at(0), to.at(0), &size);
+    });
+    counted("batch_unpack_" + end, elements, [&] {
+        functions.unpack(bytes.at(0), static_cast<int32_t>(bytes.length(0)), to.at(0));
+        functions.free_unpacked(to.at(0));
+    });
+}
+
+} // namespace
+
+int main()
+{
+    struct type {
+        const char *name;
+        const char *batch;
+    };
+    // VRF class data has no batch; the BSID forwarding object stands in for it there.
+    const type types[] = {{"srv6_vrf_class_data", nullptr},
+                          {"srv6_common_fwd", "srv6_common_fwd_update"},
+                          {"srv6_policy_fwd", "srv6_policy_fwd_update"},
+                          {"srv6_sidstack_fwd", "srv6_sidstack_fwd_update"},
+                          {"srv6_bsid_fwd", "srv6_bsid_fwd_update"}};
+    for (const type &t : types) {
+        const message_info &message = message_named(t.name);
+        const exported functions = exported_functions(message);
+        for (const auto &[which, zeros] :
+             {std::pair("D", pattern::dense), std::pair("Z", pattern::sparse)}) {
+            record_set records(message, zeros, count);
+            const std::string end = std::string(which) + "_" + t.name;
+            count_packed(functions, records, end);
+            if (zeros == pattern::dense)
+                count_frames(functions, records, t.name);
+            if (t.batch != nullptr)
+                count_batch(t.batch, records, end);
+        }
+    }
+    return 0;
+}
