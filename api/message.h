@@ -48,19 +48,28 @@ struct message {
     static uint32_t pack(const record *in, void *buf, uint32_t *inout_len)
     {
         const auto *from = reinterpret_cast<const uint8_t *>(in);
-        const measured<M> size(from);
-        if (size.bytes() == 0 || size.bytes() > *inout_len)
-            return failure;
-        if (buf == nullptr) [[unlikely]] {
-            // The measuring call: reported, and yet a success.
-            log(send_ctx<M>(), log_kind, static_cast<uint32_t>(log_line::pack_arguments),
-                function_name<M, "_pack">::text, "[ZELKO]:Param invalid(%s, %u, %s)",
-                null_or_not(buf), *inout_len, null_or_not(in));
-        } else {
-            pack_record<M>(static_cast<uint8_t *>(buf), from, size);
+        auto *to = static_cast<uint8_t *>(buf);
+        if (in != nullptr && buf != nullptr && is_settled(M::owner, direction::send)) {
+            if constexpr (is_sparse<M>) {
+                // A record with every scalar present has one size and one form.
+                if (presence<M>::is_full(from)) {
+                    constexpr uint32_t size = word_size + full_table_size<M>();
+                    if (size > *inout_len)
+                        return failure;
+                    pack_full<M>(to, from);
+                    *inout_len = size;
+                    return 0;
+                }
+            } else if constexpr (!is_fixed_size<M>) {
+                // Room for the largest such record: no need to measure this one first.
+                uint64_t largest = word_size;
+                if (add_largest_size<M>(from, largest) && largest <= *inout_len) {
+                    *inout_len = static_cast<uint32_t>(pack_unmeasured<M>(to, from) - to);
+                    return 0;
+                }
+            }
         }
-        *inout_len = size.bytes();
-        return 0;
+        return pack_measured(in, buf, inout_len);
     }
 
     static uint32_t sendsingle(uint32_t dest, const record *rec, uint64_t to)
@@ -83,6 +92,25 @@ struct message {
     }
 
   private:
+    [[gnu::noinline]] static uint32_t pack_measured(const record *in, void *buf,
+                                                    uint32_t *inout_len)
+    {
+        const auto *from = reinterpret_cast<const uint8_t *>(in);
+        const measured<M> size(from);
+        if (size.bytes() == 0 || size.bytes() > *inout_len)
+            return failure;
+        if (buf == nullptr) [[unlikely]] {
+            // The measuring call: reported, and yet a success.
+            log(send_ctx<M>(), log_kind, static_cast<uint32_t>(log_line::pack_arguments),
+                function_name<M, "_pack">::text, "[ZELKO]:Param invalid(%s, %u, %s)",
+                null_or_not(buf), *inout_len, null_or_not(in));
+        } else {
+            pack_record<M>(static_cast<uint8_t *>(buf), from, size);
+        }
+        *inout_len = size.bytes();
+        return 0;
+    }
+
     [[gnu::noinline]] static uint32_t unpack_carefully(const void *buf, int32_t len, void *out)
     {
         if (buf == nullptr || len < static_cast<int32_t>(word_size) || out == nullptr) {

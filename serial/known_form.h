@@ -104,7 +104,8 @@ constexpr void lay_frame(auto &form, size_t record_at)
     form.padding_to(start + layout::length);
 }
 
-/// Bytes of the packed table of M with every scalar present, from its vtable on.
+/// Bytes of the packed table of a fixed-size M with every scalar present, from its vtable on: the
+/// most that any record of it takes.
 template <class M>
 constexpr uint32_t full_table_size()
 {
@@ -114,8 +115,11 @@ constexpr uint32_t full_table_size()
             size += sizeof(typename Slot::value_type);
         else if constexpr (is_array<Slot>)
             size += word_size + Slot::body_size;
-        else
+        else if constexpr (is_table<Slot>)
             size += word_size + full_table_size<typename Slot::message>();
+        else
+            size += 2 * word_size +
+                    Slot::count * (word_size + full_table_size<typename Slot::message>());
     });
     return size;
 }

@@ -128,15 +128,37 @@ class measured {
     uint32_t bytes_ = 0;
 };
 
-/// Writes the packed table of a sparse message, of `size` bytes, at `vtable`.
+/// Adds at least the bytes that the table of the record takes, without a look at its elements, and
+/// refuses as add_table_size does.
 template <class M>
-[[gnu::always_inline]] inline void pack_present(uint8_t *vtable, const uint8_t *record,
-                                                const presence<M> &present, uint32_t size)
+bool add_largest_size(const uint8_t *record, uint64_t &size)
 {
-    if (present.is_full())
-        full_table_form<M>::write(vtable, record);
-    else
-        sparse_writer<M>::write(vtable, record, present, size);
+    if constexpr (is_fixed_size<M>) {
+        size += full_table_size<M>();
+        return true;
+    } else {
+        size += vtable_length(slot_count<M>) + word_size;
+        return all_slots(typename M::slots{}, [record, &size]<class Slot, uint32_t>() {
+            if constexpr (is_scalar<Slot>) {
+                size += sizeof(typename Slot::value_type);
+            } else if constexpr (is_table<Slot>) {
+                size += word_size;
+                return add_largest_size<typename Slot::message>(record + Slot::at, size);
+            } else if constexpr (is_vector<Slot>) {
+                const uint64_t count = element_count<Slot>(record);
+                if (count != 0 && elements_of<Slot>(record) == nullptr)
+                    return false;
+                size += 2 * word_size;
+                if constexpr (is_byte_vector<Slot>)
+                    size += count;
+                else
+                    size += count * (word_size + full_table_size<typename Slot::message>());
+            } else {
+                size += word_size + Slot::body_size;
+            }
+            return true;
+        });
+    }
 }
 
 /// Writes the record's vtable at `vtable`, its table behind it and all that it leads to; returns
@@ -145,10 +167,14 @@ template <byte_order Order, class M>
 uint8_t *pack_table(uint8_t *__restrict vtable, const uint8_t *__restrict record)
 {
     if constexpr (Order == byte_order::native && is_sparse<M>) {
+        if (presence<M>::is_full(record)) {
+            full_table_form<M>::write(vtable, record);
+            return vtable + full_table_size<M>();
+        }
         presence<M> present;
         present.look_at(record);
         const uint32_t size = present.table_size();
-        pack_present<M>(vtable, record, present, size);
+        sparse_writer<M>::write(vtable, record, present, size);
         return vtable + size;
     } else if constexpr (is_flat<M>) {
         return pack_flat_table<Order>(flat_facts<M>::message, vtable, record);
@@ -230,9 +256,26 @@ template <class M>
 {
     store<byte_order::native>(to, word_size + vtable_length(slot_count<M>));
     if constexpr (is_sparse<M>)
-        pack_present<M>(to + word_size, record, size.present(), size.bytes() - word_size);
+        sparse_writer<M>::write(to + word_size, record, size.present(), size.bytes() - word_size);
     else
         pack_table<byte_order::native, M>(to + word_size, record);
+}
+
+/// Writes a record with every scalar present.
+template <class M>
+[[gnu::always_inline]] inline void pack_full(uint8_t *__restrict to,
+                                             const uint8_t *__restrict record)
+{
+    store<byte_order::native>(to, word_size + vtable_length(slot_count<M>));
+    full_table_form<M>::write(to + word_size, record);
+}
+
+/// Writes a record for which there is room whatever it measures; returns the end.
+template <class M>
+uint8_t *pack_unmeasured(uint8_t *to, const uint8_t *record)
+{
+    store<byte_order::native>(to, word_size + vtable_length(slot_count<M>));
+    return pack_table<byte_order::native, M>(to + word_size, record);
 }
 
 } // namespace vorl

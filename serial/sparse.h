@@ -296,13 +296,10 @@ struct presence {
         look(record, std::make_integer_sequence<uint32_t, layout::windows.count>{});
     }
 
-    [[gnu::always_inline]] bool is_full() const
+    /// True when every scalar of the record is present.
+    [[gnu::always_inline]] static bool is_full(const uint8_t *record)
     {
-        uint32_t missing = 0;
-#pragma GCC unroll 16
-        for (uint32_t w = 0; w < layout::windows.count; ++w)
-            missing |= bits[w] ^ all_bits[w];
-        return missing == 0;
+        return has_no_zeros(record, std::make_integer_sequence<uint32_t, layout::windows.count>{});
     }
     /// Bytes of the table from its vtable on.
     [[gnu::always_inline]] uint32_t table_size() const
@@ -321,16 +318,6 @@ struct presence {
     }
 
   private:
-    static constexpr auto all_bits = [] {
-        struct {
-            uint32_t of[layout::windows.count];
-            constexpr uint32_t operator[](uint32_t w) const { return of[w]; }
-        } result{};
-        for (uint32_t w = 0; w < layout::windows.count; ++w)
-            result.of[w] = layout::all_bits(w);
-        return result;
-    }();
-
     template <uint32_t Window, uint32_t Width, class Vector>
     [[gnu::always_inline]] static void add_zeros(u8x16 &zeros, u8x16 bytes)
     {
@@ -341,10 +328,10 @@ struct presence {
         }
     }
 
+    /// 0xFF in each byte of the window's scalars that are zero.
     template <uint32_t Window>
-    [[gnu::always_inline]] void look_through(const uint8_t *record)
+    [[gnu::always_inline]] static u8x16 zeros_of(const uint8_t *record)
     {
-        static constexpr lanes scalars = layout::scalar_mask(Window);
         const u8x16 bytes =
             load_first<layout::window_size>(record + layout::windows.windows[Window].at);
         u8x16 zeros = {};
@@ -352,7 +339,21 @@ struct presence {
         add_zeros<Window, 2, u16x8>(zeros, bytes);
         add_zeros<Window, 4, u32x4>(zeros, bytes);
         add_zeros<Window, 8, u64x2>(zeros, bytes);
-        window[Window] = scalars.vector() & ~zeros;
+        return zeros;
+    }
+
+    template <uint32_t... Window>
+    [[gnu::always_inline]] static bool has_no_zeros(const uint8_t *record,
+                                                    std::integer_sequence<uint32_t, Window...>)
+    {
+        return is_zero((zeros_of<Window>(record) | ...));
+    }
+
+    template <uint32_t Window>
+    [[gnu::always_inline]] void look_through(const uint8_t *record)
+    {
+        static constexpr lanes scalars = layout::scalar_mask(Window);
+        window[Window] = scalars.vector() & ~zeros_of<Window>(record);
         bits[Window] = bits_of(window[Window]);
     }
 

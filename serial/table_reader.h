@@ -243,10 +243,26 @@ class table_reader {
             const uint32_t word = words + i * word_size;
             const uint32_t position = word + load<Order, uint32_t>(from_.bytes + word);
             if (position < word ||
-                !read_table<M>(position, records + size_t{i} * sizeof(typename M::record)))
+                !read_element<M>(position, records + size_t{i} * sizeof(typename M::record)))
                 return false;
         }
         return true;
+    }
+
+    /// As read_table, with the short cut for a full packed table first.
+    template <class M>
+    [[gnu::always_inline]] bool read_element(uint32_t position, uint8_t *record) const
+    {
+        if constexpr (Order == byte_order::native && has_known_forms<M>) {
+            using form = full_table_form<M>;
+            const uint32_t vtable = position - vtable_length(slot_count<M>);
+            if (vtable >= word_size && uint64_t{vtable} + form::extent <= from_.len &&
+                form::mismatch(from_.bytes + vtable) == 0) {
+                form::read(record, from_.bytes + vtable);
+                return true;
+            }
+        }
+        return read_table<M>(position, record);
     }
 
     received<Order> from_;
