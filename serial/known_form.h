@@ -104,23 +104,32 @@ constexpr void lay_frame(auto &form, size_t record_at)
     form.padding_to(start + layout::length);
 }
 
-/// Bytes of the packed table of a fixed-size M with every scalar present, from its vtable on: the
-/// most that any record of it takes.
+template <class M>
+constexpr uint32_t full_table_size();
+
+/// Bytes that a slot of a fixed-size message takes in a packed table at most: with every scalar
+/// present.
+template <class Slot>
+constexpr uint32_t full_slot_size()
+{
+    if constexpr (is_scalar<Slot>)
+        return sizeof(typename Slot::value_type);
+    else if constexpr (is_array<Slot>)
+        return word_size + Slot::body_size;
+    else if constexpr (is_table<Slot>)
+        return word_size + full_table_size<typename Slot::message>();
+    else
+        return 2 * word_size +
+               Slot::count * (word_size + full_table_size<typename Slot::message>());
+}
+
+/// The same of its table, from the vtable on.
 template <class M>
 constexpr uint32_t full_table_size()
 {
     uint32_t size = vtable_length(slot_count<M>) + word_size;
-    each_slot(typename M::slots{}, [&size]<class Slot, uint32_t>() {
-        if constexpr (is_scalar<Slot>)
-            size += sizeof(typename Slot::value_type);
-        else if constexpr (is_array<Slot>)
-            size += word_size + Slot::body_size;
-        else if constexpr (is_table<Slot>)
-            size += word_size + full_table_size<typename Slot::message>();
-        else
-            size += 2 * word_size +
-                    Slot::count * (word_size + full_table_size<typename Slot::message>());
-    });
+    each_slot(typename M::slots{},
+              [&size]<class Slot, uint32_t>() { size += full_slot_size<Slot>(); });
     return size;
 }
 

@@ -139,9 +139,7 @@ bool add_largest_size(const uint8_t *record, uint64_t &size)
     } else {
         size += vtable_length(slot_count<M>) + word_size;
         return all_slots(typename M::slots{}, [record, &size]<class Slot, uint32_t>() {
-            if constexpr (is_scalar<Slot>) {
-                size += sizeof(typename Slot::value_type);
-            } else if constexpr (is_table<Slot>) {
+            if constexpr (is_table<Slot>) {
                 size += word_size;
                 return add_largest_size<typename Slot::message>(record + Slot::at, size);
             } else if constexpr (is_vector<Slot>) {
@@ -154,7 +152,7 @@ bool add_largest_size(const uint8_t *record, uint64_t &size)
                 else
                     size += count * (word_size + full_table_size<typename Slot::message>());
             } else {
-                size += word_size + Slot::body_size;
+                size += full_slot_size<Slot>();
             }
             return true;
         });
