@@ -24,9 +24,11 @@
  *         - a field fails a check: what was read before it, zero after it; not logged.
  *         - an element array or byte run cannot be had or read: its count may stay, its pointer
  *           is null. So test the pointer of a vector, never the count alone.
- *       A record that holds a vector owns memory after the call: pass it to M_free__unpacked
- *       before it is refilled or dropped. An absent slot reads as zero, so a record of zeros may
- *       be a message of zeros or a refused one; only the log tells which.
+ *       A record that holds a vector is to be zeroed before its first M__unpack, because a call
+ *       that leaves it untouched leaves its pointers, too. It owns memory after the call: pass it
+ *       to M_free__unpacked before it is refilled or dropped. An absent slot reads as zero, so a
+ *       record of zeros may be a message of zeros or a refused one. The log tells when a table
+ *       was refused; of a refused field nothing does.
  *
  *   void M_free__unpacked(void *rec)
  *       Releases what M__unpack made the M at rec own, and sets its pointers to null; counts

@@ -9,7 +9,7 @@
 int main(void)
 {
     srv6_localsid_fwd sid;
-    srv6_localsid_fwd back;
+    srv6_localsid_fwd back = {0};
     unsigned char bytes[256];
     uint32_t length = sizeof bytes;
 

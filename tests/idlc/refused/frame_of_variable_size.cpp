@@ -11,8 +11,8 @@ struct bytes_message {
 #ifdef VORL_MAKE_IT_GOOD
     using slots = vorl::slot_list<vorl::scalar<uint32_t, offsetof(record, f0_count)>>;
 #else
-    using slots = vorl::slot_list<
-        vorl::byte_vector<offsetof(record, f0_count), offsetof(record, f0)>>;
+    using slots =
+        vorl::slot_list<vorl::byte_vector<offsetof(record, f0_count), offsetof(record, f0)>>;
 #endif
 };
 static_assert(vorl::frame_layout<bytes_message>::length > 0);
