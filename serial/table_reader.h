@@ -249,18 +249,14 @@ class table_reader {
         return true;
     }
 
-    /// As read_table, with the short cut for a full packed table first.
+    /// As read_table, with what a batch is made of first.
     template <class M>
     [[gnu::always_inline]] bool read_element(uint32_t position, uint8_t *record) const
     {
         if constexpr (Order == byte_order::native && has_known_forms<M>) {
-            using form = full_table_form<M>;
-            const uint32_t vtable = position - vtable_length(slot_count<M>);
-            if (vtable >= word_size && uint64_t{vtable} + form::extent <= from_.len &&
-                form::mismatch(from_.bytes + vtable) == 0) {
-                form::read(record, from_.bytes + vtable);
+            if (position <= from_.len - word_size &&
+                read_packed<M>(from_.bytes, from_.len, position, record))
                 return true;
-            }
         }
         return read_table<M>(position, record);
     }
