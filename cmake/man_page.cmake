@@ -22,7 +22,9 @@ set(page ".TH VORL 1 \"\" \"libvorl_srv6 ${VERSION}\" \"User Commands\"\n")
 string(APPEND page ".SH NAME\nvorl \\- the messages of libvorl_srv6 on the command line\n")
 string(APPEND page ".SH SYNOPSIS\n.B vorl\n.I COMMAND\n[\\fIOPTIONS\\fR]\n.SH DESCRIPTION\n${overview_text}")
 
+# The list of commands ends at the first empty line; examples follow it.
 string(REGEX REPLACE ".*\nSubcommands:\n" "" commands "${overview}")
+string(REGEX REPLACE "\n\n.*" "\n" commands "${commands}")
 string(REGEX MATCHALL "(^|\n)  [a-z]+ " commands "${commands}")
 if(NOT commands)
     message(FATAL_ERROR "${PROGRAM} --help lists no commands")

@@ -41,11 +41,16 @@ namespace {
 
 constexpr uint64_t usual_queue_bytes = uint64_t{64} << 20;
 
-template <class... Arguments>
-void report_at(uint32_t dest, const char *format, Arguments... arguments)
+void report_at(uint32_t dest, const std::string &text)
 {
-    platform::write_line(STDERR_FILENO, "vorl-bus: destination " + std::to_string(dest) + ": " +
-                                            platform::formatted(format, arguments...));
+    platform::write_line(STDERR_FILENO,
+                         "vorl-bus: destination " + std::to_string(dest) + ": " + text);
+}
+
+template <class First, class... Rest>
+void report_at(uint32_t dest, const char *format, First first, Rest... rest)
+{
+    report_at(dest, platform::formatted(format, first, rest...));
 }
 
 /// A send as it was read from the socket, its head included.

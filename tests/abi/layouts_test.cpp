@@ -7,6 +7,7 @@
 #include <stdexcept>
 
 #include "tests/abi/layouts.h"
+#include "tests/facts/counts.h"
 
 namespace vorl::test {
 namespace {
@@ -61,7 +62,8 @@ TEST(layouts, are_those_committed)
         now.erase(found);
     }
     for (const auto &[name, l] : now)
-        ADD_FAILURE() << name << " is new" << what_to_do;
+        ADD_FAILURE() << name
+                      << " is new; './dev regen-abi' writes the committed layouts and the ABI";
 }
 
 TEST(layouts, are_committed_in_the_order_of_registration)
@@ -72,8 +74,9 @@ TEST(layouts, are_committed_in_the_order_of_registration)
     std::vector<std::string> is;
     for (const layout &l : all_layouts())
         is.push_back(l.name);
-    EXPECT_EQ(was.size(), 115U);
-    EXPECT_EQ(is, was) << what_to_do;
+    EXPECT_EQ(was.size(), counts::messages);
+    for (std::size_t i = 0; i < std::min(was.size(), is.size()); ++i)
+        ASSERT_EQ(is[i], was[i]) << "at place " << i << what_to_do;
 }
 
 // The file is edited by programs alone: one that was mended by hand would show here.

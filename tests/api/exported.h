@@ -12,7 +12,7 @@ namespace vorl::test {
 template <class Function>
 Function exported(const std::string &name)
 {
-    static void *const library = dlopen("libvorl_srv6.so", RTLD_NOW);
+    static void *const library = dlopen(VORL_LIBRARY, RTLD_NOW);
     void *address = library != nullptr ? dlsym(library, name.c_str()) : nullptr;
     Dl_info where = {};
     if (address == nullptr || dladdr(address, &where) == 0) {

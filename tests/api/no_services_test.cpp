@@ -37,7 +37,7 @@ TEST(no_services, and_arrays_come_from_malloc)
             // Our own free() takes such a block.
             void *block = pointer_of(record, slot);
             const std::size_t element =
-                slot.element != nullptr ? find_fact(slot.element->name)->record_size : 1;
+                slot.element != nullptr ? fact_of(slot.element->name).record_size : 1;
             EXPECT_GE(malloc_usable_size(block), 3 * element);
             free(block);
             set_vector(record, slot, 3, nullptr);

@@ -3,8 +3,10 @@
 
 #include <ostream>
 #include <string>
+#include <vector>
 
 #include "tests/api/exported.h"
+#include "tests/facts/counts.h"
 #include "tests/support/facts.h"
 #include "tests/support/platform.h"
 
@@ -15,15 +17,27 @@ using init = std::uint32_t (*)();
 
 struct package_facts {
     std::string name;
-    std::size_t first; ///< in the facts
     std::size_t count;
+    std::vector<const message_fact *> facts; ///< in order of registration
 
     friend std::ostream &operator<<(std::ostream &out, const package_facts &package)
     {
         return out << package.name;
     }
 };
-const package_facts packages[] = {{"srv6", 0, 70}, {"srv6_cfg", 70, 13}, {"srv6_sync", 83, 32}};
+
+std::vector<package_facts> all_packages()
+{
+    std::vector<package_facts> all;
+    for (const auto &[name, messages] : counts::packages) {
+        all.push_back({std::string(name), messages, {}});
+        for (const message_fact &fact : facts) {
+            if (counts::packages[fact.package()].name == name)
+                all.back().facts.push_back(&fact);
+        }
+    }
+    return all;
+}
 
 class registration_of : public testing::TestWithParam<package_facts> {
   protected:
@@ -34,8 +48,9 @@ class registration_of : public testing::TestWithParam<package_facts> {
     {
         const auto &calls = the_platform().registrations;
         ASSERT_EQ(calls.size(), count);
+        ASSERT_LE(count, GetParam().facts.size()) << "tests/facts/messages.inc lacks some";
         for (std::size_t i = 0; i < count; ++i) {
-            const message_fact &fact = facts[GetParam().first + i];
+            const message_fact &fact = *GetParam().facts[i];
             const std::string name(fact.name);
             EXPECT_EQ(calls[i].msg_id, fact.msg_id) << name;
             EXPECT_EQ(calls[i].unpack, exported<unpack_hook>(name + "__unpack"));
@@ -99,7 +114,7 @@ TEST_P(registration_of, cleaning_does_nothing)
     EXPECT_TRUE(the_platform().logs.empty());
 }
 
-INSTANTIATE_TEST_SUITE_P(package, registration_of, testing::ValuesIn(packages),
+INSTANTIATE_TEST_SUITE_P(package, registration_of, testing::ValuesIn(all_packages()),
                          [](const auto &package) { return package.param.name; });
 
 std::uint32_t fnv1a(std::string_view text)
@@ -115,11 +130,12 @@ TEST(message_identifiers, are_the_hashes_of_package_and_name)
     EXPECT_EQ(fnv1a("srv6.vrf_class_data"), 0xAEF44FB0u);
     EXPECT_EQ(fnv1a("srv6_cfg.query_dfx_rec"), 0x301BC2B7u);
     EXPECT_EQ(fnv1a("srv6_sync.bsid_fwd"), 0xCD35A130u);
-    for (std::size_t i = 0; i < facts.size(); ++i) {
-        const package_facts &package = packages[i < 70 ? 0 : i < 83 ? 1 : 2];
-        const std::string text =
-            package.name + "." + std::string(facts[i].name.substr(package.name.size() + 1));
-        EXPECT_EQ(fnv1a(text), facts[i].msg_id) << text;
+    for (const package_facts &package : all_packages()) {
+        for (const message_fact *fact : package.facts) {
+            const std::string text =
+                package.name + "." + std::string(fact->name.substr(package.name.size() + 1));
+            EXPECT_EQ(fnv1a(text), fact->msg_id) << text;
+        }
     }
 }
 

@@ -60,8 +60,8 @@ std::vector<array_memory> expected_memory(const std::string &name, const known_m
     if (name == "srv6_cfg_query_dfx_rec")
         return {{2, rec + "_unpack_non_root", rec + "_free_unpacked"},
                 {2 * 16572, name + "_unpack", name + "_free_unpacked"}};
-    const message_fact *element = find_fact(m.info->slots[1].element->name);
-    return {{2 * element->record_size, name + "_unpack", name + "_free_unpacked"}};
+    const message_fact &element = fact_of(m.info->slots[1].element->name);
+    return {{2 * element.record_size, name + "_unpack", name + "_free_unpacked"}};
 }
 
 TEST_F(release, gives_back_what_the_unpack_took_with_its_own_tag)

@@ -1,5 +1,6 @@
-// The four sends of the 78 fixed-size messages.
+// The four sends of the fixed-size messages.
 #include "tests/api/sending.h"
+#include "tests/facts/counts.h"
 
 namespace vorl::test {
 namespace {
@@ -20,15 +21,15 @@ void expect_frame_of(const known_message &m, const bus_call::frame &frame, const
     EXPECT_TRUE(same_record(*m.info, record, out.data()));
 }
 
-TEST_F(send_fixed, has_78_messages_of_which_two_are_large)
+TEST_F(send_fixed, has_messages_of_which_two_are_large)
 {
-    EXPECT_EQ(messages_where(true).size(), 78u);
+    EXPECT_EQ(messages_where(true).size(), counts::fixed_size);
     int large = 0;
     for (const known_message &m : messages_where(true))
         large += is_large(m) ? 1 : 0;
     EXPECT_EQ(large, 2);
-    EXPECT_EQ(find_fact("srv6_cfg_query_trastat_rec_info")->frame_length, 14872u);
-    EXPECT_EQ(find_fact("srv6_cfg_query_dfx_item")->frame_length, 16632u);
+    EXPECT_EQ(fact_of("srv6_cfg_query_trastat_rec_info").frame_length, 14872u);
+    EXPECT_EQ(fact_of("srv6_cfg_query_dfx_item").frame_length, 16632u);
 }
 
 TEST_F(send_fixed, one_record)

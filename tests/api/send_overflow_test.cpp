@@ -51,7 +51,7 @@ class send_overflow : public sending {
 
     static known_message find(const char *name)
     {
-        return {catalogue::find_message(name), find_fact(name)};
+        return {catalogue::find_message(name), &fact_of(name)};
     }
 
     void *untouchable_ = nullptr;

@@ -6,6 +6,7 @@
 #include "srv6_cfg.h"
 #include "tests/codec/support/library.h"
 #include "tests/codec/support/orders.h"
+#include "tests/facts/counts.h"
 
 namespace vorl::test {
 namespace {
@@ -65,8 +66,8 @@ TEST(measuring, a_count_without_a_pointer_at_every_level)
             expect_refused(m, s.data());
         });
     });
-    // 31 batches; comm_param, comm_rec, trastat_key, trastat_rec and dfx_key one each; dfx_rec two.
-    EXPECT_EQ(vectors, 2 * 38u);
+    // The batches; comm_param, comm_rec, trastat_key, trastat_rec and dfx_key one each; dfx_rec two.
+    EXPECT_EQ(vectors, 2 * (counts::batches + 7));
 }
 
 // One damaged record among good ones: nothing is sent.

@@ -7,6 +7,7 @@
 #include "tests/codec/support/fixture.h"
 #include "tests/codec/support/memory.h"
 #include "tests/codec/support/orders.h"
+#include "tests/facts/counts.h"
 
 namespace vorl::test {
 namespace {
@@ -25,7 +26,7 @@ std::vector<const message_info *> messages_with_elements()
 template <class Work>
 void for_messages_with_elements(Work &&work)
 {
-    ASSERT_EQ(messages_with_elements().size(), 32u);
+    ASSERT_EQ(messages_with_elements().size(), counts::batches + 1); // and dfx_rec
     in_both_orders([&work](order o) {
         for (const message_info *m : messages_with_elements()) {
             SCOPED_TRACE(m->name);
@@ -276,7 +277,7 @@ TEST(vectors, block_sizes_past_32_bits)
         expect_vector(past, slot, most + 1, 0);
     });
     // All but srv6_common_fwd_delete, whose elements are 4 bytes.
-    EXPECT_EQ(reachable, 2 * 31u);
+    EXPECT_EQ(reachable, 2 * counts::batches);
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 # Whether the library can be used as installed. check.sh STEP, with in the environment
 #   BUILD      the build directory, which also has the stand-in of the bus
 #   SOURCE     this directory
+#   VERSION    the library's, as CMakeLists.txt has it
 #   CMAKE, CC, CXX, EMULATOR (or empty), MACHINE (of the processor), DEB (Debian's name of it)
 # Step `tree` installs to $BUILD/installed, and the others look at that.
 set -euo pipefail
@@ -51,11 +52,11 @@ $headers
 $package_config
 lib/libvorl_srv6.so
 lib/libvorl_srv6.so.1
-lib/libvorl_srv6.so.1.0.0
+lib/libvorl_srv6.so.$VERSION
 lib/pkgconfig/vorl_srv6.pc
 share/man/man1/vorl.1" "$(files_in "$tree")"
     same "libvorl_srv6.so" libvorl_srv6.so.1 "$(readlink "$tree/lib/libvorl_srv6.so")"
-    same "libvorl_srv6.so.1" libvorl_srv6.so.1.0.0 "$(readlink "$tree/lib/libvorl_srv6.so.1")"
+    same "libvorl_srv6.so.1" libvorl_srv6.so.$VERSION "$(readlink "$tree/lib/libvorl_srv6.so.1")"
     readelf -dW "$tree/lib/libvorl_srv6.so" >"$work/dynamic"
     grep -q 'SONAME.*\[libvorl_srv6.so.1\]' "$work/dynamic" || fail "the SONAME is another"
     ! grep -qE 'R(UN)?PATH' "$work/dynamic" || fail "the installed library has a path of its own"
@@ -101,7 +102,7 @@ cmake)
 pkg_config)
     export PKG_CONFIG_PATH=$tree/lib/pkgconfig
     read -ra flags <<<"$(pkg-config --cflags --libs vorl_srv6)"
-    same "the version" 1.0.0 "$(pkg-config --modversion vorl_srv6)"
+    same "the version" "$VERSION" "$(pkg-config --modversion vorl_srv6)"
     strict=(-Wall -Wextra -pedantic -Werror -Wl,--fatal-warnings "-Wl,-rpath,$tree/lib")
     for bus in "" "$BUILD/libkavrovorl.so"; do
         "$CC" -std=c11 "${strict[@]}" "$SOURCE/hello.c" -o "$work/c" "${flags[@]}" $bus
@@ -118,7 +119,7 @@ packages)
     (cd "$work" && "${CMAKE%cmake}cpack" --config "$BUILD/CPackConfig.cmake" -B "$work" >"$work/log" 2>&1) ||
         fail "$(cat "$work/log")"
     for name in libvorl-srv6-1 libvorl-srv6-dev vorl-srv6-tool; do
-        deb=$work/${name}_1.0.0_$DEB.deb
+        deb=$work/${name}_${VERSION}_$DEB.deb
         [ -f "$deb" ] || fail "there is no $(basename "$deb"), but $(ls "$work")"
         dpkg-deb -x "$deb" "$work/$name"
         same "Maintainer of $name" "libvorl_srv6 maintainers <maintainers@vorl.invalid>" "$(dpkg-deb -f "$deb" Maintainer)"
@@ -129,19 +130,19 @@ packages)
         ! dpkg-deb -c "$deb" | grep -vE '^[-dl][-rwx]{9} root/root ' || fail "$name holds files of others than root"
     done
     same "files of libvorl-srv6-1" "usr/lib/libvorl_srv6.so.1
-usr/lib/libvorl_srv6.so.1.0.0" "$(files_in "$work/libvorl-srv6-1")"
+usr/lib/libvorl_srv6.so.$VERSION" "$(files_in "$work/libvorl-srv6-1")"
     same "files of libvorl-srv6-dev" "$(printf '%s\n%s\nlib/libvorl_srv6.so\nlib/pkgconfig/vorl_srv6.pc' \
         "$headers" "$package_config" | sed 's,^,usr/,' | LC_ALL=C sort)" "$(files_in "$work/libvorl-srv6-dev")"
     same "files of vorl-srv6-tool" "usr/bin/vorl
 usr/share/man/man1/vorl.1" "$(files_in "$work/vorl-srv6-tool")"
 
     # What they depend on is what their files need.
-    depends() { dpkg-deb -f "$work/${1}_1.0.0_$DEB.deb" Depends; }
-    library=$work/libvorl-srv6-1/usr/lib/libvorl_srv6.so.1.0.0
+    depends() { dpkg-deb -f "$work/${1}_${VERSION}_$DEB.deb" Depends; }
+    library=$work/libvorl-srv6-1/usr/lib/libvorl_srv6.so.$VERSION
     same "Depends of libvorl-srv6-1" "libc6 (>= 2.34)" "$(depends libvorl-srv6-1)"
     same "glibc that the library needs" GLIBC_2.34 "$(glibc_of "$library")"
-    same "Depends of libvorl-srv6-dev" "libvorl-srv6-1 (= 1.0.0)" "$(depends libvorl-srv6-dev)"
-    same "Depends of vorl-srv6-tool" "libvorl-srv6-1 (= 1.0.0), libc6 (>= 2.34), libgcc-s1 (>= 4.2), libstdc++6 (>= 12)" \
+    same "Depends of libvorl-srv6-dev" "libvorl-srv6-1 (= $VERSION)" "$(depends libvorl-srv6-dev)"
+    same "Depends of vorl-srv6-tool" "libvorl-srv6-1 (= $VERSION), libc6 (>= 2.34), libgcc-s1 (>= 4.2), libstdc++6 (>= 12)" \
         "$(depends vorl-srv6-tool)"
     same "glibc that the tool needs" GLIBC_2.34 "$(glibc_of "$work/vorl-srv6-tool/usr/bin/vorl")"
     ! readelf -SW "$library" | grep -q '\.debug_info' || fail "the packaged library was not stripped"

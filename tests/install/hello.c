@@ -9,11 +9,12 @@
 int main(void)
 {
     srv6_localsid_fwd sid;
-    srv6_localsid_fwd back = {0};
+    srv6_localsid_fwd back;
     unsigned char bytes[256];
     uint32_t length = sizeof bytes;
 
     memset(&sid, 0, sizeof sid);
+    memset(&back, 0, sizeof back);
     sid.f0 = 1;
     sid.f5[0] = 0x20010db8;
     sid.f6 = 48;

@@ -7,6 +7,7 @@
 #include <functional>
 #include <thread>
 
+#include "tests/facts/counts.h"
 #include "tests/support/samples.h"
 
 namespace vorl::test {
@@ -146,8 +147,8 @@ TEST_F(first_calls, of_sixteen_threads_through_all_messages_bind_each_block_once
     EXPECT_EQ(wrong, 0);
     EXPECT_EQ(the_platform().lookups.size(), 6u * (3 + 3));
     EXPECT_EQ(the_platform().use_flag_arguments, std::vector<std::uint32_t>(6, 12));
-    EXPECT_EQ(the_platform().logs.size(), 16u * 115);
-    EXPECT_EQ(the_platform().sends.size(), 16u * 115 * 4);
+    EXPECT_EQ(the_platform().logs.size(), 16 * counts::messages);
+    EXPECT_EQ(the_platform().sends.size(), 16 * counts::messages * 4);
     EXPECT_EQ(the_platform().live_blocks, 0u);
 }
 

@@ -3,6 +3,7 @@
 
 #include <map>
 
+#include "tests/facts/counts.h"
 #include "tests/support/samples.h"
 
 namespace vorl::test {
@@ -211,7 +212,7 @@ TEST_F(log_call_shape, of_every_site_of_every_message)
                     function = std::string(m.info->slots[0].element->name) + "_unpack_non_root";
                 std::uint32_t size = count_of(record, slot);
                 if (slot.element != nullptr)
-                    size *= find_fact(slot.element->name)->record_size;
+                    size *= fact_of(slot.element->name).record_size;
                 const std::string blanks =
                     name == "srv6_cfg_query_dfx_rec" && !nested ? std::string(16, ' ') : " ";
                 the_platform().fail_allocation_at = vectors;
@@ -226,10 +227,11 @@ TEST_F(log_call_shape, of_every_site_of_every_message)
     }
     // Two argument checks and three of the root each; three more where a message that checks its
     // own root is nested too (comm_param, comm_rec, trastat_rec_info); an allocation site a
-    // variable-size message that holds a vector itself (31 + comm_param, comm_rec, dfx_rec), and
-    // one where comm_param and comm_rec are nested.
-    EXPECT_EQ(line_of_.size(), 115u * 5 + 3 * 3 + 34 + 2);
-    EXPECT_EQ(site_of_.size(), 115u * 5 + 3 * 3 + 34 + 2);
+    // variable-size message that holds a vector itself (the batches, comm_param, comm_rec,
+    // dfx_rec), and one where comm_param and comm_rec are nested.
+    constexpr std::size_t sites = counts::messages * 5 + 3 * 3 + counts::batches + 3 + 2;
+    EXPECT_EQ(line_of_.size(), sites);
+    EXPECT_EQ(site_of_.size(), sites);
 }
 
 TEST_F(log_call_shape, of_a_failed_allocation_binds_the_log_after_the_cache)

@@ -4,6 +4,8 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <stdexcept>
+#include <string>
 #include <string_view>
 
 namespace vorl::test {
@@ -30,7 +32,6 @@ inline constexpr auto facts = std::to_array<message_fact>({
 #include "tests/facts/messages.inc"
 #undef FACT
 });
-static_assert(facts.size() == 115);
 
 constexpr const message_fact *find_fact(std::string_view name)
 {
@@ -39,6 +40,15 @@ constexpr const message_fact *find_fact(std::string_view name)
             return &fact;
     }
     return nullptr;
+}
+
+inline const message_fact &fact_of(std::string_view name)
+{
+    const message_fact *fact = find_fact(name);
+    if (fact == nullptr)
+        throw std::logic_error(std::string(name) +
+                               " is not in tests/facts/messages.inc; add its facts");
+    return *fact;
 }
 
 } // namespace vorl::test

@@ -17,7 +17,8 @@ using catalogue::message_info;
 using catalogue::slot_info;
 using catalogue::wire_type;
 
-/// The messages of all packages in registration order, each beside what is known of it by hand.
+/// The messages of all packages in registration order, each beside what is known of it by hand; those
+/// of which nothing is known are left out, which codec/facts_test.cpp reports.
 struct known_message {
     const message_info *info;
     const message_fact *fact;
@@ -28,14 +29,10 @@ inline std::vector<known_message> all_messages()
     std::vector<known_message> all;
     for (const catalogue::package_info *package : catalogue::packages) {
         for (const message_info *message : package->messages) {
-            const message_fact *fact = find_fact(message->name);
-            if (fact == nullptr)
-                throw std::logic_error(std::string("nothing is known of ") + message->name);
-            all.push_back({message, fact});
+            if (const message_fact *fact = find_fact(message->name))
+                all.push_back({message, fact});
         }
     }
-    if (all.size() != 115)
-        throw std::logic_error("there are 115 messages");
     return all;
 }
 

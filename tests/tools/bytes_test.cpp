@@ -3,6 +3,7 @@
 
 #include <sstream>
 
+#include "tests/facts/counts.h"
 #include "tests/support/samples.h"
 #include "tools/vorl/frame_capture.h"
 #include "tools/vorl/hex.h"
@@ -62,7 +63,7 @@ TEST(Bytes, AFrameIsWhatTheSendFunctionsMakeOfIt)
 
 TEST(Bytes, EveryMessageGoesThroughFrameAndPackedBytesAndBack)
 {
-    int messages = 0;
+    std::size_t messages = 0;
     for (const auto &[info, fact] : test::all_messages()) {
         test::sample sample(*info, 1, 3);
         const std::string text = json::format_record(*info, sample.record(), json::zeros::write);
@@ -77,7 +78,7 @@ TEST(Bytes, EveryMessageGoesThroughFrameAndPackedBytesAndBack)
         EXPECT_EQ(unpacked(*info, packed), text);
         ++messages;
     }
-    EXPECT_EQ(messages, 115);
+    EXPECT_EQ(messages, test::counts::messages);
     EXPECT_TRUE(take_library_log().empty());
 }
 

@@ -1,6 +1,7 @@
 // vorl list, describe, encode and decode, and what every command refuses.
 #include <map>
 
+#include "tests/facts/counts.h"
 #include "tests/support/samples.h"
 #include "tests/tools/program.h"
 #include "tools/vorl/json_record.h"
@@ -39,16 +40,17 @@ TEST_F(Commands, ListShowsAllMessages)
     EXPECT_EQ(all.status, 0);
     EXPECT_EQ(all.err, "");
     const auto lines = lines_of(all.out);
-    ASSERT_EQ(lines.size(), 116u);
+    ASSERT_EQ(lines.size(), counts::messages + 1);
     EXPECT_EQ(lines[0],
               "message                                     msg_id  record     frame  slots");
     EXPECT_EQ(lines[1],
               "srv6_vrf_class_data                   0xAEF44FB0      24        48      6");
     EXPECT_EQ(lines[7],
               "srv6_common_fwd_update                0x7919FA9B      16  variable      2");
-    EXPECT_EQ(lines_of(shell("vorl list --package srv6").out).size(), 71u);
-    EXPECT_EQ(lines_of(shell("vorl list --package srv6_cfg").out).size(), 14u);
-    EXPECT_EQ(lines_of(shell("vorl list --package srv6_sync").out).size(), 33u);
+    for (const auto &[package, messages] : counts::packages) {
+        const outcome listed = shell("vorl list --package " + std::string(package));
+        EXPECT_EQ(lines_of(listed.out).size(), messages + 1) << package;
+    }
     for (const message_fact &fact : facts)
         EXPECT_EQ(count(all.out, "\n" + std::string(fact.name) + " "), 1u) << fact.name;
 }
@@ -56,7 +58,7 @@ TEST_F(Commands, ListShowsAllMessages)
 TEST_F(Commands, ListAsJson)
 {
     const auto lines = lines_of(shell("vorl list --json").out);
-    ASSERT_EQ(lines.size(), 115u);
+    ASSERT_EQ(lines.size(), counts::messages);
     EXPECT_EQ(lines[0], R"({"message":"srv6_vrf_class_data","package":"srv6","msg_id":2935246768,)"
                         R"("record_size":24,"frame_length":48,"slots":6})");
     EXPECT_EQ(lines[6], R"({"message":"srv6_common_fwd_update","package":"srv6",)"
@@ -90,7 +92,7 @@ TEST_F(Commands, DescribeAFixedSizeMessage)
               "address or a SID\n"
               "  f3    uint8                 24      36      40\n"
               "\n"
-              "  record: offset in the record, of the pointer for a vector.\n"
+              "  record: offset in the record, of the count for a vector.\n"
               "  table, frame: offset of the field in a frame, from its table's start and from "
               "its own.\n");
 }
@@ -109,9 +111,9 @@ TEST_F(Commands, DescribeByIdentifier)
         "  slot  wire type      record\n"
         "  f0    uint32              0\n"
         "  f1    uint32              4\n"
-        "  f2    vector<uint8>      16   count at 8   bytes of the query, up to 2^30 - 1\n"
+        "  f2    vector<uint8>       8   pointer at 16   bytes of the query, up to 2^30 - 1\n"
         "\n"
-        "  record: offset in the record, of the pointer for a vector.\n";
+        "  record: offset in the record, of the count for a vector.\n";
     EXPECT_EQ(shell("vorl describe 0xCA55202A").out, expected);
     EXPECT_EQ(shell("vorl describe 0xca55202a").out, expected);
 }
@@ -194,7 +196,7 @@ TEST_F(Commands, EveryMessageIsEncodedAndDecoded)
         sample sample(*info, 1, 2);
         objects[info->name] = json::format_record(*info, sample.record(), json::zeros::write);
     }
-    ASSERT_EQ(objects.size(), 115u);
+    ASSERT_EQ(objects.size(), counts::messages);
     std::string script =
         "set -e\n"
         "check() {\n"
@@ -254,6 +256,33 @@ TEST_F(Commands, ExplainShowsAFrameUpToWhatIsWrong)
               0);
 }
 
+TEST_F(Commands, DecodeOfNothing)
+{
+    file("empty", "");
+    file("comments", "\n# no frame\n \n");
+    for (const char *arguments :
+         {"empty", "comments", "--binary empty", "--explain empty", "--explain --binary empty"}) {
+        const outcome none =
+            shell(std::string("vorl decode --message srv6_bsid_fwd_key ") + arguments);
+        EXPECT_EQ(none.status, 1) << arguments;
+        EXPECT_EQ(none.out, "") << arguments;
+        const std::string name =
+            std::string(arguments).find("comments") == 0 ? "comments" : "empty";
+        EXPECT_EQ(none.err, name + ": holds nothing to decode; give the bytes of a frame\n")
+            << arguments;
+    }
+    EXPECT_EQ(shell("vorl decode --message srv6_bsid_fwd_key - </dev/null").err,
+              "<stdin>: holds nothing to decode; give the bytes of a frame\n");
+}
+
+TEST_F(Commands, DecodeHelpSaysThatAFrameHasNoType)
+{
+    EXPECT_EQ(count(shell("vorl decode --help").out,
+                    "\nA frame does not carry its type: decoding it as another message may "
+                    "succeed, with nonsense.\n"),
+              1u);
+}
+
 TEST_F(Commands, DecodeOfWhatIsNoHex)
 {
     file("hex", key_frame + "hello\n");
@@ -297,6 +326,15 @@ TEST_F(Commands, WrongUsageHasItsOwnStatus)
     EXPECT_EQ(shell("vorl encode --frame --packed file").status, 2);
     EXPECT_EQ(shell("vorl decode file").status, 2);
     EXPECT_EQ(shell("vorl recv").status, 2);
+}
+
+TEST_F(Commands, Version)
+{
+    const outcome version = shell("vorl --version");
+    EXPECT_EQ(version.status, 0);
+    EXPECT_EQ(version.out, "vorl " VORL_TEST_VERSION "\n");
+    EXPECT_EQ(version.err, "");
+    EXPECT_EQ(count(shell("vorl --help").out, "\n  --version "), 1u);
 }
 
 TEST_F(Commands, HelpNamesEveryOption)

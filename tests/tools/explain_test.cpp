@@ -7,6 +7,7 @@
 #include <random>
 #include <sstream>
 
+#include "tests/facts/counts.h"
 #include "tests/support/samples.h"
 #include "tools/vorl/explain.h"
 #include "tools/vorl/frame_capture.h"
@@ -250,7 +251,7 @@ TEST(Explain, RefusesRecordsThatTakeMoreThan32BitsOfMemory)
 
 TEST(Explain, EveryTruncationOfEveryMessageGetsTheReadersVerdict)
 {
-    int messages = 0;
+    std::size_t messages = 0;
     for (const auto &[info, fact] : test::all_messages()) {
         test::sample sample(*info, 1, 2);
         for (const bytes &whole :
@@ -276,7 +277,7 @@ TEST(Explain, EveryTruncationOfEveryMessageGetsTheReadersVerdict)
         }
         ++messages;
     }
-    EXPECT_EQ(messages, 115);
+    EXPECT_EQ(messages, test::counts::messages);
 }
 
 TEST(Explain, DamagedBytesNeverPassWhatTheReaderRefuses)

@@ -6,6 +6,7 @@
 #include "idl/srv6/srv6.h"
 #include "idl/srv6_cfg/srv6_cfg.h"
 #include "idl/srv6_sync/srv6_sync.h"
+#include "tests/facts/counts.h"
 #include "tests/support/samples.h"
 #include "tools/vorl/json_record.h"
 
@@ -40,7 +41,7 @@ std::string written(const record &parsed, zeros zero_members = zeros::omit)
 
 TEST(Json, EveryMessageGoesThroughTextAndBack)
 {
-    int messages = 0;
+    std::size_t messages = 0;
     for (const auto &[info, fact] : test::all_messages()) {
         for (std::uint32_t seed = 1; seed <= 4; ++seed) {
             test::sample sample(*info, 1, seed - 1, seed);
@@ -56,7 +57,7 @@ TEST(Json, EveryMessageGoesThroughTextAndBack)
         }
         ++messages;
     }
-    EXPECT_EQ(messages, 115);
+    EXPECT_EQ(messages, test::counts::messages);
 }
 
 TEST(Json, EveryMessageOfZerosIsItsNameAlone)

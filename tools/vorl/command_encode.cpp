@@ -68,6 +68,11 @@ bool decode_frame(const decode_options &options, const catalogue::message_info &
     return true;
 }
 
+[[noreturn]] void refuse_nothing(const json::input_file &file)
+{
+    throw std::runtime_error(file.name() + ": holds nothing to decode; give the bytes of a frame");
+}
+
 } // namespace
 
 int encode(const encode_options &options)
@@ -105,19 +110,25 @@ int decode(const decode_options &options)
 {
     const catalogue::message_info &type = find_message_or_throw(options.message);
     json::input_file file(options.file);
-    bool all_accepted = true;
     if (options.binary) {
         const bytes frame{std::istreambuf_iterator<char>(file.stream()), {}};
+        if (frame.empty())
+            refuse_nothing(file);
         return decode_frame(options, type, frame, file.name() + ": ") ? 0 : 1;
     }
+    bool have_one = false;
+    bool all_accepted = true;
     try {
         read_hex_frames(file.stream(), [&](std::size_t line, const bytes &frame) {
+            have_one = true;
             const std::string place = file.name() + ":" + std::to_string(line) + ": ";
             all_accepted = decode_frame(options, type, frame, place) && all_accepted;
         });
     } catch (const hex_error &error) {
         throw std::runtime_error(file.name() + ":" + error.what());
     }
+    if (!have_one)
+        refuse_nothing(file);
     return all_accepted ? 0 : 1;
 }
 

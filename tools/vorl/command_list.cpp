@@ -109,15 +109,16 @@ int describe(const std::string &name)
     std::printf("  slot  %-*s  record%s\n", width, "wire type",
                 message.is_fixed_size() ? "   table   frame" : "");
     for (const slot_info &slot : message.slots) {
-        std::printf("  %-4s  %-*s  %6zu%s", slot.name, width, slot.type_text, slot.record_offset,
+        std::printf("  %-4s  %-*s  %6zu%s", slot.name, width, slot.type_text,
+                    is_vector(slot) ? slot.count_offset : slot.record_offset,
                     frame_columns(message, slot).c_str());
         if (is_vector(slot))
-            std::printf("   count at %zu", slot.count_offset);
+            std::printf("   pointer at %zu", slot.record_offset);
         if (*slot.doc != '\0')
             std::printf("   %s", slot.doc);
         std::putchar('\n');
     }
-    std::puts("\n  record: offset in the record, of the pointer for a vector.");
+    std::puts("\n  record: offset in the record, of the count for a vector.");
     if (message.is_fixed_size())
         std::puts("  table, frame: offset of the field in a frame, from its table's start and from "
                   "its own.");

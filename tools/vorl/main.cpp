@@ -157,6 +157,8 @@ void add_decode(CLI::App &app, int &status)
 Hex text may hold blanks, commas and 0x. Lines that open with an offset, as xxd, hexdump -C and
 tcpdump -X print them, are put together into one frame, from each offset 0 on.
 
+A frame does not carry its type: decoding it as another message may succeed, with nonsense.
+
 A frame that the library refuses is not written; standard error has the library's own log lines and
 the place and reason. --explain works on any bytes, and stops where the library's reader does:
   OFFSET  BYTES                   MEANING
@@ -172,6 +174,7 @@ int run(int argc, char **argv)
                  "vorl");
     int status = 0;
     app.require_subcommand(1);
+    app.set_version_flag("--version", "vorl " VORL_VERSION, "Print the version and exit");
     app.footer(std::string(R"(
 'vorl COMMAND --help' tells the rest. Examples:
   vorl recv 7 --count 2 &

@@ -1,8 +1,8 @@
 #include "tests/codec/support/facts.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <sstream>
+#include <stdexcept>
 
 namespace vorl::test {
 namespace {
@@ -32,13 +32,21 @@ const std::vector<fact> &facts()
     return list;
 }
 
-const fact &fact_of(const std::string &message)
+const fact *find_fact(const std::string &message)
 {
     for (const fact &f : facts()) {
         if (f.message == message)
-            return f;
+            return &f;
     }
-    std::abort();
+    return nullptr;
+}
+
+const fact &fact_of(const std::string &message)
+{
+    const fact *f = find_fact(message);
+    if (f == nullptr)
+        throw std::logic_error(message + " is not in tests/facts/messages.inc; add its facts");
+    return *f;
 }
 
 bool leads_elsewhere(const fact &f)

@@ -22,6 +22,8 @@ struct fact {
 };
 
 const std::vector<fact> &facts();
+/// Null if there are none.
+const fact *find_fact(const std::string &message);
 const fact &fact_of(const std::string &message);
 
 /// Whether a slot of the message leads to a table or to a vector.

@@ -21,9 +21,9 @@ using reference::order;
 inline constexpr order both_orders[] = {order::little, order::big};
 inline const char *name_of(order o) { return o == order::little ? "little" : "big"; }
 
-/// All 115.
+/// All that have facts; that all of them have is a test of its own (facts_test.cpp).
 const std::vector<const message_info *> &all_messages();
-/// The 78 of fixed size.
+/// Those of fixed size.
 const std::vector<const message_info *> &fixed_messages();
 
 const message_info &message_named(const std::string &name);

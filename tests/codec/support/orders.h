@@ -30,7 +30,7 @@ void in_both_orders(Work &&work)
     forget_bindings();
 }
 
-/// Runs `work(message, order)` for all 115 messages in each byte order.
+/// Runs `work(message, order)` for all messages in each byte order.
 template <class Work>
 void for_all_messages(Work &&work)
 {

@@ -1,0 +1,42 @@
+#!/usr/bin/env bash
+# Compiles examples/receive.c and examples/send.c and has them exchange two records. In the environment: BUILD (directory),
+# SOURCE (of the checkout), CC, EMULATOR and SANITIZE (either may be empty).
+set -euo pipefail
+work=$(mktemp -d)
+receiver=
+trap '[ -z "$receiver" ] || kill "$receiver" 2>/dev/null || true; rm -rf "$work"' EXIT
+export VORL_BUS_DIR=$work/bus
+
+fail() { printf 'c_programs.sh: %s\n' "$*" >&2; exit 1; }
+
+# same WHAT EXPECTED FOUND
+same() { [ "$2" = "$3" ] || fail "$1: expected
+$2
+found
+$3"; }
+
+for name in receive send; do
+    "$CC" -std=c11 -Wall -Wextra -pedantic -Werror $SANITIZE -I"$SOURCE" -I"$SOURCE/idl/srv6" "$SOURCE/examples/$name.c" \
+        -L"$BUILD" -lvorl_srv6 -lkavrovorl -Wl,-rpath,"$BUILD" -o "$work/$name"
+done
+
+status=0
+$EMULATOR "$work/send" 7 >"$work/out" 2>&1 || status=$?
+same "a send that nobody receives" "send: 0x1: nobody receives at the destination" "$(cat "$work/out")"
+same "its status" 1 $status
+
+timeout 60 $EMULATOR "$work/receive" 7 2 >"$work/received" 2>&1 &
+receiver=$!
+# Until the destination is open a send returns 1 with nothing sent.
+for ((i = 0; ; ++i)); do
+    $EMULATOR "$work/send" 7 >"$work/out" 2>&1 && break
+    [ $i -lt 300 ] || fail "nothing was sent: $(cat "$work/out" "$work/received")"
+    sleep 0.1
+done
+wait "$receiver" || fail "the receiver ended with $?: $(cat "$work/received")"
+receiver=
+same "what was received" "msg_id 0xB7B345A9, record of 52 bytes, frame of 104
+  f0 = 1, f5 = 20010db8..., f6 = 48
+msg_id 0xB7B345A9, record of 52 bytes, frame of 104
+  f0 = 2, f5 = 20010db9..., f6 = 64" "$(cat "$work/received")"
+same "what the sender printed" "" "$(cat "$work/out")"
