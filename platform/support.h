@@ -1,7 +1,6 @@
 // What the stand-ins share: lines for people, and numbers from the environment.
 #pragma once
 
-#include <stdarg.h>
 #include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -19,13 +18,11 @@ inline void write_line(int fd, std::string text)
 }
 
 /// What printf would print, cut where it passes 2047 bytes.
-[[gnu::format(printf, 1, 2)]] inline std::string formatted(const char *format, ...)
+template <class First, class... Rest>
+std::string formatted(const char *format, First first, Rest... rest)
 {
     char text[2048];
-    va_list arguments;
-    va_start(arguments, format);
-    vsnprintf(text, sizeof text, format, arguments);
-    va_end(arguments);
+    snprintf(text, sizeof text, format, first, rest...);
     return text;
 }
 
