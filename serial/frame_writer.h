@@ -7,18 +7,13 @@
 
 namespace vorl {
 
-/// Writes frame_layout<M>::length bytes at `to` from the M record at `record`: by plan where the
-/// frame has one shape, slot by slot where it holds an array of tables, and byte-swapped.
 template <byte_order Order, class M>
-void write_frame(uint8_t *__restrict to, const uint8_t *__restrict record)
+void write_frame(uint8_t *to, const uint8_t *record);
+
+/// A frame slot by slot: one that holds an array of tables, or tables in the other byte order.
+template <byte_order Order, class M>
+void write_frame_by_slot(uint8_t *__restrict to, const uint8_t *__restrict record)
 {
-    if constexpr (Order == byte_order::native && has_known_forms<M>) {
-        frame_form<M>::write(to, record);
-        return;
-    } else if constexpr (is_flat<M>) {
-        write_flat_frame<Order>(flat_facts<M>::message, to, record);
-        return;
-    }
     using layout = frame_layout<M>;
     store<Order, uint32_t>(to, frame_table_at);
     store<Order, uint32_t>(to + frame_table_at, frame_table_at - layout::vtable_at);
@@ -59,6 +54,18 @@ void write_frame(uint8_t *__restrict to, const uint8_t *__restrict record)
     for (uint32_t s = 0; s < slot_count<M>; ++s)
         store<Order>(vtable + (2 + s) * entry_size, layout::fields.slot[s]);
     memset(to + layout::vtable_end, 0, layout::length - layout::vtable_end);
+}
+
+/// Writes frame_layout<M>::length bytes at `to` from the M record at `record`.
+template <byte_order Order, class M>
+[[gnu::always_inline]] inline void write_frame(uint8_t *to, const uint8_t *record)
+{
+    if constexpr (Order == byte_order::native && has_known_forms<M>)
+        frame_form<M>::write(to, record);
+    else if constexpr (is_flat<M>)
+        write_flat_frame<Order>(flat_facts<M>::message, to, record);
+    else
+        write_frame_by_slot<Order, M>(to, record);
 }
 
 } // namespace vorl
