@@ -142,46 +142,6 @@ TEST_F(send_fixed, a_descriptor_is_two_64_bit_words)
     EXPECT_EQ(captured_descriptor[1], 0x00000030AEF44FB0u);
 }
 
-TEST_F(send_fixed, the_bus_result_is_passed_through)
-{
-    for (const known_message &m : messages_where(true)) {
-        SCOPED_TRACE(m.info->name);
-        sample in(*m.info, 2);
-        for (const std::uint32_t result : {0u, 1u, 42u, 0x80000000u, 0xFFFFFFFFu}) {
-            the_platform().bus_result = result;
-            for (const std::uint64_t to : some_targets) {
-                for (const single_way &way : single_ways)
-                    EXPECT_EQ(way.send(*m.info, in.record(), to), result);
-                for (const batch_way &way : batch_ways)
-                    EXPECT_EQ(way.send(*m.info, in.record(), 2, to), result);
-            }
-        }
-        EXPECT_EQ(the_platform().live_blocks, 0u);
-    }
-}
-
-TEST_F(send_fixed, no_records)
-{
-    for (const known_message &m : messages_where(true)) {
-        SCOPED_TRACE(m.info->name);
-        the_platform().forget_calls();
-        the_platform().bus_result = 5;
-        EXPECT_EQ(m.info->functions.sendmsg(some_dest, nullptr, 0), not_sent);
-        EXPECT_EQ(m.info->functions.sendtomsg(some_dest, nullptr, 0, 0), not_sent);
-        EXPECT_EQ(m.info->functions.sendtomsg(some_dest, nullptr, 0, some_target), not_sent);
-        EXPECT_TRUE(the_platform().memory.empty());
-        expect_nothing_sent();
-
-        // A batch of none is handed to the bus all the same.
-        for (const std::uint64_t to : some_targets) {
-            the_platform().forget_calls();
-            EXPECT_EQ(m.info->functions.sendbatch(some_dest, nullptr, 0, to), 5u);
-            expect_addressed(only_call(), to, 0);
-            expect_one_block(0, std::string(m.fact->name) + "__sendbatch");
-        }
-    }
-}
-
 TEST_F(send_fixed, no_memory)
 {
     for (const known_message &m : messages_where(true)) {
