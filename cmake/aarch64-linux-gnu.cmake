@@ -1,8 +1,13 @@
-# The router's architecture, from Debian: g++-aarch64-linux-gnu builds, qemu-user runs.
+# The router's architecture, from Debian: g++-aarch64-linux-gnu or clang builds, qemu-user runs.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR aarch64)
-set(CMAKE_C_COMPILER aarch64-linux-gnu-gcc)
-set(CMAKE_CXX_COMPILER aarch64-linux-gnu-g++)
+if(NOT DEFINED CMAKE_CXX_COMPILER)
+    set(CMAKE_C_COMPILER aarch64-linux-gnu-gcc)
+    set(CMAKE_CXX_COMPILER aarch64-linux-gnu-g++)
+endif()
+# For clang, which is one compiler for every target.
+set(CMAKE_C_COMPILER_TARGET aarch64-linux-gnu)
+set(CMAKE_CXX_COMPILER_TARGET aarch64-linux-gnu)
 
 # Headers and libraries come from the target's root alone; what this machine has of headers only is picked by
 # cmake/cross, without /usr/include as a whole.

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Compiles examples/receive.c and examples/send.c and has them exchange two records. In the environment: BUILD (directory),
-# SOURCE (of the checkout), CC, EMULATOR and SANITIZE (either may be empty).
+# SOURCE (of the checkout), CC, TARGET, EMULATOR and SANITIZE (these three may be empty).
 set -euo pipefail
 work=$(mktemp -d)
 receiver=
@@ -16,7 +16,7 @@ found
 $3"; }
 
 for name in receive send; do
-    "$CC" -std=c11 -Wall -Wextra -pedantic -Werror $SANITIZE -I"$SOURCE" -I"$SOURCE/idl/srv6" "$SOURCE/examples/$name.c" \
+    "$CC" $TARGET -std=c11 -Wall -Wextra -pedantic -Werror $SANITIZE -I"$SOURCE" -I"$SOURCE/idl/srv6" "$SOURCE/examples/$name.c" \
         -L"$BUILD" -lvorl_srv6 -lkavrovorl -Wl,-rpath,"$BUILD" -o "$work/$name"
 done
 

@@ -4,6 +4,7 @@
 #   SOURCE     this directory
 #   VERSION    the library's, as CMakeLists.txt has it
 #   CMAKE, CC, CXX, EMULATOR (or empty), MACHINE (of the processor), DEB (Debian's name of it)
+#   TARGET     what the compilers need to be told for that machine, or empty
 # Step `tree` installs to $BUILD/installed, and the others look at that.
 set -euo pipefail
 tree=$BUILD/installed
@@ -87,7 +88,7 @@ manual)
 # Linked with the bus absent; and with it given by name, as a program does that calls the bus itself.
 cmake)
     for bus in "" "$BUILD/libkavrovorl.so"; do
-        "$CMAKE" -S "$SOURCE/by_cmake" -B "$work/b" -G Ninja -DCMAKE_PREFIX_PATH="$tree" -DBUS="$bus" \
+        CFLAGS=$TARGET CXXFLAGS=$TARGET "$CMAKE" -S "$SOURCE/by_cmake" -B "$work/b" -G Ninja -DCMAKE_PREFIX_PATH="$tree" -DBUS="$bus" \
             ${EMULATOR:+-DCMAKE_SYSTEM_NAME=Linux} \
             -DCMAKE_C_COMPILER="$CC" -DCMAKE_CXX_COMPILER="$CXX" >"$work/log" 2>&1 || fail "$(cat "$work/log")"
         "$CMAKE" --build "$work/b" >"$work/log" 2>&1 || fail "$(cat "$work/log")"
@@ -105,9 +106,9 @@ pkg_config)
     same "the version" "$VERSION" "$(pkg-config --modversion vorl_srv6)"
     strict=(-Wall -Wextra -pedantic -Werror -Wl,--fatal-warnings "-Wl,-rpath,$tree/lib")
     for bus in "" "$BUILD/libkavrovorl.so"; do
-        "$CC" -std=c11 "${strict[@]}" "$SOURCE/hello.c" -o "$work/c" "${flags[@]}" $bus
+        "$CC" $TARGET -std=c11 "${strict[@]}" "$SOURCE/hello.c" -o "$work/c" "${flags[@]}" $bus
         hello_says "$work/c"
-        "$CXX" -std=c++17 "${strict[@]}" "$SOURCE/hello.cpp" -o "$work/cpp" "${flags[@]}" $bus
+        "$CXX" $TARGET -std=c++17 "${strict[@]}" "$SOURCE/hello.cpp" -o "$work/cpp" "${flags[@]}" $bus
         hello_says "$work/cpp"
     done
     # Without the bus a program is linked, and says what it misses when it is started.
