@@ -51,20 +51,15 @@ struct message {
         auto *to = static_cast<uint8_t *>(buf);
         if (in != nullptr && buf != nullptr && is_settled(M::owner, direction::send)) {
             if constexpr (is_sparse<M>) {
-                // A record with every scalar present has one size and one form.
-                if (presence<M>::is_full(from)) {
-                    constexpr uint32_t size = word_size + full_table_size<M>();
-                    if (size > *inout_len)
-                        return failure;
-                    pack_full<M>(to, from);
-                    *inout_len = size;
-                    return 0;
-                }
+                const presence<M> scalars(from);
+                if (!scalars.is_full())
+                    return pack_with_absent(from, to, inout_len, scalars);
+                return packed(pack_full<M>(to, *inout_len, from), inout_len);
             } else if constexpr (!is_fixed_size<M>) {
                 // Room for the largest such record: no need to measure this one first.
                 uint64_t largest = word_size;
                 if (add_largest_size<M>(from, largest) && largest <= *inout_len) {
-                    *inout_len = static_cast<uint32_t>(pack_unmeasured<M>(to, from) - to);
+                    *inout_len = static_cast<uint32_t>(vorl::pack<M>(to, from) - to);
                     return 0;
                 }
             }
@@ -92,22 +87,39 @@ struct message {
     }
 
   private:
+    static uint32_t packed(uint32_t size, uint32_t *inout_len)
+    {
+        if (size == 0)
+            return failure;
+        *inout_len = size;
+        return 0;
+    }
+
+    /// By itself: it takes registers that have to be saved first.
+    [[gnu::noinline]] static uint32_t pack_with_absent(const uint8_t *from, uint8_t *to,
+                                                       uint32_t *inout_len, presence<M> scalars)
+    {
+        return packed(pack_sparse<M>(to, *inout_len, from, scalars), inout_len);
+    }
+
     [[gnu::noinline]] static uint32_t pack_measured(const record *in, void *buf,
                                                     uint32_t *inout_len)
     {
         const auto *from = reinterpret_cast<const uint8_t *>(in);
-        const measured<M> size(from);
-        if (size.bytes() == 0 || size.bytes() > *inout_len)
+        const uint32_t size = packed_size<M>(from);
+        if (size == 0 || size > *inout_len)
             return failure;
         if (buf == nullptr) [[unlikely]] {
             // The measuring call: reported, and yet a success.
             log(send_ctx<M>(), log_kind, static_cast<uint32_t>(log_line::pack_arguments),
                 function_name<M, "_pack">::text, "[ZELKO]:Param invalid(%s, %u, %s)",
                 null_or_not(buf), *inout_len, null_or_not(in));
+        } else if constexpr (is_sparse<M>) {
+            pack_unsettled<M>(static_cast<uint8_t *>(buf), from); // a settled side has packed above
         } else {
-            pack_record<M>(static_cast<uint8_t *>(buf), from, size);
+            pack_record<M>(static_cast<uint8_t *>(buf), from);
         }
-        *inout_len = size.bytes();
+        *inout_len = size;
         return 0;
     }
 

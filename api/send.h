@@ -82,11 +82,10 @@ template <class M>
 }
 
 template <class M>
-[[gnu::always_inline]] inline void pack_record(uint8_t *to, const uint8_t *record,
-                                               const measured<M> &size)
+[[gnu::always_inline]] inline void pack_record(uint8_t *to, const uint8_t *record)
 {
     if (is_settled(M::owner, direction::send))
-        pack<M>(to, record, size);
+        pack<M>(to, record);
     else
         pack_unsettled<M>(to, record);
 }
@@ -147,15 +146,14 @@ uint32_t send_one(uint32_t dest, const uint8_t *record, uint64_t to)
             return hand_over(dest, &desc, 1, to);
         }
     } else {
-        const measured<M> size(record);
-        if (size.bytes() == 0)
+        const uint32_t size = packed_size<M>(record);
+        if (size == 0)
             return failure;
-        const frame_block block(send_ctx<M>(), size.bytes(),
-                                function_name<M, "__sendsingle">::text);
+        const frame_block block(send_ctx<M>(), size, function_name<M, "__sendsingle">::text);
         if (block.bytes() == nullptr)
             return failure;
-        pack_record<M>(block.bytes(), record, size);
-        const frame_desc desc = {block.bytes(), M::msg_id, size.bytes()};
+        pack_record<M>(block.bytes(), record);
+        const frame_desc desc = {block.bytes(), M::msg_id, size};
         return hand_over(dest, &desc, 1, to);
     }
 }
@@ -180,11 +178,10 @@ uint32_t send_batch(uint32_t dest, const uint8_t *records, uint32_t count, uint6
             length = frame_layout<M>::length;
             frame_record<M>(frame, record);
         } else {
-            const measured<M> size(record);
-            length = size.bytes();
+            length = packed_size<M>(record);
             if (length == 0 || length > static_cast<size_t>(descs - frame))
                 return failure;
-            pack_record<M>(frame, record, size);
+            pack_record<M>(frame, record);
         }
         // The allocator promises no alignment.
         const frame_desc desc = {frame, M::msg_id, length};

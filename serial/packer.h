@@ -17,8 +17,6 @@
 // as many bytes as it measured.
 #pragma once
 
-#include <type_traits>
-
 #include "serial/flat.h"
 #include "serial/sparse.h"
 
@@ -62,9 +60,7 @@ template <class M>
 bool add_table_size(const uint8_t *record, uint64_t &size)
 {
     if constexpr (is_sparse<M>) {
-        presence<M> present;
-        present.look_at(record);
-        size += present.table_size();
+        size += presence<M>::table_size(bits_of(presence<M>(record).present_lanes()));
         return true;
     } else if constexpr (is_flat<M>) {
         size += flat_table_size(flat_facts<M>::message, record);
@@ -100,33 +96,16 @@ bool add_table_size(const uint8_t *record, uint64_t &size)
     });
 }
 
-/// A record's packed size, and what measuring found that writing needs again.
+/// The record's packed size in bytes. 0 when it cannot be packed: none, a count without a pointer, a
+/// size past 32 bits.
 template <class M>
-class measured {
-  public:
-    [[gnu::always_inline]] explicit measured(const uint8_t *record)
-    {
-        if (record == nullptr)
-            return;
-        if constexpr (is_sparse<M>) {
-            present_.look_at(record);
-            bytes_ = word_size + present_.table_size();
-        } else {
-            uint64_t size = word_size;
-            if (add_table_size<M>(record, size) && size <= UINT32_MAX)
-                bytes_ = static_cast<uint32_t>(size);
-        }
-    }
-
-    /// 0 when the record cannot be packed: none, a count without a pointer, a size past 32 bits.
-    uint32_t bytes() const { return bytes_; }
-    const auto &present() const { return present_; }
-
-  private:
-    struct nothing {};
-    [[no_unique_address]] std::conditional_t<is_sparse<M>, presence<M>, nothing> present_;
-    uint32_t bytes_ = 0;
-};
+uint32_t packed_size(const uint8_t *record)
+{
+    uint64_t size = word_size;
+    if (record == nullptr || !add_table_size<M>(record, size) || size > UINT32_MAX)
+        return 0;
+    return static_cast<uint32_t>(size);
+}
 
 /// Adds at least the bytes that the table of the record takes, without a look at its elements, and
 /// refuses as add_table_size does.
@@ -165,14 +144,15 @@ template <byte_order Order, class M>
 uint8_t *pack_table(uint8_t *__restrict vtable, const uint8_t *__restrict record)
 {
     if constexpr (Order == byte_order::native && is_sparse<M>) {
-        if (presence<M>::is_full(record)) {
+        const presence<M> scalars(record);
+        if (scalars.is_full()) {
             full_table_form<M>::write(vtable, record);
             return vtable + full_table_size<M>();
         }
-        presence<M> present;
-        present.look_at(record);
-        const uint32_t size = present.table_size();
-        sparse_writer<M>::write(vtable, record, present, size);
+        const u8x16 present = scalars.present_lanes();
+        const uint32_t bits = bits_of(present);
+        const uint32_t size = presence<M>::table_size(bits);
+        sparse_writer<M>::write(vtable, record, present, bits, size);
         return vtable + size;
     } else if constexpr (is_flat<M>) {
         return pack_flat_table<Order>(flat_facts<M>::message, vtable, record);
@@ -247,33 +227,42 @@ uint8_t *pack_table(uint8_t *__restrict vtable, const uint8_t *__restrict record
     return at;
 }
 
-/// Writes the bytes that the record measured at `to`.
+/// Writes the record's packed bytes at `to`, for which there is room; returns their end.
 template <class M>
-[[gnu::always_inline]] inline void pack(uint8_t *__restrict to, const uint8_t *__restrict record,
-                                        const measured<M> &size)
-{
-    store<byte_order::native>(to, word_size + vtable_length(slot_count<M>));
-    if constexpr (is_sparse<M>)
-        sparse_writer<M>::write(to + word_size, record, size.present(), size.bytes() - word_size);
-    else
-        pack_table<byte_order::native, M>(to + word_size, record);
-}
-
-/// Writes a record with every scalar present.
-template <class M>
-[[gnu::always_inline]] inline void pack_full(uint8_t *__restrict to,
-                                             const uint8_t *__restrict record)
-{
-    store<byte_order::native>(to, word_size + vtable_length(slot_count<M>));
-    full_table_form<M>::write(to + word_size, record);
-}
-
-/// Writes a record for which there is room whatever it measures; returns the end.
-template <class M>
-uint8_t *pack_unmeasured(uint8_t *to, const uint8_t *record)
+uint8_t *pack(uint8_t *to, const uint8_t *record)
 {
     store<byte_order::native>(to, word_size + vtable_length(slot_count<M>));
     return pack_table<byte_order::native, M>(to + word_size, record);
+}
+
+/// Writes a record that has scalars left out, with its root offset, when that takes at most `room`
+/// bytes, and returns how many; otherwise writes nothing and returns 0.
+template <class M>
+[[gnu::always_inline]] inline uint32_t pack_sparse(uint8_t *__restrict to, uint32_t room,
+                                                   const uint8_t *__restrict record,
+                                                   const presence<M> &scalars)
+{
+    const u8x16 present = scalars.present_lanes();
+    const uint32_t bits = bits_of(present);
+    const uint32_t size = word_size + presence<M>::table_size(bits);
+    if (size > room)
+        return 0;
+    store<byte_order::native>(to, word_size + vtable_length(slot_count<M>));
+    sparse_writer<M>::write(to + word_size, record, present, bits, size - word_size);
+    return size;
+}
+
+/// The same of a record that has none left out.
+template <class M>
+[[gnu::always_inline]] inline uint32_t pack_full(uint8_t *__restrict to, uint32_t room,
+                                                 const uint8_t *__restrict record)
+{
+    constexpr uint32_t size = word_size + full_table_size<M>();
+    if (size > room)
+        return 0;
+    store<byte_order::native>(to, word_size + vtable_length(slot_count<M>));
+    full_table_form<M>::write(to + word_size, record);
+    return size;
 }
 
 } // namespace vorl

@@ -86,17 +86,27 @@ inline u8x16 shuffle(u8x16 values, u8x16 indices)
 #endif
 }
 
-/// Byte i of the result is values[indices[i] - first] where that is one of the sixteen, 0 elsewhere.
-/// Indices are below 112 or have bit 7 set; `first` is below 112.
-inline u8x16 shuffle_from(u8x16 values, u8x16 indices, uint8_t first)
+/// Indices as they are up to 15, of no byte (bit 7 set) above.
+inline u8x16 above_15_to_no_byte(u8x16 indices)
 {
 #if defined(__aarch64__)
     // The table look-up yields 0 for every index past 15.
-    return shuffle(values, indices - first);
+    return indices;
 #else
-    // Only bit 7 does here: indices past 15, wrapped ones included, saturate into it.
-    return shuffle(values, reinterpret_cast<u8x16>(_mm_adds_epu8(
-                               reinterpret_cast<__m128i>(indices - first), _mm_set1_epi8(0x70))));
+    return reinterpret_cast<u8x16>(
+        _mm_adds_epu8(reinterpret_cast<__m128i>(indices), _mm_set1_epi8(0x70)));
+#endif
+}
+
+/// max(a - b, 0), byte by byte.
+inline u8x16 subtract_saturating(u8x16 a, u8x16 b)
+{
+#if defined(__aarch64__)
+    return reinterpret_cast<u8x16>(
+        vqsubq_u8(reinterpret_cast<uint8x16_t>(a), reinterpret_cast<uint8x16_t>(b)));
+#else
+    return reinterpret_cast<u8x16>(
+        _mm_subs_epu8(reinterpret_cast<__m128i>(a), reinterpret_cast<__m128i>(b)));
 #endif
 }
 

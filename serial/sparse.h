@@ -3,14 +3,13 @@
 // more than all the work here.
 //
 // Two views of a record. Windows are sixteen bytes of it, as few as cover everything that is not an
-// array, in slot order. Lanes are its slots, a byte each, sixteen to a vector. A constant shuffle
-// leads from one to the other, so presence, widths and vtable entries are computed for sixteen slots
-// at once.
+// array, in slot order. Lanes are its scalars, a byte each, in one vector. A constant shuffle leads
+// from one to the other, so presence, widths and vtable entries are computed for all at once.
 //
-// Writing: presence masks of all windows -> their bit counts are the size -> lanes -> a prefix sum
-// of the widths is the vtable. The bytes themselves are squeezed, eight at a time, to the end of the
-// field area and downwards: what a store spills lies below, where the next one, or the vtable, comes
-// to stand.
+// Writing: which scalars are zero, as lanes -> a bit each -> a table per window has the bytes that
+// the present ones take, their sum is the size, and the shuffle that squeezes them together; a
+// prefix sum of the widths is the vtable. Windows are squeezed to the end of the field area and
+// downwards: what a store spills lies below, where the next one, or the vtable, comes to stand.
 //
 // Reading: the vtable entries are the shuffle that puts the fields back into the record, an absent
 // one being an index that yields zero.
@@ -22,26 +21,8 @@
 namespace vorl {
 
 inline constexpr uint32_t lane_count = 16;
+inline constexpr uint32_t window_scalar_limit = 8;
 inline constexpr uint8_t no_byte = 0x80; ///< a shuffle index that yields zero
-
-/// For a mask of eight bits: the shuffle that moves the bytes of the set ones, in order, to the end
-/// of eight bytes, zeros below.
-struct squeeze_table {
-    uint8_t indices[256][8];
-};
-inline constexpr squeeze_table squeeze = [] {
-    squeeze_table table{};
-    for (uint32_t mask = 0; mask < 256; ++mask) {
-        uint32_t to = 8;
-        for (uint32_t from = 8; from-- > 0;) {
-            if ((mask >> from & 1) != 0)
-                table.indices[mask][--to] = static_cast<uint8_t>(from);
-        }
-        while (to > 0)
-            table.indices[mask][--to] = no_byte;
-    }
-    return table;
-}();
 
 /// Sixteen constants as a vector.
 struct lanes {
@@ -50,48 +31,94 @@ struct lanes {
     [[gnu::always_inline]] u8x16 vector() const { return load16(bytes); }
 };
 
+constexpr lanes filled(uint8_t with)
+{
+    lanes result{};
+    for (uint8_t &byte : result.bytes)
+        byte = with;
+    return result;
+}
+
+/// Scalars of a window: where in it, and how wide.
+struct window_shape {
+    uint32_t count;
+    uint8_t at[window_scalar_limit];
+    uint8_t size[window_scalar_limit];
+};
+
+/// For each subset of a window's scalars, as bits: the shuffle that moves their bytes, in order, to
+/// the end of `Width` bytes, zeros below; and how many bytes that is.
+template <window_shape Shape, uint32_t Width>
+struct squeeze_table {
+    struct content {
+        alignas(Width) uint8_t indices[1U << Shape.count][Width];
+        uint8_t bytes[1U << Shape.count];
+    };
+    static constexpr content table = [] {
+        content result{};
+        for (uint32_t mask = 0; mask < 1U << Shape.count; ++mask) {
+            uint32_t to = Width;
+            for (uint32_t s = Shape.count; s-- > 0;) {
+                for (uint32_t i = (mask >> s & 1) != 0 ? Shape.size[s] : 0; i-- > 0;)
+                    result.indices[mask][--to] = static_cast<uint8_t>(Shape.at[s] + i);
+            }
+            result.bytes[mask] = static_cast<uint8_t>(Width - to);
+            while (to > 0)
+                result.indices[mask][--to] = no_byte;
+        }
+        return result;
+    }();
+};
+
 /// What is constant about the packed table of a flat message.
 template <class M>
 struct packed_layout {
     static constexpr uint32_t slots = slot_count<M>;
     static constexpr uint32_t record_size = sizeof(typename M::record);
-    static constexpr uint32_t lane_vectors = (slots + lane_count - 1) / lane_count;
+    /// Of a squeezed window: the vtable, soffset and what comes before them must take the spill.
+    static constexpr uint32_t squeeze_width = slots >= 4 ? 16 : 8;
 
     struct slot_facts {
         uint32_t record_at;
-        uint32_t size;    ///< of the member
-        uint32_t field;   ///< bytes in the field area: the width, or an offset word
-        uint32_t last_at; ///< offset from the table when all slots before are present
-        uint32_t body;    ///< of an array: bytes of its body
-        uint32_t body_at; ///< and where it lies behind the fields
-        uint32_t group;   ///< runs of scalars between arrays count up
+        uint32_t size;     ///< of the member
+        uint32_t field;    ///< bytes in the field area: the width, or an offset word
+        uint32_t least_at; ///< offset from the table when no scalar before is present
+        uint32_t last_at;  ///< and when all are
+        uint32_t lane;     ///< scalars before it
+        uint32_t body;     ///< of an array: bytes of its body
+        uint32_t body_at;  ///< and where it lies behind the fields
+        uint32_t arrays;   ///< before it
         bool is_scalar;
     };
     struct facts {
         slot_facts slot[slots];
         uint32_t fields_end; ///< of a full table
         uint32_t bodies;     ///< bytes
+        uint32_t scalars;
+        uint32_t arrays;
     };
     static constexpr facts all = [] {
         facts result{};
         result.fields_end = word_size;
-        uint32_t group = 0;
         each_slot(typename M::slots{}, [&]<class Slot, uint32_t Index>() {
             slot_facts &s = result.slot[Index];
             s.record_at = Slot::at;
+            s.least_at = word_size + result.arrays * word_size;
             s.last_at = result.fields_end;
+            s.lane = result.scalars;
+            s.arrays = result.arrays;
             s.is_scalar = is_scalar<Slot>;
             if constexpr (is_scalar<Slot>) {
                 s.size = s.field = sizeof(typename Slot::value_type);
+                ++result.scalars;
             } else {
                 s.size = Slot::body_size - word_size;
                 s.field = word_size;
                 s.body = Slot::body_size;
                 s.body_at = result.bodies;
                 result.bodies += s.body;
-                ++group;
+                ++result.arrays;
             }
-            s.group = group;
             result.fields_end += s.field;
         });
         return result;
@@ -99,7 +126,7 @@ struct packed_layout {
 
     struct window {
         uint32_t at;    ///< of its sixteen bytes in the record
-        uint32_t first; ///< slots [first, end) have their presence here
+        uint32_t first; ///< slots [first, end) are squeezed together, and all scalars
         uint32_t end;
     };
     struct window_list {
@@ -110,28 +137,34 @@ struct packed_layout {
     static constexpr uint32_t window_size = record_size < 16 ? record_size : 16;
     static constexpr window_list windows = [] {
         window_list result{};
+        uint32_t bytes = 0;
         for (uint32_t s = 0; s < slots; ++s) {
             const slot_facts &slot = all.slot[s];
             if (!slot.is_scalar)
                 continue;
             window *last = result.count == 0 ? nullptr : &result.windows[result.count - 1];
-            if (last == nullptr || slot.group != all.slot[last->first].group ||
+            if (last == nullptr || s != last->end || bytes + slot.size > squeeze_width ||
+                s - last->first == window_scalar_limit ||
                 slot.record_at + slot.size > last->at + window_size) {
                 uint32_t at = slot.record_at / 8 * 8;
                 if (at + window_size > record_size)
                     at = record_size - window_size;
                 result.windows[result.count++] = {at, s, s + 1};
+                bytes = slot.size;
             } else {
                 last->end = s + 1;
+                bytes += slot.size;
             }
         }
         return result;
     }();
 
-    /// What the code below relies on: lanes of a window hold whole scalars, every byte of the record
-    /// is in a window or an array, and indices of the field area stay below no_byte.
+    /// What the code below relies on: there are lanes enough, lanes of a window hold whole scalars,
+    /// every byte of the record is in a window or an array, and indices of the field area stay
+    /// below no_byte with room to spare.
     static constexpr bool is_regular = [] {
-        if (windows.count == 0 || lane_vectors > 2 || all.fields_end > 112)
+        if (windows.count == 0 || all.scalars > lane_count || slots > 2 * lane_count ||
+            all.fields_end > 112)
             return false;
         bool covered[record_size]{};
         for (const slot_facts &slot : all.slot) {
@@ -147,6 +180,10 @@ struct packed_layout {
                     return false;
             }
         }
+        for (const slot_facts &slot : all.slot) {
+            if (slot.lane == lane_count)
+                return false;
+        }
         for (const bool is_covered : covered) {
             if (!is_covered)
                 return false;
@@ -154,24 +191,26 @@ struct packed_layout {
         return true;
     }();
 
-    /// Per window, the bytes of its scalars of one width.
-    static constexpr lanes width_mask(uint32_t window, uint32_t width)
+    static constexpr window_shape shape(uint32_t window)
     {
-        lanes mask{};
+        window_shape result{};
         for (uint32_t s = windows.windows[window].first; s < windows.windows[window].end; ++s) {
-            for (uint32_t i = 0; all.slot[s].size == width && i < width; ++i)
-                mask.bytes[all.slot[s].record_at - windows.windows[window].at + i] = 0xFF;
+            result.at[result.count] =
+                static_cast<uint8_t>(all.slot[s].record_at - windows.windows[window].at);
+            result.size[result.count++] = static_cast<uint8_t>(all.slot[s].size);
         }
-        return mask;
+        return result;
     }
-    static constexpr lanes scalar_mask(uint32_t window)
+    /// Shuffle of a window to lanes: that of a scalar of this width takes its first byte.
+    static constexpr lanes window_to_lanes(uint32_t window, uint32_t width)
     {
-        lanes mask{};
-        for (const uint32_t width : {1U, 2U, 4U, 8U}) {
-            for (uint32_t i = 0; i < lane_count; ++i)
-                mask.bytes[i] |= width_mask(window, width).bytes[i];
+        lanes indices = filled(no_byte);
+        for (uint32_t s = windows.windows[window].first; s < windows.windows[window].end; ++s) {
+            if (all.slot[s].size == width)
+                indices.bytes[all.slot[s].lane] =
+                    static_cast<uint8_t>(all.slot[s].record_at - windows.windows[window].at);
         }
-        return mask;
+        return indices;
     }
     static constexpr bool has_width(uint32_t window, uint32_t width)
     {
@@ -181,89 +220,79 @@ struct packed_layout {
         }
         return false;
     }
-    /// Bits of the bytes of all scalars of a window.
-    static constexpr uint32_t all_bits(uint32_t window)
+    /// Of lanes: 0xFF in those that have a scalar, its width, and its offset from the table when no
+    /// scalar before is present.
+    static constexpr lanes scalar_lanes(uint32_t slot_facts::*fact)
     {
-        uint32_t bits = 0;
-        for (uint32_t i = 0; i < lane_count; ++i)
-            bits |= (scalar_mask(window).bytes[i] & 1U) << i;
-        return bits;
-    }
-    /// Shuffle of a window to a lane vector: a slot's lane takes its first byte.
-    static constexpr lanes window_to_lanes(uint32_t window, uint32_t vector)
-    {
-        lanes indices;
-        for (uint8_t &index : indices.bytes)
-            index = no_byte;
-        for (uint32_t s = windows.windows[window].first; s < windows.windows[window].end; ++s) {
-            if (s / lane_count == vector)
-                indices.bytes[s % lane_count] =
-                    static_cast<uint8_t>(all.slot[s].record_at - windows.windows[window].at);
+        lanes result{};
+        for (const slot_facts &slot : all.slot) {
+            if (slot.is_scalar)
+                result.bytes[slot.lane] = fact == nullptr ? 0xFF : static_cast<uint8_t>(slot.*fact);
         }
-        return indices;
+        return result;
     }
-    static constexpr bool leads_to_lanes(uint32_t window, uint32_t vector)
-    {
-        return windows.windows[window].first / lane_count <= vector &&
-               (windows.windows[window].end - 1) / lane_count >= vector;
-    }
-    /// Shuffle of a lane vector to the sixteen bytes of a window: each byte of a scalar takes its
-    /// slot's lane. Scalars of other windows that lie here are among them, so that windows that
-    /// overlap agree.
-    static constexpr lanes lanes_to_window(uint32_t window, uint32_t vector)
-    {
-        lanes indices;
-        for (uint8_t &index : indices.bytes)
-            index = no_byte;
-        for (uint32_t s = 0; s < slots; ++s)
-            for (uint32_t i = 0;
-                 i < all.slot[s].size && is_in(window, s) && s / lane_count == vector; ++i)
-                indices.bytes[all.slot[s].record_at - windows.windows[window].at + i] =
-                    static_cast<uint8_t>(s % lane_count);
-        return indices;
-    }
-    /// For each byte of a window: which byte of its scalar it is, no_byte where there is none.
-    static constexpr lanes byte_in_scalar(uint32_t window)
-    {
-        lanes bytes;
-        for (uint8_t &byte : bytes.bytes)
-            byte = no_byte;
-        for (uint32_t s = 0; s < slots; ++s)
-            for (uint32_t i = 0; i < all.slot[s].size && is_in(window, s); ++i)
-                bytes.bytes[all.slot[s].record_at - windows.windows[window].at + i] =
-                    static_cast<uint8_t>(i);
-        return bytes;
-    }
+
     static constexpr bool is_in(uint32_t window, uint32_t s)
     {
         const uint32_t at = windows.windows[window].at;
         return all.slot[s].is_scalar && all.slot[s].record_at >= at &&
                all.slot[s].record_at + all.slot[s].size <= at + window_size;
     }
-    /// Ends of the fields of a full table that a window's scalars reach, and their least offset.
-    static constexpr uint32_t last_field_end(uint32_t window)
+    /// Shuffle of entries, sixteen slots to a vector, to the sixteen bytes of a window: each byte of
+    /// a scalar takes its slot's. Scalars of other windows that lie here are among them, so that
+    /// windows that overlap agree.
+    static constexpr lanes slots_to_window(uint32_t window, uint32_t vector)
     {
-        uint32_t end = 0;
+        lanes indices = filled(no_byte);
+        for (uint32_t s = 0; s < slots; ++s) {
+            for (uint32_t i = 0;
+                 i < all.slot[s].size && is_in(window, s) && s / lane_count == vector; ++i)
+                indices.bytes[all.slot[s].record_at - windows.windows[window].at + i] =
+                    static_cast<uint8_t>(s % lane_count);
+        }
+        return indices;
+    }
+    static constexpr bool has_slot_of(uint32_t window, uint32_t vector)
+    {
+        for (uint32_t s = vector * lane_count; s < slots && s < (vector + 1) * lane_count; ++s) {
+            if (is_in(window, s))
+                return true;
+        }
+        return false;
+    }
+    /// For each byte of a window: which byte of its scalar it is, less `less`; no_byte where there
+    /// is none.
+    static constexpr lanes byte_in_scalar(uint32_t window, uint32_t less)
+    {
+        lanes bytes = filled(no_byte);
+        for (uint32_t s = 0; s < slots; ++s) {
+            for (uint32_t i = 0; i < all.slot[s].size && is_in(window, s); ++i)
+                bytes.bytes[all.slot[s].record_at - windows.windows[window].at + i] =
+                    static_cast<uint8_t>(i - less);
+        }
+        return bytes;
+    }
+    /// Of sixteen bytes, which the field area takes; block b of an offset from the table.
+    static constexpr uint32_t block_of(uint32_t offset) { return (offset - word_size) / 16; }
+    static constexpr uint32_t blocks = block_of(all.fields_end - 1) + 1;
+
+    /// The blocks that the fields of a window's scalars can be in.
+    static constexpr uint32_t first_block(uint32_t window)
+    {
         for (uint32_t s = 0; s < slots; ++s) {
             if (is_in(window, s))
-                end = all.slot[s].last_at + all.slot[s].field;
+                return block_of(all.slot[s].least_at);
         }
-        return end;
+        return 0;
     }
-    /// Lane constants: bytes in the field area, and 0xFF for an array, which is always present.
-    static constexpr lanes field_sizes(uint32_t vector)
+    static constexpr uint32_t last_block(uint32_t window)
     {
-        lanes result{};
-        for (uint32_t s = vector * lane_count; s < slots && s < (vector + 1) * lane_count; ++s)
-            result.bytes[s % lane_count] = static_cast<uint8_t>(all.slot[s].field);
-        return result;
-    }
-    static constexpr lanes array_lanes(uint32_t vector)
-    {
-        lanes result{};
-        for (uint32_t s = vector * lane_count; s < slots && s < (vector + 1) * lane_count; ++s)
-            result.bytes[s % lane_count] = all.slot[s].is_scalar ? 0 : 0xFF;
-        return result;
+        uint32_t block = 0;
+        for (uint32_t s = 0; s < slots; ++s) {
+            if (is_in(window, s))
+                block = block_of(all.slot[s].last_at + all.slot[s].field - 1);
+        }
+        return block;
     }
 };
 
@@ -275,94 +304,86 @@ inline constexpr bool is_sparse = [] {
         return false;
 }();
 
-constexpr lanes filled(uint8_t with)
-{
-    lanes result{};
-    for (uint8_t &byte : result.bytes)
-        byte = with;
-    return result;
-}
-
-/// Which scalars of a record are not zero: 0xFF in each byte of those, window by window.
+/// Which scalars of a record are zero.
 template <class M>
-struct presence {
+class presence {
+  public:
     using layout = packed_layout<M>;
 
-    u8x16 window[layout::windows.count];
-    uint32_t bits[layout::windows.count];
-
-    [[gnu::always_inline]] void look_at(const uint8_t *record)
+    [[gnu::always_inline]] explicit presence(const uint8_t *record)
     {
         look(record, std::make_integer_sequence<uint32_t, layout::windows.count>{});
     }
 
     /// True when every scalar of the record is present.
-    [[gnu::always_inline]] static bool is_full(const uint8_t *record)
+    [[gnu::always_inline]] bool is_full() const { return is_zero(zeros_); }
+
+    /// 0xFF in the lanes of those that are present.
+    [[gnu::always_inline]] u8x16 present_lanes() const
     {
-        return has_no_zeros(record, std::make_integer_sequence<uint32_t, layout::windows.count>{});
+        static constexpr lanes scalars = layout::scalar_lanes(nullptr);
+        return ~zeros_ & scalars.vector();
     }
-    /// Bytes of the table from its vtable on.
-    [[gnu::always_inline]] uint32_t table_size() const
+
+    /// What a window has of them, as its squeeze_table has it.
+    template <uint32_t Window>
+    [[gnu::always_inline]] static uint32_t subset(uint32_t bits)
     {
-        constexpr uint32_t arrays = [] {
-            uint32_t bytes = layout::all.bodies;
-            for (const auto &slot : layout::all.slot)
-                bytes += slot.is_scalar ? 0 : slot.field;
-            return bytes;
-        }();
-        uint32_t size = vtable_length(layout::slots) + word_size + arrays;
-#pragma GCC unroll 16
-        for (uint32_t w = 0; w < layout::windows.count; ++w)
-            size += static_cast<uint32_t>(__builtin_popcount(bits[w]));
-        return size;
+        constexpr auto window = layout::windows.windows[Window];
+        constexpr uint32_t lane = layout::all.slot[window.first].lane;
+        constexpr uint32_t count = window.end - window.first;
+        if constexpr (lane + count == layout::all.scalars)
+            return bits >> lane;
+        else
+            return bits >> lane & ((1U << count) - 1);
+    }
+    /// Bytes of the table from its vtable on, with these scalars.
+    [[gnu::always_inline]] static uint32_t table_size(uint32_t bits)
+    {
+        return fixed_size +
+               sum_of_windows(bits, std::make_integer_sequence<uint32_t, layout::windows.count>{});
     }
 
   private:
-    template <uint32_t Window, uint32_t Width, class Vector>
-    [[gnu::always_inline]] static void add_zeros(u8x16 &zeros, u8x16 bytes)
-    {
-        if constexpr (layout::has_width(Window, Width)) {
-            static constexpr lanes mask = layout::width_mask(Window, Width);
-            const auto equal = reinterpret_cast<Vector>(bytes) == Vector{};
-            zeros |= reinterpret_cast<u8x16>(equal) & mask.vector();
-        }
-    }
-
-    /// 0xFF in each byte of the window's scalars that are zero.
-    template <uint32_t Window>
-    [[gnu::always_inline]] static u8x16 zeros_of(const uint8_t *record)
-    {
-        const u8x16 bytes =
-            load_first<layout::window_size>(record + layout::windows.windows[Window].at);
-        u8x16 zeros = {};
-        add_zeros<Window, 1, u8x16>(zeros, bytes);
-        add_zeros<Window, 2, u16x8>(zeros, bytes);
-        add_zeros<Window, 4, u32x4>(zeros, bytes);
-        add_zeros<Window, 8, u64x2>(zeros, bytes);
-        return zeros;
-    }
+    static constexpr uint32_t fixed_size = vtable_length(layout::slots) + word_size +
+                                           layout::all.arrays * word_size + layout::all.bodies;
 
     template <uint32_t... Window>
-    [[gnu::always_inline]] static bool has_no_zeros(const uint8_t *record,
-                                                    std::integer_sequence<uint32_t, Window...>)
+    [[gnu::always_inline]] static uint32_t
+    sum_of_windows(uint32_t bits, std::integer_sequence<uint32_t, Window...>)
     {
-        return is_zero((zeros_of<Window>(record) | ...));
+        return (squeeze_table<layout::shape(Window), layout::squeeze_width>::table
+                    .bytes[subset<Window>(bits)] +
+                ... + 0U);
     }
 
+    template <uint32_t Window, uint32_t Width, class Vector>
+    [[gnu::always_inline]] void add_zeros(u8x16 bytes)
+    {
+        if constexpr (layout::has_width(Window, Width)) {
+            static constexpr lanes indices = layout::window_to_lanes(Window, Width);
+            const auto equal = reinterpret_cast<Vector>(bytes) == Vector{};
+            zeros_ |= shuffle(reinterpret_cast<u8x16>(equal), indices.vector());
+        }
+    }
     template <uint32_t Window>
     [[gnu::always_inline]] void look_through(const uint8_t *record)
     {
-        static constexpr lanes scalars = layout::scalar_mask(Window);
-        window[Window] = scalars.vector() & ~zeros_of<Window>(record);
-        bits[Window] = bits_of(window[Window]);
+        const u8x16 bytes =
+            load_first<layout::window_size>(record + layout::windows.windows[Window].at);
+        add_zeros<Window, 1, u8x16>(bytes);
+        add_zeros<Window, 2, u16x8>(bytes);
+        add_zeros<Window, 4, u32x4>(bytes);
+        add_zeros<Window, 8, u64x2>(bytes);
     }
-
     template <uint32_t... Window>
     [[gnu::always_inline]] void look(const uint8_t *record,
                                      std::integer_sequence<uint32_t, Window...>)
     {
         (look_through<Window>(record), ...);
     }
+
+    u8x16 zeros_ = {}; ///< 0xFF in the lanes of scalars that are
 };
 
 /// Writes the packed table of a record, from its vtable on.
@@ -371,10 +392,11 @@ class sparse_writer {
   public:
     using layout = packed_layout<M>;
 
-    /// Writes at `vtable` the `size` bytes that the record's presence gives.
+    /// Writes at `vtable` the table of a record with these scalars, the lanes and their bits;
+    /// `size` bytes.
     [[gnu::always_inline]] static void write(uint8_t *__restrict vtable,
-                                             const uint8_t *__restrict record,
-                                             const presence<M> &present, uint32_t size)
+                                             const uint8_t *__restrict record, u8x16 present,
+                                             uint32_t bits, uint32_t size)
     {
         uint8_t *const table = vtable + vtable_length(layout::slots);
         uint8_t *const end = vtable + size;
@@ -391,7 +413,7 @@ class sparse_writer {
                 memcpy(body + word_size, record + slot.record_at, slot.size);
             } else if constexpr (constexpr uint32_t w = window_of(Slot);
                                  layout::windows.windows[w].first == Slot) {
-                squeeze_window<w>(at, record, present);
+                squeeze_window<w>(at, record, bits);
             }
         });
 
@@ -433,113 +455,92 @@ class sparse_writer {
         return count;
     }
 
-    /// The `Size` bytes at `from`, of which those in the mask go below `at`, which moves down to the
-    /// first of them. Eight bytes are written.
-    template <uint32_t Size>
-    [[gnu::always_inline]] static void squeeze_bytes(uint8_t *&at, const uint8_t *from,
-                                                     uint32_t mask)
-    {
-        const u8x16 squeezed =
-            shuffle(load_first<Size>(from), load_first<8>(squeeze.indices[mask]));
-        store_first<8>(at - 8, squeezed);
-        at -= __builtin_popcount(mask);
-    }
-
+    /// The present scalars of a window go below `at`, which moves down to the first of them.
     template <uint32_t Window>
     [[gnu::always_inline]] static void squeeze_window(uint8_t *&at, const uint8_t *record,
-                                                      const presence<M> &present)
+                                                      uint32_t bits)
     {
-        constexpr uint32_t all_bits = layout::all_bits(Window);
-        const uint8_t *from = record + layout::windows.windows[Window].at;
-        if constexpr ((all_bits & 0xFF00) != 0)
-            squeeze_bytes<layout::window_size - 8>(at, from + 8, present.bits[Window] >> 8);
-        if constexpr ((all_bits & 0xFF) != 0)
-            squeeze_bytes < layout::window_size<8 ? layout::window_size : 8>(
-                                at, from, present.bits[Window] & 0xFF);
+        constexpr auto &table = squeeze_table<layout::shape(Window), layout::squeeze_width>::table;
+        const uint32_t subset = presence<M>::template subset<Window>(bits);
+        const u8x16 bytes =
+            load_first<layout::window_size>(record + layout::windows.windows[Window].at);
+        const auto *indices = static_cast<const uint8_t *>(
+            __builtin_assume_aligned(table.indices[subset], layout::squeeze_width));
+        store_first<layout::squeeze_width>(
+            at - layout::squeeze_width, shuffle(bytes, load_first<layout::squeeze_width>(indices)));
+        at -= table.bytes[subset];
     }
 
-    template <uint32_t Vector, uint32_t... Window>
-    [[gnu::always_inline]] static u8x16 present_lanes(const presence<M> &present,
-                                                      std::integer_sequence<uint32_t, Window...>)
+    /// Shuffle of lanes to eight entries from slot `First`, as the vtable has them: of scalars, or
+    /// of arrays, which take the lane of the next scalar.
+    static constexpr lanes lanes_to_entries(uint32_t first, uint32_t count, bool scalars)
     {
-        static constexpr lanes arrays = layout::array_lanes(Vector);
-        u8x16 result = arrays.vector();
-        (
-            [&]() __attribute__((always_inline)) {
-                if constexpr (layout::leads_to_lanes(Window, Vector)) {
-                    static constexpr lanes indices = layout::window_to_lanes(Window, Vector);
-                    result |= shuffle(present.window[Window], indices.vector());
-                }
-            }(),
-            ...);
+        lanes result = filled(no_byte);
+        for (uint32_t i = 0; i < count; ++i) {
+            const auto &slot = layout::all.slot[first + i];
+            if (slot.is_scalar == scalars)
+                result.bytes[2 * i] = static_cast<uint8_t>(slot.lane);
+        }
+        return result;
+    }
+    static constexpr bool has_arrays(uint32_t first, uint32_t count)
+    {
+        for (uint32_t s = first; s < first + count; ++s) {
+            if (!layout::all.slot[s].is_scalar)
+                return true;
+        }
+        return false;
+    }
+    /// What an array's entry has over the sum of the widths before it.
+    static constexpr lanes array_bases(uint32_t first, uint32_t count)
+    {
+        lanes result{};
+        for (uint32_t i = 0; i < count; ++i) {
+            const auto &slot = layout::all.slot[first + i];
+            if (!slot.is_scalar)
+                result.bytes[2 * i] = static_cast<uint8_t>(slot.least_at);
+        }
         return result;
     }
 
-    /// Entries of the slots of one vector as bytes; `base` is the offset of the first field and
-    /// becomes that of the first behind them, in all lanes.
-    template <uint32_t Vector>
-    [[gnu::always_inline]] static u8x16 entries_of(const presence<M> &present, u8x16 &base)
-    {
-        static constexpr lanes sizes = layout::field_sizes(Vector);
-        static constexpr lanes last = filled(lane_count - 1);
-        const u8x16 is_present = present_lanes<Vector>(
-            present, std::make_integer_sequence<uint32_t, layout::windows.count>{});
-        const u8x16 own = is_present & sizes.vector();
-        u8x16 sum = own;
-        sum += bytes_up<1>(sum);
-        sum += bytes_up<2>(sum);
-        sum += bytes_up<4>(sum);
-        if constexpr (layout::slots - Vector * lane_count > 8)
-            sum += bytes_up<8>(sum);
-        const u8x16 entries = (sum - own + base) & is_present;
-        if constexpr (Vector + 1 < layout::lane_vectors)
-            base += shuffle(sum, last.vector());
-        return entries;
-    }
-
-    /// Entries of slots [First, First + Count) of a vector, as the vtable has them.
+    /// `entries` of the scalars; `before` are the bytes of all scalars before each.
     template <uint32_t First, uint32_t Count>
-    [[gnu::always_inline]] static void store_entries(uint8_t *to, u8x16 entries)
+    [[gnu::always_inline]] static void store_entries(uint8_t *to, u8x16 entries, u8x16 before)
     {
-        static constexpr lanes indices = [] {
-            lanes result = filled(no_byte);
-            for (uint32_t i = 0; i < Count; ++i)
-                result.bytes[2 * i] = static_cast<uint8_t>(First + i);
-            return result;
-        }();
-        store_first<2 * Count>(to + First * entry_size, shuffle(entries, indices.vector()));
-    }
-
-    template <uint32_t Vector>
-    [[gnu::always_inline]] static void write_vector(uint8_t *to, u8x16 entries)
-    {
-        constexpr uint32_t left = layout::slots - Vector * lane_count;
-        constexpr uint32_t count = left < lane_count ? left : lane_count;
-        if constexpr (count >= 8) {
-            store_entries<0, 8>(to, entries);
-            if constexpr (count > 8)
-                store_entries<count - 8, 8>(to, entries);
-        } else if constexpr (count >= 4) {
-            store_entries<0, 4>(to, entries);
-            if constexpr (count > 4)
-                store_entries<count - 4, 4>(to, entries);
-        } else if constexpr (count >= 2) {
-            store_entries<0, 2>(to, entries);
-            if constexpr (count > 2)
-                store_entries<count - 2, 2>(to, entries);
-        } else {
-            store_entries<0, 1>(to, entries);
+        static constexpr lanes of_scalars = lanes_to_entries(First, Count, true);
+        u8x16 result = shuffle(entries, of_scalars.vector());
+        if constexpr (has_arrays(First, Count)) {
+            static constexpr lanes of_arrays = lanes_to_entries(First, Count, false);
+            static constexpr lanes bases = array_bases(First, Count);
+            result |= shuffle(before, of_arrays.vector()) + bases.vector();
         }
+        store_first<2 * Count>(to + First * entry_size, result);
     }
 
-    [[gnu::always_inline]] static void write_entries(uint8_t *vtable, const presence<M> &present)
+    [[gnu::always_inline]] static void write_entries(uint8_t *vtable, u8x16 present)
     {
-        static constexpr lanes first_field = filled(word_size);
+        static constexpr lanes sizes = layout::scalar_lanes(&layout::slot_facts::field);
+        static constexpr lanes bases = layout::scalar_lanes(&layout::slot_facts::least_at);
+        const u8x16 own = present & sizes.vector();
+        u8x16 before = bytes_up<1>(own);
+        before += bytes_up<1>(before);
+        before += bytes_up<2>(before);
+        if constexpr (layout::all.scalars > 4)
+            before += bytes_up<4>(before);
+        if constexpr (layout::all.scalars > 8)
+            before += bytes_up<8>(before);
+        const u8x16 entries = (before + bases.vector()) & present;
+
         uint8_t *to = vtable + 2 * entry_size;
-        u8x16 base = first_field.vector();
-        write_vector<0>(to, entries_of<0>(present, base));
-        if constexpr (layout::lane_vectors > 1)
-            write_vector<1>(to + lane_count * entry_size, entries_of<1>(present, base));
+        constexpr uint32_t slots = layout::slots;
+        constexpr uint32_t step = slots >= 8 ? 8 : slots >= 4 ? 4 : slots >= 2 ? 2 : 1;
+        [&]<uint32_t... Index>(std::integer_sequence<uint32_t, Index...>)
+            __attribute__((always_inline))
+        {
+            (store_entries < (Index + 1) * step <= slots ? Index * step : slots - step,
+             step > (to, entries, before), ...);
+        }
+        (std::make_integer_sequence<uint32_t, (slots + step - 1) / step>{});
     }
 };
 
@@ -557,39 +558,50 @@ class sparse_reader {
                                             uint32_t table, uint32_t vtable,
                                             uint8_t *__restrict record)
     {
-        if (len < blocks * 16)
+        const uint32_t room = len - table;
+        if (has_room ? room < word_size + 16 * blocks : len < 16)
             return false;
         const uint8_t *entries = bytes + vtable + 2 * entry_size;
-        // Where every entry is in order the fields are in `blocks` blocks from the table's first,
-        // or, near the end of the buffer, in its last ones.
-        const uint32_t first = table + word_size;
-        const uint32_t base = first <= len - blocks * 16 ? first : len - blocks * 16;
-
-        u8x16 index[layout::lane_vectors];
-        if (!indices_of(entries, len - table, static_cast<uint8_t>(table - base), index))
+        u8x16 index[index_vectors];
+        if (!indices_of(entries, room, index))
             return false;
-        uint32_t body[layout::slots];
-        if (!find_arrays(bytes, len, table, entries, body))
+        uint64_t bodies = 0;
+        if (!find_bodies(bytes + table, room, entries, bodies))
             return false;
 
         u8x16 block[blocks];
+        u8x16 shift[blocks] = {};
 #pragma GCC unroll 16
-        for (uint32_t b = 0; b < blocks; ++b)
-            block[b] = load16(bytes + base + b * 16);
-        write_windows(record, index, block,
+        for (uint32_t b = 0; b < blocks; ++b) {
+            uint32_t at = table + word_size + 16 * b;
+            if constexpr (!has_room) {
+                // The last bytes there are, when the block does not lie inside.
+                const uint32_t last = len - 16;
+                const uint32_t nominal = at;
+                at = at < last ? at : last;
+                shift[b] = u8x16{} + static_cast<uint8_t>(nominal - at);
+            }
+            block[b] = load16(bytes + at);
+        }
+        write_windows(record, index, block, shift,
                       std::make_integer_sequence<uint32_t, layout::windows.count>{});
         each_slot(
             typename M::slots{}, [&]<class Slot, uint32_t Index>() __attribute__((always_inline)) {
                 if constexpr (is_array<Slot>)
-                    memcpy(record + Slot::at, bytes + body[Index], Slot::body_size - word_size);
+                    memcpy(record + Slot::at,
+                           bytes + table + bodies + layout::all.slot[Index].body_at + word_size,
+                           Slot::body_size - word_size);
             });
         return true;
     }
 
   private:
-    /// Of sixteen bytes, which the field area takes.
-    static constexpr uint32_t blocks = (layout::all.fields_end - word_size + 15) / 16;
+    static constexpr uint32_t blocks = layout::blocks;
     static constexpr uint32_t halves = (layout::slots + 7) / 8;
+    static constexpr uint32_t index_vectors = (halves + 1) / 2;
+    /// All blocks lie inside whatever is left out: behind the fields are the bodies.
+    static constexpr bool has_room =
+        layout::all.arrays * word_size + layout::all.bodies >= 16 * blocks;
 
     struct half_lanes {
         alignas(16) uint16_t words[8];
@@ -601,118 +613,188 @@ class sparse_reader {
             return value;
         }
     };
-    static constexpr half_lanes last_entries(uint32_t half)
+    static constexpr half_lanes of_half(uint32_t half, uint32_t layout::slot_facts::*fact)
     {
         half_lanes result{};
         for (uint32_t s = half * 8; s < layout::slots && s < half * 8 + 8; ++s)
-            result.words[s % 8] = static_cast<uint16_t>(layout::all.slot[s].last_at);
+            result.words[s % 8] = static_cast<uint16_t>(layout::all.slot[s].*fact);
         return result;
     }
-    static constexpr half_lanes sizes(uint32_t half)
+
+    static constexpr lanes least_entries(uint32_t vector)
     {
-        half_lanes result{};
-        for (uint32_t s = half * 8; s < layout::slots && s < half * 8 + 8; ++s)
-            result.words[s % 8] = static_cast<uint16_t>(layout::all.slot[s].field);
+        lanes result{};
+        for (uint32_t s = vector * lane_count; s < layout::slots && s < (vector + 1) * lane_count;
+             ++s)
+            result.bytes[s % lane_count] = static_cast<uint8_t>(layout::all.slot[s].least_at);
         return result;
     }
 
     /// Eight entries; `excess` becomes non-zero where one is larger than the writer ever makes it,
     /// or its field passes the end of the buffer.
     template <uint32_t Half>
-    [[gnu::always_inline]] static u16x8 load_entries(const uint8_t *entries, u16x8 room,
+    [[gnu::always_inline]] static u16x8 load_entries(const uint8_t *entries, uint32_t room,
                                                      u16x8 &excess)
     {
         constexpr uint32_t left = layout::slots - Half * 8;
-        static constexpr half_lanes last = last_entries(Half);
-        static constexpr half_lanes size = sizes(Half);
+        static constexpr half_lanes last = of_half(Half, &layout::slot_facts::last_at);
         const auto loaded = reinterpret_cast<u16x8>(
             load_first<(left < 8 ? left : 8) * entry_size>(entries + Half * 8 * entry_size));
-        excess |= subtract_saturating(loaded, last.vector()) |
-                  subtract_saturating(loaded + size.vector(), room);
+        excess |= subtract_saturating(loaded, last.vector());
+        if constexpr (!has_room) {
+            static constexpr half_lanes size = of_half(Half, &layout::slot_facts::field);
+            const auto room16 = static_cast<uint16_t>(room < UINT16_MAX ? room : UINT16_MAX);
+            excess |= subtract_saturating(loaded + size.vector(), u16x8{} + room16);
+        }
         return loaded;
     }
 
-    /// The index of each slot's field in the blocks, no_byte for an absent one.
+    /// Each slot's entry as a byte, `absent` for 0: with bit 7 set after all that is added to it
+    /// below, which is between -100 (the sixth block's 4 + 96) and 19.
     [[gnu::always_inline]] static bool indices_of(const uint8_t *entries, uint32_t room,
-                                                  uint8_t shift,
-                                                  u8x16 (&index)[layout::lane_vectors])
+                                                  u8x16 (&index)[index_vectors])
     {
-        // An entry of 1 to 3 would lie in the soffset: nothing that the writer makes.
-        static constexpr lanes least = filled(word_size);
-        const auto room16 = static_cast<uint16_t>(room < UINT16_MAX ? room : UINT16_MAX);
-        const u16x8 rooms = u16x8{} + room16;
+        constexpr uint8_t absent = 0xE8;
         u16x8 excess = {};
-        u16x8 half[2 * layout::lane_vectors] = {};
+        u16x8 half[2 * index_vectors] = {};
         [&]<uint32_t... Half>(std::integer_sequence<uint32_t, Half...>)
             __attribute__((always_inline))
         {
-            ((half[Half] = load_entries<Half>(entries, rooms, excess)), ...);
+            ((half[Half] = load_entries<Half>(entries, room, excess)), ...);
         }
         (std::make_integer_sequence<uint32_t, halves>{});
         auto wrong = reinterpret_cast<u8x16>(excess);
-#pragma GCC unroll 16
-        for (uint32_t v = 0; v < layout::lane_vectors; ++v) {
-            const u8x16 entry = narrow(half[2 * v], half[2 * v + 1]);
-            const auto absent = reinterpret_cast<u8x16>(entry == u8x16{});
-            wrong |= reinterpret_cast<u8x16>(entry < least.vector()) & ~absent;
-            index[v] = ((entry + shift) & ~absent) | (absent & (u8x16{} + no_byte));
+        [&]<uint32_t... Vector>(std::integer_sequence<uint32_t, Vector...>)
+            __attribute__((always_inline))
+        {
+            (
+                [&]() __attribute__((always_inline)) {
+                    const u8x16 entry = narrow(half[2 * Vector], half[2 * Vector + 1]);
+                    const auto is_absent = reinterpret_cast<u8x16>(entry == u8x16{});
+                    index[Vector] = entry | (is_absent & (u8x16{} + absent));
+                    static constexpr lanes least = least_entries(Vector);
+                    wrong |= subtract_saturating(least.vector(), index[Vector]);
+                    if constexpr (has_arrays_in(Vector)) {
+                        static constexpr lanes arrays = array_lanes(Vector);
+                        wrong |= is_absent & arrays.vector();
+                    }
+                }(),
+                ...);
         }
+        (std::make_integer_sequence<uint32_t, index_vectors>{});
         return is_zero(wrong);
     }
 
-    /// Where the elements of each array lie; false when one is absent, counts otherwise than the
-    /// type, or is not inside.
-    [[gnu::always_inline]] static bool find_arrays(const uint8_t *bytes, uint32_t len,
-                                                   uint32_t table, const uint8_t *entries,
-                                                   uint32_t (&body)[layout::slots])
+    static constexpr lanes array_lanes(uint32_t vector)
     {
-        return all_slots(
-            typename M::slots{}, [&]<class Slot, uint32_t Index>() __attribute__((always_inline)) {
-                if constexpr (is_array<Slot>) {
-                    const uint32_t entry =
-                        load<byte_order::native, uint16_t>(entries + Index * entry_size);
-                    const uint32_t word = table + entry;
-                    const uint32_t offset = load<byte_order::native, uint32_t>(bytes + word);
-                    const uint64_t at = uint64_t{word} + offset;
-                    if (entry == 0 || at + Slot::body_size > len ||
-                        load<byte_order::native, uint32_t>(bytes + at) != Slot::count)
-                        return false;
-                    body[Index] = static_cast<uint32_t>(at) + word_size;
-                }
+        lanes result{};
+        for (uint32_t s = vector * lane_count; s < layout::slots && s < (vector + 1) * lane_count;
+             ++s)
+            result.bytes[s % lane_count] = layout::all.slot[s].is_scalar ? 0 : 0xFF;
+        return result;
+    }
+    static constexpr bool has_arrays_in(uint32_t vector)
+    {
+        for (const uint8_t lane : array_lanes(vector).bytes) {
+            if (lane != 0)
                 return true;
+        }
+        return false;
+    }
+
+    /// Where the bodies of the arrays lie, from the table: one behind the other, each with its
+    /// count, as the first array's word has it. False when they do not. Entries are in order.
+    [[gnu::always_inline]] static bool find_bodies(const uint8_t *table, uint32_t room,
+                                                   const uint8_t *entries, uint64_t &bodies)
+    {
+        if constexpr (layout::all.arrays == 0) {
+            return true;
+        } else {
+            uint64_t difference = 0;
+            each_array([&]<class Slot, uint32_t Index>() __attribute__((always_inline)) {
+                constexpr uint64_t body_at = layout::all.slot[Index].body_at;
+                const uint64_t entry =
+                    load<byte_order::native, uint16_t>(entries + Index * entry_size);
+                const uint64_t body =
+                    entry + load<byte_order::native, uint32_t>(table + entry) - body_at;
+                if constexpr (layout::all.slot[Index].arrays == 0)
+                    bodies = body;
+                else
+                    difference |= body ^ bodies;
+            });
+            if (room < layout::all.bodies || bodies > room - layout::all.bodies)
+                return false;
+            each_array([&]<class Slot, uint32_t Index>() __attribute__((always_inline)) {
+                const uint8_t *body = table + bodies + layout::all.slot[Index].body_at;
+                difference |= load<byte_order::native, uint32_t>(body) ^ Slot::count;
+            });
+            return difference == 0;
+        }
+    }
+    template <class Visitor>
+    [[gnu::always_inline]] static void each_array(Visitor &&visit)
+    {
+        each_slot(
+            typename M::slots{}, [&]<class Slot, uint32_t Index>() __attribute__((always_inline)) {
+                if constexpr (is_array<Slot>)
+                    visit.template operator()<Slot, Index>();
             });
     }
 
     template <uint32_t Window>
-    [[gnu::always_inline]] static u8x16 window_of(const u8x16 (&index)[layout::lane_vectors],
-                                                  const u8x16 (&block)[blocks])
+    [[gnu::always_inline]] static u8x16 window_of(const u8x16 (&index)[index_vectors],
+                                                  const u8x16 (&block)[blocks],
+                                                  const u8x16 (&shift)[blocks])
     {
-        static constexpr lanes in_scalar = layout::byte_in_scalar(Window);
-        static constexpr lanes from_first = layout::lanes_to_window(Window, 0);
-        u8x16 indices = shuffle(index[0], from_first.vector());
-        if constexpr (layout::lane_vectors > 1) {
-            static constexpr lanes from_second = layout::lanes_to_window(Window, 1);
-            indices |= shuffle(index[1], from_second.vector());
+        u8x16 entries = {};
+        [&]<uint32_t... Vector>(std::integer_sequence<uint32_t, Vector...>)
+            __attribute__((always_inline))
+        {
+            (
+                [&]() __attribute__((always_inline)) {
+                    if constexpr (layout::has_slot_of(Window, Vector)) {
+                        static constexpr lanes indices = layout::slots_to_window(Window, Vector);
+                        entries |= shuffle(index[Vector], indices.vector());
+                    }
+                }(),
+                ...);
         }
-        indices += in_scalar.vector();
-        if constexpr (blocks == 1) {
-            return shuffle(block[0], indices);
-        } else {
-            u8x16 bytes = {};
-#pragma GCC unroll 16
-            for (uint32_t b = 0; b < blocks; ++b)
-                bytes |= shuffle_from(block[b], indices, static_cast<uint8_t>(16 * b));
-            return bytes;
+        (std::make_integer_sequence<uint32_t, index_vectors>{});
+
+        constexpr uint32_t first = layout::first_block(Window);
+        constexpr uint32_t last = layout::last_block(Window);
+        u8x16 bytes = {};
+        [&]<uint32_t... Block>(std::integer_sequence<uint32_t, Block...>)
+            __attribute__((always_inline))
+        {
+            (
+                [&]() __attribute__((always_inline)) {
+                    constexpr uint32_t b = first + Block;
+                    static constexpr lanes in_block =
+                        layout::byte_in_scalar(Window, word_size + 16 * b);
+                    u8x16 indices = entries + in_block.vector();
+                    if constexpr (!has_room)
+                        indices += shift[b];
+                    // What lies below the block has wrapped to an index of no byte; what lies above
+                    // is to become one.
+                    if constexpr (b < last)
+                        indices = above_15_to_no_byte(indices);
+                    bytes |= shuffle(block[b], indices);
+                }(),
+                ...);
         }
+        (std::make_integer_sequence<uint32_t, last - first + 1>{});
+        return bytes;
     }
 
     template <uint32_t... Window>
     [[gnu::always_inline]] static void
-    write_windows(uint8_t *record, const u8x16 (&index)[layout::lane_vectors],
-                  const u8x16 (&block)[blocks], std::integer_sequence<uint32_t, Window...>)
+    write_windows(uint8_t *record, const u8x16 (&index)[index_vectors],
+                  const u8x16 (&block)[blocks], const u8x16 (&shift)[blocks],
+                  std::integer_sequence<uint32_t, Window...>)
     {
         (store_first<layout::window_size>(record + layout::windows.windows[Window].at,
-                                          window_of<Window>(index, block)),
+                                          window_of<Window>(index, block, shift)),
          ...);
     }
 };

@@ -62,7 +62,12 @@ template <class M>
     if (table < word_size + length)
         return false;
     const uint32_t vtable = table - length;
-    if (len - vtable >= form::extent && form::mismatch(bytes + vtable) == 0) {
+    // The table's length tells a table with all slots from one without.
+    constexpr uint32_t full_length =
+        form::image.bytes[entry_size] + 256U * form::image.bytes[entry_size + 1];
+    const uint32_t ends = load<byte_order::native, uint16_t>(bytes + vtable + entry_size);
+    if (ends == full_length && len - vtable >= form::extent &&
+        form::mismatch(bytes + vtable) == 0) {
         form::read(record, bytes + vtable);
         return true;
     }
