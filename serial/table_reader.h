@@ -36,10 +36,11 @@ inline constexpr const char *reader_name =
                              : function_name<M, "_unpack_non_root">::text;
 
 // Short cuts. Each reads what one writer of the type writes, whole and at once, and says no to
-// anything else without having written; the careful reader below then has the word. `table` is at
-// least 4 and at most len - 4.
+// anything else without having written; the careful reader below then has the word. `len` is at
+// least 4.
 
-/// A table as its frame has it, the frame's root offset included.
+/// A table as its frame has it, the frame's root offset included. `table` is at least 4 and at most
+/// len - 4.
 template <class M>
 [[gnu::always_inline]] inline bool read_framed(const uint8_t *bytes, uint32_t len, uint32_t table,
                                                uint8_t *record)
@@ -52,29 +53,39 @@ template <class M>
     return true;
 }
 
+/// A table as the packer has it when no scalar is left out.
+template <class M>
+[[gnu::always_inline]] inline bool read_full(const uint8_t *bytes, uint32_t len, uint32_t table,
+                                             uint8_t *record)
+{
+    using form = full_table_form<M>;
+    constexpr uint32_t table_length =
+        form::image.bytes[entry_size] + 256U * form::image.bytes[entry_size + 1];
+    // From the first place that a vtable can have: one that lies before wraps, and is far outside.
+    const uint32_t vtable = table - vtable_length(slot_count<M>);
+    if (uint64_t{vtable - word_size} + word_size + form::extent > len)
+        return false;
+    // The table length differs first when something is left out.
+    if (load<byte_order::native, uint16_t>(bytes + vtable + entry_size) != table_length ||
+        form::mismatch(bytes + vtable) != 0)
+        return false;
+    form::read(record, bytes + vtable);
+    return true;
+}
+
 /// A table as the packer has it: behind its vtable, with all slots in that.
 template <class M>
 [[gnu::always_inline]] inline bool read_packed(const uint8_t *bytes, uint32_t len, uint32_t table,
                                                uint8_t *record)
 {
-    using form = full_table_form<M>;
-    constexpr uint32_t length = vtable_length(slot_count<M>);
-    if (table < word_size + length)
-        return false;
-    const uint32_t vtable = table - length;
-    // The table's length tells a table with all slots from one without.
-    constexpr uint32_t full_length =
-        form::image.bytes[entry_size] + 256U * form::image.bytes[entry_size + 1];
-    const uint32_t ends = load<byte_order::native, uint16_t>(bytes + vtable + entry_size);
-    if (ends == full_length && len - vtable >= form::extent &&
-        form::mismatch(bytes + vtable) == 0) {
-        form::read(record, bytes + vtable);
+    if (read_full<M>(bytes, len, table, record))
         return true;
-    }
     if constexpr (is_sparse<M>) {
-        return load<byte_order::native, uint32_t>(bytes + table) == length &&
-               load<byte_order::native, uint16_t>(bytes + vtable) == length &&
-               sparse_reader<M>::read(bytes, len, table, vtable, record);
+        constexpr uint32_t length = vtable_length(slot_count<M>);
+        return table >= word_size + length && table <= len - word_size &&
+               load<byte_order::native, uint32_t>(bytes + table) == length &&
+               load<byte_order::native, uint16_t>(bytes + table - length) == length &&
+               sparse_reader<M>::read(bytes, len, table, table - length, record);
     }
     return false;
 }
@@ -259,8 +270,7 @@ class table_reader {
     [[gnu::always_inline]] bool read_element(uint32_t position, uint8_t *record) const
     {
         if constexpr (Order == byte_order::native && has_known_forms<M>) {
-            if (position <= from_.len - word_size &&
-                read_packed<M>(from_.bytes, from_.len, position, record))
+            if (read_packed<M>(from_.bytes, from_.len, position, record))
                 return true;
         }
         return read_table<M>(position, record);
