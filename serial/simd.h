@@ -5,6 +5,8 @@
 #include <stdint.h>
 #include <string.h>
 
+#include <utility>
+
 #if defined(__aarch64__)
 #include <arm_neon.h>
 #elif defined(__SSE4_1__) && defined(__SSSE3__)
@@ -96,6 +98,24 @@ inline u8x16 above_15_to_no_byte(u8x16 indices)
     return reinterpret_cast<u8x16>(
         _mm_adds_epu8(reinterpret_cast<__m128i>(indices), _mm_set1_epi8(0x70)));
 #endif
+}
+
+/// Sixteen constants as a vector.
+struct lanes {
+    alignas(16) uint8_t bytes[16];
+
+    [[gnu::always_inline]] u8x16 vector() const { return load16(bytes); }
+};
+
+/// Byte i of `a` where the mask has 0xFF there, of `b` where it has 0.
+template <lanes Mask>
+[[gnu::always_inline]] inline u8x16 select(u8x16 a, u8x16 b)
+{
+    return [&]<size_t... I>(std::index_sequence<I...>) __attribute__((always_inline))
+    {
+        return __builtin_shufflevector(a, b, (Mask.bytes[I] != 0 ? I : 16 + I)...);
+    }
+    (std::make_index_sequence<16>{});
 }
 
 /// max(a - b, 0), byte by byte.

@@ -3,8 +3,9 @@
 // more than all the work here.
 //
 // Two views of a record. Windows are sixteen bytes of it, as few as cover everything that is not an
-// array, in slot order. Lanes are its scalars, a byte each, in one vector. A constant shuffle leads
-// from one to the other, so presence, widths and vtable entries are computed for all at once.
+// array, in slot order. Lanes are its slots, a byte each, in one vector; of more slots than that,
+// its scalars. A constant shuffle leads from one to the other, so presence, widths and vtable
+// entries are computed for all at once.
 //
 // Writing: which scalars are zero, as lanes -> a bit each -> a table per window has the bytes that
 // the present ones take, their sum is the size, and the shuffle that squeezes them together; a
@@ -23,13 +24,6 @@ namespace vorl {
 inline constexpr uint32_t lane_count = 16;
 inline constexpr uint32_t window_scalar_limit = 8;
 inline constexpr uint8_t no_byte = 0x80; ///< a shuffle index that yields zero
-
-/// Sixteen constants as a vector.
-struct lanes {
-    alignas(16) uint8_t bytes[lane_count];
-
-    [[gnu::always_inline]] u8x16 vector() const { return load16(bytes); }
-};
 
 constexpr lanes filled(uint8_t with)
 {
@@ -84,17 +78,18 @@ struct packed_layout {
         uint32_t field;    ///< bytes in the field area: the width, or an offset word
         uint32_t least_at; ///< offset from the table when no scalar before is present
         uint32_t last_at;  ///< and when all are
-        uint32_t lane;     ///< scalars before it
+        uint32_t lane;     ///< of an array without one: that of the next scalar
         uint32_t body;     ///< of an array: bytes of its body
         uint32_t body_at;  ///< and where it lies behind the fields
         uint32_t arrays;   ///< before it
         bool is_scalar;
     };
+    static constexpr bool arrays_have_lanes = slots <= lane_count;
     struct facts {
         slot_facts slot[slots];
+        uint32_t lanes;
         uint32_t fields_end; ///< of a full table
         uint32_t bodies;     ///< bytes
-        uint32_t scalars;
         uint32_t arrays;
     };
     static constexpr facts all = [] {
@@ -105,12 +100,12 @@ struct packed_layout {
             s.record_at = Slot::at;
             s.least_at = word_size + result.arrays * word_size;
             s.last_at = result.fields_end;
-            s.lane = result.scalars;
+            s.lane = result.lanes;
             s.arrays = result.arrays;
             s.is_scalar = is_scalar<Slot>;
             if constexpr (is_scalar<Slot>) {
                 s.size = s.field = sizeof(typename Slot::value_type);
-                ++result.scalars;
+                ++result.lanes;
             } else {
                 s.size = Slot::body_size - word_size;
                 s.field = word_size;
@@ -118,6 +113,7 @@ struct packed_layout {
                 s.body_at = result.bodies;
                 result.bodies += s.body;
                 ++result.arrays;
+                result.lanes += arrays_have_lanes ? 1 : 0;
             }
             result.fields_end += s.field;
         });
@@ -163,8 +159,7 @@ struct packed_layout {
     /// every byte of the record is in a window or an array, and indices of the field area stay
     /// below no_byte with room to spare.
     static constexpr bool is_regular = [] {
-        if (windows.count == 0 || all.scalars > lane_count || slots > 2 * lane_count ||
-            all.fields_end > 112)
+        if (windows.count == 0 || slots > 2 * lane_count || all.fields_end > 112)
             return false;
         bool covered[record_size]{};
         for (const slot_facts &slot : all.slot) {
@@ -181,7 +176,7 @@ struct packed_layout {
             }
         }
         for (const slot_facts &slot : all.slot) {
-            if (slot.lane == lane_count)
+            if (slot.lane >= lane_count)
                 return false;
         }
         for (const bool is_covered : covered) {
@@ -201,15 +196,13 @@ struct packed_layout {
         }
         return result;
     }
-    /// Shuffle of a window to lanes: that of a scalar of this width takes its first byte.
-    static constexpr lanes window_to_lanes(uint32_t window, uint32_t width)
+    /// Shuffle of a window to lanes: that of a scalar takes its first byte.
+    static constexpr lanes window_to_lanes(uint32_t window)
     {
         lanes indices = filled(no_byte);
-        for (uint32_t s = windows.windows[window].first; s < windows.windows[window].end; ++s) {
-            if (all.slot[s].size == width)
-                indices.bytes[all.slot[s].lane] =
-                    static_cast<uint8_t>(all.slot[s].record_at - windows.windows[window].at);
-        }
+        for (uint32_t s = windows.windows[window].first; s < windows.windows[window].end; ++s)
+            indices.bytes[all.slot[s].lane] =
+                static_cast<uint8_t>(all.slot[s].record_at - windows.windows[window].at);
         return indices;
     }
     static constexpr bool has_width(uint32_t window, uint32_t width)
@@ -220,14 +213,37 @@ struct packed_layout {
         }
         return false;
     }
-    /// Of lanes: 0xFF in those that have a scalar, its width, and its offset from the table when no
-    /// scalar before is present.
-    static constexpr lanes scalar_lanes(uint32_t slot_facts::*fact)
+    /// Of a window, the bytes of its scalars that are no wider.
+    static constexpr lanes no_wider(uint32_t window, uint32_t width)
+    {
+        lanes result{};
+        for (uint32_t s = windows.windows[window].first; s < windows.windows[window].end; ++s) {
+            for (uint32_t i = 0; all.slot[s].size <= width && i < all.slot[s].size; ++i)
+                result.bytes[all.slot[s].record_at - windows.windows[window].at + i] = 0xFF;
+        }
+        return result;
+    }
+    /// Of lanes: the bytes that the slot takes among the fields when it is present.
+    static constexpr lanes field_lanes()
     {
         lanes result{};
         for (const slot_facts &slot : all.slot) {
-            if (slot.is_scalar)
-                result.bytes[slot.lane] = fact == nullptr ? 0xFF : static_cast<uint8_t>(slot.*fact);
+            if (slot.is_scalar || arrays_have_lanes)
+                result.bytes[slot.lane] = static_cast<uint8_t>(slot.field);
+        }
+        return result;
+    }
+    /// Of lanes: the entry of the slot when no lane before is present.
+    static constexpr uint32_t base_entry(const slot_facts &slot)
+    {
+        return arrays_have_lanes ? word_size : slot.least_at;
+    }
+    static constexpr lanes base_lanes()
+    {
+        lanes result{};
+        for (const slot_facts &slot : all.slot) {
+            if (slot.is_scalar || arrays_have_lanes)
+                result.bytes[slot.lane] = static_cast<uint8_t>(base_entry(slot));
         }
         return result;
     }
@@ -318,24 +334,18 @@ class presence {
     /// True when every scalar of the record is present.
     [[gnu::always_inline]] bool is_full() const { return is_zero(zeros_); }
 
-    /// 0xFF in the lanes of those that are present.
-    [[gnu::always_inline]] u8x16 present_lanes() const
-    {
-        static constexpr lanes scalars = layout::scalar_lanes(nullptr);
-        return ~zeros_ & scalars.vector();
-    }
+    /// 0xFF in the lanes of those that are zero.
+    [[gnu::always_inline]] u8x16 zeros() const { return zeros_; }
+    /// A bit for each lane that has no zero.
+    [[gnu::always_inline]] uint32_t bits() const { return ~bits_of(zeros_); }
 
-    /// What a window has of them, as its squeeze_table has it.
+    /// Which of a window's scalars are present, as its squeeze_table has it.
     template <uint32_t Window>
     [[gnu::always_inline]] static uint32_t subset(uint32_t bits)
     {
         constexpr auto window = layout::windows.windows[Window];
-        constexpr uint32_t lane = layout::all.slot[window.first].lane;
-        constexpr uint32_t count = window.end - window.first;
-        if constexpr (lane + count == layout::all.scalars)
-            return bits >> lane;
-        else
-            return bits >> lane & ((1U << count) - 1);
+        return bits >> layout::all.slot[window.first].lane &
+               ((1U << (window.end - window.first)) - 1);
     }
     /// Bytes of the table from its vtable on, with these scalars.
     [[gnu::always_inline]] static uint32_t table_size(uint32_t bits)
@@ -357,13 +367,13 @@ class presence {
                 ... + 0U);
     }
 
+    /// Into the bytes of scalars of this width, whether they are zero. Widths come in falling order.
     template <uint32_t Window, uint32_t Width, class Vector>
-    [[gnu::always_inline]] void add_zeros(u8x16 bytes)
+    [[gnu::always_inline]] static void compare(u8x16 &zeros, u8x16 bytes)
     {
         if constexpr (layout::has_width(Window, Width)) {
-            static constexpr lanes indices = layout::window_to_lanes(Window, Width);
-            const auto equal = reinterpret_cast<Vector>(bytes) == Vector{};
-            zeros_ |= shuffle(reinterpret_cast<u8x16>(equal), indices.vector());
+            const auto equal = reinterpret_cast<u8x16>(reinterpret_cast<Vector>(bytes) == Vector{});
+            zeros = select<layout::no_wider(Window, Width)>(equal, zeros);
         }
     }
     template <uint32_t Window>
@@ -371,10 +381,13 @@ class presence {
     {
         const u8x16 bytes =
             load_first<layout::window_size>(record + layout::windows.windows[Window].at);
-        add_zeros<Window, 1, u8x16>(bytes);
-        add_zeros<Window, 2, u16x8>(bytes);
-        add_zeros<Window, 4, u32x4>(bytes);
-        add_zeros<Window, 8, u64x2>(bytes);
+        u8x16 zeros = {};
+        compare<Window, 8, u64x2>(zeros, bytes);
+        compare<Window, 4, u32x4>(zeros, bytes);
+        compare<Window, 2, u16x8>(zeros, bytes);
+        compare<Window, 1, u8x16>(zeros, bytes);
+        static constexpr lanes indices = layout::window_to_lanes(Window);
+        zeros_ |= shuffle(zeros, indices.vector());
     }
     template <uint32_t... Window>
     [[gnu::always_inline]] void look(const uint8_t *record,
@@ -383,7 +396,7 @@ class presence {
         (look_through<Window>(record), ...);
     }
 
-    u8x16 zeros_ = {}; ///< 0xFF in the lanes of scalars that are
+    u8x16 zeros_ = {};
 };
 
 /// Writes the packed table of a record, from its vtable on.
@@ -392,10 +405,10 @@ class sparse_writer {
   public:
     using layout = packed_layout<M>;
 
-    /// Writes at `vtable` the table of a record with these scalars, the lanes and their bits;
+    /// Writes at `vtable` the table of a record with these zeros, whose presence has these bits:
     /// `size` bytes.
     [[gnu::always_inline]] static void write(uint8_t *__restrict vtable,
-                                             const uint8_t *__restrict record, u8x16 present,
+                                             const uint8_t *__restrict record, u8x16 zeros,
                                              uint32_t bits, uint32_t size)
     {
         uint8_t *const table = vtable + vtable_length(layout::slots);
@@ -417,9 +430,10 @@ class sparse_writer {
             }
         });
 
-        write_entries(vtable, present);
-        store<byte_order::native>(vtable, static_cast<uint16_t>(vtable_length(layout::slots)));
-        store<byte_order::native>(vtable + entry_size, static_cast<uint16_t>(end - table));
+        write_entries(vtable, zeros);
+        // Both lengths at once.
+        store<byte_order::native>(vtable, vtable_length(layout::slots) |
+                                              static_cast<uint32_t>(end - table) << 16);
         store<byte_order::native>(table, vtable_length(layout::slots));
     }
 
@@ -471,45 +485,48 @@ class sparse_writer {
         at -= table.bytes[subset];
     }
 
-    /// Shuffle of lanes to eight entries from slot `First`, as the vtable has them: of scalars, or
-    /// of arrays, which take the lane of the next scalar.
-    static constexpr lanes lanes_to_entries(uint32_t first, uint32_t count, bool scalars)
+    static constexpr bool has_lane(uint32_t s)
+    {
+        return layout::all.slot[s].is_scalar || layout::arrays_have_lanes;
+    }
+    /// Shuffle of lanes to entries, as the vtable has them: of slots that have lanes, or of arrays
+    /// that have not.
+    static constexpr lanes lanes_to_entries(uint32_t first, uint32_t count, bool of_lanes)
     {
         lanes result = filled(no_byte);
         for (uint32_t i = 0; i < count; ++i) {
-            const auto &slot = layout::all.slot[first + i];
-            if (slot.is_scalar == scalars)
-                result.bytes[2 * i] = static_cast<uint8_t>(slot.lane);
+            if (has_lane(first + i) == of_lanes)
+                result.bytes[2 * i] = static_cast<uint8_t>(layout::all.slot[first + i].lane);
         }
         return result;
     }
-    static constexpr bool has_arrays(uint32_t first, uint32_t count)
-    {
-        for (uint32_t s = first; s < first + count; ++s) {
-            if (!layout::all.slot[s].is_scalar)
-                return true;
-        }
-        return false;
-    }
-    /// What an array's entry has over the sum of the widths before it.
+    /// The base entries of arrays that have no lanes.
     static constexpr lanes array_bases(uint32_t first, uint32_t count)
     {
         lanes result{};
         for (uint32_t i = 0; i < count; ++i) {
-            const auto &slot = layout::all.slot[first + i];
-            if (!slot.is_scalar)
-                result.bytes[2 * i] = static_cast<uint8_t>(slot.least_at);
+            if (!has_lane(first + i))
+                result.bytes[2 * i] =
+                    static_cast<uint8_t>(layout::base_entry(layout::all.slot[first + i]));
         }
         return result;
     }
+    static constexpr bool have_lanes(uint32_t first, uint32_t count)
+    {
+        for (uint32_t s = first; s < first + count; ++s) {
+            if (!has_lane(s))
+                return false;
+        }
+        return true;
+    }
 
-    /// `entries` of the scalars; `before` are the bytes of all scalars before each.
+    /// `entries` of the lanes; `before` are the bytes of all present ones before each.
     template <uint32_t First, uint32_t Count>
     [[gnu::always_inline]] static void store_entries(uint8_t *to, u8x16 entries, u8x16 before)
     {
-        static constexpr lanes of_scalars = lanes_to_entries(First, Count, true);
-        u8x16 result = shuffle(entries, of_scalars.vector());
-        if constexpr (has_arrays(First, Count)) {
+        static constexpr lanes of_lanes = lanes_to_entries(First, Count, true);
+        u8x16 result = shuffle(entries, of_lanes.vector());
+        if constexpr (!have_lanes(First, Count)) {
             static constexpr lanes of_arrays = lanes_to_entries(First, Count, false);
             static constexpr lanes bases = array_bases(First, Count);
             result |= shuffle(before, of_arrays.vector()) + bases.vector();
@@ -517,19 +534,23 @@ class sparse_writer {
         store_first<2 * Count>(to + First * entry_size, result);
     }
 
-    [[gnu::always_inline]] static void write_entries(uint8_t *vtable, u8x16 present)
+    [[gnu::always_inline]] static void write_entries(uint8_t *vtable, u8x16 zeros)
     {
-        static constexpr lanes sizes = layout::scalar_lanes(&layout::slot_facts::field);
-        static constexpr lanes bases = layout::scalar_lanes(&layout::slot_facts::least_at);
-        const u8x16 own = present & sizes.vector();
-        u8x16 before = bytes_up<1>(own);
-        before += bytes_up<1>(before);
-        before += bytes_up<2>(before);
-        if constexpr (layout::all.scalars > 4)
+        static constexpr lanes sizes = layout::field_lanes();
+        static constexpr lanes bases = layout::base_lanes();
+        // The sums of as many lanes as there are before the last one.
+        constexpr uint32_t last =
+            layout::arrays_have_lanes ? layout::all.lanes - 1 : layout::all.lanes;
+        u8x16 before = bytes_up<1>(~zeros & sizes.vector());
+        if constexpr (last > 1)
+            before += bytes_up<1>(before);
+        if constexpr (last > 2)
+            before += bytes_up<2>(before);
+        if constexpr (last > 4)
             before += bytes_up<4>(before);
-        if constexpr (layout::all.scalars > 8)
+        if constexpr (last > 8)
             before += bytes_up<8>(before);
-        const u8x16 entries = (before + bases.vector()) & present;
+        const u8x16 entries = ~zeros & (before + bases.vector());
 
         uint8_t *to = vtable + 2 * entry_size;
         constexpr uint32_t slots = layout::slots;
