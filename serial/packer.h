@@ -60,7 +60,7 @@ template <class M>
 bool add_table_size(const uint8_t *record, uint64_t &size)
 {
     if constexpr (is_sparse<M>) {
-        size += presence<M>::table_size(presence<M>(record).bits());
+        size += presence<M>(record).table_size();
         return true;
     } else if constexpr (is_flat<M>) {
         size += flat_table_size(flat_facts<M>::message, record);
@@ -149,9 +149,8 @@ uint8_t *pack_table(uint8_t *__restrict vtable, const uint8_t *__restrict record
             full_table_form<M>::write(vtable, record);
             return vtable + full_table_size<M>();
         }
-        const uint32_t bits = scalars.bits();
-        const uint32_t size = presence<M>::table_size(bits);
-        sparse_writer<M>::write(vtable, record, scalars.zeros(), bits, size);
+        const uint32_t size = scalars.table_size();
+        sparse_writer<M>::write(vtable, record, scalars, size);
         return vtable + size;
     } else if constexpr (is_flat<M>) {
         return pack_flat_table<Order>(flat_facts<M>::message, vtable, record);
@@ -241,12 +240,11 @@ template <class M>
                                                    const uint8_t *__restrict record,
                                                    const presence<M> &scalars)
 {
-    const uint32_t bits = scalars.bits();
-    const uint32_t size = word_size + presence<M>::table_size(bits);
+    const uint32_t size = word_size + scalars.table_size();
     if (size > room)
         return 0;
     store<byte_order::native>(to, word_size + vtable_length(slot_count<M>));
-    sparse_writer<M>::write(to + word_size, record, scalars.zeros(), bits, size - word_size);
+    sparse_writer<M>::write(to + word_size, record, scalars, size - word_size);
     return size;
 }
 

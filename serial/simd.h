@@ -163,6 +163,18 @@ inline bool is_zero(u8x16 value)
 #endif
 }
 
+/// The sum of all bytes.
+inline uint32_t sum_of_bytes(u8x16 value)
+{
+#if defined(__aarch64__)
+    return vaddlvq_u8(reinterpret_cast<uint8x16_t>(value));
+#else
+    const auto halves =
+        reinterpret_cast<u32x4>(_mm_sad_epu8(reinterpret_cast<__m128i>(value), __m128i{}));
+    return halves[0] + halves[2];
+#endif
+}
+
 /// Bit i is set where byte i of a mask (0 or 0xFF each) is.
 inline uint32_t bits_of(u8x16 mask)
 {

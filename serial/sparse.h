@@ -213,13 +213,13 @@ struct packed_layout {
         }
         return false;
     }
-    /// Of a window, the bytes of its scalars that are no wider.
-    static constexpr lanes no_wider(uint32_t window, uint32_t width)
+    /// Of a window, all bytes but those of its wider scalars.
+    static constexpr lanes not_wider(uint32_t window, uint32_t width)
     {
-        lanes result{};
+        lanes result = filled(0xFF);
         for (uint32_t s = windows.windows[window].first; s < windows.windows[window].end; ++s) {
-            for (uint32_t i = 0; all.slot[s].size <= width && i < all.slot[s].size; ++i)
-                result.bytes[all.slot[s].record_at - windows.windows[window].at + i] = 0xFF;
+            for (uint32_t i = 0; all.slot[s].size > width && i < all.slot[s].size; ++i)
+                result.bytes[all.slot[s].record_at - windows.windows[window].at + i] = 0;
         }
         return result;
     }
@@ -347,33 +347,28 @@ class presence {
         return bits >> layout::all.slot[window.first].lane &
                ((1U << (window.end - window.first)) - 1);
     }
-    /// Bytes of the table from its vtable on, with these scalars.
-    [[gnu::always_inline]] static uint32_t table_size(uint32_t bits)
+    /// The bytes that each lane takes among the fields.
+    [[gnu::always_inline]] u8x16 field_sizes() const
     {
-        return fixed_size +
-               sum_of_windows(bits, std::make_integer_sequence<uint32_t, layout::windows.count>{});
+        static constexpr lanes sizes = layout::field_lanes();
+        return ~zeros_ & sizes.vector();
+    }
+    /// Bytes of the table from its vtable on.
+    [[gnu::always_inline]] uint32_t table_size() const
+    {
+        constexpr uint32_t arrays = layout::arrays_have_lanes ? 0 : layout::all.arrays * word_size;
+        return vtable_length(layout::slots) + word_size + arrays + layout::all.bodies +
+               sum_of_bytes(field_sizes());
     }
 
   private:
-    static constexpr uint32_t fixed_size = vtable_length(layout::slots) + word_size +
-                                           layout::all.arrays * word_size + layout::all.bodies;
-
-    template <uint32_t... Window>
-    [[gnu::always_inline]] static uint32_t
-    sum_of_windows(uint32_t bits, std::integer_sequence<uint32_t, Window...>)
-    {
-        return (squeeze_table<layout::shape(Window), layout::squeeze_width>::table
-                    .bytes[subset<Window>(bits)] +
-                ... + 0U);
-    }
-
     /// Into the bytes of scalars of this width, whether they are zero. Widths come in falling order.
     template <uint32_t Window, uint32_t Width, class Vector>
     [[gnu::always_inline]] static void compare(u8x16 &zeros, u8x16 bytes)
     {
         if constexpr (layout::has_width(Window, Width)) {
             const auto equal = reinterpret_cast<u8x16>(reinterpret_cast<Vector>(bytes) == Vector{});
-            zeros = select<layout::no_wider(Window, Width)>(equal, zeros);
+            zeros = select<layout::not_wider(Window, Width)>(equal, zeros);
         }
     }
     template <uint32_t Window>
@@ -405,12 +400,12 @@ class sparse_writer {
   public:
     using layout = packed_layout<M>;
 
-    /// Writes at `vtable` the table of a record with these zeros, whose presence has these bits:
-    /// `size` bytes.
+    /// Writes at `vtable` the table of a record with these scalars: `size` bytes.
     [[gnu::always_inline]] static void write(uint8_t *__restrict vtable,
-                                             const uint8_t *__restrict record, u8x16 zeros,
-                                             uint32_t bits, uint32_t size)
+                                             const uint8_t *__restrict record,
+                                             const presence<M> &scalars, uint32_t size)
     {
+        const uint32_t bits = scalars.bits();
         uint8_t *const table = vtable + vtable_length(layout::slots);
         uint8_t *const end = vtable + size;
         uint8_t *const fields_end = end - layout::all.bodies;
@@ -430,7 +425,7 @@ class sparse_writer {
             }
         });
 
-        write_entries(vtable, zeros);
+        write_entries(vtable, scalars);
         // Both lengths at once.
         store<byte_order::native>(vtable, vtable_length(layout::slots) |
                                               static_cast<uint32_t>(end - table) << 16);
@@ -534,14 +529,13 @@ class sparse_writer {
         store_first<2 * Count>(to + First * entry_size, result);
     }
 
-    [[gnu::always_inline]] static void write_entries(uint8_t *vtable, u8x16 zeros)
+    [[gnu::always_inline]] static void write_entries(uint8_t *vtable, const presence<M> &scalars)
     {
-        static constexpr lanes sizes = layout::field_lanes();
         static constexpr lanes bases = layout::base_lanes();
         // The sums of as many lanes as there are before the last one.
         constexpr uint32_t last =
             layout::arrays_have_lanes ? layout::all.lanes - 1 : layout::all.lanes;
-        u8x16 before = bytes_up<1>(~zeros & sizes.vector());
+        u8x16 before = bytes_up<1>(scalars.field_sizes());
         if constexpr (last > 1)
             before += bytes_up<1>(before);
         if constexpr (last > 2)
@@ -550,7 +544,7 @@ class sparse_writer {
             before += bytes_up<4>(before);
         if constexpr (last > 8)
             before += bytes_up<8>(before);
-        const u8x16 entries = ~zeros & (before + bases.vector());
+        const u8x16 entries = ~scalars.zeros() & (before + bases.vector());
 
         uint8_t *to = vtable + 2 * entry_size;
         constexpr uint32_t slots = layout::slots;
