@@ -413,9 +413,9 @@ class sparse_writer {
         each_slot_down<layout::slots>([&]<uint32_t Slot>() __attribute__((always_inline)) {
             constexpr auto slot = layout::all.slot[Slot];
             if constexpr (!slot.is_scalar) {
-                at -= word_size;
+                if constexpr (run_of(Slot).end == Slot + 1)
+                    write_words<run_of(Slot).first, run_of(Slot).end>(at, fields_end);
                 uint8_t *const body = fields_end + slot.body_at;
-                store<byte_order::native>(at, static_cast<uint32_t>(body - at));
                 constexpr uint32_t count = array_count<Slot>();
                 store<byte_order::native>(body, count);
                 memcpy(body + word_size, record + slot.record_at, slot.size);
@@ -462,6 +462,51 @@ class sparse_writer {
                 count = Slot::count;
         });
         return count;
+    }
+
+    /// The arrays in a row of which a slot is one: their words and their bodies are at equal
+    /// distances.
+    struct run {
+        uint32_t first;
+        uint32_t end;
+    };
+    static constexpr run run_of(uint32_t s)
+    {
+        const auto continues = [s](uint32_t other) {
+            return !layout::all.slot[other].is_scalar &&
+                   layout::all.slot[other].body == layout::all.slot[s].body;
+        };
+        run result = {s, s + 1};
+        while (result.first > 0 && continues(result.first - 1))
+            --result.first;
+        while (result.end < layout::slots && continues(result.end))
+            ++result.end;
+        return result;
+    }
+
+    /// Offset words that grow by `Step`, `Count` of them: four at a time where there are four.
+    template <uint32_t Step, uint32_t Count, uint32_t Begin = 0>
+    [[gnu::always_inline]] static void store_words(uint8_t *at, uint32_t first)
+    {
+        if constexpr (Count >= 4) {
+            constexpr uint32_t begin = Begin + 4 <= Count ? Begin : Count - 4;
+            constexpr u32x4 steps = {begin * Step, (begin + 1) * Step, (begin + 2) * Step,
+                                     (begin + 3) * Step};
+            store16(at + begin * word_size, reinterpret_cast<u8x16>(steps + first));
+            if constexpr (begin + 4 < Count)
+                store_words<Step, Count, begin + 4>(at, first);
+        } else if constexpr (Begin < Count) {
+            store<byte_order::native>(at + Begin * word_size, first + Begin * Step);
+            store_words<Step, Count, Begin + 1>(at, first);
+        }
+    }
+    /// The offset words of a run go below `at`, which moves down to the first.
+    template <uint32_t First, uint32_t End>
+    [[gnu::always_inline]] static void write_words(uint8_t *&at, const uint8_t *fields_end)
+    {
+        at -= (End - First) * word_size;
+        store_words<layout::all.slot[First].body - word_size, End - First>(
+            at, static_cast<uint32_t>(fields_end - at) + layout::all.slot[First].body_at);
     }
 
     /// The present scalars of a window go below `at`, which moves down to the first of them.
