@@ -16,19 +16,21 @@ struct message {
     {
         if constexpr (has_known_forms<M>) {
             constexpr uint32_t packed_table_at = word_size + vtable_length(slot_count<M>);
-            if (buf != nullptr && out != nullptr &&
-                len >= static_cast<int32_t>(packed_table_at + word_size) &&
-                is_settled(M::owner, direction::receive)) {
+            // Conditions on arguments stand apart: side by side they become arithmetic.
+            if (buf != nullptr && is_settled(M::owner, direction::receive) &&
+                len >= static_cast<int32_t>(packed_table_at + word_size)) {
                 const auto *bytes = static_cast<const uint8_t *>(buf);
                 const auto size = static_cast<uint32_t>(len);
                 auto *to = static_cast<uint8_t *>(out);
                 const auto root = load<byte_order::native, uint32_t>(bytes);
-                if (root == frame_table_at) {
-                    if (read_framed<M>(bytes, size, frame_table_at, to))
-                        return sizeof(record);
-                } else if (root == packed_table_at) {
-                    if (read_packed<M>(bytes, size, packed_table_at, to))
-                        return sizeof(record);
+                if (to != nullptr) {
+                    if (root == frame_table_at) {
+                        if (read_framed<M>(bytes, size, frame_table_at, to))
+                            return sizeof(record);
+                    } else if (root == packed_table_at) {
+                        if (read_packed<M>(bytes, size, packed_table_at, to))
+                            return sizeof(record);
+                    }
                 }
             }
         }

@@ -55,6 +55,7 @@ bool record_set::is_zero()
 {
     switch (zeros_) {
     case pattern::dense: return false;
+    case pattern::one_zero: return member_++ == 0;
     case pattern::patterns: return (mask_ >> member_++ % 64 & 1) != 0;
     case pattern::sparse: return (random_() & 1) != 0;
     }

@@ -17,6 +17,7 @@ using catalogue::message_info;
 
 enum class pattern : uint8_t {
     dense,    ///< D: no member is zero
+    one_zero, ///< O: the first member is zero, no other
     patterns, ///< T: one of eight patterns of zero members, at random
     sparse,   ///< Z: each member is zero with probability one half
 };

@@ -212,18 +212,20 @@ void fill_single(group &g, const char *name)
     add_peers<Record>(g, "D", records);
 }
 
-/// One message on many records with zeros, and on as many without.
+/// One message on many records with zeros, and on as many with none or one.
 template <class Record>
 void fill_zeros(group &g, const char *name)
 {
     const message_info &message = message_named(name);
     const exported functions = exported_functions(message);
-    const std::pair<const char *, pattern> sets[] = {
-        {"D", pattern::dense}, {"T", pattern::patterns}, {"Z", pattern::sparse}};
+    const std::pair<const char *, pattern> sets[] = {{"D", pattern::dense},
+                                                     {"O", pattern::one_zero},
+                                                     {"T", pattern::patterns},
+                                                     {"Z", pattern::sparse}};
     for (const auto &[which, zeros] : sets) {
         const record_set &records = keep<record_set>(message, zeros, distinct_records);
         add_packed(g, which, functions, records);
-        if (zeros != pattern::dense)
+        if (zeros == pattern::patterns || zeros == pattern::sparse)
             add_peers<Record>(g, which, records);
     }
 }
