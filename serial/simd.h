@@ -1,5 +1,5 @@
 // Sixteen bytes at a time, for the two ABIs there are: AArch64, where all of this is baseline, and
-// x86-64-v2 (SSE4.1, SSSE3, POPCNT), which development builds are made for.
+// x86-64-v2 (SSE4.1, SSSE3), which development builds are made for.
 #pragma once
 
 #include <stdint.h>
