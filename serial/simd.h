@@ -30,6 +30,18 @@ inline u8x16 load16(const uint8_t *from)
 }
 inline void store16(uint8_t *to, u8x16 value) { memcpy(to, &value, sizeof value); }
 
+/// The value, loaded once: left alone, compilers load it again for each use, and it is loads that
+/// the code waits for.
+inline u8x16 in_register(u8x16 value)
+{
+#if defined(__aarch64__)
+    asm("" : "+w"(value));
+#else
+    asm("" : "+x"(value));
+#endif
+    return value;
+}
+
 /// The first `Size` bytes at `from`, zeros above; reads no other byte.
 template <uint32_t Size>
 [[gnu::always_inline]] inline u8x16 load_first(const uint8_t *from)

@@ -374,8 +374,8 @@ class presence {
     template <uint32_t Window>
     [[gnu::always_inline]] void look_through(const uint8_t *record)
     {
-        const u8x16 bytes =
-            load_first<layout::window_size>(record + layout::windows.windows[Window].at);
+        const u8x16 bytes = in_register(
+            load_first<layout::window_size>(record + layout::windows.windows[Window].at));
         u8x16 zeros = {};
         compare<Window, 8, u64x2>(zeros, bytes);
         compare<Window, 4, u32x4>(zeros, bytes);
