@@ -1,13 +1,12 @@
-// First calls made by several threads at once: one of them binds, all of them proceed bound.
+// First calls made by two threads at once: one of them binds, both proceed bound. Sixteen threads
+// and all messages are in tests/threads.
 #include "tests/runtime/blocks.h"
 
-#include <atomic>
 #include <barrier>
 #include <chrono>
 #include <functional>
 #include <thread>
 
-#include "tests/facts/counts.h"
 #include "tests/support/samples.h"
 
 namespace vorl::test {
@@ -113,43 +112,6 @@ TEST_F(first_calls, of_two_threads_on_two_sides_bind_both_sides)
             ASSERT_EQ(send_block(2).cache_bound, 1u);
             ASSERT_TRUE(same_record(*m, in.record(), out.data()));
         });
-}
-
-TEST_F(first_calls, of_sixteen_threads_through_all_messages_bind_each_block_once)
-{
-    std::barrier start(16);
-    std::atomic<int> wrong = 0;
-    const auto tour = [&](std::uint32_t thread) {
-        start.arrive_and_wait();
-        for (const known_message &m : all_messages()) {
-            const auto &f = m.info->functions;
-            sample in(*m.info, 2, 1, thread + 1);
-            const std::vector<std::uint8_t> bytes = packed(*m.info, in.record());
-            std::vector<std::uint8_t> out(m.fact->record_size);
-            f.unpack(nullptr, 0, nullptr);
-            const std::uint32_t size =
-                f.unpack(bytes.data(), static_cast<std::int32_t>(bytes.size()), out.data());
-            const bool good =
-                size == m.fact->record_size && same_record(*m.info, in.record(), out.data()) &&
-                f.sendbatch(1, in.record(), 2, 0) == 0 && f.sendsingle(1, in.record(), 0, 3) == 0 &&
-                f.sendmsg(1, in.record(), 1) == 0 && f.sendtomsg(1, in.record(), 2, 3) == 0;
-            f.free_unpacked(out.data());
-            wrong += good ? 0 : 1;
-        }
-    };
-    the_platform().keep_frames = false;
-    std::vector<std::thread> threads;
-    for (std::uint32_t i = 0; i < 16; ++i)
-        threads.emplace_back(tour, i);
-    for (std::thread &thread : threads)
-        thread.join();
-
-    EXPECT_EQ(wrong, 0);
-    EXPECT_EQ(the_platform().lookups.size(), 6u * (3 + 3));
-    EXPECT_EQ(the_platform().use_flag_arguments, std::vector<std::uint32_t>(6, 12));
-    EXPECT_EQ(the_platform().logs.size(), 16 * counts::messages);
-    EXPECT_EQ(the_platform().sends.size(), 16 * counts::messages * 4);
-    EXPECT_EQ(the_platform().live_blocks, 0u);
 }
 
 } // namespace

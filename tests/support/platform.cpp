@@ -45,9 +45,12 @@ void *allocate(memory_call::kind_type kind, std::uint32_t size, std::uint32_t id
     if (p.fail_allocation_at == 0 || --p.fail_allocation_at != 0) {
         block = p.only_block;
         if (block == nullptr) {
-            block = std::malloc(size == 0 ? 1 : size);
-            if (block != nullptr)
+            auto *const base =
+                static_cast<char *>(std::malloc(p.misalignment + (size == 0 ? 1 : size)));
+            if (base != nullptr) {
+                block = base + p.misalignment;
                 std::memset(block, 0xA5, size);
+            }
         }
         if (block != nullptr)
             ++p.live_blocks;
@@ -73,6 +76,8 @@ std::uint32_t send(bool explicit_target, std::uint32_t dest, const frame_desc *d
         call.frames.push_back({desc.msg_id, desc.data, {bytes, bytes + desc.length}});
     }
     p.sends.push_back(std::move(call));
+    if (p.refuse_send_at != 0 && --p.refuse_send_at == 0)
+        return p.send_refusal;
     return p.bus_result;
 }
 
@@ -94,8 +99,12 @@ void ZDT_OsalLogWrite(const vorl::serial_ctx *ctx, std::uint32_t level, std::uin
     va_start(arguments, format);
     std::vsnprintf(text, sizeof text, format, arguments);
     va_end(arguments);
-    const std::lock_guard lock(guard);
-    the_platform().logs.push_back({ctx, level, kind, empty, line, function, format, text});
+    {
+        const std::lock_guard lock(guard);
+        the_platform().logs.push_back({ctx, level, kind, empty, line, function, format, text});
+    }
+    if (the_platform().on_log != nullptr)
+        the_platform().on_log();
 }
 
 void *ZDT_OsalMemAlloc(std::uint32_t size, std::uint32_t id, const char *tag)
@@ -118,7 +127,8 @@ void ZDT_OsalMemFree(void *block, std::uint32_t id, const char *tag)
         if (block == p.only_block)
             return;
     }
-    std::free(block);
+    // malloc's own blocks begin at multiples of 16.
+    std::free(static_cast<char *>(block) - reinterpret_cast<std::uintptr_t>(block) % 16);
 }
 
 std::uint32_t ZDT_OsalMemUseFlagGet(std::uint32_t id)

@@ -68,6 +68,8 @@ struct platform {
 
     // What the services do.
     std::uint32_t bus_result = 0;
+    std::uint64_t refuse_send_at = 0; ///< 1: the next; 0: none
+    std::uint32_t send_refusal = 7;
     std::uint32_t refuse_registration_at = 0; ///< 1: the first; 0: none
     std::uint32_t registration_refusal = 7;
     std::uint64_t fail_allocation_at = 0; ///< 1: the next; counts both allocators; 0: none
@@ -76,6 +78,9 @@ struct platform {
     void (*on_lookup)() = nullptr;
     /// sees what the bus is given, before anything else; may be null
     void (*on_send)(const frame_desc *descs, std::uint32_t count) = nullptr;
+    /// called at every log line, after it was noted, outside the platform's own lock; may be null
+    void (*on_log)() = nullptr;
+    std::size_t misalignment = 0; ///< bytes past a multiple of 16 at which blocks begin, 0 to 15
     void *only_block = nullptr; ///< what every allocation returns, whatever its size; null: memory
 
     // What happened.
