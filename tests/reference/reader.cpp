@@ -37,16 +37,17 @@ class reader {
     {
         edge(at + 4);
         if (at < 4 || at > len_ - 4)
-            refuse(name, "[ZELKO]:Table offset(%u) is out of range(4 - %u)", at, len_);
+            refuse(0, name, "[ZELKO]:Table offset(%u) is out of range(4 - %u)", at, len_);
         const std::uint64_t soffset = word(at, 4);
         const std::uint64_t vtable = (at + past_32_bits - soffset) % past_32_bits;
         edge(vtable + 4);
         if (vtable < 4 || vtable > len_ - 4)
-            refuse(name, "[ZELKO]:Vtable offset(%u) is out of range(4 - %u)", at, len_ - 4);
+            refuse(1, name, "[ZELKO]:Vtable offset(%u) is out of range(4 - %u)", at, len_ - 4);
         const std::uint64_t length = word(vtable, 2);
         edge(vtable + length);
         if (vtable + length > len_)
-            refuse(name, "[ZELKO]:Vtable Len(%u) is out of range(0 - %u)", length, len_ - vtable);
+            refuse(2, name, "[ZELKO]:Vtable Len(%u) is out of range(0 - %u)", length,
+                   len_ - vtable);
         return {at, vtable, length};
     }
 
@@ -70,14 +71,17 @@ class reader {
     }
 
   private:
-    [[noreturn]] void refuse(const std::string &name, const char *format, std::uint64_t a,
-                             std::uint64_t b)
+    [[noreturn]] void refuse(std::uint32_t check, const std::string &name, const char *format,
+                             std::uint64_t a, std::uint64_t b)
     {
         result_.logs.push_back(
-            {22, name, format,
+            {22, (is_root(name) ? 10 : 20) + check, name, format,
              text_of(format, static_cast<unsigned>(a), static_cast<unsigned>(b))});
         throw stop{};
     }
+
+    /// Whether the function of that name logs as __unpack itself.
+    static bool is_root(const std::string &name) { return !name.ends_with("_non_root"); }
 
     void edge(std::uint64_t at)
     {
@@ -130,8 +134,8 @@ class reader {
     }
 
     /// A block of `size` bytes for the pointer member `pointer`. Null: nothing to fill.
-    std::uint8_t *allocate(std::uint64_t size, const std::string &name, const char *no_memory_text,
-                           std::uint8_t *pointer)
+    std::uint8_t *allocate(std::uint64_t size, std::uint64_t slot, const std::string &name,
+                           const char *no_memory_text, std::uint8_t *pointer)
     {
         const auto low = static_cast<std::uint32_t>(size);
         if (size < past_32_bits) {
@@ -144,13 +148,16 @@ class reader {
                 return result_.blocks.back().data();
             }
         }
-        result_.logs.push_back({12, name, no_memory_text, text_of(no_memory_text, low)});
+        result_.logs.push_back({12,
+                                static_cast<std::uint32_t>((is_root(name) ? 1000 : 2000) + slot),
+                                name, no_memory_text, text_of(no_memory_text, low)});
         throw stop{};
     }
 
     void read_slot(const message_info &m, const std::string &name, const slot_info &slot,
                    std::uint64_t at, std::uint8_t *record)
     {
+        const auto number = static_cast<std::uint64_t>(&slot - m.slots.data());
         std::uint8_t *member = record + slot.record_offset;
         const std::size_t width = width_of(slot.type);
         std::uint64_t count = 0;
@@ -187,8 +194,8 @@ class reader {
             store(record + slot.count_offset, count, 4, order::little);
             if (count == 0)
                 break;
-            std::uint8_t *block =
-                allocate(count, name, "[ZELKO]:Malloc unpack data unsuccess, size(%u)", member);
+            std::uint8_t *block = allocate(
+                count, number, name, "[ZELKO]:Malloc unpack data unsuccess, size(%u)", member);
             std::memcpy(block, bytes_ + from, count);
             break;
         }
@@ -199,7 +206,7 @@ class reader {
                 break;
             const bool has_blanks = std::string_view(m.name) == "srv6_cfg_query_dfx_rec";
             std::uint8_t *block = allocate(
-                count * slot.element->record_size, name,
+                count * slot.element->record_size, number, name,
                 has_blanks ? "[ZELKO]:Malloc unpack data unsuccess,                size(%u)"
                            : "[ZELKO]:Malloc unpack data unsuccess, size(%u)",
                 member);
@@ -254,7 +261,7 @@ outcome unpack(const message_info &m, const unpack_call &call, std::set<std::uin
     result.record = call.record_before;
     if (call.buf == nullptr || call.len < 4 || call.null_out) {
         const char *format = "[ZELKO]:Param invalid(%s, %d, %s)";
-        result.logs.push_back({22, std::string(m.name) + "_unpack", format,
+        result.logs.push_back({22, 2, std::string(m.name) + "_unpack", format,
                                text_of(format, call.buf == nullptr ? "null" : "nonNull", call.len,
                                        call.null_out ? "null" : "nonNull")});
         return result;

@@ -1,6 +1,6 @@
 // The encoding a second time, written for plainness and from the rules alone, to compare the
-// library with: reader, release, measuring, packer and frame writer in both byte orders, driven by
-// the catalogue's slot lists. It shares no code with the library. Positions and sizes are 64 bits
+// library with: reader, release, measuring, packer, frame writer and the sends in both byte orders,
+// driven by the catalogue's slot lists. It shares no code with the library. Positions and sizes are 64 bits
 // wide, so where a rule speaks of 32-bit sums that wrap, this tests for sums past 32 bits.
 //
 // A record is its bytes. In a record that this reader made, a pointer member holds the number of
@@ -28,6 +28,7 @@ enum class order { little, big };
 
 struct log_event {
     std::uint32_t kind; ///< 22, or 12 for memory that cannot be had
+    std::uint32_t line; ///< of the call site: 1, 2, 10-12, 20-22, 1000 + slot, 2000 + slot
     std::string function;
     std::string format;
     std::string text; ///< the format with its arguments in it
@@ -44,7 +45,7 @@ struct memory_event {
     bool operator==(const memory_event &) const = default;
 };
 
-/// What one unpack, and the releases after it, did. Both allocator calls pass the identifier 12.
+/// What one unpack, and the releases after it, did. Its allocator calls all pass the identifier 12.
 struct outcome {
     bytes record;
     std::vector<log_event> logs;
@@ -74,11 +75,79 @@ void free_unpacked(const message_info &m, outcome &state);
 /// The packed size in bytes; nothing when a count has no pointer. Not limited to 32 bits.
 std::optional<std::uint64_t> measured_size(const message_info &m, const void *record);
 
+/// How the tables in a packed one are encoded. The library writes packed ones and reads both.
+enum class inner_form { packed, framed };
+
 /// The packed bytes of a record that measures; pointers in it are addresses.
-bytes pack(const message_info &m, const void *record, order byte_order);
+bytes pack(const message_info &m, const void *record, order byte_order,
+           inner_form inner = inner_form::packed);
 
 /// The frame of a fixed-size record.
 bytes frame(const message_info &m, const void *record, order byte_order);
+
+/// A frame that the bus is given. Places are bytes from the start of the block that was allocated
+/// for the call; frames and descriptors on the stack have the place on_stack.
+inline constexpr std::int64_t on_stack = -1;
+struct frame_event {
+    std::uint32_t msg_id;
+    std::int64_t place;
+    bytes content;
+
+    bool operator==(const frame_event &) const = default;
+};
+
+struct bus_event {
+    bool explicit_target; ///< VORL_SendToMsg
+    std::uint32_t dest;
+    std::uint64_t to;
+    std::uint32_t count;
+    std::int64_t descriptors;
+    std::vector<frame_event> frames;
+    std::size_t memory_calls; ///< made before this one
+
+    bool operator==(const bus_event &) const = default;
+};
+
+/// What one __pack or one send did. Its allocator calls all pass the identifier 0x6200.
+struct writing {
+    std::uint32_t result = 0;
+    std::uint32_t length = 0; ///< __pack: what *inout_len holds after it
+    bytes buffer;             ///< __pack: the caller's memory after it
+    bytes block;              ///< a send: its block when the bus was called, descriptors zeroed
+    std::vector<log_event> logs;
+    std::vector<memory_event> memory;
+    std::vector<bus_event> sends;
+
+    bool operator==(const writing &) const = default;
+};
+
+struct pack_call {
+    const void *in = nullptr;
+    bool null_buffer = false;
+    std::uint32_t capacity = 0;
+    bytes buffer_before; ///< capacity bytes, unless the buffer is null
+    order byte_order = order::little;
+};
+
+/// What __pack does with these arguments.
+writing pack(const message_info &m, const pack_call &call);
+
+enum class send_kind { single, batch, msg, to_msg };
+
+struct send_call {
+    send_kind kind = send_kind::single;
+    std::uint32_t dest = 0;
+    const void *records = nullptr;
+    std::uint32_t count = 0; ///< __sendsingle ignores it
+    std::uint64_t to = 0;    ///< __sendmsg has none
+    order byte_order = order::little;
+    std::uint32_t bus_result = 0;
+    bool fail_allocation = false;
+    std::uint8_t fresh_memory = 0; ///< what every byte of a new block holds
+};
+
+/// What a send does with these arguments.
+writing send(const message_info &m, const send_call &call);
 
 /// Whether __unpack checks the root table under its own name: a slot leads to another table or to
 /// a vector.

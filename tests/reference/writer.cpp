@@ -113,7 +113,7 @@ std::optional<std::uint64_t> table_size(const message_info &m, const std::uint8_
 
 /// vtable, table, bodies, then the tables that they lead to. Offsets are from word to target, so
 /// the whole can stand anywhere.
-bytes packed_table(const message_info &m, const std::uint8_t *record, order o)
+bytes packed_table(const message_info &m, const std::uint8_t *record, order o, inner_form inner_as)
 {
     const std::uint64_t table = vtable_size(m);
     bytes out(table + 4);
@@ -158,10 +158,13 @@ bytes packed_table(const message_info &m, const std::uint8_t *record, order o)
         const message_info &inner = *c.slot.element;
         const bool one = c.slot.type == wire_type::table;
         for (std::uint64_t i = 0; i < (one ? 1 : c.count); ++i) {
+            const std::uint8_t *from = (one ? c.member : c.first) + i * inner.record_size;
+            // A frame's table is at its byte 4. A record of variable size has none.
+            const bool as_frame = inner_as == inner_form::framed && inner.is_fixed_size();
             const bytes nested =
-                packed_table(inner, (one ? c.member : c.first) + i * inner.record_size, o);
+                as_frame ? frame(inner, from, o) : packed_table(inner, from, o, inner_as);
             const std::uint64_t word = word_at[s] + 4 * i;
-            store(&out[word], out.size() + vtable_size(inner) - word, 4, o);
+            store(&out[word], out.size() + (as_frame ? 4 : vtable_size(inner)) - word, 4, o);
             out.insert(out.end(), nested.begin(), nested.end());
         }
     }
@@ -190,11 +193,11 @@ std::optional<std::uint64_t> measured_size(const message_info &m, const void *re
     return size ? std::optional(*size + 4) : std::nullopt;
 }
 
-bytes pack(const message_info &m, const void *record, order byte_order)
+bytes pack(const message_info &m, const void *record, order byte_order, inner_form inner)
 {
     bytes out;
     append(out, 4 + vtable_size(m), 4, byte_order);
-    append(out, packed_table(m, static_cast<const std::uint8_t *>(record), byte_order));
+    append(out, packed_table(m, static_cast<const std::uint8_t *>(record), byte_order, inner));
     return out;
 }
 

@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <map>
 #include <sstream>
 
 namespace vorl::test {
@@ -17,7 +18,8 @@ namespace {
 void print(std::ostream &to, const reference::outcome &o)
 {
     for (const auto &log : o.logs)
-        to << "  log " << log.kind << ' ' << log.function << " \"" << log.text << "\"\n";
+        to << "  log " << log.kind << " line " << log.line << ' ' << log.function << " \""
+           << log.text << "\"\n";
     for (const auto &call : o.memory)
         to << (call.kind == reference::memory_event::allocate ? "  allocate " : "  release ")
            << call.size << " \"" << call.tag << "\" block " << call.block << '\n';
@@ -47,18 +49,27 @@ void number_blocks(const message_info &m, std::uint8_t *record, const std::vecto
     }
 }
 
-std::vector<reference::log_event> take_logs()
+} // namespace
+
+std::vector<reference::log_event> take_logs(const message_info &m, side s)
 {
+    // One block for a package's side, and none of another's; its first two members are names.
+    static std::map<std::pair<std::string, side>, const void *> blocks;
     std::vector<reference::log_event> logs;
     for (const log_call &call : the_platform().logs) {
+        const auto own = blocks.try_emplace({m.package, s}, call.ctx).first;
+        for (const auto &[owner, block] : blocks)
+            EXPECT_EQ(block == call.ctx, owner == own->first) << owner.first;
+        const char *names[2];
+        std::memcpy(names, call.ctx, sizeof names);
+        EXPECT_STREQ(names[0], "ZELKO");
+        EXPECT_STREQ(names[1], "ZELKO_VANTREL_SERIAL");
         EXPECT_EQ(call.level, 2u);
         EXPECT_EQ(call.empty, "");
-        logs.push_back({call.kind, call.function, call.format, call.text});
+        logs.push_back({call.kind, call.line, call.function, call.format, call.text});
     }
     return logs;
 }
-
-} // namespace
 
 std::string difference(const reference::outcome &library, const reference::outcome &expected)
 {
@@ -89,7 +100,7 @@ reference::outcome unpacked::into_null(const message_info &m, const void *buf, s
     EXPECT_EQ(m.functions.unpack(buf, len, nullptr), m.record_size);
     EXPECT_TRUE(the_platform().memory.empty());
     reference::outcome result;
-    result.logs = take_logs();
+    result.logs = take_logs(m, side::receive);
     return result;
 }
 
@@ -109,7 +120,7 @@ void unpacked::release()
 
 void unpacked::take_calls()
 {
-    for (auto &log : take_logs())
+    for (auto &log : take_logs(message_, side::receive))
         outcome_.logs.push_back(std::move(log));
     for (const memory_call &call : the_platform().memory) {
         EXPECT_EQ(call.id, 12u);
@@ -156,9 +167,17 @@ std::string reading_difference(const message_info &m, std::span<const std::uint8
                                order byte_order, std::uint8_t fill,
                                std::uint32_t fail_allocation_at)
 {
+    return reading_difference(m, buffer,
+                              expected_unpack(m, buffer, byte_order, fill, fail_allocation_at),
+                              fill, fail_allocation_at);
+}
+
+std::string reading_difference(const message_info &m, std::span<const std::uint8_t> buffer,
+                               reference::outcome expected, std::uint8_t fill,
+                               std::uint32_t fail_allocation_at)
+{
     unpacked u(m, buffer.data(), static_cast<std::int32_t>(buffer.size()), fill,
                fail_allocation_at);
-    reference::outcome expected = expected_unpack(m, buffer, byte_order, fill, fail_allocation_at);
     std::string text = difference(u.what(), expected);
     if (expected.record == bytes(m.record_size, fill))
         return text;

@@ -54,6 +54,16 @@ reference::outcome expected_unpack(const message_info &m, std::span<const std::u
 std::string reading_difference(const message_info &m, std::span<const std::uint8_t> buffer,
                                order byte_order, std::uint8_t fill = 0xEE,
                                std::uint32_t fail_allocation_at = 0);
+/// The same where what the reference makes of the buffer is known.
+std::string reading_difference(const message_info &m, std::span<const std::uint8_t> buffer,
+                               reference::outcome expected, std::uint8_t fill,
+                               std::uint32_t fail_allocation_at);
+
+enum class side { receive, send };
+
+/// The log calls since the platform last forgot: all of the block that this side of the message's
+/// package logs through, or the test fails.
+std::vector<reference::log_event> take_logs(const message_info &m, side s);
 
 /// __pack into memory of exactly the measured size; empty when it was refused.
 bytes library_pack(const sample &record);

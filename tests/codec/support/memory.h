@@ -36,7 +36,7 @@ inline void expect_no_memory_log(const reference::outcome &what, const std::stri
     ASSERT_EQ(what.logs.size(), 1u);
     std::string text = format;
     text.replace(text.find("%u"), 2, std::to_string(size));
-    EXPECT_EQ(what.logs[0], (reference::log_event{12, function, format, text}));
+    EXPECT_EQ(what.logs[0], (reference::log_event{12, what.logs[0].line, function, format, text}));
 }
 
 } // namespace vorl::test
