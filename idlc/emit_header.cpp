@@ -39,6 +39,11 @@ constexpr std::string_view contract = R"( *
  *       to M_free__unpacked before it is refilled or dropped. An absent slot reads as zero, so a
  *       record of zeros may be a message of zeros or a refused one. The log tells when a table
  *       was refused; of a refused field nothing does.
+ *       What hostile bytes cost: an element of a vector of tables takes 4 bytes of buf, its
+ *       offset, because elements may share a table, and a whole record of memory. So memory can
+ *       grow to many times len, and time as it does; how many times stands with each message that
+ *       has a vector, and no other allocates. No block reaches 4 GiB. To keep below a limit of
+ *       your own, bound len before the call or let the cache allocator refuse.
  *
  *   void M_free__unpacked(void *rec)
  *       Releases what M__unpack made the M at rec own, and sets its pointers to null; counts
@@ -109,6 +114,22 @@ std::string member_of(const slot &s)
     return s.message_name + " " + s.name;
 }
 
+// The most that __unpack allocates for every 4 bytes that it is given. Elements are read by offsets
+// of 4 bytes each, which may all lead to one table, and vectors may lie over each other.
+std::uint64_t memory_per_word(const message &m)
+{
+    std::uint64_t sum = 0;
+    for (const slot &s : m.slots) {
+        if (s.type == wire_type::vector_uint8)
+            sum += 4;
+        else if (s.type == wire_type::vector_table)
+            sum += s.refers_to->record_size; // elements hold no vectors
+        else if (s.type == wire_type::table)
+            sum += memory_per_word(*s.refers_to);
+    }
+    return sum;
+}
+
 void emit_picture(std::string &out, const message &m)
 {
     out += "\n/*\n * " + m.name + "\n *\n";
@@ -119,6 +140,9 @@ void emit_picture(std::string &out, const message &m)
            (m.fixed_size ? "frame " + std::to_string(m.frame_length) + " bytes, fixed size"
                          : "frame measured per record, variable size") +
            "\n *\n";
+    if (!m.fixed_size)
+        out += " * Of hostile bytes every 4 make __unpack allocate up to " +
+               std::to_string(memory_per_word(m)) + " bytes.\n *\n";
     std::size_t width = 9;
     for (const slot &s : m.slots)
         width = std::max(width, spelling(s).size());

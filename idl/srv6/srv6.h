@@ -29,6 +29,11 @@
  *       to M_free__unpacked before it is refilled or dropped. An absent slot reads as zero, so a
  *       record of zeros may be a message of zeros or a refused one. The log tells when a table
  *       was refused; of a refused field nothing does.
+ *       What hostile bytes cost: an element of a vector of tables takes 4 bytes of buf, its
+ *       offset, because elements may share a table, and a whole record of memory. So memory can
+ *       grow to many times len, and time as it does; how many times stands with each message that
+ *       has a vector, and no other allocates. No block reaches 4 GiB. To keep below a limit of
+ *       your own, bound len before the call or let the cache allocator refuse.
  *
  *   void M_free__unpacked(void *rec)
  *       Releases what M__unpack made the M at rec own, and sets its pointers to null; counts
@@ -311,6 +316,8 @@ uint32_t srv6_common_fwd_key__sendtomsg(uint32_t dest, const srv6_common_fwd_key
  *
  * msg_id 0x7919FA9B (2031745691); record 16 bytes; frame measured per record, variable size
  *
+ * Of hostile bytes every 4 make __unpack allocate up to 56 bytes.
+ *
  *   slot  wire type                      record
  *      0  uint32                              0   carried once per batch
  *      1  vector<table srv6_common_fwd>       4   the records
@@ -341,6 +348,8 @@ uint32_t srv6_common_fwd_update__sendtomsg(uint32_t dest, const srv6_common_fwd_
  * Batch of keys of common SID forwarding objects to remove.
  *
  * msg_id 0xA84F797D (2823780733); record 16 bytes; frame measured per record, variable size
+ *
+ * Of hostile bytes every 4 make __unpack allocate up to 4 bytes.
  *
  *   slot  wire type                          record
  *      0  uint32                                  0   carried once per batch
@@ -475,6 +484,8 @@ uint32_t srv6_xsid_fwd_key__sendtomsg(uint32_t dest, const srv6_xsid_fwd_key *re
  *
  * msg_id 0xD86141F8 (3630252536); record 16 bytes; frame measured per record, variable size
  *
+ * Of hostile bytes every 4 make __unpack allocate up to 88 bytes.
+ *
  *   slot  wire type                    record
  *      0  uint32                            0   carried once per batch
  *      1  vector<table srv6_xsid_fwd>       4   the records
@@ -505,6 +516,8 @@ uint32_t srv6_xsid_fwd_update__sendtomsg(uint32_t dest, const srv6_xsid_fwd_upda
  * Batch of keys of cross-connect SID objects to remove.
  *
  * msg_id 0x62B2EA9E (1655892638); record 16 bytes; frame measured per record, variable size
+ *
+ * Of hostile bytes every 4 make __unpack allocate up to 60 bytes.
  *
  *   slot  wire type                        record
  *      0  uint32                                0   carried once per batch
@@ -623,6 +636,8 @@ uint32_t srv6_localsid_fwd_key__sendtomsg(uint32_t dest, const srv6_localsid_fwd
  *
  * msg_id 0xD501B69B (3573659291); record 16 bytes; frame measured per record, variable size
  *
+ * Of hostile bytes every 4 make __unpack allocate up to 52 bytes.
+ *
  *   slot  wire type                        record
  *      0  uint32                                0   carried once per batch
  *      1  vector<table srv6_localsid_fwd>       4   the records
@@ -653,6 +668,8 @@ uint32_t srv6_localsid_fwd_update__sendtomsg(uint32_t dest, const srv6_localsid_
  * Batch of keys of local SID objects to remove.
  *
  * msg_id 0x0437357D (70727037); record 16 bytes; frame measured per record, variable size
+ *
+ * Of hostile bytes every 4 make __unpack allocate up to 28 bytes.
  *
  *   slot  wire type                            record
  *      0  uint32                                    0   carried once per batch
@@ -775,6 +792,8 @@ uint32_t srv6_sidfunct_fwd_key__sendtomsg(uint32_t dest, const srv6_sidfunct_fwd
  *
  * msg_id 0x772075E6 (1998616038); record 16 bytes; frame measured per record, variable size
  *
+ * Of hostile bytes every 4 make __unpack allocate up to 60 bytes.
+ *
  *   slot  wire type                        record
  *      0  uint32                                0   carried once per batch
  *      1  vector<table srv6_sidfunct_fwd>       4   the records
@@ -805,6 +824,8 @@ uint32_t srv6_sidfunct_fwd_update__sendtomsg(uint32_t dest, const srv6_sidfunct_
  * Batch of keys of SID function objects to remove.
  *
  * msg_id 0x8FDF1B44 (2413763396); record 16 bytes; frame measured per record, variable size
+ *
+ * Of hostile bytes every 4 make __unpack allocate up to 12 bytes.
  *
  *   slot  wire type                            record
  *      0  uint32                                    0   carried once per batch
@@ -871,6 +892,8 @@ uint32_t srv6_sidnhp_fwd__sendtomsg(uint32_t dest, const srv6_sidnhp_fwd *recs,
  *
  * msg_id 0xB6D7DA12 (3067599378); record 16 bytes; frame measured per record, variable size
  *
+ * Of hostile bytes every 4 make __unpack allocate up to 16 bytes.
+ *
  *   slot  wire type                      record
  *      0  uint32                              0   carried once per batch
  *      1  vector<table srv6_sidnhp_fwd>       4   the records
@@ -933,6 +956,8 @@ uint32_t srv6_sidnhp_fwd_key__sendtomsg(uint32_t dest, const srv6_sidnhp_fwd_key
  * Batch of keys of SID next hop objects to remove.
  *
  * msg_id 0xBA66F690 (3127309968); record 16 bytes; frame measured per record, variable size
+ *
+ * Of hostile bytes every 4 make __unpack allocate up to 12 bytes.
  *
  *   slot  wire type                          record
  *      0  uint32                                  0   carried once per batch
@@ -1005,6 +1030,8 @@ uint32_t srv6_portinfo_fwd__sendtomsg(uint32_t dest, const srv6_portinfo_fwd *re
  *
  * msg_id 0xD86E0621 (3631089185); record 16 bytes; frame measured per record, variable size
  *
+ * Of hostile bytes every 4 make __unpack allocate up to 40 bytes.
+ *
  *   slot  wire type                        record
  *      0  uint32                                0   carried once per batch
  *      1  vector<table srv6_portinfo_fwd>       4   the records
@@ -1071,6 +1098,8 @@ uint32_t srv6_portinfo_fwd_key__sendtomsg(uint32_t dest, const srv6_portinfo_fwd
  * Batch of keys of port information objects to remove.
  *
  * msg_id 0x5648E11B (1447616795); record 16 bytes; frame measured per record, variable size
+ *
+ * Of hostile bytes every 4 make __unpack allocate up to 32 bytes.
  *
  *   slot  wire type                            record
  *      0  uint32                                    0   carried once per batch
@@ -1203,6 +1232,8 @@ uint32_t srv6_sidstack_fwd_key__sendtomsg(uint32_t dest, const srv6_sidstack_fwd
  *
  * msg_id 0xDE984264 (3734520420); record 16 bytes; frame measured per record, variable size
  *
+ * Of hostile bytes every 4 make __unpack allocate up to 208 bytes.
+ *
  *   slot  wire type                        record
  *      0  uint32                                0   carried once per batch
  *      1  vector<table srv6_sidstack_fwd>       4   the records
@@ -1233,6 +1264,8 @@ uint32_t srv6_sidstack_fwd_update__sendtomsg(uint32_t dest, const srv6_sidstack_
  * Batch of keys of SID stack objects to remove.
  *
  * msg_id 0x67B57A7A (1739946618); record 16 bytes; frame measured per record, variable size
+ *
+ * Of hostile bytes every 4 make __unpack allocate up to 16 bytes.
  *
  *   slot  wire type                            record
  *      0  uint32                                    0   carried once per batch
@@ -1347,6 +1380,8 @@ uint32_t srv6_candipath_fwd_key__sendtomsg(uint32_t dest, const srv6_candipath_f
  *
  * msg_id 0xA56D8C9A (2775420058); record 16 bytes; frame measured per record, variable size
  *
+ * Of hostile bytes every 4 make __unpack allocate up to 32 bytes.
+ *
  *   slot  wire type                         record
  *      0  uint32                                 0   carried once per batch
  *      1  vector<table srv6_candipath_fwd>       4   the records
@@ -1377,6 +1412,8 @@ uint32_t srv6_candipath_fwd_update__sendtomsg(uint32_t dest, const srv6_candipat
  * Batch of keys of candidate path objects to remove.
  *
  * msg_id 0x6E76D408 (1853281288); record 16 bytes; frame measured per record, variable size
+ *
+ * Of hostile bytes every 4 make __unpack allocate up to 24 bytes.
  *
  *   slot  wire type                             record
  *      0  uint32                                     0   carried once per batch
@@ -1505,6 +1542,8 @@ uint32_t srv6_policy_fwd_key__sendtomsg(uint32_t dest, const srv6_policy_fwd_key
  *
  * msg_id 0x8BE1364E (2346792526); record 16 bytes; frame measured per record, variable size
  *
+ * Of hostile bytes every 4 make __unpack allocate up to 72 bytes.
+ *
  *   slot  wire type                      record
  *      0  uint32                              0   carried once per batch
  *      1  vector<table srv6_policy_fwd>       4   the records
@@ -1535,6 +1574,8 @@ uint32_t srv6_policy_fwd_update__sendtomsg(uint32_t dest, const srv6_policy_fwd_
  * Batch of keys of SR policy objects to remove.
  *
  * msg_id 0xAFF3EB7C (2951998332); record 16 bytes; frame measured per record, variable size
+ *
+ * Of hostile bytes every 4 make __unpack allocate up to 16 bytes.
  *
  *   slot  wire type                          record
  *      0  uint32                                  0   carried once per batch
@@ -1645,6 +1686,8 @@ uint32_t srv6_iid_fwd_key__sendtomsg(uint32_t dest, const srv6_iid_fwd_key *recs
  *
  * msg_id 0x2AF9E5CE (721020366); record 16 bytes; frame measured per record, variable size
  *
+ * Of hostile bytes every 4 make __unpack allocate up to 40 bytes.
+ *
  *   slot  wire type                   record
  *      0  uint32                           0   carried once per batch
  *      1  vector<table srv6_iid_fwd>       4   the records
@@ -1675,6 +1718,8 @@ uint32_t srv6_iid_fwd_update__sendtomsg(uint32_t dest, const srv6_iid_fwd_update
  * Batch of keys of interface identifier (IID) objects to remove.
  *
  * msg_id 0x4F0C9AFC (1326226172); record 16 bytes; frame measured per record, variable size
+ *
+ * Of hostile bytes every 4 make __unpack allocate up to 28 bytes.
  *
  *   slot  wire type                       record
  *      0  uint32                               0   carried once per batch
@@ -1783,6 +1828,8 @@ uint32_t srv6_te_flow_grp_fwd_key__sendtomsg(uint32_t dest, const srv6_te_flow_g
  *
  * msg_id 0xE5893570 (3850974576); record 16 bytes; frame measured per record, variable size
  *
+ * Of hostile bytes every 4 make __unpack allocate up to 40 bytes.
+ *
  *   slot  wire type                           record
  *      0  uint32                                   0   carried once per batch
  *      1  vector<table srv6_te_flow_grp_fwd>       4   the records
@@ -1813,6 +1860,8 @@ uint32_t srv6_te_flow_grp_fwd_update__sendtomsg(uint32_t dest, const srv6_te_flo
  * Batch of keys of TE flow group objects to remove.
  *
  * msg_id 0x57D05106 (1473270022); record 16 bytes; frame measured per record, variable size
+ *
+ * Of hostile bytes every 4 make __unpack allocate up to 16 bytes.
  *
  *   slot  wire type                               record
  *      0  uint32                                       0   carried once per batch
@@ -1947,6 +1996,8 @@ uint32_t srv6_te_flow_grp_tnl_fwd_key__sendtomsg(uint32_t dest, const srv6_te_fl
  *
  * msg_id 0xF63A873B (4131030843); record 16 bytes; frame measured per record, variable size
  *
+ * Of hostile bytes every 4 make __unpack allocate up to 40 bytes.
+ *
  *   slot  wire type                               record
  *      0  uint32                                       0   carried once per batch
  *      1  vector<table srv6_te_flow_grp_tnl_fwd>       4   the records
@@ -1977,6 +2028,8 @@ uint32_t srv6_te_flow_grp_tnl_fwd_update__sendtomsg(uint32_t dest, const srv6_te
  * Batch of keys of TE flow group tunnel objects to remove.
  *
  * msg_id 0xDFE4401D (3756277789); record 16 bytes; frame measured per record, variable size
+ *
+ * Of hostile bytes every 4 make __unpack allocate up to 28 bytes.
  *
  *   slot  wire type                                   record
  *      0  uint32                                           0   carried once per batch
@@ -2105,6 +2158,8 @@ uint32_t srv6_te_flow_grp_map_fwd_key__sendtomsg(uint32_t dest, const srv6_te_fl
  *
  * msg_id 0xA3EB2EF7 (2750099191); record 16 bytes; frame measured per record, variable size
  *
+ * Of hostile bytes every 4 make __unpack allocate up to 44 bytes.
+ *
  *   slot  wire type                               record
  *      0  uint32                                       0   carried once per batch
  *      1  vector<table srv6_te_flow_grp_map_fwd>       4   the records
@@ -2135,6 +2190,8 @@ uint32_t srv6_te_flow_grp_map_fwd_update__sendtomsg(uint32_t dest, const srv6_te
  * Batch of keys of TE flow group map objects to remove.
  *
  * msg_id 0xE1AC4C59 (3786165337); record 16 bytes; frame measured per record, variable size
+ *
+ * Of hostile bytes every 4 make __unpack allocate up to 20 bytes.
  *
  *   slot  wire type                                   record
  *      0  uint32                                           0   carried once per batch
@@ -2200,6 +2257,8 @@ uint32_t srv6_spr_tnl_grp_fwd__sendtomsg(uint32_t dest, const srv6_spr_tnl_grp_f
  * Batch of SPR tunnel group records to add or replace.
  *
  * msg_id 0x9A3095DE (2586875358); record 16 bytes; frame measured per record, variable size
+ *
+ * Of hostile bytes every 4 make __unpack allocate up to 16 bytes.
  *
  *   slot  wire type                           record
  *      0  uint32                                   0   carried once per batch
@@ -2308,6 +2367,8 @@ uint32_t srv6_spr_tnl_fwd_key__sendtomsg(uint32_t dest, const srv6_spr_tnl_fwd_k
  *
  * msg_id 0x1F6E2672 (527312498); record 16 bytes; frame measured per record, variable size
  *
+ * Of hostile bytes every 4 make __unpack allocate up to 24 bytes.
+ *
  *   slot  wire type                       record
  *      0  uint32                               0   carried once per batch
  *      1  vector<table srv6_spr_tnl_fwd>       4   the records
@@ -2338,6 +2399,8 @@ uint32_t srv6_spr_tnl_fwd_update__sendtomsg(uint32_t dest, const srv6_spr_tnl_fw
  * Batch of keys of SPR tunnel objects to remove.
  *
  * msg_id 0x824069F0 (2185259504); record 16 bytes; frame measured per record, variable size
+ *
+ * Of hostile bytes every 4 make __unpack allocate up to 20 bytes.
  *
  *   slot  wire type                           record
  *      0  uint32                                   0   carried once per batch
@@ -2454,6 +2517,8 @@ uint32_t srv6_bsid_fwd_key__sendtomsg(uint32_t dest, const srv6_bsid_fwd_key *re
  *
  * msg_id 0x8BA971BE (2343137726); record 16 bytes; frame measured per record, variable size
  *
+ * Of hostile bytes every 4 make __unpack allocate up to 40 bytes.
+ *
  *   slot  wire type                    record
  *      0  uint32                            0   carried once per batch
  *      1  vector<table srv6_bsid_fwd>       4   the records
@@ -2484,6 +2549,8 @@ uint32_t srv6_bsid_fwd_update__sendtomsg(uint32_t dest, const srv6_bsid_fwd_upda
  * Batch of keys of binding SID objects to remove.
  *
  * msg_id 0x4D9B596C (1302026604); record 16 bytes; frame measured per record, variable size
+ *
+ * Of hostile bytes every 4 make __unpack allocate up to 12 bytes.
  *
  *   slot  wire type                        record
  *      0  uint32                                0   carried once per batch

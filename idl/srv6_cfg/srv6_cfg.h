@@ -29,6 +29,11 @@
  *       to M_free__unpacked before it is refilled or dropped. An absent slot reads as zero, so a
  *       record of zeros may be a message of zeros or a refused one. The log tells when a table
  *       was refused; of a refused field nothing does.
+ *       What hostile bytes cost: an element of a vector of tables takes 4 bytes of buf, its
+ *       offset, because elements may share a table, and a whole record of memory. So memory can
+ *       grow to many times len, and time as it does; how many times stands with each message that
+ *       has a vector, and no other allocates. No block reaches 4 GiB. To keep below a limit of
+ *       your own, bound len before the call or let the cache allocator refuse.
  *
  *   void M_free__unpacked(void *rec)
  *       Releases what M__unpack made the M at rec own, and sets its pointers to null; counts
@@ -167,6 +172,8 @@ uint32_t srv6_cfg_query_trastat_cond__sendtomsg(uint32_t dest, const srv6_cfg_qu
  *
  * msg_id 0xCA55202A (3394576426); record 24 bytes; frame measured per record, variable size
  *
+ * Of hostile bytes every 4 make __unpack allocate up to 4 bytes.
+ *
  *   slot  wire type      record
  *      0  uint32              0
  *      1  uint32              4
@@ -227,6 +234,8 @@ uint32_t srv6_cfg_query_trastat_rec_info__sendtomsg(uint32_t dest, const srv6_cf
  * Header common to every query record: three words and a run of bytes of any length.
  *
  * msg_id 0xB1DEE391 (2984174481); record 24 bytes; frame measured per record, variable size
+ *
+ * Of hostile bytes every 4 make __unpack allocate up to 4 bytes.
  *
  *   slot  wire type      record
  *      0  uint32              0
@@ -295,6 +304,8 @@ uint32_t srv6_cfg_query_dfx_cond__sendtomsg(uint32_t dest, const srv6_cfg_query_
  *
  * msg_id 0xF1C15D43 (4055981379); record 32 bytes; frame measured per record, variable size
  *
+ * Of hostile bytes every 4 make __unpack allocate up to 4 bytes.
+ *
  *   slot  wire type                          record
  *      0  table srv6_cfg_query_comm_param         0
  *      1  table srv6_cfg_query_trastat_cond      24
@@ -324,6 +335,8 @@ uint32_t srv6_cfg_query_trastat_key__sendtomsg(uint32_t dest, const srv6_cfg_que
  * Result of a traffic statistics query: the common header and one block of 128 items.
  *
  * msg_id 0xDD8ACA52 (3716860498); record 9240 bytes; frame measured per record, variable size
+ *
+ * Of hostile bytes every 4 make __unpack allocate up to 4 bytes.
  *
  *   slot  wire type                              record
  *      0  table srv6_cfg_query_comm_rec               0
@@ -453,6 +466,8 @@ uint32_t srv6_cfg_query_dfx_item__sendtomsg(uint32_t dest, const srv6_cfg_query_
  *
  * msg_id 0xF99D5FCE (4187840462); record 160 bytes; frame measured per record, variable size
  *
+ * Of hostile bytes every 4 make __unpack allocate up to 4 bytes.
+ *
  *   slot  wire type                        record
  *      0  table srv6_cfg_query_comm_param       0
  *      1  table srv6_cfg_query_dfx_cond        24
@@ -482,6 +497,8 @@ uint32_t srv6_cfg_query_dfx_key__sendtomsg(uint32_t dest, const srv6_cfg_query_d
  * Result of a diagnostic query: the common header and any number of items.
  *
  * msg_id 0x301BC2B7 (807125687); record 40 bytes; frame measured per record, variable size
+ *
+ * Of hostile bytes every 4 make __unpack allocate up to 16576 bytes.
  *
  *   slot  wire type                              record
  *      0  table srv6_cfg_query_comm_rec               0

@@ -29,6 +29,11 @@
  *       to M_free__unpacked before it is refilled or dropped. An absent slot reads as zero, so a
  *       record of zeros may be a message of zeros or a refused one. The log tells when a table
  *       was refused; of a refused field nothing does.
+ *       What hostile bytes cost: an element of a vector of tables takes 4 bytes of buf, its
+ *       offset, because elements may share a table, and a whole record of memory. So memory can
+ *       grow to many times len, and time as it does; how many times stands with each message that
+ *       has a vector, and no other allocates. No block reaches 4 GiB. To keep below a limit of
+ *       your own, bound len before the call or let the cache allocator refuse.
  *
  *   void M_free__unpacked(void *rec)
  *       Releases what M__unpack made the M at rec own, and sets its pointers to null; counts

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/codec/support/differential.h"
+#include "tests/codec/support/hostile.h"
 #include "tests/codec/support/library.h"
 #include "tests/codec/support/orders.h"
 
@@ -11,7 +12,8 @@ namespace {
 
 struct seed_buffer {
     const message_info *message;
-    const char *path; ///< that it takes while undamaged
+    const char *path;             ///< that it takes while undamaged
+    std::uint64_t bytes_per_word; ///< of memory, at the most
     bytes content;
     std::vector<std::size_t> edges; ///< where checks look
 };
@@ -22,7 +24,11 @@ std::vector<seed_buffer> seed_buffers(order o, random_source &random)
     const auto add = [&](const message_info &m, const char *path, bytes content) {
         std::set<std::uint64_t> edges;
         expected_unpack(m, content, o, 0, 0, &edges);
-        seeds.push_back({&m, path, std::move(content), {edges.begin(), edges.end()}});
+        seeds.push_back({&m,
+                         path,
+                         hostile_bytes_per_word(m),
+                         std::move(content),
+                         {edges.begin(), edges.end()}});
     };
     for (const message_info *m : all_messages()) {
         const sample full = sample::ones(*m);
@@ -119,6 +125,10 @@ void run(order o)
         succeeded += expected.logs.empty();
         logged += !expected.logs.empty();
         allocated += !expected.blocks.empty();
+        std::uint64_t memory_taken = 0;
+        for (const reference::memory_event &call : expected.memory)
+            memory_taken += call.size; // 0 in a release
+        ASSERT_LE(memory_taken, buffer.size() / 4 * seed.bytes_per_word) << m.name << ", run " << i;
         ASSERT_EQ(reading_difference(m, {at, buffer.size()}, std::move(expected), fill, fail_at),
                   "")
             << m.name << ", run " << i << '\n'

@@ -1,0 +1,183 @@
+#include "tests/codec/support/hostile.h"
+
+#include <map>
+
+namespace vorl::test {
+namespace {
+
+/// Written out. Messages that are not here allocate nothing.
+const std::map<std::string, std::uint64_t> bytes_per_word = {
+    {"srv6_common_fwd_update", 56},
+    {"srv6_common_fwd_delete", 4},
+    {"srv6_xsid_fwd_update", 88},
+    {"srv6_xsid_fwd_delete", 60},
+    {"srv6_localsid_fwd_update", 52},
+    {"srv6_localsid_fwd_delete", 28},
+    {"srv6_sidfunct_fwd_update", 60},
+    {"srv6_sidfunct_fwd_delete", 12},
+    {"srv6_sidnhp_fwd_update", 16},
+    {"srv6_sidnhp_fwd_delete", 12},
+    {"srv6_portinfo_fwd_update", 40},
+    {"srv6_portinfo_fwd_delete", 32},
+    {"srv6_sidstack_fwd_update", 208},
+    {"srv6_sidstack_fwd_delete", 16},
+    {"srv6_candipath_fwd_update", 32},
+    {"srv6_candipath_fwd_delete", 24},
+    {"srv6_policy_fwd_update", 72},
+    {"srv6_policy_fwd_delete", 16},
+    {"srv6_iid_fwd_update", 40},
+    {"srv6_iid_fwd_delete", 28},
+    {"srv6_te_flow_grp_fwd_update", 40},
+    {"srv6_te_flow_grp_fwd_delete", 16},
+    {"srv6_te_flow_grp_tnl_fwd_update", 40},
+    {"srv6_te_flow_grp_tnl_fwd_delete", 28},
+    {"srv6_te_flow_grp_map_fwd_update", 44},
+    {"srv6_te_flow_grp_map_fwd_delete", 20},
+    {"srv6_spr_tnl_grp_fwd_update", 16},
+    {"srv6_spr_tnl_fwd_update", 24},
+    {"srv6_spr_tnl_fwd_delete", 20},
+    {"srv6_bsid_fwd_update", 40},
+    {"srv6_bsid_fwd_delete", 12},
+    {"srv6_cfg_query_comm_param", 4},
+    {"srv6_cfg_query_comm_rec", 4},
+    {"srv6_cfg_query_trastat_key", 4},
+    {"srv6_cfg_query_trastat_rec", 4},
+    {"srv6_cfg_query_dfx_key", 4},
+    {"srv6_cfg_query_dfx_rec", 16576},
+};
+
+/// Writes tables of offsets only; where these lead is filled in from behind.
+class hostile_writer {
+  public:
+    hostile_writer(std::uint32_t count, order o, hostile_elements elements)
+        : count_(count), order_(o), elements_(elements)
+    {}
+
+    bytes buffer(const message_info &m)
+    {
+        append(4 + vtable_size(m), 4);
+        table(m);
+        // The body of all vectors: 4 x count bytes, of which all but the first 4 are offsets.
+        if (!vectors_.empty()) {
+            const std::size_t byte_body = append(4 * std::uint64_t{count_}, 4);
+            const std::size_t table_body = append(count_, 4);
+            for (const auto &[field, element] : vectors_)
+                point(field, element == nullptr ? byte_body : table_body);
+            words(count_, vectors_.back().second);
+        }
+        for (const auto &[field, slot] : arrays_) {
+            point(field, append(slot->count, 4));
+            words(slot->count, slot->element);
+        }
+        for (const auto &[first, count, element] : runs_)
+            lead_to_element(first, count, *element);
+        return std::move(out_);
+    }
+
+  private:
+    static std::uint64_t vtable_size(const message_info &m) { return 4 + 2 * m.slots.size(); }
+
+    std::size_t append(std::uint64_t value, std::size_t width)
+    {
+        out_.resize(out_.size() + width);
+        reference::store(&out_[out_.size() - width], value, width, order_);
+        return out_.size() - width;
+    }
+
+    void point(std::size_t word, std::size_t to)
+    {
+        reference::store(&out_[word], to - word, 4, order_);
+    }
+
+    void table(const message_info &m)
+    {
+        const std::size_t vtable = append(vtable_size(m), 2);
+        append(4, 2);
+        for (std::size_t s = 0; s < m.slots.size(); ++s)
+            append(0, 2);
+        const std::size_t at = append(vtable_size(m), 4);
+        std::vector<std::pair<std::size_t, const message_info *>> inner;
+        for (std::size_t s = 0; s < m.slots.size(); ++s) {
+            const slot_info &slot = m.slots[s];
+            if (slot.element == nullptr && slot.type != wire_type::vector_uint8)
+                continue;
+            const std::size_t field = append(0, 4);
+            reference::store(&out_[vtable + 4 + 2 * s], field - at, 2, order_);
+            if (slot.type == wire_type::table)
+                inner.emplace_back(field, slot.element);
+            else if (slot.type == wire_type::array_table)
+                arrays_.emplace_back(field, &slot);
+            else
+                vectors_.emplace_back(field, slot.element);
+        }
+        for (const auto &[field, element] : inner) {
+            point(field, out_.size() + vtable_size(*element));
+            table(*element);
+        }
+    }
+
+    void words(std::uint32_t count, const message_info *element)
+    {
+        if (element != nullptr)
+            runs_.push_back({out_.size(), count, element});
+        out_.resize(out_.size() + 4 * std::size_t{count});
+    }
+
+    void lead_to_element(std::size_t first, std::uint32_t count, const message_info &element)
+    {
+        bytes packed = {};
+        random_source random(7);
+        switch (elements_) {
+        case hostile_elements::empty: break;
+        case hostile_elements::framed:
+            packed = reference::frame(element, sample::ones(element).data(), order_);
+            break;
+        case hostile_elements::sparse:
+            packed = reference::pack(element, sample::random(element, random).data(), order_);
+            break;
+        default: packed = reference::pack(element, sample::ones(element).data(), order_); break;
+        }
+        std::size_t at = out_.size();
+        if (packed.empty()) {
+            append(4, 2);
+            append(4, 2);
+            at = append(4, 4);
+        } else {
+            at += reference::load(&packed[0], 4, order_);
+            out_.insert(out_.end(), packed.begin(), packed.end());
+        }
+        for (std::uint32_t i = 0; i < count; ++i)
+            point(first + 4 * std::size_t{i}, at);
+        if (elements_ == hostile_elements::late)
+            point(first + 4 * std::size_t{count - 1}, out_.size());
+    }
+
+    struct run {
+        std::size_t first;
+        std::uint32_t count;
+        const message_info *element;
+    };
+
+    std::uint32_t count_;
+    order order_;
+    hostile_elements elements_;
+    bytes out_;
+    std::vector<std::pair<std::size_t, const message_info *>> vectors_;
+    std::vector<std::pair<std::size_t, const slot_info *>> arrays_;
+    std::vector<run> runs_;
+};
+
+} // namespace
+
+std::uint64_t hostile_bytes_per_word(const message_info &m)
+{
+    const auto found = bytes_per_word.find(m.name);
+    return found == bytes_per_word.end() ? 0 : found->second;
+}
+
+bytes hostile_buffer(const message_info &m, std::uint32_t count, order o, hostile_elements elements)
+{
+    return hostile_writer(count, o, elements).buffer(m);
+}
+
+} // namespace vorl::test
