@@ -61,9 +61,12 @@ class hostile_writer {
         if (!vectors_.empty()) {
             const std::size_t byte_body = append(4 * std::uint64_t{count_}, 4);
             const std::size_t table_body = append(count_, 4);
-            for (const auto &[field, element] : vectors_)
+            const message_info *last = nullptr;
+            for (const auto &[field, element] : vectors_) {
                 point(field, element == nullptr ? byte_body : table_body);
-            words(count_, vectors_.back().second);
+                last = element != nullptr ? element : last;
+            }
+            words(count_, last);
         }
         for (const auto &[field, slot] : arrays_) {
             point(field, append(slot->count, 4));
