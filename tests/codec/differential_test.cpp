@@ -125,6 +125,7 @@ void run(order o)
         succeeded += expected.logs.empty();
         logged += !expected.logs.empty();
         allocated += !expected.blocks.empty();
+        ASSERT_LE(expected.logs.size(), 1u) << m.name << ", run " << i;
         std::uint64_t memory_taken = 0;
         for (const reference::memory_event &call : expected.memory)
             memory_taken += call.size; // 0 in a release
