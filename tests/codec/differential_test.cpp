@@ -141,7 +141,7 @@ void run(order o)
     EXPECT_GT(succeeded, runs / 10);
     EXPECT_GT(logged, runs / 20);
     EXPECT_GT(allocated, runs / 20);
-    EXPECT_GT(paths.least(5), runs / 20);
+    EXPECT_GT(paths.least(5), runs / 40);
     forget_bindings();
 }
 

@@ -10,6 +10,7 @@
 #include "srv6.h"
 #include "tests/support/bindings.h"
 #include "tests/support/platform.h"
+#include "tests/support/run.h"
 
 namespace {
 
@@ -279,6 +280,32 @@ TEST(golden_frames, are_as_long_as_their_fields)
     EXPECT_EQ(u16(sends[0].frames[0].bytes, 52 + 2), 46);
     EXPECT_EQ(u16(sends[1].frames[0].bytes, 320 + 2), 314);
     EXPECT_EQ(u16(sends[2].frames[0].bytes, 1036 + 2), 1029);
+}
+
+TEST(golden_header, tells_what_hostile_bytes_cost)
+{
+    const std::string text = content(GOLDEN_HEADER);
+    const std::pair<const char *, int> figures[] = {
+        {"srv6_run", 4},                   // a vector of bytes
+        {"srv6_batch", 136 + 4},           // a vector of middles, and the run's
+        {"srv6_whole", 136 + 4 + 416 + 4}, // the batch's, a vector of deeps, a vector of bytes
+        {"srv6_deep", 0},
+        {"srv6_middle", 0},
+        {"srv6_leaf", 0},
+    };
+    for (const auto &[name, figure] : figures) {
+        SCOPED_TRACE(name);
+        const size_t begin = text.find("\n/*\n * " + std::string(name) + "\n");
+        ASSERT_NE(begin, std::string::npos);
+        const std::string picture = text.substr(begin, text.find("*/", begin) - begin);
+        const size_t line =
+            picture.find(" * Of hostile bytes every 4 make __unpack allocate up to ");
+        ASSERT_EQ(line != std::string::npos, figure != 0);
+        if (figure != 0) {
+            EXPECT_NE(picture.find(" " + std::to_string(figure) + " bytes.\n", line),
+                      std::string::npos);
+        }
+    }
 }
 
 TEST(golden_registration, names_all_six_in_the_order_of_the_description)
