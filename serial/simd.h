@@ -130,6 +130,18 @@ inline u8x16 subtract_saturating(u8x16 a, u8x16 b)
 #endif
 }
 
+/// The value, without what clang's optimiser knows of its making: a choice between comparisons at
+/// two widths becomes one comparison at the wider width in clang 14, which is another thing.
+inline u8x16 as_computed(u8x16 value)
+{
+#if defined(__clang__) && defined(__aarch64__)
+    asm("" : "+w"(value));
+#elif defined(__clang__)
+    asm("" : "+x"(value));
+#endif
+    return value;
+}
+
 /// max(a - b, 0), word by word.
 inline u16x8 subtract_saturating(u16x8 a, u16x8 b)
 {
