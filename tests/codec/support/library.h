@@ -56,7 +56,11 @@ std::string reading_difference(const message_info &m, std::span<const std::uint8
                                std::uint32_t fail_allocation_at = 0);
 
 /// __pack into memory of exactly the measured size; empty when it was refused.
-bytes library_pack(const sample &record);
+bytes library_pack(const message_info &m, const void *record);
+inline bytes library_pack(const sample &record)
+{
+    return library_pack(record.message(), record.data());
+}
 
 /// The frames that the bus was handed for these records, by __sendsingle or __sendbatch.
 bytes sent_single(const message_info &m, const void *record);
