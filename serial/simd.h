@@ -30,9 +30,11 @@ inline u8x16 load16(const uint8_t *from)
 }
 inline void store16(uint8_t *to, u8x16 value) { memcpy(to, &value, sizeof value); }
 
-/// The value, loaded once: left alone, compilers load it again for each use, and it is loads that
-/// the code waits for.
-inline u8x16 in_register(u8x16 value)
+/// The value, in a register, as one of which the optimiser knows nothing. What was loaded is then not
+/// loaded again for each use, and it is loads that packing waits for. And clang 14 leaves it alone:
+/// of a choice between comparisons at two widths it makes one at the wider width, which is another
+/// thing.
+inline u8x16 opaque(u8x16 value)
 {
 #if defined(__aarch64__)
     asm("" : "+w"(value));

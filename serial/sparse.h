@@ -368,14 +368,14 @@ class presence {
     {
         if constexpr (layout::has_width(Window, Width)) {
             const auto equal = reinterpret_cast<u8x16>(reinterpret_cast<Vector>(bytes) == Vector{});
-            zeros = select<layout::not_wider(Window, Width)>(equal, zeros);
+            zeros = select<layout::not_wider(Window, Width)>(opaque(equal), zeros);
         }
     }
     template <uint32_t Window>
     [[gnu::always_inline]] void look_through(const uint8_t *record)
     {
-        const u8x16 bytes = in_register(
-            load_first<layout::window_size>(record + layout::windows.windows[Window].at));
+        const u8x16 bytes =
+            opaque(load_first<layout::window_size>(record + layout::windows.windows[Window].at));
         u8x16 zeros = {};
         compare<Window, 8, u64x2>(zeros, bytes);
         compare<Window, 4, u32x4>(zeros, bytes);
@@ -518,8 +518,10 @@ class sparse_writer {
         const uint32_t subset = presence<M>::template subset<Window>(bits);
         const u8x16 bytes =
             load_first<layout::window_size>(record + layout::windows.windows[Window].at);
-        const auto *indices = static_cast<const uint8_t *>(
-            __builtin_assume_aligned(table.indices[subset], layout::squeeze_width));
+        // A pointer of its own: of an array clang 14 under UBSan cannot assume this.
+        const uint8_t *const row = table.indices[subset];
+        const auto *indices =
+            static_cast<const uint8_t *>(__builtin_assume_aligned(row, layout::squeeze_width));
         store_first<layout::squeeze_width>(
             at - layout::squeeze_width, shuffle(bytes, load_first<layout::squeeze_width>(indices)));
         at -= table.bytes[subset];

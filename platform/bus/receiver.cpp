@@ -232,6 +232,7 @@ struct vorl_dev_receiver {
 
     // The program's thread.
     uint32_t deliver(const std::deque<batch> &batches, vorl_dev_handler handler, void *user);
+    void report_unknown(frame_head head);
     bool deliver_frame(frame_head head, const uint8_t *frame, vorl_dev_handler handler, void *user);
 
     const uint64_t made_in_ = generation();
@@ -247,7 +248,7 @@ struct vorl_dev_receiver {
 
     record_area area_;
     std::map<uint32_t, uint32_t> record_sizes_; ///< learned at the first delivery of each type
-    std::set<uint32_t> reported_;               ///< identifiers that nobody registered
+    std::set<uint32_t> reported_; ///< identifiers that nobody registered, the first ones
     bool delivers_ = false;
 };
 
@@ -425,17 +426,27 @@ bool vorl_dev_receiver::take_send(connection &from)
     return answer(from, result);
 }
 
+void vorl_dev_receiver::report_unknown(frame_head head)
+{
+    // A sender that makes up identifiers gets neither our memory nor all of standard error.
+    constexpr size_t most_reported = 1000;
+    if (reported_.size() == most_reported || !reported_.insert(head.msg_id).second)
+        return;
+    report_at(dest,
+              "frame of unknown type 0x%08X (%u bytes) dropped, as will be all others "
+              "of this type: nobody registered it",
+              head.msg_id, head.length);
+    if (reported_.size() == most_reported)
+        report_at(dest, "%zu unknown types; no further ones are reported", most_reported);
+}
+
 bool vorl_dev_receiver::deliver_frame(frame_head head, const uint8_t *frame,
                                       vorl_dev_handler handler, void *user)
 {
     message_type type;
     if (!find_type(head.msg_id, type)) {
         ++unknown;
-        if (reported_.insert(head.msg_id).second)
-            report_at(dest,
-                      "frame of unknown type 0x%08X (%u bytes) dropped, as will be all others "
-                      "of this type: nobody registered it",
-                      head.msg_id, head.length);
+        report_unknown(head);
         return false;
     }
     // __unpack tells the size of its record on every path, but needs room first, and asking it

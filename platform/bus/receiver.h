@@ -89,7 +89,8 @@ vorl_dev_receiver *VORL_DevReceiverOpen(uint32_t dest, uint64_t queue_bytes);
 /*
  * Waits up to `timeout_ms` (-1: for ever) for frames, delivers those that are there, and returns
  * their number; 0 when the time passed. A frame of an identifier that nobody registered is counted
- * and dropped, the first of each identifier reported on standard error; it does not end the wait.
+ * and dropped, the first of each identifier reported on standard error, up to 1000 identifiers; it
+ * does not end the wait.
  * With a null handler records are released unseen.
  */
 uint32_t VORL_DevReceive(vorl_dev_receiver *receiver, int32_t timeout_ms, vorl_dev_handler handler,

@@ -143,6 +143,24 @@ TEST_F(failures, frames_of_unknown_type_are_reported_once_a_type_and_counted)
     EXPECT_NE(lines[1].find("0x9ABCDEF0 (1 bytes)"), std::string::npos);
 }
 
+TEST_F(failures, of_unknown_types_the_first_thousand_are_reported)
+{
+    captured_stderr output;
+    item_receiver receiver(7);
+    EXPECT_TRUE(in_child([] {
+        for (std::uint32_t id = 1; id <= 1200; ++id)
+            EXPECT_EQ(send_frame(7, id, {1}), 0U);
+        EXPECT_EQ(send_items(7, 0, 0, 1), 0U);
+    }));
+    ASSERT_TRUE(receiver.receive(1));
+    EXPECT_EQ(receiver.counters().unknown, 1200U);
+    const std::vector<std::string> lines = output.lines();
+    ASSERT_EQ(lines.size(), 1001U);
+    EXPECT_NE(lines[999].find("0x000003E8 (1 bytes)"), std::string::npos);
+    EXPECT_EQ(lines[1000],
+              "vorl-bus: destination 7: 1000 unknown types; no further ones are reported");
+}
+
 TEST_F(failures, a_frame_that_unpack_refuses_gives_a_zero_record)
 {
     register_all();

@@ -170,4 +170,9 @@ TEST(HexText, WhatIsNoHexIsRefused)
     EXPECT_EQ(error_of("00000000: 04  .\n*\nffffffffffff: 04  .\n"),
               "3: the dump goes on at offset 281474976710655 where 1 bytes stand before it; give "
               "every line of it");
+    // Repetitions end at 16 MiB, or two lines of text would cost any amount of memory.
+    EXPECT_EQ(error_of("00000000: 04  .\n*\n01000001: 04  .\n"),
+              "3: the dump goes on at offset 16777217 where 1 bytes stand before it; give every "
+              "line of it");
+    EXPECT_EQ(read("00000000: 04  .\n*\n01000000: 04  .\n")[0].second.size(), 2 * 16777217U);
 }

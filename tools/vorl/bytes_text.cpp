@@ -11,8 +11,8 @@ namespace {
 
 constexpr std::size_t shortest_offset = 4;
 constexpr std::size_t longest_offset = 16;
-/// Bound of what a * in a dump may stand for.
-constexpr std::uint64_t largest_dump = std::uint64_t{1} << 30;
+/// Bound of what a * in a dump may stand for: two lines of text must not cost a gigabyte.
+constexpr std::uint64_t largest_dump = std::uint64_t{1} << 24;
 
 [[noreturn]] void refuse(std::size_t line, const std::string &what)
 {

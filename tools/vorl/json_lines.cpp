@@ -24,7 +24,7 @@ input_file::input_file(const std::string &name)
 
 std::optional<record> line_reader::next()
 {
-    while (std::getline(file_.stream(), text_)) {
+    while (std::getline(stream_, text_)) {
         ++line_;
         if (!text_.empty() && text_.back() == '\r')
             text_.pop_back();
@@ -36,14 +36,14 @@ std::optional<record> line_reader::next()
             throw input_error(place(line_) + error.what());
         }
     }
-    if (file_.stream().bad())
-        throw std::runtime_error(file_.name() + ": cannot be read to its end");
+    if (stream_.bad())
+        throw std::runtime_error(name_ + ": cannot be read to its end");
     return std::nullopt;
 }
 
 std::string line_reader::place(std::size_t line) const
 {
-    return file_.name() + ":" + std::to_string(line) + ": ";
+    return name_ + ":" + std::to_string(line) + ": ";
 }
 
 } // namespace vorl::json

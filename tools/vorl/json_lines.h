@@ -6,6 +6,7 @@
 #include <istream>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "tools/vorl/json_record.h"
 
@@ -28,7 +29,9 @@ class input_file {
 
 class line_reader {
   public:
-    explicit line_reader(input_file &file) : file_(file) {}
+    /// `name` is what errors call the text.
+    line_reader(std::istream &text, std::string name) : stream_(text), name_(std::move(name)) {}
+    explicit line_reader(input_file &file) : line_reader(file.stream(), file.name()) {}
 
     /// The next record; nothing at the end of the file. Throws input_error, "FILE:LINE: MEMBER:
     /// what is wrong; what to do"; the next call goes on with the line behind.
@@ -40,7 +43,8 @@ class line_reader {
     std::string place(std::size_t line) const;
 
   private:
-    input_file &file_;
+    std::istream &stream_;
+    std::string name_;
     std::size_t line_ = 0;
     std::string text_;
 };

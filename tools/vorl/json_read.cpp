@@ -1,5 +1,6 @@
 #include <arpa/inet.h>
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <limits>
@@ -158,7 +159,7 @@ class record_reader {
             if (bytes.size() > slot.count)
                 throw input_error(path, "has " + std::to_string(bytes.size()) +
                                             " bytes; give at most " + std::to_string(slot.count));
-            std::memcpy(to, bytes.data(), bytes.size());
+            std::copy(bytes.begin(), bytes.end(), to);
             break;
         }
         case wire_type::vector_uint8: {

@@ -189,14 +189,13 @@ std::string reading_difference(const message_info &m, std::span<const std::uint8
     return text;
 }
 
-bytes library_pack(const sample &record)
+bytes library_pack(const message_info &m, const void *record)
 {
-    const message_info &m = record.message();
     std::uint32_t length = 0xFFFFFFFF;
-    if (m.functions.pack(record.data(), nullptr, &length) != 0)
+    if (m.functions.pack(record, nullptr, &length) != 0)
         return {};
     bytes out(length, 0xEE);
-    EXPECT_EQ(m.functions.pack(record.data(), out.data(), &length), 0u);
+    EXPECT_EQ(m.functions.pack(record, out.data(), &length), 0u);
     EXPECT_EQ(length, out.size());
     return out;
 }

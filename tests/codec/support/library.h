@@ -66,7 +66,11 @@ enum class side { receive, send };
 std::vector<reference::log_event> take_logs(const message_info &m, side s);
 
 /// __pack into memory of exactly the measured size; empty when it was refused.
-bytes library_pack(const sample &record);
+bytes library_pack(const message_info &m, const void *record);
+inline bytes library_pack(const sample &record)
+{
+    return library_pack(record.message(), record.data());
+}
 
 /// The frames that the bus was handed for these records, by __sendsingle or __sendbatch.
 bytes sent_single(const message_info &m, const void *record);

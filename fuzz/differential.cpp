@@ -1,0 +1,60 @@
+// Any bytes, read as any message by the library and by the reference of tests/reference/: records,
+// logs and memory must agree, releasing included; then what the record packs to and what the bus is
+// handed for it.
+#include "fuzz/byte_order.h"
+#include "fuzz/finding.h"
+#include "tests/codec/support/library.h"
+
+namespace vorl::fuzz {
+namespace {
+
+/// The reference grows its blocks one by one and compares them; past this it would do little else.
+constexpr std::size_t longest_to_compare = longest_input;
+
+void compare_writing(const message_input &input, std::span<const std::uint8_t> content)
+{
+    const message_info &m = *input.message;
+    const test::unpacked u(m, content.data(), static_cast<std::int32_t>(content.size()), 0,
+                           input.fail_at);
+    const auto size = reference::measured_size(m, u.record());
+    const bytes packed = test::library_pack(m, u.record());
+    if (!size) {
+        check(packed.empty(), "a count without a pointer is packed");
+        return;
+    }
+    check(packed == reference::pack(m, u.record(), input.byte_order), "packed to other bytes");
+    const std::vector<bytes> frames = test::sent_batch(m, u.record(), 1);
+    const bytes expected =
+        m.is_fixed_size() ? reference::frame(m, u.record(), input.byte_order) : packed;
+    check(frames == std::vector<bytes>{expected}, "the bus is handed other bytes");
+}
+
+} // namespace
+} // namespace vorl::fuzz
+
+extern "C" int LLVMFuzzerInitialize(int *, char ***)
+{
+    vorl::fuzz::expectations_are_findings();
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
+{
+    using namespace vorl::fuzz;
+    const auto input = message_input_of(data, size);
+    if (!input || size > longest_to_compare)
+        return 0;
+    prepare_library(*input);
+    {
+        const exact_copy copy(input->content, input->misalignment);
+        const std::string difference = vorl::test::reading_difference(
+            *input->message, copy.content(), input->byte_order, input->fill, input->fail_at);
+        if (!difference.empty())
+            finding(std::string(input->message->name) + '\n' + difference);
+        if (input->packs)
+            compare_writing(*input, copy.content());
+    }
+    vorl::test::the_platform().forget_calls();
+    check(vorl::test::the_platform().live_blocks == 0, "a block is not released");
+    return 0;
+}

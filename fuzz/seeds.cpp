@@ -1,0 +1,160 @@
+// Writes the seed corpora: frames and packed bytes of every message, as the reference makes them,
+// and what the tool and the bus make of the same. With --check, compares instead: exit status 1
+// when a file is missing, differs, or is not one of them.
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <string>
+
+#include "fuzz/bus_stream.h"
+#include "fuzz/message_input.h"
+#include "tools/vorl/hex.h"
+#include "tools/vorl/json_record.h"
+
+namespace vorl::fuzz {
+namespace {
+
+namespace fs = std::filesystem;
+using corpus = std::map<std::string, bytes>; ///< by path
+
+/// Frames past this are stored for the targets of messages alone, and once.
+constexpr std::size_t long_frame = 2048;
+
+bytes bytes_of(const std::string &text) { return {text.begin(), text.end()}; }
+
+void add_message_seeds(std::uint8_t index, const message_info &m, const test::sample &record,
+                       corpus &to)
+{
+    const auto add = [&](const std::string &name, std::uint8_t flags, const bytes &content) {
+        bytes input{index, flags, 0xEE};
+        input.insert(input.end(), content.begin(), content.end());
+        to["messages/" + std::string(m.name) + name] = input;
+    };
+    if (m.is_fixed_size())
+        add(".frame", pack_bit, reference::frame(m, record.data(), order::little));
+    if (m.frame_length <= long_frame) {
+        add(".packed", pack_bit, reference::pack(m, record.data(), order::little));
+        add(".packed_big", pack_bit | big_bit, reference::pack(m, record.data(), order::big));
+    } else {
+        add(".packed", pack_bit, reference::pack(m, test::sample::zeros(m).data(), order::little));
+    }
+}
+
+void add_text_seeds(const message_info &m, const test::sample &record, const bytes &sent,
+                    corpus &to)
+{
+    const std::string stem = "vorl_inputs/" + std::string(m.name);
+    to[stem + ".json"] =
+        bytes_of("json\n" + json::format_record(m, record.data(), json::zeros::omit) + '\n');
+    to[stem + ".hex"] =
+        bytes_of("hex " + std::string(m.name) + '\n' + to_hex(sent.data(), sent.size()) + '\n');
+}
+
+/// The forms of text that the seeds of single messages do not have.
+void add_text_forms(corpus &to)
+{
+    to["vorl_inputs/comments_and_bad_lines.json"] =
+        bytes_of("json\n# a comment\n\n{\"message\":\"srv6_vrf_class_data\",\"f0\":1}\r\n"
+                 "{\"message\":\"srv6_vrf_class_data\",\"f0\":-1}\n[1,[2,{\"a\":null}]]\n"
+                 "{\"message\":\"srv6_none\"}\n{\"f0\":1.5e3,\"f0\":true}\n\"\\u00e9\\ud800\"\n");
+    to["vorl_inputs/xxd.hex"] = bytes_of("hex srv6_vrf_class_data\n"
+                                         "00000000: 0400 0000 d4ff ffff 0100 0000 0200 0000  ....\n"
+                                         "00000010: 0000                                     ..\n");
+    to["vorl_inputs/hexdump.hex"] =
+        bytes_of("hex 0x00000001\n"
+                 "00000000  04 00 00 00 00 00 00 00  00 00 00 00 00 00 00 00  |................|\n"
+                 "*\n00000040\n0x04,0x00 00 00\n");
+}
+
+corpus seeds()
+{
+    corpus all;
+    test::random_source random(20);
+    std::uint8_t index = 0;
+    std::vector<sent_frame>
+        of_package; // three to a send, so that sends of several frames are there
+    for (const message_info *m : test::all_messages()) {
+        const test::sample record = test::sample::random(*m, random, 2);
+        const bytes sent = m->is_fixed_size() ? reference::frame(*m, record.data(), order::little)
+                                              : reference::pack(*m, record.data(), order::little);
+        add_message_seeds(index++, *m, record, all);
+        if (sent.size() > long_frame)
+            continue;
+        add_text_seeds(*m, record, sent, all);
+        of_package.push_back({m->msg_id, sent});
+        if (of_package.size() == 3) {
+            bytes stream{0};
+            append_send(stream, of_package);
+            append_send(stream, {of_package.back()});
+            all["bus_stream/" + std::string(m->name)] = stream;
+            of_package.clear();
+        }
+    }
+    bytes unknown{7};
+    append_send(unknown, {{1, {1, 2, 3}}, {2, {4}}});
+    append_send(unknown, {{3, bytes(5000)}});
+    all["bus_stream/unknown_types_and_too_long"] = unknown;
+    add_text_forms(all);
+    return all;
+}
+
+bytes content_of(const fs::path &path)
+{
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
+/// What is wrong with the files that stand there.
+int compare(const corpus &expected, const fs::path &directory)
+{
+    int wrong = 0;
+    const auto report = [&wrong](const std::string &path, const char *what) {
+        std::fprintf(stderr, "%s: %s; run ./dev regen-seeds and commit the result\n", path.c_str(),
+                     what);
+        wrong = 1;
+    };
+    for (const auto &[path, content] : expected) {
+        if (!fs::exists(directory / path))
+            report(path, "is missing");
+        else if (content_of(directory / path) != content)
+            report(path, "is not what the messages give");
+    }
+    for (const auto &entry : fs::recursive_directory_iterator(directory)) {
+        const std::string path = fs::relative(entry.path(), directory).string();
+        if (entry.is_regular_file() && !expected.contains(path))
+            report(path, "is no seed; findings go to fuzz/crashes");
+    }
+    return wrong;
+}
+
+int write(const corpus &all, const fs::path &directory)
+{
+    fs::remove_all(directory);
+    for (const auto &[path, content] : all) {
+        fs::create_directories((directory / path).parent_path());
+        std::ofstream out(directory / path, std::ios::binary);
+        out.write(reinterpret_cast<const char *>(content.data()),
+                  static_cast<std::streamsize>(content.size()));
+        if (!out.flush()) {
+            std::fprintf(stderr, "%s: cannot be written\n", path.c_str());
+            return 1;
+        }
+    }
+    return 0;
+}
+
+} // namespace
+} // namespace vorl::fuzz
+
+int main(int argc, char **argv)
+{
+    if (argc == 3 && std::strcmp(argv[1], "--check") == 0)
+        return vorl::fuzz::compare(vorl::fuzz::seeds(), argv[2]);
+    if (argc == 2 && argv[1][0] != '-')
+        return vorl::fuzz::write(vorl::fuzz::seeds(), argv[1]);
+    std::fprintf(stderr, "usage: %s [--check] DIRECTORY\n", argv[0]);
+    return 2;
+}

@@ -1,0 +1,111 @@
+// Any bytes, read as any message. What comes out is read to its last byte, packed, read again and
+// packed again; both records and both packings must be the same. A record that could not be read
+// to its end is a record all the same, as far as it came.
+#include <cstdlib>
+
+#include "fuzz/byte_order.h"
+#include "fuzz/finding.h"
+#include "tests/codec/support/library.h"
+
+namespace vorl::fuzz {
+namespace {
+
+/// More than this is read and released, but not packed: a few bytes may ask for a thousand times
+/// their number (srv6_cfg_query_dfx_rec), which is for a test of its own.
+constexpr std::size_t most_to_pack = 1 << 18;
+
+/// A record in a heap block of its exact size.
+class record {
+  public:
+    record(const message_info &m, std::span<const std::uint8_t> from, std::uint32_t fail_at = 0)
+        : message_(m), data_(std::calloc(1, m.record_size))
+    {
+        test::the_platform().forget_calls();
+        test::the_platform().fail_allocation_at = fail_at;
+        const std::uint32_t size =
+            m.functions.unpack(from.data(), static_cast<std::int32_t>(from.size()), data_);
+        test::the_platform().fail_allocation_at = 0;
+        check(size == m.record_size, "__unpack returns another size than its record's");
+        for (const test::memory_call &call : test::the_platform().memory)
+            allocated_ += call.size;
+        is_complete_ = test::the_platform().logs.empty();
+    }
+    ~record()
+    {
+        message_.functions.free_unpacked(data_);
+        message_.functions.free_unpacked(data_);
+        std::free(data_);
+    }
+    record(const record &) = delete;
+    record &operator=(const record &) = delete;
+
+    const void *data() const { return data_; }
+    std::size_t allocated() const { return allocated_; }
+    bool is_complete() const { return is_complete_; } ///< as far as the log tells
+
+  private:
+    const message_info &message_;
+    void *data_;
+    std::size_t allocated_ = 0;
+    bool is_complete_ = false;
+};
+
+void same_again(const message_info &m, const record &first, std::span<const std::uint8_t> from)
+{
+    const record second(m, from);
+    check(second.is_complete(), "the library refuses what it wrote");
+    check(test::meaning(m, second.data()) == test::meaning(m, first.data()),
+          "another record comes back");
+    if (m.is_fixed_size())
+        check(std::memcmp(first.data(), second.data(), m.record_size) == 0,
+              "records differ in their padding");
+}
+
+void round_trip(const message_info &m, const record &first)
+{
+    const auto size = reference::measured_size(m, first.data());
+    const bytes packed = test::library_pack(m, first.data());
+    if (packed.size() != size.value_or(0))
+        finding(std::string(m.name) + " is packed to " + std::to_string(packed.size()) +
+                " bytes where " + std::to_string(size.value_or(0)) + " are due");
+    if (!size)
+        return;
+    same_again(m, first, packed);
+    check(test::library_pack(m, record(m, packed).data()) == packed, "packed again to other bytes");
+    const std::vector<bytes> frames = test::sent_batch(m, first.data(), 1);
+    check(frames.size() == 1, "not one frame for one record");
+    if (m.is_fixed_size()) {
+        check(frames[0].size() == m.frame_length, "a frame of another length");
+        same_again(m, first, exact_copy(frames[0], 0).content());
+    } else {
+        check(frames[0] == packed, "sent other bytes than packed");
+    }
+}
+
+} // namespace
+} // namespace vorl::fuzz
+
+extern "C" int LLVMFuzzerInitialize(int *, char ***)
+{
+    vorl::fuzz::expectations_are_findings();
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
+{
+    using namespace vorl::fuzz;
+    const auto input = message_input_of(data, size);
+    if (!input)
+        return 0;
+    prepare_library(*input);
+    {
+        const exact_copy copy(input->content, input->misalignment);
+        const record first(*input->message, copy.content(), input->fail_at);
+        vorl::test::meaning(*input->message, first.data());
+        if (first.allocated() <= most_to_pack)
+            round_trip(*input->message, first);
+    }
+    vorl::test::the_platform().forget_calls();
+    check(vorl::test::the_platform().live_blocks == 0, "a block is not released");
+    return 0;
+}
