@@ -252,7 +252,10 @@ TEST(header, carries_the_comments_of_the_descriptions)
 {
     const std::regex message_line(R"(message (\w+) \{)");
     const std::regex slot_line(R"(\s+\S.*\bf(\d+);\s*(?:///<\s*(.*))?)");
+    const std::regex cost_line(
+        R"(\nOf hostile bytes every 4 make __unpack allocate up to \d+ bytes\.$)");
     std::size_t messages = 0;
+    std::size_t costs = 0;
     std::size_t slot_comments = 0;
     for (const std::string &package : package_names) {
         std::string doc;
@@ -264,7 +267,9 @@ TEST(header, carries_the_comments_of_the_descriptions)
             } else if (std::regex_match(line, m, message_line)) {
                 current = stated_of(m[1]);
                 EXPECT_NE(doc, "") << m[1];
-                EXPECT_EQ(current.doc, doc) << m[1];
+                // What idlc adds of its own (codec's hostile_cost tests have the figures).
+                costs += std::regex_search(current.doc, cost_line);
+                EXPECT_EQ(std::regex_replace(current.doc, cost_line, ""), doc) << m[1];
                 doc.clear();
                 ++messages;
             } else if (std::regex_match(line, m, slot_line)) {
@@ -274,6 +279,7 @@ TEST(header, carries_the_comments_of_the_descriptions)
         }
     }
     EXPECT_EQ(messages, counts::messages);
+    EXPECT_EQ(costs, 37U);
     EXPECT_GT(slot_comments, 100U);
 }
 
