@@ -175,10 +175,8 @@ struct packed_layout {
                     return false;
             }
         }
-        for (const slot_facts &slot : all.slot) {
-            if (slot.lane >= lane_count)
-                return false;
-        }
+        if (all.lanes > lane_count)
+            return false;
         for (const bool is_covered : covered) {
             if (!is_covered)
                 return false;
@@ -426,6 +424,7 @@ class sparse_writer {
         });
 
         write_entries(vtable, scalars);
+        write_last_entries(vtable, static_cast<uint32_t>(fields_end - table));
         // Both lengths at once.
         store<byte_order::native>(vtable, vtable_length(layout::slots) |
                                               static_cast<uint32_t>(end - table) << 16);
@@ -531,13 +530,18 @@ class sparse_writer {
     {
         return layout::all.slot[s].is_scalar || layout::arrays_have_lanes;
     }
+    /// Of arrays behind sixteen scalars: there is no next scalar's lane.
+    static constexpr bool is_behind_lanes(uint32_t s)
+    {
+        return layout::all.slot[s].lane == lane_count;
+    }
     /// Shuffle of lanes to entries, as the vtable has them: of slots that have lanes, or of arrays
     /// that have not.
     static constexpr lanes lanes_to_entries(uint32_t first, uint32_t count, bool of_lanes)
     {
         lanes result = filled(no_byte);
         for (uint32_t i = 0; i < count; ++i) {
-            if (has_lane(first + i) == of_lanes)
+            if (has_lane(first + i) == of_lanes && !is_behind_lanes(first + i))
                 result.bytes[2 * i] = static_cast<uint8_t>(layout::all.slot[first + i].lane);
         }
         return result;
@@ -547,7 +551,7 @@ class sparse_writer {
     {
         lanes result{};
         for (uint32_t i = 0; i < count; ++i) {
-            if (!has_lane(first + i))
+            if (!has_lane(first + i) && !is_behind_lanes(first + i))
                 result.bytes[2 * i] =
                     static_cast<uint8_t>(layout::base_entry(layout::all.slot[first + i]));
         }
@@ -574,6 +578,18 @@ class sparse_writer {
             result |= shuffle(before, of_arrays.vector()) + bases.vector();
         }
         store_first<2 * Count>(to + First * entry_size, result);
+    }
+
+    /// Those of the arrays that the lanes do not reach. Nothing but arrays follows them.
+    [[gnu::always_inline]] static void write_last_entries(uint8_t *vtable, uint32_t fields_end)
+    {
+        each_slot(
+            typename M::slots{}, [&]<class Slot, uint32_t Index>() __attribute__((always_inline)) {
+                if constexpr (is_behind_lanes(Index))
+                    store<byte_order::native>(
+                        vtable + (2 + Index) * entry_size,
+                        static_cast<uint16_t>(fields_end - (layout::slots - Index) * word_size));
+            });
     }
 
     [[gnu::always_inline]] static void write_entries(uint8_t *vtable, const presence<M> &scalars)

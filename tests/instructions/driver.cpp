@@ -90,12 +90,14 @@ int main()
         const char *name;
         const char *batch;
     };
-    // VRF class data has no batch; the BSID forwarding object stands in for it there.
+    // VRF class data has no batch; the BSID forwarding object stands in for it there. The mirrored
+    // policy has the most scalars that the vectors take, and an array behind them.
     const type types[] = {{"srv6_vrf_class_data", nullptr},
                           {"srv6_common_fwd", "srv6_common_fwd_update"},
                           {"srv6_policy_fwd", "srv6_policy_fwd_update"},
                           {"srv6_sidstack_fwd", "srv6_sidstack_fwd_update"},
-                          {"srv6_bsid_fwd", "srv6_bsid_fwd_update"}};
+                          {"srv6_bsid_fwd", "srv6_bsid_fwd_update"},
+                          {"srv6_sync_policy_fwd", nullptr}};
     for (const type &t : types) {
         const message_info &message = message_named(t.name);
         const exported functions = exported_functions(message);
