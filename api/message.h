@@ -53,10 +53,11 @@ struct message {
         auto *to = static_cast<uint8_t *>(buf);
         if (in != nullptr && buf != nullptr && is_settled(M::owner, direction::send)) {
             if constexpr (is_sparse<M>) {
-                const presence<M> scalars(from);
+                const record_windows<M> windows(from);
+                const presence<M> scalars(windows);
                 if (!scalars.is_full())
                     return pack_with_absent(from, to, inout_len, scalars);
-                return packed(pack_full<M>(to, *inout_len, from), inout_len);
+                return packed(pack_full<M>(to, *inout_len, from, windows), inout_len);
             } else if constexpr (!is_fixed_size<M>) {
                 // Room for the largest such record: no need to measure this one first.
                 uint64_t largest = word_size;

@@ -60,7 +60,7 @@ template <class M>
 bool add_table_size(const uint8_t *record, uint64_t &size)
 {
     if constexpr (is_sparse<M>) {
-        size += presence<M>(record).table_size();
+        size += presence<M>(record_windows<M>(record)).table_size();
         return true;
     } else if constexpr (is_flat<M>) {
         size += flat_table_size(flat_facts<M>::message, record);
@@ -144,9 +144,10 @@ template <byte_order Order, class M>
 uint8_t *pack_table(uint8_t *__restrict vtable, const uint8_t *__restrict record)
 {
     if constexpr (Order == byte_order::native && is_sparse<M>) {
-        const presence<M> scalars(record);
+        const record_windows<M> windows(record);
+        const presence<M> scalars(windows);
         if (scalars.is_full()) {
-            full_table_form<M>::write(vtable, record);
+            sparse_writer<M>::write_full(vtable, record, windows);
             return vtable + full_table_size<M>();
         }
         const uint32_t size = scalars.table_size();
@@ -251,13 +252,14 @@ template <class M>
 /// The same of a record that has none left out.
 template <class M>
 [[gnu::always_inline]] inline uint32_t pack_full(uint8_t *__restrict to, uint32_t room,
-                                                 const uint8_t *__restrict record)
+                                                 const uint8_t *__restrict record,
+                                                 const record_windows<M> &windows)
 {
     constexpr uint32_t size = word_size + full_table_size<M>();
     if (size > room)
         return 0;
     store<byte_order::native>(to, word_size + vtable_length(slot_count<M>));
-    full_table_form<M>::write(to + word_size, record);
+    sparse_writer<M>::write_full(to + word_size, record, windows);
     return size;
 }
 

@@ -318,15 +318,31 @@ inline constexpr bool is_sparse = [] {
         return false;
 }();
 
+/// The windows of a record, loaded.
+template <class M>
+struct record_windows {
+    using layout = packed_layout<M>;
+
+    u8x16 bytes[layout::windows.count];
+
+    [[gnu::always_inline]] explicit record_windows(const uint8_t *record)
+    {
+#pragma GCC unroll 16
+        for (uint32_t w = 0; w < layout::windows.count; ++w)
+            bytes[w] =
+                opaque(load_first<layout::window_size>(record + layout::windows.windows[w].at));
+    }
+};
+
 /// Which scalars of a record are zero.
 template <class M>
 class presence {
   public:
     using layout = packed_layout<M>;
 
-    [[gnu::always_inline]] explicit presence(const uint8_t *record)
+    [[gnu::always_inline]] explicit presence(const record_windows<M> &windows)
     {
-        look(record, std::make_integer_sequence<uint32_t, layout::windows.count>{});
+        look(windows, std::make_integer_sequence<uint32_t, layout::windows.count>{});
     }
 
     /// True when every scalar of the record is present.
@@ -370,10 +386,8 @@ class presence {
         }
     }
     template <uint32_t Window>
-    [[gnu::always_inline]] void look_through(const uint8_t *record)
+    [[gnu::always_inline]] void look_through(u8x16 bytes)
     {
-        const u8x16 bytes =
-            opaque(load_first<layout::window_size>(record + layout::windows.windows[Window].at));
         u8x16 zeros = {};
         compare<Window, 8, u64x2>(zeros, bytes);
         compare<Window, 4, u32x4>(zeros, bytes);
@@ -383,10 +397,10 @@ class presence {
         zeros_ |= shuffle(zeros, indices.vector());
     }
     template <uint32_t... Window>
-    [[gnu::always_inline]] void look(const uint8_t *record,
+    [[gnu::always_inline]] void look(const record_windows<M> &windows,
                                      std::integer_sequence<uint32_t, Window...>)
     {
-        (look_through<Window>(record), ...);
+        (look_through<Window>(windows.bytes[Window]), ...);
     }
 
     u8x16 zeros_ = {};
@@ -431,7 +445,64 @@ class sparse_writer {
         store<byte_order::native>(table, vtable_length(layout::slots));
     }
 
+    /// The same of a record that has none left out: everything lies where it always lies.
+    [[gnu::always_inline]] static void write_full(uint8_t *__restrict vtable,
+                                                  const uint8_t *__restrict record,
+                                                  const record_windows<M> &windows)
+    {
+        constexpr uint32_t length = vtable_length(layout::slots);
+        constexpr auto &image = full_table_form<M>::image.bytes;
+        uint8_t *const table = vtable + length;
+        each_slot_down<layout::slots>([&]<uint32_t Slot>() __attribute__((always_inline)) {
+            constexpr auto slot = layout::all.slot[Slot];
+            if constexpr (!slot.is_scalar) {
+                constexpr uint32_t body_at = layout::all.fields_end + slot.body_at;
+                constexpr uint32_t count = array_count<Slot>();
+                if constexpr (constexpr run arrays = run_of(Slot); arrays.end == Slot + 1) {
+                    constexpr uint32_t words = layout::all.slot[arrays.first].last_at;
+                    memcpy(table + words, image + length + words,
+                           (arrays.end - arrays.first) * word_size);
+                }
+                store<byte_order::native>(table + body_at, count);
+                memcpy(table + body_at + word_size, record + slot.record_at, slot.size);
+            } else if constexpr (constexpr uint32_t w = window_of(Slot);
+                                 layout::windows.windows[w].first == Slot) {
+                constexpr auto last = layout::all.slot[layout::windows.windows[w].end - 1];
+                store_first<layout::squeeze_width>(table + last.last_at + last.field -
+                                                       layout::squeeze_width,
+                                                   at_the_end<w>(windows.bytes[w]));
+            }
+        });
+        memcpy(vtable, image, length + word_size);
+    }
+
   private:
+    /// All scalars of a window in order and at the end of squeeze_width bytes, whatever lies below.
+    template <uint32_t Window>
+    [[gnu::always_inline]] static u8x16 at_the_end(u8x16 bytes)
+    {
+        constexpr window_shape shape = layout::shape(Window);
+        constexpr uint32_t end = shape.at[shape.count - 1] + shape.size[shape.count - 1];
+        constexpr bool is_in_a_row = [shape] {
+            for (uint32_t s = 1; s < shape.count; ++s) {
+                if (shape.at[s] != shape.at[s - 1] + shape.size[s - 1])
+                    return false;
+            }
+            return true;
+        }();
+        if constexpr (is_in_a_row && end == layout::squeeze_width) {
+            return bytes;
+        } else if constexpr (is_in_a_row && end < layout::squeeze_width &&
+                             layout::squeeze_width == 16) {
+            return bytes_up<16 - end>(bytes);
+        } else {
+            constexpr uint32_t all = (1U << shape.count) - 1;
+            return shuffle(bytes,
+                           load_first<layout::squeeze_width>(
+                               squeeze_table<shape, layout::squeeze_width>::table.indices[all]));
+        }
+    }
+
     template <uint32_t Count, class Visitor>
     [[gnu::always_inline]] static void each_slot_down(Visitor &&visit)
     {
