@@ -38,6 +38,15 @@ struct window_shape {
     uint32_t count;
     uint8_t at[window_scalar_limit];
     uint8_t size[window_scalar_limit];
+
+    constexpr bool is_in_a_row() const
+    {
+        for (uint32_t s = 1; s < count; ++s) {
+            if (at[s] != at[s - 1] + size[s - 1])
+                return false;
+        }
+        return true;
+    }
 };
 
 /// For each subset of a window's scalars, as bits: the shuffle that moves their bytes, in order, to
@@ -483,16 +492,9 @@ class sparse_writer {
     {
         constexpr window_shape shape = layout::shape(Window);
         constexpr uint32_t end = shape.at[shape.count - 1] + shape.size[shape.count - 1];
-        constexpr bool is_in_a_row = [shape] {
-            for (uint32_t s = 1; s < shape.count; ++s) {
-                if (shape.at[s] != shape.at[s - 1] + shape.size[s - 1])
-                    return false;
-            }
-            return true;
-        }();
-        if constexpr (is_in_a_row && end == layout::squeeze_width) {
+        if constexpr (shape.is_in_a_row() && end == layout::squeeze_width) {
             return bytes;
-        } else if constexpr (is_in_a_row && end < layout::squeeze_width &&
+        } else if constexpr (shape.is_in_a_row() && end < layout::squeeze_width &&
                              layout::squeeze_width == 16) {
             return bytes_up<16 - end>(bytes);
         } else {
