@@ -97,6 +97,8 @@ def end_of_operand(code, at):
             i = closed
         elif code.startswith("::", i):
             i += 1
+        elif c == "<" and code[i - 1] not in " <" and ">" in code[i:]:
+            i = code.index(">", i)  # template arguments
         elif c in ");?:]},":
             return i
         elif code.startswith((" && ", " || ", " &&\n", " ||\n"), i):
