@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Changes the library in small ways, one at a time, and runs the tests against each: what no test minds is a survivor.
 
-  mutants.py [--count N] [--seed S] [--jobs N] [--seconds N] [--again] [--list] [--only FILE]
+  mutants.py [--count N] [--seed S] [--jobs N] [--seconds N] [--again] [--list] [--only FILE[:LINE]]
 
 Changes are drawn from serial/, api/ and runtime/ in proportion to the files' sizes; the same seed draws the same ones as
 long as the files are the same. Each goes through two stages:
@@ -41,7 +41,9 @@ BASE = BUILD / "base"
 RESULTS = BUILD / "results.jsonl"
 EQUIVALENT = Path(__file__).parent / "equivalent.txt"
 ROOMS = ("serial", "api", "runtime")
-PACKAGES = ("srv6_cfg", "srv6", "srv6_sync")  # the quick stage compiles the first
+PACKAGES = ("srv6_cfg", "srv6", "srv6_sync")
+# What the quick stage compiles: the smallest package, or for a file of which that has too little, the next.
+QUICK_PACKAGE = {"serial/sparse.h": "srv6_sync"}
 QUICK_RUNS = "5000"
 SECONDS_A_PROGRAM = 60
 
@@ -106,7 +108,7 @@ def draw(count, seed, only):
                         taken.append(m)
         drawn += taken
     random.Random(seed).shuffle(drawn)
-    return [m for m in drawn if only is None or m.path.startswith(only)]
+    return [m for m in drawn if only in (None, m.path, f"{m.path}:{m.line}")]
 
 
 class Equivalent:
@@ -174,7 +176,7 @@ def link_command(target, cache={}):
 
 class Worker:
     def __init__(self, number):
-        self.at = BUILD / f"worker{number}"
+        self.at = BUILD / f"worker{os.getpid()}.{number}"
         shutil.rmtree(self.at, ignore_errors=True)
         self.at.mkdir(parents=True)
         for room in ROOMS:
@@ -198,7 +200,8 @@ class Worker:
             return out if code == 0 else None
 
         if not mutant.path.endswith(".cpp"):
-            for package in PACKAGES if stage == "full" else PACKAGES[:1]:
+            quick = QUICK_PACKAGE.get(mutant.path, PACKAGES[0])
+            for package in PACKAGES if stage == "full" else [quick]:
                 out = compile_to(package, ROOT / f"idl/{package}/{package}.cpp", f"-I{ROOT}/idl/{package}")
                 if out is None:
                     return "compile", ""
@@ -249,7 +252,7 @@ class Worker:
         out.parent.mkdir(exist_ok=True)
         at = command.index("-o")
         command[at + 1] = str(out)
-        command[1:1] = ["-fuse-ld=lld", "-Wl,-S"] + [str(o) for o in objects.values()]
+        command[1:1] = ["-fuse-ld=lld", "-Wl,-S"] + [str(o) for base, o in objects.items() if base in link_command(target)]
         code, said = run(command, 120, cwd=BASE)
         return out if code == 0 else None
 
@@ -262,7 +265,7 @@ def main():
     options.add_argument("--seconds", type=int, help="stop after so long; the next call goes on")
     options.add_argument("--again", action="store_true", help="survivors, and what did not end in time, once more")
     options.add_argument("--list", action="store_true", help="say what would be done")
-    options.add_argument("--only", help="of files whose path begins so")
+    options.add_argument("--only", help="of this file, or FILE:LINE")
     asked = options.parse_args()
 
     equivalent = Equivalent()
@@ -288,6 +291,7 @@ def main():
         while True:
             with guard:
                 if asked.seconds and time.monotonic() - began > asked.seconds or not todo and not waiting:
+                    shutil.rmtree(worker.at, ignore_errors=True)
                     return
                 mutant, stage = todo.pop(0) if todo else (waiting.pop(0), "full")
             start = time.monotonic()
