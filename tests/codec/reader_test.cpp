@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "srv6.h"
+#include "srv6_sync.h"
 #include "tests/codec/support/facts.h"
 #include "tests/codec/support/fixture.h"
 #include "tests/codec/support/library.h"
@@ -495,6 +496,24 @@ TEST(reader, array_bodies_anywhere)
         EXPECT_EQ(f2_of("u32 @body  zeros 77  body: u32 4  u32 1  u32 2  u32 3  u32 4"), there);
         // Offset 0: the word is the count as well, and cannot be 4.
         EXPECT_EQ(f2_of("u32 0  u32 1  u32 2  u32 3  u32 4"), std::vector<std::uint32_t>(4));
+    });
+}
+
+// The body of f9 would lie where it always lies behind that of f2, but the way there is backwards, by a sum past 32 bits.
+TEST(reader, an_offset_that_wraps_to_where_the_body_belongs)
+{
+    in_both_orders([](order o) {
+        const bytes buffer =
+            buffer_of("u32 table  vtable: u16 24  u16 0  u16 0  u16 0  u16 4  zeros 12  u16 32 "
+                      "table: u32 table-vtable  u32 4  u32 4  u32 1  u32 2  u32 3  u32 4 "
+                      "u32 8  u32 0xFFFFFFFC  zeros 100",
+                      o);
+        const unpacked u(message_named("srv6_sync_iid_fwd"), buffer.data(), length_of(buffer));
+        srv6_sync_iid_fwd expected = {};
+        for (std::uint32_t i = 0; i < 4; ++i)
+            expected.f2[i] = i + 1;
+        EXPECT_EQ(std::memcmp(u.record(), &expected, sizeof expected), 0);
+        expect_nothing_logged(u);
     });
 }
 

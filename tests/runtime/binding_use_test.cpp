@@ -157,25 +157,54 @@ TEST_F(binding_use, registration_binds_nothing)
     EXPECT_TRUE(the_platform().lookups.empty());
 }
 
+/// Calls that need both bindings of both sides. `bytes` are those of the packed record.
+void call_both_sides(const known_message &m, sample &in, const std::vector<std::uint8_t> &bytes)
+{
+    const auto &f = m.info->functions;
+    std::vector<std::uint8_t> out(m.fact->record_size);
+    f.unpack(nullptr, 0, nullptr);
+    f.unpack(bytes.data(), static_cast<std::int32_t>(bytes.size()), out.data());
+    f.free_unpacked(out.data());
+    f.sendbatch(1, in.record(), 2, 0);
+    packed(*m.info, in.record());
+}
+
 TEST_F(binding_use, the_second_call_of_each_side_looks_nothing_up)
 {
     for (const known_message &m : all_messages()) {
         SCOPED_TRACE(m.info->name);
         sample in(*m.info, 2, 1);
         const std::vector<std::uint8_t> bytes = packed(*m.info, in.record());
-        std::vector<std::uint8_t> out(m.fact->record_size);
         forget_bindings();
         for (int round = 0; round < 3; ++round) {
             reset_platform();
-            const auto &f = m.info->functions;
-            f.unpack(nullptr, 0, nullptr);
-            f.unpack(bytes.data(), static_cast<std::int32_t>(bytes.size()), out.data());
-            f.free_unpacked(out.data());
-            f.sendbatch(1, in.record(), 2, 0);
-            packed(*m.info, in.record());
+            call_both_sides(m, in, bytes);
             const names each_side = both(binding_a, binding_b);
             // Receive first: A before its log line, B; then A and B of the send block.
             EXPECT_EQ(the_platform().lookups, round == 0 ? both(each_side, each_side) : names{});
+        }
+    }
+}
+
+// Locks that refuse the thread that holds them: who took one regardless would leave it open.
+TEST_F(binding_use, a_bound_side_takes_no_lock)
+{
+    for (const known_message &m : all_messages()) {
+        SCOPED_TRACE(m.info->name);
+        sample in(*m.info, 2, 1);
+        const std::vector<std::uint8_t> bytes = packed(*m.info, in.record());
+        forget_bindings();
+        call_both_sides(m, in, bytes);
+        for (serial_ctx &ctx : serial_ctxs) {
+            for (pthread_mutex_t *lock : {&ctx.service_lock, &ctx.cache_lock}) {
+                *lock = PTHREAD_ERRORCHECK_MUTEX_INITIALIZER_NP;
+                ASSERT_EQ(pthread_mutex_lock(lock), 0);
+            }
+        }
+        call_both_sides(m, in, bytes);
+        for (serial_ctx &ctx : serial_ctxs) {
+            EXPECT_EQ(pthread_mutex_unlock(&ctx.service_lock), 0);
+            EXPECT_EQ(pthread_mutex_unlock(&ctx.cache_lock), 0);
         }
     }
 }
