@@ -195,7 +195,7 @@ TEST(reader, slots_beyond_the_vtable_are_zero)
         const sample ones = sample::ones(m, 1);
         const bytes packed = library_pack(ones);
         for (std::size_t slots = 0; slots <= m.slots.size(); ++slots) {
-            for (const std::size_t odd : {0, 1}) {
+            for (const std::size_t odd : {std::size_t{0}, std::size_t{1}}) {
                 bytes buffer = packed;
                 reference::store(&buffer[4], 4 + 2 * slots + odd, 2, o);
                 const unpacked u(m, buffer.data(), length_of(buffer));
