@@ -12,8 +12,8 @@ namespace vorl::test {
 template <class Function>
 Function exported(const std::string &name)
 {
-    // By its name: the one that the program has loaded, wherever that was.
-    static void *const library = dlopen(VORL_LIBRARY, RTLD_NOW | RTLD_NOLOAD);
+    // By its name: the one that the program has loaded, or the one that it was linked with.
+    static void *const library = dlopen(VORL_LIBRARY, RTLD_NOW);
     void *address = library != nullptr ? dlsym(library, name.c_str()) : nullptr;
     Dl_info where = {};
     if (address == nullptr || dladdr(address, &where) == 0) {
