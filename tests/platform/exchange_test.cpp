@@ -152,7 +152,7 @@ TEST_F(exchange, four_processes_send_a_thousand_frames_each)
         EXPECT_TRUE(sender->succeeds());
     receiver.close();
     EXPECT_EQ(receiver.size(), 4000U);
-    for (const std::uint32_t sender : {1, 2, 3, 4})
+    for (const std::uint32_t sender : {1U, 2U, 3U, 4U})
         EXPECT_EQ(receiver.items_of(sender), numbers_to(1000)) << sender;
 }
 
@@ -175,7 +175,7 @@ TEST_F(exchange, threads_share_a_destination)
     opened.put(1);
     EXPECT_TRUE(receiver.receive(800));
     EXPECT_TRUE(sender.succeeds());
-    for (const std::uint32_t thread : {0, 1, 2, 3})
+    for (const std::uint32_t thread : {0U, 1U, 2U, 3U})
         EXPECT_EQ(receiver.items_of(thread), numbers_to(200));
 }
 
