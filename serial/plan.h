@@ -17,10 +17,8 @@ namespace vorl {
 /// A piece longer than this moves as one memcpy.
 inline constexpr uint32_t long_piece = 128;
 
-/// Where the bytes of a piece come from, when not from an offset in the source: the constant image,
-/// or somebody else, who writes them after the moves.
+/// Where the bytes of a piece come from when not from an offset in the source: the constant image.
 inline constexpr int32_t from_constants = -1;
-inline constexpr int32_t from_elsewhere = -2;
 
 /// `size` bytes of a destination from `at`.
 struct piece {
@@ -66,8 +64,6 @@ constexpr piece_list<Capacity> plan_moves(const piece_list<Capacity> &pieces, ui
     piece_list<Capacity> moves;
     for (size_t i = 0; i < pieces.count; ++i) {
         const piece &p = pieces.pieces[i];
-        if (p.from == from_elsewhere)
-            continue;
         const auto source_of = [&p](uint32_t at) {
             return p.from < 0 ? p.from : p.from + static_cast<int32_t>(at - p.at);
         };

@@ -53,17 +53,19 @@ template <class M>
     return true;
 }
 
-/// A table as the packer has it when no scalar is left out.
+/// A table as the packer has it when no scalar is left out. Any `table`.
 template <class M>
-[[gnu::always_inline]] inline bool read_full(const uint8_t *bytes, uint32_t len, uint32_t table,
+[[gnu::always_inline]] inline bool read_full(const uint8_t *bytes, uint32_t len, uint64_t table,
                                              uint8_t *record)
 {
     using form = full_table_form<M>;
     constexpr uint32_t table_length =
         form::image.bytes[entry_size] + 256U * form::image.bytes[entry_size + 1];
     // From the first place that a vtable can have: one that lies before wraps, and is far outside.
-    const uint32_t vtable = table - vtable_length(slot_count<M>);
-    if (uint64_t{vtable - word_size} + word_size + form::extent > len)
+    constexpr uint32_t least_len = word_size + form::extent;
+    const uint32_t places = len < least_len ? 0 : len - least_len + 1;
+    const uint64_t vtable = table - vtable_length(slot_count<M>);
+    if (vtable - word_size >= places)
         return false;
     // The table length differs first when something is left out.
     if (load<byte_order::native, uint16_t>(bytes + vtable + entry_size) != table_length ||
@@ -73,9 +75,9 @@ template <class M>
     return true;
 }
 
-/// A table as the packer has it: behind its vtable, with all slots in that.
+/// A table as the packer has it: behind its vtable, with all slots in that. Any `table`.
 template <class M>
-[[gnu::always_inline]] inline bool read_packed(const uint8_t *bytes, uint32_t len, uint32_t table,
+[[gnu::always_inline]] inline bool read_packed(const uint8_t *bytes, uint32_t len, uint64_t table,
                                                uint8_t *record)
 {
     if (read_full<M>(bytes, len, table, record))
@@ -85,7 +87,8 @@ template <class M>
         return table >= word_size + length && table <= len - word_size &&
                load<byte_order::native, uint32_t>(bytes + table) == length &&
                load<byte_order::native, uint16_t>(bytes + table - length) == length &&
-               sparse_reader<M>::read(bytes, len, table, table - length, record);
+               sparse_reader<M>::read(bytes, len, static_cast<uint32_t>(table),
+                                      static_cast<uint32_t>(table) - length, record);
     }
     return false;
 }
@@ -255,25 +258,24 @@ class table_reader {
     template <class M>
     bool read_elements(uint32_t words, uint32_t count, uint8_t *records) const
     {
-        for (uint32_t i = 0; i < count; ++i) {
-            const uint32_t word = words + i * word_size;
-            const uint32_t position = word + load<Order, uint32_t>(from_.bytes + word);
-            if (position < word ||
-                !read_element<M>(position, records + size_t{i} * sizeof(typename M::record)))
+        const uint64_t end = uint64_t{words} + uint64_t{count} * word_size;
+        for (uint64_t word = words; word != end; word += word_size) {
+            if (!read_element<M>(word + load<Order, uint32_t>(from_.bytes + word), records))
                 return false;
+            records += sizeof(typename M::record);
         }
         return true;
     }
 
-    /// As read_table, with what a batch is made of first.
+    /// As read_table, with what a batch is made of first. A position past 32 bits fails in silence.
     template <class M>
-    [[gnu::always_inline]] bool read_element(uint32_t position, uint8_t *record) const
+    [[gnu::always_inline]] bool read_element(uint64_t position, uint8_t *record) const
     {
         if constexpr (Order == byte_order::native && has_known_forms<M>) {
             if (read_packed<M>(from_.bytes, from_.len, position, record))
                 return true;
         }
-        return read_table<M>(position, record);
+        return position <= UINT32_MAX && read_table<M>(static_cast<uint32_t>(position), record);
     }
 
     received<Order> from_;
