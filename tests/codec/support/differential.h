@@ -11,8 +11,8 @@
 
 namespace vorl::test {
 
-/// The environment: VORL_DIFFERENTIAL_RUNS, how many inputs each test tries; VORL_DIFFERENTIAL_SEED,
-/// which.
+/// The environment: VORL_DIFFERENTIAL_RUNS, how many inputs each test tries, whatever paths they are
+/// for; VORL_DIFFERENTIAL_SEED, which.
 inline std::uint64_t setting(const char *name, std::uint64_t otherwise)
 {
     const char *text = std::getenv(name);
@@ -40,6 +40,16 @@ class tally {
         for (const auto &[path, count] : counts_)
             least = std::min(least, count);
         return least;
+    }
+
+    /// As many as were asked for; if none were, until each path has had its share of this build.
+    bool is_enough(std::uint64_t runs, std::size_t paths) const
+    {
+        constexpr std::uint64_t between_looks = 4096;
+        static const std::uint64_t asked = setting("VORL_DIFFERENTIAL_RUNS", 0);
+        if (asked != 0)
+            return runs >= asked;
+        return runs % between_looks == 0 && least(paths) >= VORL_EXECUTIONS_PER_PATH;
     }
 
   private:
