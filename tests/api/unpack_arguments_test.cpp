@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <string>
+#include <vector>
 
 #include "tests/support/bindings.h"
 #include "tests/support/platform.h"
@@ -81,6 +83,37 @@ TEST(unpack_arguments, bad_ones_are_silent_without_a_log)
                       m.fact->record_size);
             EXPECT_EQ(out, std::vector<std::uint8_t>(out.size(), 0xC3));
             EXPECT_TRUE(the_platform().logs.empty());
+        }
+    }
+}
+
+// A side that is bound reads what the writers of the type write by a shorter way, which has no more use
+// for a record that is not there.
+TEST(unpack_arguments, no_record_is_refused_by_a_side_in_use)
+{
+    for (const known_message &m : all_messages()) {
+        SCOPED_TRACE(m.info->name);
+        forget_bindings();
+        reset_platform();
+        sample in(*m.info);
+        m.info->functions.sendsingle(1, in.record(), 0, 0);
+        ASSERT_EQ(the_platform().sends.size(), 1u);
+        const std::vector<std::uint8_t> forms[] = {packed(*m.info, in.record()),
+                                                   the_platform().sends[0].frames[0].bytes};
+        std::vector<std::uint8_t> out(m.fact->record_size);
+        for (const std::vector<std::uint8_t> &bytes : forms) {
+            const auto len = static_cast<std::int32_t>(bytes.size());
+            m.info->functions.unpack(bytes.data(), len, out.data());
+            EXPECT_TRUE(same_record(*m.info, in.record(), out.data()));
+            m.info->functions.free_unpacked(out.data());
+            EXPECT_EQ(serial_ctxs[2 * m.fact->package()].cache_bound, 1u);
+
+            the_platform().forget_calls();
+            EXPECT_EQ(m.info->functions.unpack(bytes.data(), len, nullptr), m.fact->record_size);
+            ASSERT_EQ(the_platform().logs.size(), 1u);
+            EXPECT_EQ(the_platform().logs[0].text,
+                      "[ZELKO]:Param invalid(nonNull, " + std::to_string(len) + ", null)");
+            EXPECT_TRUE(the_platform().memory.empty());
         }
     }
 }
