@@ -69,6 +69,7 @@ encodings frames_of(const record_set &records)
         if (functions.sendsingle(1, records.at(i), 0, 1) != 0)
             give_up("cannot send", records.message().name);
     }
+    receiver = nullptr;
     return frames;
 }
 

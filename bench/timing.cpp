@@ -24,8 +24,10 @@ void group::measure(const settings &how,
         c.run(1);
         uint64_t calls = 1;
         double took = seconds(c.run, calls);
-        for (; took < how.slice_seconds / 4; took = seconds(c.run, calls))
+        while (took < how.slice_seconds / 4) {
             calls *= 4;
+            took = seconds(c.run, calls);
+        }
         c.calls = std::max<uint64_t>(
             1, static_cast<uint64_t>(static_cast<double>(calls) * how.slice_seconds / took));
     }
