@@ -499,6 +499,34 @@ TEST(reader, array_bodies_anywhere)
     });
 }
 
+// Bodies that begin among the fields, the second word being an element of the first array: less of a
+// table than any writer makes, with the buffer's end at and shortly behind its last byte.
+TEST(reader, bodies_among_the_fields_at_the_end_of_the_buffer)
+{
+    in_both_orders([](order o) {
+        const bytes whole =
+            buffer_of("u32 table "
+                      "vtable: u16 40  u16 0  zeros 14  u16 4  u16 0  u16 12  zeros 16 "
+                      "table: u32 table-vtable  u32 4  u32 4  u32 16  u32 2  u32 3 "
+                      "u32 4  u32 4  u32 5  u32 6  u32 7  u32 8  end: zeros 32",
+                      o);
+        const std::size_t end = 4 + 40 + 48;
+        srv6_policy_fwd expected = {};
+        const std::uint32_t f7[] = {16, 2, 3, 4};
+        const std::uint32_t f9[] = {5, 6, 7, 8};
+        std::memcpy(expected.f7, f7, sizeof f7);
+        std::memcpy(expected.f9, f9, sizeof f9);
+        guarded_buffer memory(4096);
+        for (std::size_t size = end; size <= whole.size(); ++size) {
+            const unpacked u(message_named("srv6_policy_fwd"),
+                             memory.holding(std::span(whole).first(size)),
+                             static_cast<std::int32_t>(size));
+            EXPECT_EQ(std::memcmp(u.record(), &expected, sizeof expected), 0) << size;
+            expect_nothing_logged(u);
+        }
+    });
+}
+
 // The body of f9 would lie where it always lies behind that of f2, but the way there is backwards, by a sum past 32 bits.
 TEST(reader, an_offset_that_wraps_to_where_the_body_belongs)
 {

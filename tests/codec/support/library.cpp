@@ -83,9 +83,16 @@ std::string difference(const reference::outcome &library, const reference::outco
     return text.str();
 }
 
+namespace {
+
+/// Bytes behind a record that __unpack is to leave alone.
+constexpr std::size_t margin = 16;
+
+} // namespace
+
 unpacked::unpacked(const message_info &m, const void *buf, std::int32_t len, std::uint8_t fill,
                    std::uint32_t fail_allocation_at)
-    : message_(m), record_(m, fill)
+    : message_(m), fill_(fill), record_(m, fill, margin)
 {
     the_platform().forget_calls();
     the_platform().fail_allocation_at = fail_allocation_at;
@@ -120,6 +127,9 @@ void unpacked::release()
 
 void unpacked::take_calls()
 {
+    std::uint8_t *const end = record_.at(message_.record_size);
+    EXPECT_TRUE(std::all_of(end, end + margin, [this](std::uint8_t byte) { return byte == fill_; }))
+        << message_.name << ": the bytes behind the record have changed";
     for (auto &log : take_logs(message_, side::receive))
         outcome_.logs.push_back(std::move(log));
     for (const memory_call &call : the_platform().memory) {
@@ -244,19 +254,16 @@ guarded_buffer::guarded_buffer(std::size_t capacity)
 {
     const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
     size_ = (capacity + page - 1) / page * page;
-    void *got =
-        mmap(nullptr, size_ + page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    mapped_ = 2 * size_ + page;
+    void *got = mmap(nullptr, mapped_, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (got == MAP_FAILED)
         std::abort();
-    begin_ = static_cast<std::uint8_t *>(got);
-    if (mprotect(begin_ + size_, page, PROT_NONE) != 0)
+    begin_ = static_cast<std::uint8_t *>(got) + size_;
+    if (mprotect(begin_, size_, PROT_READ | PROT_WRITE) != 0)
         std::abort();
 }
 
-guarded_buffer::~guarded_buffer()
-{
-    munmap(begin_, size_ + static_cast<std::size_t>(sysconf(_SC_PAGESIZE)));
-}
+guarded_buffer::~guarded_buffer() { munmap(begin_ - size_, mapped_); }
 
 std::uint8_t *guarded_buffer::space(std::size_t size, std::uint8_t fill)
 {
@@ -271,6 +278,14 @@ const std::uint8_t *guarded_buffer::holding(std::span<const std::uint8_t> conten
     std::uint8_t *at = space(content.size(), 0);
     std::copy(content.begin(), content.end(), at);
     return at;
+}
+
+const std::uint8_t *guarded_buffer::beginning_with(std::span<const std::uint8_t> content)
+{
+    if (content.size() > size_)
+        std::abort();
+    std::copy(content.begin(), content.end(), begin_);
+    return begin_;
 }
 
 sparse_memory::sparse_memory(std::size_t size) : size_(size)

@@ -38,6 +38,7 @@ class unpacked {
     void take_calls();
 
     const message_info &message_;
+    std::uint8_t fill_;
     sample record_;
     std::vector<void *> blocks_;
     reference::outcome outcome_;
@@ -76,7 +77,7 @@ inline bytes library_pack(const sample &record)
 bytes sent_single(const message_info &m, const void *record);
 std::vector<bytes> sent_batch(const message_info &m, const void *records, std::uint32_t count);
 
-/// A buffer that ends where the process may not read.
+/// A buffer at whose ends, before and behind, the process may not read.
 class guarded_buffer {
   public:
     explicit guarded_buffer(std::size_t capacity);
@@ -86,12 +87,15 @@ class guarded_buffer {
 
     /// A copy of `content` whose last byte is the last one readable.
     const std::uint8_t *holding(std::span<const std::uint8_t> content);
+    /// A copy of `content` whose first byte is the first one readable.
+    const std::uint8_t *beginning_with(std::span<const std::uint8_t> content);
     /// `size` bytes of memory, all `fill`, that end there.
     std::uint8_t *space(std::size_t size, std::uint8_t fill);
 
   private:
     std::uint8_t *begin_;
-    std::size_t size_;
+    std::size_t size_; ///< of what is readable; as much before it is not
+    std::size_t mapped_;
 };
 
 /// Zeroed memory that costs nothing until it is written to.

@@ -43,10 +43,10 @@ const message_info &message_named(const std::string &name)
     return *found;
 }
 
-sample::sample(const message_info &m, std::uint8_t fill)
-    : message_(&m), words_((m.record_size + 7) / 8)
+sample::sample(const message_info &m, std::uint8_t fill, std::size_t behind)
+    : message_(&m), words_((m.record_size + behind + 7) / 8)
 {
-    std::memset(data(), fill, m.record_size);
+    std::memset(data(), fill, m.record_size + behind);
 }
 
 std::uint8_t *sample::set_vector(const slot_info &slot, std::uint8_t *record, std::uint32_t count)

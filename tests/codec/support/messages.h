@@ -34,7 +34,8 @@ using random_source = std::mt19937_64;
 /// A record of any message on the heap, with the memory of its vectors.
 class sample {
   public:
-    explicit sample(const message_info &m, std::uint8_t fill = 0);
+    /// `fill` in every byte of the record, and in `behind` bytes behind it.
+    explicit sample(const message_info &m, std::uint8_t fill = 0, std::size_t behind = 0);
     sample(sample &&) = default;
 
     /// Every scalar and every element 0, or all ones; vectors empty, or of `elements` elements.
