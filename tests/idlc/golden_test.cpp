@@ -91,6 +91,9 @@ struct filled_whole {
         f.fill(record.f5[0]);
         std::memcpy(record.f6, "\x01\x02\x03\x04\x05", 5);
         record.f7 = 0x1122334455667788;
+        record.f8[0] = 0x10203040;
+        record.f8[1] = 0x50607080;
+        record.f8[2] = 0x90A0B0C0;
     }
 };
 
@@ -201,6 +204,44 @@ TEST_P(golden, fixed_size_record_survives_pack_and_frame)
     EXPECT_TRUE(the_platform().logs.empty());
 }
 
+// What the sender's memory held before is not sent on: the platform's blocks are full of 0xA5.
+TEST_P(golden, frames_are_padded_with_zeros)
+{
+    const srv6_leaf leaves[2] = {};
+    const srv6_middle middles[2] = {};
+    const srv6_deep deeps[2] = {};
+    EXPECT_EQ(srv6_leaf__sendmsg(1, leaves, 2), 0U);
+    EXPECT_EQ(srv6_middle__sendmsg(1, middles, 2), 0U);
+    EXPECT_EQ(srv6_deep__sendmsg(1, deeps, 2), 0U);
+    const auto &sends = the_platform().sends;
+    ASSERT_EQ(sends.size(), 3U);
+    // Behind the table and behind the vtable; the first inner frame begins at 8.
+    const struct {
+        size_t send;
+        size_t begin;
+        size_t end;
+    } paddings[] = {
+        {0, 50, 52},
+        {0, 68, 72}, // leaf
+        {1, 318, 320},
+        {1, 330, 336}, // middle
+        {1, 8 + 50, 8 + 52},
+        {1, 8 + 68, 8 + 72}, // its first leaf
+        {2, 1033, 1036},
+        {2, 1046, 1048}, // deep
+        {2, 8 + 318, 8 + 320},
+        {2, 8 + 330, 8 + 336}, // its first middle
+        {2, 696 + 318, 696 + 320},
+        {2, 696 + 330, 696 + 336}, // and its last
+    };
+    for (const auto &padding : paddings) {
+        for (const auto &frame : sends[padding.send].frames) {
+            for (size_t at = padding.begin; at < padding.end; ++at)
+                EXPECT_EQ(frame.bytes.at(at), 0) << padding.send << ": " << at;
+        }
+    }
+}
+
 TEST_P(golden, record_of_zeros_survives)
 {
     srv6_deep sent;
@@ -247,13 +288,13 @@ INSTANTIATE_TEST_SUITE_P(byte_orders, golden, testing::Bool(),
 
 // Sizes by hand. leaf: 1, pad, 2, 4, 8, 3, pad, 2 * 4, pad. middle: 32 + 3 * 32 + 2, pad. deep:
 // 3 * 136 + 1, pad. run: count, pointer, word. batch: count, pointer, 24 + 1, pad. whole: 1, pad, 48,
-// count, pointer, 416, count, pointer, 32 + 5, pad, 8.
+// count, pointer, 416, count, pointer, 32 + 5, pad, 8, 12, pad.
 static_assert(sizeof(srv6_leaf) == 32);
 static_assert(sizeof(srv6_middle) == 136);
 static_assert(sizeof(srv6_deep) == 416);
 static_assert(sizeof(srv6_run) == 24);
 static_assert(sizeof(srv6_batch) == 48);
-static_assert(sizeof(srv6_whole) == 552);
+static_assert(sizeof(srv6_whole) == 568);
 
 TEST(golden_frames, are_as_long_as_their_fields)
 {
