@@ -120,7 +120,7 @@ void run(order o)
         const std::uint32_t fail_at = random() % 16 == 0 ? 1 + random() % 2 : 0;
 
         const std::uint8_t *at =
-            i % 2 == 0 ? memory.holding(buffer) : memory.beginning_with(buffer);
+            runs % 2 == 0 ? memory.holding(buffer) : memory.beginning_with(buffer);
         reference::outcome expected = expected_unpack(m, {at, buffer.size()}, o, fill, fail_at);
         paths.add(seed.path);
         succeeded += expected.logs.empty();

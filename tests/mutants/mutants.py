@@ -17,7 +17,8 @@ or nothing is judged. It gives each program its limit as well: ten times the pro
 seconds at the least. Busy machines do not make a program slow in that sense; one that waits for ever does no work at all for
 half a minute.
 
-Killed: a test fails, the process ends by a signal, or takes past its limit. What does not compile is not counted.
+Killed: a test fails, the process ends by a signal, or takes past its limit. What does not compile is not counted. A change of
+which the compiler makes the same objects, of all packages, is equivalent without a test.
 Survivors are printed with their place and change, unless equivalent.txt argues that nobody can tell. Results are kept in
 build/mutants/results.jsonl by file content and change, and are not made anew; those of survivors are, when the tests have
 changed, or with --again. Exit 1: an unargued survivor, or too few mutants. Exit 2: the control failed.
@@ -56,6 +57,7 @@ PACKAGES = ("srv6_cfg", "srv6", "srv6_sync")
 # What the quick stage compiles: the smallest package, or for a file of which that has too little, the next.
 QUICK_PACKAGE = {"serial/sparse.h": "srv6_sync"}
 QUICK_RUNS = "20000"
+FULL_RUNS = "300000"  # of changes in serial/
 QUICK_FILTER = "--gtest_filter=-measuring.elements_up_to_32_bits:truncation.packed"  # they take long
 
 # The quick stage's programs, then the others of the full stage; those that kill most come first. All are linked with the
@@ -161,6 +163,8 @@ class Equivalent:
             r = verdicts.get((f, was, now))
             if r and r["verdict"] in ("quick", "full", "timeout"):
                 print(f"equivalent.txt: killed by {r['detail']}: {f}: {now}")
+            if r and r["verdict"] in ("same", "compile"):
+                print(f"equivalent.txt: not needed, {r['verdict']}: {f}: {now}")
 
 
 def threads_of(pid):
@@ -205,6 +209,12 @@ def run(command, limit, **more):
         return code, said.read().decode(errors="replace"), used
 
 
+def make(command, **more):
+    """Whether a compiler or a linker does it. These are not what is tested, and end."""
+    return subprocess.run(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, stdin=subprocess.DEVNULL,
+                          check=False, **more).returncode == 0
+
+
 def link_command(target, cache={}):
     """How the base links a program, without what cmake does after."""
     if target not in cache:
@@ -219,7 +229,8 @@ def program_path(name):
 
 
 class Worker:
-    def __init__(self, number, limits):
+    def __init__(self, number, limits, unchanged=None):
+        self.unchanged = unchanged  # objects of the library as it is, by name
         self.at = BUILD / f"worker{os.getpid()}.{number}"
         self.limits = limits  # of the control: None while that runs
         self.took = {}
@@ -229,7 +240,7 @@ class Worker:
             shutil.copytree(ROOT / room, self.at / room)
 
     def judge(self, mutant, stage):
-        """(verdict, detail). Verdicts: compile, quick, full, timeout; of the quick stage waiting, of the full, survived."""
+        """(verdict, detail). Verdicts: compile, same, quick, full, timeout; of the quick stage waiting, of the full, survived."""
         source = self.at / mutant.path
         source.write_text(mutant.text)
         try:
@@ -239,8 +250,7 @@ class Worker:
 
     def compile_to(self, name, source, *more):
         out = self.at / f"{name}.o"
-        code, _, _ = run(COMPILE + [f"-I{self.at}", f"-I{ROOT}", *more, "-c", str(source), "-o", str(out)], 120)
-        return out if code == 0 else None
+        return make(COMPILE + [f"-I{self.at}", f"-I{ROOT}", *more, "-c", str(source), "-o", str(out)]) and out
 
     def objects_of(self, path, stage):
         """The base's objects that a change of the file concerns, with their stand-ins; None: they do not compile."""
@@ -250,13 +260,13 @@ class Worker:
             for package in PACKAGES if stage == "full" else [quick]:
                 objects[f"CMakeFiles/vorl_objects.dir/idl/{package}/{package}.cpp.o"] = self.compile_to(
                     package, ROOT / f"idl/{package}/{package}.cpp", f"-I{ROOT}/idl/{package}", *PACKAGE)
-                if None in objects.values():
+                if not all(objects.values()):
                     return None
             if stage == "full":
                 golden = BASE / "tests/idlc/golden"
                 objects["tests/idlc/CMakeFiles/golden_objects.dir/golden/srv6.cpp.o"] = self.compile_to(
                     "golden", golden / "srv6.cpp", f"-I{golden}", *PACKAGE)
-                if None in objects.values():
+                if not all(objects.values()):
                     return None
         if path.startswith("runtime/") and not path.endswith("bus.h"):
             for name, base, more in (
@@ -264,7 +274,7 @@ class Worker:
                     ("test_runtime", "tests/CMakeFiles/test_runtime.dir/__/runtime/serial_ctx.cpp.o",
                      ["-Ddlsym=vorl_test_dlsym"])):
                 objects[base] = self.compile_to(name, self.at / "runtime/serial_ctx.cpp", *more)
-                if None in objects.values():
+                if not all(objects.values()):
                     return None
         return objects
 
@@ -272,10 +282,12 @@ class Worker:
         objects = self.objects_of(path, stage)
         if objects is None:
             return "compile", ""
+        if self.unchanged and all(self.unchanged[o.name] == contents(o) for o in objects.values()):
+            return "waiting" if stage == "quick" else "same", ""
         room = path.split("/")[0]
         environment = dict(os.environ, LD_LIBRARY_PATH=str(self.at), VORL_DIFFERENTIAL_RUNS=QUICK_RUNS)
         if stage == "full" and room == "serial":
-            del environment["VORL_DIFFERENTIAL_RUNS"]
+            environment["VORL_DIFFERENTIAL_RUNS"] = FULL_RUNS
 
         quick, rest = PROGRAMS[room]
         library = None
@@ -308,15 +320,26 @@ class Worker:
         command = [str(objects.get(a, a)) for a in link_command(target)]
         command[command.index("-o") + 1] = str(out)
         command[1:1] = ["-fuse-ld=lld", "-Wl,-S"]
-        code, _, _ = run(command, 120, cwd=BASE)
-        return out if code == 0 else None
+        return make(command, cwd=BASE) and out
+
+
+def contents(path):
+    return hashlib.sha1(path.read_bytes()).hexdigest()
+
+
+def unchanged_objects():
+    """Those that any change concerns, by name."""
+    worker = Worker("unchanged", None)
+    found = {o.name: contents(o) for o in worker.objects_of("runtime/serial_ctx.h", "full").values()}
+    shutil.rmtree(worker.at)
+    return found
 
 
 def control(tests, jobs):
     """The processor time of every program of every stage, under the library as it is. Exits when one fails."""
     sources = [str(p) + p.read_text() for room in ROOMS for p in sorted((ROOT / room).iterdir())]
     sources += [p.read_text() for package in PACKAGES for p in sorted((ROOT / "idl" / package).glob("*.*"))]
-    key = digest(tests, repr((COMPILE, PACKAGE, QUICK_PACKAGE, QUICK_RUNS, QUICK_FILTER, PROGRAMS)), *sources)
+    key = digest(tests, repr((COMPILE, PACKAGE, QUICK_PACKAGE, QUICK_RUNS, FULL_RUNS, QUICK_FILTER, PROGRAMS)), *sources)
     kept = json.loads(CONTROL.read_text()) if CONTROL.exists() else {}
     if kept.get("key") == key:
         return kept["took"]
@@ -398,6 +421,7 @@ def main():
             r.update(line=m.line, was=m.was, now=m.now)
             if r["verdict"] == "survived" and (asked.again or r["tests"] != tests and not equivalent.reason(r)):
                 r["verdict"] = "waiting"
+    unchanged = unchanged_objects()
     began, guard = time.monotonic(), threading.Lock()
 
     def out_of_time():
@@ -413,7 +437,7 @@ def main():
             todo.sort(key=lambda m: m.path)
 
         def work(number):
-            worker = Worker(number, limits)
+            worker = Worker(number, limits, unchanged)
             while True:
                 with guard:
                     if out_of_time() or not todo:
@@ -435,18 +459,21 @@ def main():
 
         in_threads(work, asked.jobs)
 
+    def missing():
+        """Of the mutants asked for, how many are still to be drawn, for those that do not compile."""
+        return 0 if asked.only else asked.count - (len(mutants) - count_of("compile"))
+
     while True:
         run_stage("quick")
-        # Enough that compile, or all that there are.
-        missing = asked.count - (len(mutants) - count_of("compile"))
-        if out_of_time() or missing <= 0 or asked.only:
+        if missing() <= 0:
+            run_stage("full")  # in which more of the library is compiled
+        if missing() <= 0 or out_of_time():
             break
-        drawn += max(10, missing * 5 // 4)
+        drawn += max(10, missing() * 5 // 4)
         more = draw(drawn, asked.seed, asked.only)
         if len(more) == len(mutants):
-            break
+            break  # these are all that there are
         mutants = more
-    run_stage("full")
 
     done = [results[m.id] for m in mutants if m.id in results]
     for m in mutants:
@@ -457,7 +484,7 @@ def main():
     judged = len(done) - verdicts["compile"] - verdicts["waiting"]
     print(f"{len(mutants)} mutants made, {verdicts['compile']} of them do not compile; of the {judged} judged "
           f"killed by the quick tests {verdicts['quick']}, by all tests {verdicts['full']}, by time {verdicts['timeout']}; "
-          f"argued equivalent {verdicts['argued']}, survived {verdicts['survived']}")
+          f"the same to the compiler {verdicts['same']}, argued equivalent {verdicts['argued']}, survived {verdicts['survived']}")
     if len(done) < len(mutants) or verdicts["waiting"]:
         print(f"not done: {len(mutants) - len(done)}, and of the quick tests only {verdicts['waiting']}")
         return 1
