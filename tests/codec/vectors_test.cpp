@@ -171,6 +171,33 @@ TEST(vectors, elements_are_owned_until_released_once)
     });
 }
 
+// An offset that leads back, by a sum past 32 bits, to a table that is in order: no writer makes
+// it, and it is refused without a line.
+TEST(vectors, an_element_before_its_word_is_refused)
+{
+    random_source random(15);
+    for_messages_with_elements([&random](const message_info &m, order o) {
+        const slot_info &slot = m.slots[1];
+        for (const sample &element : {sample::zeros(*slot.element), sample::ones(*slot.element),
+                                      sample::random(*slot.element, random)}) {
+            bytes buffer = reference::pack(*slot.element, element.data(), o);
+            const std::uint64_t element_at = reference::load(&buffer[0], 4, o);
+            // vtable of two slots, table, count, word
+            const std::size_t vtable = buffer.size();
+            const std::uint64_t word = vtable + 8 + 8 + 4;
+            reference::store(&buffer[0], vtable + 8, 4, o);
+            const bytes batch =
+                buffer_of("u16 8  u16 8  u16 0  u16 4  u32 8  u32 4  u32 1  u32 0", o);
+            buffer.insert(buffer.end(), batch.begin(), batch.end());
+            reference::store(&buffer[word], element_at - word, 4, o);
+            unpacked u(m, buffer.data(), length_of(buffer));
+            expect_vector(u, slot, 1, 0);
+            EXPECT_TRUE(u.what().logs.empty());
+            EXPECT_EQ(u.what().memory.size(), 2u); // an allocation and its release
+        }
+    });
+}
+
 TEST(vectors, the_third_element_is_damaged)
 {
     for_messages_with_elements([](const message_info &m, order o) {
