@@ -100,7 +100,7 @@ class search {
 
     const message_info &m_;
     std::vector<std::uint64_t> record_;
-    random_source random_{5}; // NOLINT(cert-msc32-c,cert-msc51-cpp): repeats
+    random_source random_{5};
     cost worst_;
     bytes best_input_;
 };

@@ -283,7 +283,7 @@ TEST(Explain, EveryTruncationOfEveryMessageGetsTheReadersVerdict)
 TEST(Explain, DamagedBytesNeverPassWhatTheReaderRefuses)
 {
     // The same bytes in every run.
-    std::mt19937 random(1); // NOLINT(cert-msc32-c,cert-msc51-cpp)
+    std::mt19937 random(1);
     for (const auto &[info, fact] : test::all_messages()) {
         test::sample sample(*info, 1, 2);
         for (const bytes &whole :
@@ -316,7 +316,7 @@ TEST(Explain, DamagedBytesNeverPassWhatTheReaderRefuses)
 TEST(Explain, RandomBytesAreSafe)
 {
     // The same bytes in every run.
-    std::mt19937 random(2); // NOLINT(cert-msc32-c,cert-msc51-cpp)
+    std::mt19937 random(2);
     at_the_edge buffer(4096);
     for (const auto &[info, fact] : test::all_messages()) {
         for (int round = 0; round < 200; ++round) {

@@ -129,7 +129,7 @@ class hostile_writer {
     void lead_to_element(std::size_t first, std::uint32_t count, const message_info &element)
     {
         bytes packed = {};
-        random_source random(7); // NOLINT(cert-msc32-c,cert-msc51-cpp): repeats
+        random_source random(7);
         switch (elements_) {
         case hostile_elements::empty: break;
         case hostile_elements::framed:
