@@ -7,7 +7,8 @@ Changes are drawn from serial/, api/ and runtime/ in proportion to the files' si
 draws the same ones of a file as long as the file is the same. Each goes through two stages:
 
   quick   the smallest package alone is changed; few test programs run, and take few random inputs
-  full    what survived that: all three packages are changed; every program runs, with as many inputs as ever
+  full    what survived that: all three packages are changed; every program runs; of changes in serial/, with 300,000
+          random inputs a byte order
 
 A changed object takes the place of the one it is of, and brings its own inline functions: those of the tests, and of packages
 that are not changed, stay as they are. So what fails, fails by the change alone.
@@ -21,7 +22,8 @@ Killed: a test fails, the process ends by a signal, or takes past its limit. Wha
 which the compiler makes the same objects, of all packages, is equivalent without a test.
 Survivors are printed with their place and change, unless equivalent.txt argues that nobody can tell. Results are kept in
 build/mutants/results.jsonl by file content and change, and are not made anew; those of survivors are, when the tests have
-changed, or with --again. Exit 1: an unargued survivor, or too few mutants. Exit 2: the control failed.
+changed, or with --again. Exit 1: an unargued survivor, an argument that nothing needs,
+or too few mutants. Exit 2: the control failed.
 
 The test programs are those of a build directory of their own, build/mutants/base: ./dev mutants builds it.
 """
@@ -153,18 +155,22 @@ class Equivalent:
         return self.reasons.get((r["file"], r["was"], r["now"]))
 
     def report(self, results):
-        """Entries that argue for nothing: their line is not in its file any more, or a test kills the change."""
+        """How many entries argue for nothing: their line is not in its file any more, or a test kills the change."""
+        stale = []
         verdicts = {(r["file"], r["was"], r["now"]): r for r in results}
         for (f, was, now) in self.reasons:
             path = ROOT / f
             flat = " ".join(path.read_text().split()) if path.exists() else ""
             if " ".join(was.split()) not in flat:
-                print(f"equivalent.txt: no such line in {f} any more: {was}")
+                stale.append(f"no such line in {f} any more: {was}")
             r = verdicts.get((f, was, now))
             if r and r["verdict"] in ("quick", "full", "timeout"):
-                print(f"equivalent.txt: killed by {r['detail']}: {f}: {now}")
+                stale.append(f"killed by {r['detail']}: {f}: {now}")
             if r and r["verdict"] in ("same", "compile"):
-                print(f"equivalent.txt: not needed, {r['verdict']}: {f}: {now}")
+                stale.append(f"not needed, {r['verdict']}: {f}: {now}")
+        for entry in stale:
+            print("tests/mutants/equivalent.txt: take this entry out:", entry)
+        return len(stale)
 
 
 def threads_of(pid):
@@ -479,16 +485,23 @@ def main():
     for m in mutants:
         if m.id in results and results[m.id]["verdict"] == "survived" and not equivalent.reason(results[m.id]):
             print("SURVIVED", m.show())
-    equivalent.report(done)
+    stale = equivalent.report(done)
     verdicts = Counter("argued" if r["verdict"] == "survived" and equivalent.reason(r) else r["verdict"] for r in done)
     judged = len(done) - verdicts["compile"] - verdicts["waiting"]
     print(f"{len(mutants)} mutants made, {verdicts['compile']} of them do not compile; of the {judged} judged "
           f"killed by the quick tests {verdicts['quick']}, by all tests {verdicts['full']}, by time {verdicts['timeout']}; "
           f"the same to the compiler {verdicts['same']}, argued equivalent {verdicts['argued']}, survived {verdicts['survived']}")
     if len(done) < len(mutants) or verdicts["waiting"]:
-        print(f"not done: {len(mutants) - len(done)}, and of the quick tests only {verdicts['waiting']}")
+        print(f"{len(mutants) - len(done)} not begun; {verdicts['waiting']} passed the quick tests and wait for the full ones. "
+              "Call again to go on.")
         return 1
-    return 1 if verdicts["survived"] or judged < asked.count and not asked.only else 0
+    if verdicts["survived"]:
+        print("A survivor: write the test that fails for it. Where there can be none, put its file, its - line, its + line and the "
+              "reason into tests/mutants/equivalent.txt, a paragraph as the others. Then call again.")
+    if judged < asked.count and not asked.only:
+        print(f"There are not {asked.count} changes that compile: ask for fewer by --count.")
+        return 1
+    return 1 if verdicts["survived"] or stale else 0
 
 
 if __name__ == "__main__":
