@@ -189,6 +189,9 @@ TEST_F(binding_use, the_second_call_of_each_side_looks_nothing_up)
 // Locks that refuse the thread that holds them: who took one regardless would leave it open.
 TEST_F(binding_use, a_bound_side_takes_no_lock)
 {
+    pthread_mutexattr_t checking;
+    pthread_mutexattr_init(&checking);
+    pthread_mutexattr_settype(&checking, PTHREAD_MUTEX_ERRORCHECK);
     for (const known_message &m : all_messages()) {
         SCOPED_TRACE(m.info->name);
         sample in(*m.info, 2, 1);
@@ -197,7 +200,7 @@ TEST_F(binding_use, a_bound_side_takes_no_lock)
         call_both_sides(m, in, bytes);
         for (serial_ctx &ctx : serial_ctxs) {
             for (pthread_mutex_t *lock : {&ctx.service_lock, &ctx.cache_lock}) {
-                *lock = PTHREAD_ERRORCHECK_MUTEX_INITIALIZER_NP;
+                pthread_mutex_init(lock, &checking);
                 ASSERT_EQ(pthread_mutex_lock(lock), 0);
             }
         }
