@@ -49,6 +49,7 @@ using namespace vorl::test;
 
 extern "C" {
 
+// NOLINTNEXTLINE(cert-dcl50-cpp): the type is the log service's
 static void log_write(const vorl::serial_ctx *, std::uint32_t, std::uint32_t, const char *,
                       std::uint32_t, const char *, const char *, ...)
 {
