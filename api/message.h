@@ -54,9 +54,12 @@ struct message {
         if (in != nullptr && buf != nullptr && is_settled(M::owner, direction::send)) {
             if constexpr (is_sparse<M>) {
                 const record_windows<M> windows(from);
-                const presence<M> scalars(windows);
-                if (!scalars.is_full())
-                    return pack_with_absent(from, to, inout_len, scalars);
+                const presence<M, 2> scalars(windows);
+                if (!scalars.is_full()) {
+                    return scalars.apart([&](auto... zeros) __attribute__((always_inline)) {
+                        return pack_with_absent(from, to, inout_len, zeros...);
+                    });
+                }
                 return packed(pack_full<M>(to, *inout_len, from, windows), inout_len);
             } else if constexpr (!is_fixed_size<M>) {
                 // Room for the largest such record: no need to measure this one first.
@@ -98,11 +101,15 @@ struct message {
         return 0;
     }
 
-    /// By itself: it takes registers that have to be saved first.
+    /// By itself: it takes registers that have to be saved first. What it is to know of the scalars
+    /// comes in registers.
+    template <class... Zeros>
     [[gnu::noinline]] static uint32_t pack_with_absent(const uint8_t *from, uint8_t *to,
-                                                       uint32_t *inout_len, presence<M> scalars)
+                                                       uint32_t *inout_len, Zeros... zeros)
     {
-        return packed(pack_sparse<M>(to, *inout_len, from, scalars), inout_len);
+        return packed(
+            pack_sparse<M>(to, *inout_len, from, record_windows<M>(from), presence<M, 2>(zeros...)),
+            inout_len);
     }
 
     [[gnu::noinline]] static uint32_t pack_measured(const record *in, void *buf,

@@ -248,7 +248,9 @@ void fill_batches(group &g, pattern zeros)
         }
         const encodings &bytes = keep<encodings>(packed(batches));
         check_round_trip(batches, bytes);
-        const uint32_t capacity = bytes.longest();
+        // Room for the largest such batch, as senders have that keep one buffer; peers get more.
+        const record_set largest(message, pattern::dense, 1, elements);
+        const uint32_t capacity = packed(largest).longest();
         const ring &to = keep<ring>(size_t{capacity}, buffers);
         const ring &records = keep<ring>(sizeof(srv6_common_fwd_update));
 
@@ -277,7 +279,7 @@ void fill_batches(group &g, pattern zeros)
             per);
         // Dense elements are equally long: one copy each.
         if (zeros == pattern::dense) {
-            const uint32_t length = capacity / elements;
+            const uint32_t length = bytes.longest() / elements;
             g.add(
                 "copy." + which + ".libc", count,
                 [libc = opaque(&memcpy), bytes = bytes.view(), to = to.view(), elements,

@@ -60,7 +60,7 @@ template <class M>
 bool add_table_size(const uint8_t *record, uint64_t &size)
 {
     if constexpr (is_sparse<M>) {
-        size += presence<M>(record_windows<M>(record)).table_size();
+        size += squeezed<M>(presence<M, 1>(record_windows<M>(record))).table_size();
         return true;
     } else if constexpr (is_flat<M>) {
         size += flat_table_size(flat_facts<M>::message, record);
@@ -145,14 +145,13 @@ uint8_t *pack_table(uint8_t *__restrict vtable, const uint8_t *__restrict record
 {
     if constexpr (Order == byte_order::native && is_sparse<M>) {
         const record_windows<M> windows(record);
-        const presence<M> scalars(windows);
+        const presence<M, 1> scalars(windows);
         if (scalars.is_full()) {
             sparse_writer<M>::write_full(vtable, record, windows);
             return vtable + full_table_size<M>();
         }
-        const uint32_t size = scalars.table_size();
-        sparse_writer<M>::write(vtable, record, scalars, size);
-        return vtable + size;
+        const squeezed<M> left(scalars);
+        return sparse_writer<M>::write(vtable, record, windows, left);
     } else if constexpr (is_flat<M>) {
         return pack_flat_table<Order>(flat_facts<M>::message, vtable, record);
     }
@@ -237,16 +236,17 @@ uint8_t *pack(uint8_t *to, const uint8_t *record)
 /// Writes a record that has scalars left out, with its root offset, when that takes at most `room`
 /// bytes, and returns how many; otherwise writes nothing and returns 0.
 template <class M>
-[[gnu::always_inline]] inline uint32_t pack_sparse(uint8_t *__restrict to, uint32_t room,
-                                                   const uint8_t *__restrict record,
-                                                   const presence<M> &scalars)
+[[gnu::always_inline]] inline uint32_t
+pack_sparse(uint8_t *__restrict to, uint32_t room, const uint8_t *__restrict record,
+            const record_windows<M> &windows, const presence<M, 2> &scalars)
 {
-    const uint32_t size = word_size + scalars.table_size();
+    const squeezed<M> left(scalars);
+    const uint64_t size = word_size + left.table_size();
     if (size > room)
         return 0;
     store<byte_order::native>(to, word_size + vtable_length(slot_count<M>));
-    sparse_writer<M>::write(to + word_size, record, scalars, size - word_size);
-    return size;
+    sparse_writer<M>::write(to + word_size, record, windows, left);
+    return static_cast<uint32_t>(size);
 }
 
 /// The same of a record that has none left out.
@@ -256,7 +256,7 @@ template <class M>
                                                  const record_windows<M> &windows)
 {
     constexpr uint32_t size = word_size + full_table_size<M>();
-    if (size > room)
+    if (size > room) [[unlikely]]
         return 0;
     store<byte_order::native>(to, word_size + vtable_length(slot_count<M>));
     sparse_writer<M>::write_full(to + word_size, record, windows);

@@ -18,6 +18,7 @@
 namespace vorl {
 
 using u8x16 = uint8_t __attribute__((vector_size(16)));
+using i16x8 = int16_t __attribute__((vector_size(16)));
 using u16x8 = uint16_t __attribute__((vector_size(16)));
 using u32x4 = uint32_t __attribute__((vector_size(16)));
 using u64x2 = uint64_t __attribute__((vector_size(16)));
@@ -41,6 +42,12 @@ inline u8x16 opaque(u8x16 value)
 #else
     asm("" : "+x"(value));
 #endif
+    return value;
+}
+
+inline uint8_t *opaque(uint8_t *value)
+{
+    asm("" : "+r"(value));
     return value;
 }
 
@@ -177,27 +184,36 @@ inline bool is_zero(u8x16 value)
 #endif
 }
 
-/// The sum of all bytes.
-inline uint32_t sum_of_bytes(u8x16 value)
+/// max(value, 0), word by word.
+inline i16x8 at_least_zero(i16x8 value)
 {
 #if defined(__aarch64__)
-    return vaddlvq_u8(reinterpret_cast<uint8x16_t>(value));
+    return reinterpret_cast<i16x8>(vmaxq_s16(reinterpret_cast<int16x8_t>(value), vdupq_n_s16(0)));
 #else
-    const auto halves =
-        reinterpret_cast<u32x4>(_mm_sad_epu8(reinterpret_cast<__m128i>(value), __m128i{}));
-    return halves[0] + halves[2];
+    return reinterpret_cast<i16x8>(
+        _mm_max_epi16(reinterpret_cast<__m128i>(value), _mm_setzero_si128()));
 #endif
 }
 
-/// Bit i is set where byte i of a mask (0 or 0xFF each) is.
+/// Word `Lane` in all words.
+template <uint32_t Lane>
+inline i16x8 every_lane(i16x8 value)
+{
+    return __builtin_shufflevector(value, value, Lane, Lane, Lane, Lane, Lane, Lane, Lane, Lane);
+}
+
+/// Bit i is set where byte i of the half (0 or 1) of a mask (0 or 0xFF each) is. Of one half, the
+/// other is zero.
+template <uint32_t Half, uint32_t Halves>
 inline uint32_t bits_of(u8x16 mask)
 {
 #if defined(__aarch64__)
-    const uint8x16_t weights = {1, 2, 4, 8, 16, 32, 64, 128, 1, 2, 4, 8, 16, 32, 64, 128};
-    const uint8x16_t bits = vandq_u8(reinterpret_cast<uint8x16_t>(mask), weights);
-    return vaddv_u8(vget_low_u8(bits)) | static_cast<uint32_t>(vaddv_u8(vget_high_u8(bits))) << 8;
+    const uint8x8_t weights = {1, 2, 4, 8, 16, 32, 64, 128};
+    const auto bytes = reinterpret_cast<uint8x16_t>(mask);
+    return vaddv_u8(vand_u8(Half == 0 ? vget_low_u8(bytes) : vget_high_u8(bytes), weights));
 #else
-    return static_cast<uint32_t>(_mm_movemask_epi8(reinterpret_cast<__m128i>(mask)));
+    const auto bits = static_cast<uint32_t>(_mm_movemask_epi8(reinterpret_cast<__m128i>(mask)));
+    return Half == 1 ? bits >> 8 : Halves == 1 ? bits : bits & 0xFF;
 #endif
 }
 

@@ -2,15 +2,14 @@
 // which scalars are present differs from record to record, and a predictor that guesses wrong costs
 // more than all the work here.
 //
-// Two views of a record. Windows are sixteen bytes of it, as few as cover everything that is not an
-// array, in slot order. Lanes are its slots, a byte each, in one vector; of more slots than that,
-// its scalars. A constant shuffle leads from one to the other, so presence, widths and vtable
-// entries are computed for all at once.
+// A record is seen through windows: sixteen bytes of it each, as few as cover everything that is not
+// an array, in slot order, with seven scalars at most.
 //
-// Writing: which scalars are zero, as lanes -> a bit each -> a table per window has the bytes that
-// the present ones take, their sum is the size, and the shuffle that squeezes them together; a
-// prefix sum of the widths is the vtable. Windows are squeezed to the end of the field area and
-// downwards: what a store spills lies below, where the next one, or the vtable, comes to stand.
+// Writing: which scalars of a window are zero, as a bit each, is the row of a table. The row has the
+// shuffle that squeezes the others together, the vtable entries of the window, and where they end:
+// the entries of the next window are added to that. Windows are squeezed to the end of their place,
+// the last one first: what a store spills lies below, where the next one, or the vtable, comes to
+// stand.
 //
 // Reading: the vtable entries are the shuffle that puts the fields back into the record, an absent
 // one being an index that yields zero.
@@ -19,11 +18,13 @@
 #include "serial/known_form.h"
 #include "serial/simd.h"
 
+#include <array>
+
 namespace vorl {
 
 inline constexpr uint32_t lane_count = 16;
-inline constexpr uint32_t window_scalar_limit = 8;
-inline constexpr uint8_t no_byte = 0x80; ///< a shuffle index that yields zero
+inline constexpr uint32_t window_scalar_limit = 7; ///< a squeeze_row has a lane more
+inline constexpr uint8_t no_byte = 0x80;           ///< a shuffle index that yields zero
 
 constexpr lanes filled(uint8_t with)
 {
@@ -49,25 +50,41 @@ struct window_shape {
     }
 };
 
-/// For each subset of a window's scalars, as bits: the shuffle that moves their bytes, in order, to
-/// the end of `Width` bytes, zeros below; and how many bytes that is.
-template <window_shape Shape, uint32_t Width>
+/// What a window comes to when some of its scalars are left out.
+struct squeeze_row {
+    static constexpr uint32_t entry_lanes = 8;
+
+    /// The shuffle that moves the bytes of the others, in order, to the end of the window, zeros
+    /// below.
+    alignas(16) uint8_t indices[16];
+    /// The vtable entries of the scalars, and from lane `count` on those of the offset words that
+    /// follow: of the first window as they are, of others to be added to those of the one before.
+    alignas(16) int16_t entries[entry_lanes];
+};
+
+/// The rows of a window of `Width` bytes, by which of its scalars are left out, as bits. Entries
+/// begin with `First`; `Absent` stands for those of what is left out.
+template <window_shape Shape, uint32_t Width, uint32_t First, int16_t Absent>
 struct squeeze_table {
-    struct content {
-        alignas(Width) uint8_t indices[1U << Shape.count][Width];
-        uint8_t bytes[1U << Shape.count];
-    };
-    static constexpr content table = [] {
-        content result{};
-        for (uint32_t mask = 0; mask < 1U << Shape.count; ++mask) {
+    static constexpr auto rows = [] {
+        std::array<squeeze_row, 1U << Shape.count> result{};
+        for (uint32_t left_out = 0; left_out < result.size(); ++left_out) {
+            squeeze_row &row = result[left_out];
+            uint32_t entry = First;
+            for (uint32_t s = 0; s < Shape.count; ++s) {
+                const bool is_absent = (left_out >> s & 1) != 0;
+                row.entries[s] = is_absent ? Absent : static_cast<int16_t>(entry);
+                entry += is_absent ? 0 : Shape.size[s];
+            }
+            for (uint32_t s = Shape.count; s < squeeze_row::entry_lanes; ++s)
+                row.entries[s] = static_cast<int16_t>(entry + (s - Shape.count) * word_size);
             uint32_t to = Width;
             for (uint32_t s = Shape.count; s-- > 0;) {
-                for (uint32_t i = (mask >> s & 1) != 0 ? Shape.size[s] : 0; i-- > 0;)
-                    result.indices[mask][--to] = static_cast<uint8_t>(Shape.at[s] + i);
+                for (uint32_t i = (left_out >> s & 1) != 0 ? 0 : Shape.size[s]; i-- > 0;)
+                    row.indices[--to] = static_cast<uint8_t>(Shape.at[s] + i);
             }
-            result.bytes[mask] = static_cast<uint8_t>(Width - to);
             while (to > 0)
-                result.indices[mask][--to] = no_byte;
+                row.indices[--to] = no_byte;
         }
         return result;
     }();
@@ -87,16 +104,13 @@ struct packed_layout {
         uint32_t field;    ///< bytes in the field area: the width, or an offset word
         uint32_t least_at; ///< offset from the table when no scalar before is present
         uint32_t last_at;  ///< and when all are
-        uint32_t lane;     ///< of an array without one: that of the next scalar
         uint32_t body;     ///< of an array: bytes of its body
         uint32_t body_at;  ///< and where it lies behind the fields
         uint32_t arrays;   ///< before it
         bool is_scalar;
     };
-    static constexpr bool arrays_have_lanes = slots <= lane_count;
     struct facts {
         slot_facts slot[slots];
-        uint32_t lanes;
         uint32_t fields_end; ///< of a full table
         uint32_t bodies;     ///< bytes
         uint32_t arrays;
@@ -109,12 +123,10 @@ struct packed_layout {
             s.record_at = Slot::at;
             s.least_at = word_size + result.arrays * word_size;
             s.last_at = result.fields_end;
-            s.lane = result.lanes;
             s.arrays = result.arrays;
             s.is_scalar = is_scalar<Slot>;
             if constexpr (is_scalar<Slot>) {
                 s.size = s.field = sizeof(typename Slot::value_type);
-                ++result.lanes;
             } else {
                 s.size = Slot::body_size - word_size;
                 s.field = word_size;
@@ -122,7 +134,6 @@ struct packed_layout {
                 s.body_at = result.bodies;
                 result.bodies += s.body;
                 ++result.arrays;
-                result.lanes += arrays_have_lanes ? 1 : 0;
             }
             result.fields_end += s.field;
         });
@@ -164,7 +175,7 @@ struct packed_layout {
         return result;
     }();
 
-    /// What the code below relies on: there are lanes enough, lanes of a window hold whole scalars,
+    /// What the code below relies on: the reader has lanes enough, lanes of a window hold whole scalars,
     /// every byte of the record is in a window or an array, and indices of the field area stay
     /// below no_byte with room to spare.
     static constexpr bool is_regular = [] {
@@ -184,14 +195,24 @@ struct packed_layout {
                     return false;
             }
         }
-        if (all.lanes > lane_count)
-            return false;
         for (const bool is_covered : covered) {
             if (!is_covered)
                 return false;
         }
         return true;
     }();
+
+    /// Calls visit.operator()<Window>() for each, in order.
+    template <class Visitor>
+    [[gnu::always_inline]] static void each_window(Visitor &&visit)
+    {
+        [&]<uint32_t... Window>(std::integer_sequence<uint32_t, Window...>)
+            __attribute__((always_inline))
+        {
+            (visit.template operator()<Window>(), ...);
+        }
+        (std::make_integer_sequence<uint32_t, windows.count>{});
+    }
 
     static constexpr window_shape shape(uint32_t window)
     {
@@ -203,12 +224,45 @@ struct packed_layout {
         }
         return result;
     }
-    /// Shuffle of a window to lanes: that of a scalar takes its first byte.
-    static constexpr lanes window_to_lanes(uint32_t window)
+    /// Slots from the first of a window to the first of the next: its scalars, then arrays.
+    static constexpr uint32_t slots_of(uint32_t window)
+    {
+        return (window + 1 < windows.count ? windows.windows[window + 1].first : slots) -
+               windows.windows[window].first;
+    }
+    /// Where the entries of a window begin: of the first, behind the soffset and the offset words
+    /// before it; of others, behind the last entry that the lanes of the one before have, if its
+    /// slots are more than that.
+    static constexpr uint32_t first_entry(uint32_t window)
+    {
+        if (window == 0)
+            return (1 + windows.windows[0].first) * word_size;
+        const uint32_t before = slots_of(window - 1);
+        const uint32_t last_lane = squeeze_row::entry_lanes - 1;
+        return before > last_lane ? (before - last_lane) * word_size : 0;
+    }
+    /// Below 0 whatever is added.
+    static constexpr int16_t absent_entry(uint32_t window)
+    {
+        return window == 0 ? 0 : INT16_MIN / 2;
+    }
+    static constexpr uint32_t windows_before(uint32_t slot)
+    {
+        uint32_t count = 0;
+        while (count < windows.count && windows.windows[count].first < slot)
+            ++count;
+        return count;
+    }
+    static constexpr uint32_t scalars_in(uint32_t window)
+    {
+        return windows.windows[window].end - windows.windows[window].first;
+    }
+    /// Shuffle of a window to the lanes of a half, one a scalar: that takes its first byte.
+    static constexpr lanes window_to_lanes(uint32_t window, uint32_t half)
     {
         lanes indices = filled(no_byte);
         for (uint32_t s = windows.windows[window].first; s < windows.windows[window].end; ++s)
-            indices.bytes[all.slot[s].lane] =
+            indices.bytes[half * 8 + s - windows.windows[window].first] =
                 static_cast<uint8_t>(all.slot[s].record_at - windows.windows[window].at);
         return indices;
     }
@@ -230,31 +284,6 @@ struct packed_layout {
         }
         return result;
     }
-    /// Of lanes: the bytes that the slot takes among the fields when it is present.
-    static constexpr lanes field_lanes()
-    {
-        lanes result{};
-        for (const slot_facts &slot : all.slot) {
-            if (slot.is_scalar || arrays_have_lanes)
-                result.bytes[slot.lane] = static_cast<uint8_t>(slot.field);
-        }
-        return result;
-    }
-    /// Of lanes: the entry of the slot when no lane before is present.
-    static constexpr uint32_t base_entry(const slot_facts &slot)
-    {
-        return arrays_have_lanes ? word_size : slot.least_at;
-    }
-    static constexpr lanes base_lanes()
-    {
-        lanes result{};
-        for (const slot_facts &slot : all.slot) {
-            if (slot.is_scalar || arrays_have_lanes)
-                result.bytes[slot.lane] = static_cast<uint8_t>(base_entry(slot));
-        }
-        return result;
-    }
-
     static constexpr bool is_in(uint32_t window, uint32_t s)
     {
         const uint32_t at = windows.windows[window].at;
@@ -327,6 +356,12 @@ inline constexpr bool is_sparse = [] {
         return false;
 }();
 
+/// The rows of one window of a message.
+template <class M, uint32_t Window, class Layout = packed_layout<M>>
+inline constexpr auto &squeeze_rows =
+    squeeze_table<Layout::shape(Window), Layout::squeeze_width, Layout::first_entry(Window),
+                  Layout::absent_entry(Window)>::rows;
+
 /// The windows of a record, loaded.
 template <class M>
 struct record_windows {
@@ -343,45 +378,53 @@ struct record_windows {
     }
 };
 
-/// Which scalars of a record are zero.
-template <class M>
+/// Which scalars of a record are zero. Two windows to a vector are one test for both and half as much
+/// to hand over, one to a vector is less to take apart.
+template <class M, uint32_t PerVector>
 class presence {
+    static_assert(PerVector == 1 || PerVector == 2);
+
   public:
     using layout = packed_layout<M>;
 
     [[gnu::always_inline]] explicit presence(const record_windows<M> &windows)
     {
-        look(windows, std::make_integer_sequence<uint32_t, layout::windows.count>{});
+        layout::each_window([&]<uint32_t Window>() __attribute__((always_inline)) {
+            zeros_[Window / PerVector] |= zeros_of<Window>(windows.bytes[Window]);
+        });
+    }
+
+    template <class... Zeros>
+    [[gnu::always_inline]] explicit presence(Zeros... zeros) : zeros_{zeros...}
+    {}
+    /// Calls what makes another of them.
+    template <class Call>
+    [[gnu::always_inline]] auto apart(Call &&call) const
+    {
+        return [&]<uint32_t... Window>(std::integer_sequence<uint32_t, Window...>)
+            __attribute__((always_inline))
+        {
+            return call(zeros_[Window]...);
+        }
+        (std::make_integer_sequence<uint32_t, vectors>{});
     }
 
     /// True when every scalar of the record is present.
-    [[gnu::always_inline]] bool is_full() const { return is_zero(zeros_); }
+    [[gnu::always_inline]] bool is_full() const
+    {
+        u8x16 any = {};
+#pragma GCC unroll 16
+        for (const u8x16 zeros : zeros_)
+            any |= zeros;
+        return is_zero(any);
+    }
 
-    /// 0xFF in the lanes of those that are zero.
-    [[gnu::always_inline]] u8x16 zeros() const { return zeros_; }
-    /// A bit for each lane that has no zero.
-    [[gnu::always_inline]] uint32_t bits() const { return ~bits_of(zeros_); }
-
-    /// Which of a window's scalars are present, as its squeeze_table has it.
+    /// What a window comes to.
     template <uint32_t Window>
-    [[gnu::always_inline]] static uint32_t subset(uint32_t bits)
+    [[gnu::always_inline]] const squeeze_row &row() const
     {
-        constexpr auto window = layout::windows.windows[Window];
-        return bits >> layout::all.slot[window.first].lane &
-               ((1U << (window.end - window.first)) - 1);
-    }
-    /// The bytes that each lane takes among the fields.
-    [[gnu::always_inline]] u8x16 field_sizes() const
-    {
-        static constexpr lanes sizes = layout::field_lanes();
-        return ~zeros_ & sizes.vector();
-    }
-    /// Bytes of the table from its vtable on.
-    [[gnu::always_inline]] uint32_t table_size() const
-    {
-        constexpr uint32_t arrays = layout::arrays_have_lanes ? 0 : layout::all.arrays * word_size;
-        return vtable_length(layout::slots) + word_size + arrays + layout::all.bodies +
-               sum_of_bytes(field_sizes());
+        return squeeze_rows<M, Window>[bits_of<Window % PerVector, PerVector>(
+            zeros_[Window / PerVector])];
     }
 
   private:
@@ -394,25 +437,68 @@ class presence {
             zeros = select<layout::not_wider(Window, Width)>(opaque(equal), zeros);
         }
     }
+    /// A lane for each scalar of the window: 0xFF where it is zero.
     template <uint32_t Window>
-    [[gnu::always_inline]] void look_through(u8x16 bytes)
+    [[gnu::always_inline]] static u8x16 zeros_of(u8x16 bytes)
     {
         u8x16 zeros = {};
         compare<Window, 8, u64x2>(zeros, bytes);
         compare<Window, 4, u32x4>(zeros, bytes);
         compare<Window, 2, u16x8>(zeros, bytes);
         compare<Window, 1, u8x16>(zeros, bytes);
-        static constexpr lanes indices = layout::window_to_lanes(Window);
-        zeros_ |= shuffle(zeros, indices.vector());
+        static constexpr lanes indices = layout::window_to_lanes(Window, Window % PerVector);
+        return shuffle(zeros, indices.vector());
     }
-    template <uint32_t... Window>
-    [[gnu::always_inline]] void look(const record_windows<M> &windows,
-                                     std::integer_sequence<uint32_t, Window...>)
+    static constexpr uint32_t vectors = (layout::windows.count + PerVector - 1) / PerVector;
+    u8x16 zeros_[vectors] = {};
+};
+
+/// What each window of a record that has scalars left out comes to.
+template <class M>
+class squeezed {
+  public:
+    using layout = packed_layout<M>;
+
+    template <uint32_t PerVector>
+    [[gnu::always_inline]] explicit squeezed(const presence<M, PerVector> &scalars)
     {
-        (look_through<Window>(windows.bytes[Window]), ...);
+        layout::each_window([&]<uint32_t Window>() __attribute__((always_inline)) {
+            rows_[Window] = &scalars.template row<Window>();
+        });
     }
 
-    u8x16 zeros_ = {};
+    template <uint32_t Window>
+    [[gnu::always_inline]] const squeeze_row &row() const
+    {
+        return *rows_[Window];
+    }
+    /// The bytes that are left of windows [`First`, `End`).
+    template <uint32_t First, uint32_t End>
+    [[gnu::always_inline]] uint64_t bytes() const
+    {
+        return [&]<uint32_t... Window>(std::integer_sequence<uint32_t, Window...>)
+            __attribute__((always_inline))
+        {
+            return (bytes_of<First + Window>() + ... + uint64_t{0});
+        }
+        (std::make_integer_sequence<uint32_t, End - First>{});
+    }
+    /// Bytes of the table from its vtable on.
+    [[gnu::always_inline]] uint64_t table_size() const
+    {
+        return vtable_length(layout::slots) + word_size + layout::all.arrays * word_size +
+               layout::all.bodies + bytes<0, layout::windows.count>();
+    }
+
+  private:
+    template <uint32_t Window>
+    [[gnu::always_inline]] uint64_t bytes_of() const
+    {
+        const auto end = static_cast<uint16_t>(row<Window>().entries[layout::scalars_in(Window)]);
+        return uint64_t{end} - layout::first_entry(Window);
+    }
+
+    const squeeze_row *rows_[layout::windows.count];
 };
 
 /// Writes the packed table of a record, from its vtable on.
@@ -421,37 +507,47 @@ class sparse_writer {
   public:
     using layout = packed_layout<M>;
 
-    /// Writes at `vtable` the table of a record with these scalars: `size` bytes.
-    [[gnu::always_inline]] static void write(uint8_t *__restrict vtable,
-                                             const uint8_t *__restrict record,
-                                             const presence<M> &scalars, uint32_t size)
+    /// Writes at `vtable` the table of a record that has scalars left out; returns its end.
+    [[gnu::always_inline]] static uint8_t *write(uint8_t *__restrict vtable,
+                                                 const uint8_t *__restrict record,
+                                                 const record_windows<M> &windows,
+                                                 const squeezed<M> &left)
     {
-        const uint32_t bits = scalars.bits();
-        uint8_t *const table = vtable + vtable_length(layout::slots);
-        uint8_t *const end = vtable + size;
-        uint8_t *const fields_end = end - layout::all.bodies;
-        uint8_t *at = fields_end;
+        constexpr uint32_t length = vtable_length(layout::slots);
+        uint8_t *const table = vtable + length;
+        const uint64_t size = left.table_size();
+        uint8_t *const end = opaque(vtable + size);
         each_slot_down<layout::slots>([&]<uint32_t Slot>() __attribute__((always_inline)) {
             constexpr auto slot = layout::all.slot[Slot];
             if constexpr (!slot.is_scalar) {
-                if constexpr (run_of(Slot).end == Slot + 1)
-                    write_words<run_of(Slot).first, run_of(Slot).end>(at, fields_end);
-                uint8_t *const body = fields_end + slot.body_at;
+                if constexpr (constexpr run arrays = run_of(Slot); arrays.end == Slot + 1) {
+                    constexpr auto first = layout::all.slot[arrays.first];
+                    constexpr uint32_t before = layout::windows_before(Slot);
+                    // Behind the words are those of the other arrays, and what is left of scalars.
+                    store_words<first.body - word_size, arrays.end - arrays.first>(
+                        table + first.least_at + left.template bytes<0, before>(),
+                        static_cast<uint32_t>(
+                            (layout::all.arrays - first.arrays) * word_size + first.body_at +
+                            left.template bytes<before, layout::windows.count>()));
+                }
+                uint8_t *const body = end - layout::all.bodies + slot.body_at;
                 constexpr uint32_t count = array_count<Slot>();
                 store<byte_order::native>(body, count);
                 memcpy(body + word_size, record + slot.record_at, slot.size);
             } else if constexpr (constexpr uint32_t w = window_of(Slot);
                                  layout::windows.windows[w].first == Slot) {
-                squeeze_window<w>(at, record, bits);
+                uint8_t *const to = table + slot.least_at + left.template bytes<0, w + 1>();
+                store_first<layout::squeeze_width>(
+                    to - layout::squeeze_width,
+                    shuffle(windows.bytes[w], load16(left.template row<w>().indices)));
             }
         });
 
-        write_entries(vtable, scalars);
-        write_last_entries(vtable, static_cast<uint32_t>(fields_end - table));
+        write_entries(vtable, left);
         // Both lengths at once.
-        store<byte_order::native>(vtable, vtable_length(layout::slots) |
-                                              static_cast<uint32_t>(end - table) << 16);
-        store<byte_order::native>(table, vtable_length(layout::slots));
+        store<byte_order::native>(vtable, length + (static_cast<uint32_t>(size - length) << 16));
+        store<byte_order::native>(table, length);
+        return end;
     }
 
     /// The same of a record that has none left out: everything lies where it always lies.
@@ -498,10 +594,7 @@ class sparse_writer {
                              layout::squeeze_width == 16) {
             return bytes_up<16 - end>(bytes);
         } else {
-            constexpr uint32_t all = (1U << shape.count) - 1;
-            return shuffle(bytes,
-                           load_first<layout::squeeze_width>(
-                               squeeze_table<shape, layout::squeeze_width>::table.indices[all]));
+            return shuffle(bytes, load16(squeeze_rows<M, Window>[0].indices));
         }
     }
 
@@ -572,126 +665,46 @@ class sparse_writer {
             store_words<Step, Count, Begin + 1>(at, first);
         }
     }
-    /// The offset words of a run go below `at`, which moves down to the first.
-    template <uint32_t First, uint32_t End>
-    [[gnu::always_inline]] static void write_words(uint8_t *&at, const uint8_t *fields_end)
-    {
-        at -= (End - First) * word_size;
-        store_words<layout::all.slot[First].body - word_size, End - First>(
-            at, static_cast<uint32_t>(fields_end - at) + layout::all.slot[First].body_at);
-    }
 
-    /// The present scalars of a window go below `at`, which moves down to the first of them.
-    template <uint32_t Window>
-    [[gnu::always_inline]] static void squeeze_window(uint8_t *&at, const uint8_t *record,
-                                                      uint32_t bits)
+    /// Sixteen bit lanes that grow by `Step` from `First` on.
+    static constexpr i16x8 steps(int16_t first, int16_t step)
     {
-        constexpr auto &table = squeeze_table<layout::shape(Window), layout::squeeze_width>::table;
-        const uint32_t subset = presence<M>::template subset<Window>(bits);
-        const u8x16 bytes =
-            load_first<layout::window_size>(record + layout::windows.windows[Window].at);
-        // A pointer of its own: of an array clang 14 under UBSan cannot assume this.
-        const uint8_t *const row = table.indices[subset];
-        const auto *indices =
-            static_cast<const uint8_t *>(__builtin_assume_aligned(row, layout::squeeze_width));
-        store_first<layout::squeeze_width>(
-            at - layout::squeeze_width, shuffle(bytes, load_first<layout::squeeze_width>(indices)));
-        at -= table.bytes[subset];
-    }
-
-    static constexpr bool has_lane(uint32_t s)
-    {
-        return layout::all.slot[s].is_scalar || layout::arrays_have_lanes;
-    }
-    /// Of arrays behind sixteen scalars: there is no next scalar's lane.
-    static constexpr bool is_behind_lanes(uint32_t s)
-    {
-        return layout::all.slot[s].lane == lane_count;
-    }
-    /// Shuffle of lanes to entries, as the vtable has them: of slots that have lanes, or of arrays
-    /// that have not.
-    static constexpr lanes lanes_to_entries(uint32_t first, uint32_t count, bool of_lanes)
-    {
-        lanes result = filled(no_byte);
-        for (uint32_t i = 0; i < count; ++i) {
-            if (has_lane(first + i) == of_lanes && !is_behind_lanes(first + i))
-                result.bytes[2 * i] = static_cast<uint8_t>(layout::all.slot[first + i].lane);
-        }
+        i16x8 result{};
+        for (int16_t i = 0; i < 8; ++i)
+            result[i] = static_cast<int16_t>(first + i * step);
         return result;
     }
-    /// The base entries of arrays that have no lanes.
-    static constexpr lanes array_bases(uint32_t first, uint32_t count)
+
+    /// The entries of `Slots` slots from `First` on, the last of which are arrays; returns the last
+    /// lane in all, or that of the slot behind them. What a store spills is written again: by the
+    /// next one, or by the soffset.
+    template <uint32_t First, uint32_t Slots>
+    [[gnu::always_inline]] static i16x8 store_entries(uint8_t *vtable, i16x8 entries)
     {
-        lanes result{};
-        for (uint32_t i = 0; i < count; ++i) {
-            if (!has_lane(first + i) && !is_behind_lanes(first + i))
-                result.bytes[2 * i] =
-                    static_cast<uint8_t>(layout::base_entry(layout::all.slot[first + i]));
-        }
-        return result;
-    }
-    static constexpr bool have_lanes(uint32_t first, uint32_t count)
-    {
-        for (uint32_t s = first; s < first + count; ++s) {
-            if (!has_lane(s))
-                return false;
-        }
-        return true;
+        constexpr uint32_t left = (layout::slots - First) * entry_size;
+        store_first<left <= 12 ? (left + word_size - 1) / word_size * word_size : 16>(
+            vtable + (2 + First) * entry_size, reinterpret_cast<u8x16>(entries));
+        constexpr uint32_t lanes = squeeze_row::entry_lanes;
+        const i16x8 last = every_lane < Slots < lanes ? Slots : lanes - 1 > (entries);
+        if constexpr (Slots > lanes)
+            store_entries<First + lanes, Slots - lanes>(vtable, last + steps(word_size, word_size));
+        return last;
     }
 
-    /// `entries` of the lanes; `before` are the bytes of all present ones before each.
-    template <uint32_t First, uint32_t Count>
-    [[gnu::always_inline]] static void store_entries(uint8_t *to, u8x16 entries, u8x16 before)
+    [[gnu::always_inline]] static void write_entries(uint8_t *vtable, const squeezed<M> &left)
     {
-        static constexpr lanes of_lanes = lanes_to_entries(First, Count, true);
-        u8x16 result = shuffle(entries, of_lanes.vector());
-        if constexpr (!have_lanes(First, Count)) {
-            static constexpr lanes of_arrays = lanes_to_entries(First, Count, false);
-            static constexpr lanes bases = array_bases(First, Count);
-            result |= shuffle(before, of_arrays.vector()) + bases.vector();
-        }
-        store_first<2 * Count>(to + First * entry_size, result);
-    }
-
-    /// Those of the arrays that the lanes do not reach. Nothing but arrays follows them.
-    [[gnu::always_inline]] static void write_last_entries(uint8_t *vtable, uint32_t fields_end)
-    {
-        each_slot(
-            typename M::slots{}, [&]<class Slot, uint32_t Index>() __attribute__((always_inline)) {
-                if constexpr (is_behind_lanes(Index))
-                    store<byte_order::native>(
-                        vtable + (2 + Index) * entry_size,
-                        static_cast<uint16_t>(fields_end - (layout::slots - Index) * word_size));
-            });
-    }
-
-    [[gnu::always_inline]] static void write_entries(uint8_t *vtable, const presence<M> &scalars)
-    {
-        static constexpr lanes bases = layout::base_lanes();
-        // The sums of as many lanes as there are before the last one.
-        constexpr uint32_t last =
-            layout::arrays_have_lanes ? layout::all.lanes - 1 : layout::all.lanes;
-        u8x16 before = bytes_up<1>(scalars.field_sizes());
-        if constexpr (last > 1)
-            before += bytes_up<1>(before);
-        if constexpr (last > 2)
-            before += bytes_up<2>(before);
-        if constexpr (last > 4)
-            before += bytes_up<4>(before);
-        if constexpr (last > 8)
-            before += bytes_up<8>(before);
-        const u8x16 entries = ~scalars.zeros() & (before + bases.vector());
-
-        uint8_t *to = vtable + 2 * entry_size;
-        constexpr uint32_t slots = layout::slots;
-        constexpr uint32_t step = slots >= 8 ? 8 : slots >= 4 ? 4 : slots >= 2 ? 2 : 1;
-        [&]<uint32_t... Index>(std::integer_sequence<uint32_t, Index...>)
-            __attribute__((always_inline))
-        {
-            (store_entries < (Index + 1) * step <= slots ? Index * step : slots - step,
-             step > (to, entries, before), ...);
-        }
-        (std::make_integer_sequence<uint32_t, (slots + step - 1) / step>{});
+        constexpr auto &all = layout::windows;
+        i16x8 before = {};
+        if constexpr (all.windows[0].first > 0)
+            store_entries<0, all.windows[0].first>(vtable, steps(word_size, word_size));
+        layout::each_window([&]<uint32_t Window>() __attribute__((always_inline)) {
+            i16x8 entries;
+            memcpy(&entries, left.template row<Window>().entries, sizeof entries);
+            if constexpr (Window > 0)
+                entries = at_least_zero(entries + before);
+            before =
+                store_entries<all.windows[Window].first, layout::slots_of(Window)>(vtable, entries);
+        });
     }
 };
 
