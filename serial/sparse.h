@@ -495,7 +495,8 @@ class squeezed {
     [[gnu::always_inline]] uint64_t bytes_of() const
     {
         const auto end = static_cast<uint16_t>(row<Window>().entries[layout::scalars_in(Window)]);
-        return uint64_t{end} - layout::first_entry(Window);
+        constexpr uint32_t first = layout::first_entry(Window);
+        return uint64_t{end} - first;
     }
 
     const squeeze_row *rows_[layout::windows.count];
@@ -693,17 +694,17 @@ class sparse_writer {
 
     [[gnu::always_inline]] static void write_entries(uint8_t *vtable, const squeezed<M> &left)
     {
-        constexpr auto &all = layout::windows;
+        constexpr uint32_t leading = layout::windows.windows[0].first;
         i16x8 before = {};
-        if constexpr (all.windows[0].first > 0)
-            store_entries<0, all.windows[0].first>(vtable, steps(word_size, word_size));
+        if constexpr (leading > 0)
+            store_entries<0, leading>(vtable, steps(word_size, word_size));
         layout::each_window([&]<uint32_t Window>() __attribute__((always_inline)) {
             i16x8 entries;
             memcpy(&entries, left.template row<Window>().entries, sizeof entries);
             if constexpr (Window > 0)
                 entries = at_least_zero(entries + before);
-            before =
-                store_entries<all.windows[Window].first, layout::slots_of(Window)>(vtable, entries);
+            before = store_entries<layout::windows.windows[Window].first, layout::slots_of(Window)>(
+                vtable, entries);
         });
     }
 };
