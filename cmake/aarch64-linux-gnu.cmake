@@ -8,6 +8,11 @@ endif()
 # For clang, which is one compiler for every target.
 set(CMAKE_C_COMPILER_TARGET aarch64-linux-gnu)
 set(CMAKE_CXX_COMPILER_TARGET aarch64-linux-gnu)
+# Which knows no tools of the target: those of this machine cannot strip what is packaged.
+foreach(tool AR RANLIB STRIP)
+    string(TOLOWER ${tool} name)
+    find_program(CMAKE_${tool} aarch64-linux-gnu-${name})
+endforeach()
 
 # Headers and libraries come from the target's root alone; what this machine has of headers only is picked by
 # cmake/cross, without /usr/include as a whole.
