@@ -45,6 +45,8 @@ inline u8x16 opaque(u8x16 value)
     return value;
 }
 
+/// The same of an address: those that are computed from it are then told apart by what is added to
+/// it alone, which an instruction has room for.
 inline uint8_t *opaque(uint8_t *value)
 {
     asm("" : "+r"(value));

@@ -54,16 +54,16 @@ struct window_shape {
 struct squeeze_row {
     static constexpr uint32_t entry_lanes = 8;
 
-    /// The shuffle that moves the bytes of the others, in order, to the end of the window, zeros
-    /// below.
+    /// The shuffle that moves the bytes of the others, in order, to the end of those that are
+    /// stored, zeros below.
     alignas(16) uint8_t indices[16];
     /// The vtable entries of the scalars, and from lane `count` on those of the offset words that
     /// follow: of the first window as they are, of others to be added to those of the one before.
-    alignas(16) int16_t entries[entry_lanes];
+    int16_t entries[entry_lanes];
 };
 
-/// The rows of a window of `Width` bytes, by which of its scalars are left out, as bits. Entries
-/// begin with `First`; `Absent` stands for those of what is left out.
+/// The rows of a window that is squeezed to `Width` bytes, by which of its scalars are left out, as
+/// bits. Entries begin with `First`; `Absent` stands for those of what is left out.
 template <window_shape Shape, uint32_t Width, uint32_t First, int16_t Absent>
 struct squeeze_table {
     static constexpr auto rows = [] {
@@ -95,8 +95,9 @@ template <class M>
 struct packed_layout {
     static constexpr uint32_t slots = slot_count<M>;
     static constexpr uint32_t record_size = sizeof(typename M::record);
-    /// Of a squeezed window: the vtable, soffset and what comes before them must take the spill.
+    /// Of a squeezed window: the vtable and the soffset must take the spill.
     static constexpr uint32_t squeeze_width = slots >= 4 ? 16 : 8;
+    static_assert(vtable_length(slots) + word_size >= squeeze_width);
 
     struct slot_facts {
         uint32_t record_at;
@@ -396,15 +397,17 @@ class presence {
 
     template <class... Zeros>
     [[gnu::always_inline]] explicit presence(Zeros... zeros) : zeros_{zeros...}
-    {}
-    /// Calls what makes another of them.
+    {
+        static_assert(sizeof...(Zeros) == vectors);
+    }
+    /// Calls with what the constructor before this takes.
     template <class Call>
     [[gnu::always_inline]] auto apart(Call &&call) const
     {
-        return [&]<uint32_t... Window>(std::integer_sequence<uint32_t, Window...>)
+        return [&]<uint32_t... Vector>(std::integer_sequence<uint32_t, Vector...>)
             __attribute__((always_inline))
         {
-            return call(zeros_[Window]...);
+            return call(zeros_[Vector]...);
         }
         (std::make_integer_sequence<uint32_t, vectors>{});
     }
@@ -667,12 +670,12 @@ class sparse_writer {
         }
     }
 
-    /// Sixteen bit lanes that grow by `Step` from `First` on.
-    static constexpr i16x8 steps(int16_t first, int16_t step)
+    /// Of offset words in a row: their entries, less the one before them.
+    static i16x8 word_steps()
     {
         i16x8 result{};
-        for (int16_t i = 0; i < 8; ++i)
-            result[i] = static_cast<int16_t>(first + i * step);
+        for (uint32_t i = 0; i < 8; ++i)
+            result[i] = static_cast<int16_t>((i + 1) * word_size);
         return result;
     }
 
@@ -685,10 +688,11 @@ class sparse_writer {
         constexpr uint32_t left = (layout::slots - First) * entry_size;
         store_first<left <= 12 ? (left + word_size - 1) / word_size * word_size : 16>(
             vtable + (2 + First) * entry_size, reinterpret_cast<u8x16>(entries));
-        constexpr uint32_t lanes = squeeze_row::entry_lanes;
-        const i16x8 last = every_lane < Slots < lanes ? Slots : lanes - 1 > (entries);
-        if constexpr (Slots > lanes)
-            store_entries<First + lanes, Slots - lanes>(vtable, last + steps(word_size, word_size));
+        constexpr uint32_t stored = squeeze_row::entry_lanes;
+        constexpr uint32_t last_lane = Slots < stored ? Slots : stored - 1;
+        const i16x8 last = every_lane<last_lane>(entries);
+        if constexpr (Slots > stored)
+            store_entries<First + stored, Slots - stored>(vtable, last + word_steps());
         return last;
     }
 
@@ -697,7 +701,7 @@ class sparse_writer {
         constexpr uint32_t leading = layout::windows.windows[0].first;
         i16x8 before = {};
         if constexpr (leading > 0)
-            store_entries<0, leading>(vtable, steps(word_size, word_size));
+            store_entries<0, leading>(vtable, word_steps());
         layout::each_window([&]<uint32_t Window>() __attribute__((always_inline)) {
             i16x8 entries;
             memcpy(&entries, left.template row<Window>().entries, sizeof entries);
