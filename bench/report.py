@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Turns what the benchmark measured into results.json, the tables of docs/performance.md and a plot.
 
-    report.py run.json library.so instructions.txt output-directory performance.md performance.svg
+    report.py run.json library.so tests/instructions output-directory performance.md performance.svg
 
 The output directory has the listings (listing.sh), and gets results.json.
 
@@ -290,14 +290,16 @@ def plot(rows, path):
         out.write("\n".join(parts))
 
 
-def instructions_table(path):
-    rows = []
+def instruction_counts(path):
     with open(path, encoding="utf-8") as lines:
-        for line in lines:
-            if line.strip() and not line.startswith("#"):
-                name, count = line.rsplit(maxsplit=1)
-                rows.append([name, count])
-    return table(["path", "instructions"], rows)
+        return dict(line.split() for line in lines if line.strip() and not line.startswith("#"))
+
+
+def instructions_table(directory):
+    x86_64, aarch64 = (instruction_counts(os.path.join(directory, f"baseline-{machine}.txt"))
+                       for machine in ("x86_64", "aarch64"))
+    paths = dict.fromkeys([*x86_64, *aarch64])
+    return table(["path", "x86-64", "AArch64"], [[path, x86_64.get(path, ""), aarch64.get(path, "")] for path in paths])
 
 
 def replace_section(text, name, content):

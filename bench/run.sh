@@ -42,5 +42,5 @@ fi
 
 compiler=$(sed -n 's/^CMAKE_CXX_COMPILER:[A-Z]*=//p' "$build/CMakeCache.txt")
 VORL_COMPILER=$("${compiler:-c++}" --version | head -n 1) VORL_COMMAND=$command python3 -B bench/report.py \
-    "$out/run.json" "$library" tests/instructions/baseline.txt "$out" "$page" "$plot"
+    "$out/run.json" "$library" tests/instructions "$out" "$page" "$plot"
 echo "== wrote $out/results.json, $page and $plot" >&2

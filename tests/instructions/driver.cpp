@@ -1,7 +1,5 @@
-// Calls each path on the same data in every run, between two marks that callgrind counts: a dump a
-// path, named after it. Prints "<path> <calls>" so that the counts can be made per call.
-#include <valgrind/callgrind.h>
-
+// Calls each path on the same data in every run, between two marks (mark.h). Prints "<path> <calls>" so
+// that what is counted between them can be made a count per call.
 #include <cstdio>
 #include <cstring>
 #include <functional>
@@ -9,6 +7,7 @@
 
 #include "bench/library.h"
 #include "srv6.h"
+#include "tests/instructions/mark.h"
 
 using namespace vorl::bench;
 
@@ -20,9 +19,9 @@ constexpr uint32_t elements = 256;
 void counted(const std::string &path, uint64_t calls, const std::function<void()> &work)
 {
     work(); // binds the services and resolves the symbols
-    CALLGRIND_ZERO_STATS;
+    vorl::instructions::begin_path();
     work();
-    CALLGRIND_DUMP_STATS_AT(path.c_str());
+    vorl::instructions::end_path(path);
     printf("%s %llu\n", path.c_str(), static_cast<unsigned long long>(calls));
 }
 
