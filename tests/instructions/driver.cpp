@@ -57,6 +57,42 @@ void count_frames(const exported &functions, const record_set &records, const st
     });
 }
 
+/// Records that hold tables or vectors. Each unpacked record is released, and that counts as part of
+/// unpacking. A record of fixed size is sent as a frame, whose layout is not that of packed bytes; so
+/// unpacking is counted for both.
+void count_compound(const record_set &records, const std::string &end)
+{
+    const exported functions = exported_functions(records.message());
+    const bool fixed = records.message().is_fixed_size();
+    const uint32_t calls = records.count();
+
+    const auto count_unpack = [&](const std::string &path, const encodings &bytes) {
+        check_round_trip(records, bytes);
+        const ring to(records.message().record_size);
+        counted(path, calls, [&] {
+            for (uint32_t i = 0; i < calls; ++i) {
+                functions.unpack(bytes.at(i), static_cast<int32_t>(bytes.length(i)), to.at(i));
+                functions.free_unpacked(to.at(i));
+            }
+        });
+    };
+    const encodings bytes = packed(records);
+    const ring to(bytes.longest());
+    counted("pack_" + end, calls, [&] {
+        for (uint32_t i = 0; i < calls; ++i) {
+            uint32_t size = bytes.longest();
+            functions.pack(records.at(i), to.at(i), &size);
+        }
+    });
+    count_unpack("unpack_" + end, bytes);
+    counted((fixed ? "frame_send_" : "send_") + end, calls, [&] {
+        for (uint32_t i = 0; i < calls; ++i)
+            functions.sendsingle(1, records.at(i), 0, 0);
+    });
+    if (fixed)
+        count_unpack("frame_unpack_" + end, frames_of(records));
+}
+
 /// One batch; counted per element.
 void count_batch(const char *batch_name, record_set &rows, const std::string &end)
 {
@@ -110,6 +146,29 @@ int main()
             if (t.batch != nullptr)
                 count_batch(t.batch, records, end);
         }
+    }
+
+    struct compound {
+        const char *name;
+        uint32_t elements; ///< of each vector; 0: it has none
+        uint32_t records;
+        bool zeros_too;
+    };
+    const compound compounds[] = {{"srv6_common_fwd_update", 4, count, true},
+                                  {"srv6_common_fwd_update", 1000, 8, true},
+                                  {"srv6_common_fwd_delete", 4, count, false},
+                                  {"srv6_cfg_query_comm_param", 16, count, false},
+                                  {"srv6_cfg_query_trastat_key", 16, count, false},
+                                  {"srv6_cfg_query_dfx_rec", 4, count, false},
+                                  {"srv6_cfg_query_trastat_rec_info", 0, 32, false},
+                                  {"srv6_vrf_class_data_chg", 0, count, true}};
+    for (const compound &c : compounds) {
+        const std::string elements_of = c.elements == 0 ? "" : std::to_string(c.elements) + "_";
+        const std::string end = "_" + elements_of + c.name;
+        const message_info &message = message_named(c.name);
+        count_compound(record_set(message, pattern::dense, c.records, c.elements), "D" + end);
+        if (c.zeros_too)
+            count_compound(record_set(message, pattern::sparse, c.records, c.elements), "Z" + end);
     }
     return 0;
 }
