@@ -1,16 +1,23 @@
 // Copies whose shape is known at compile time: a destination that is partly constant, partly copied
 // from a source, written by as few moves as it takes.
 //
-// Moves are 16, 8, 4, 2 or 1 bytes wide and go in ascending order. A move may write past what it is
-// there for, because a later one repairs it; none writes outside the destination or reads outside
-// the source, and none touches a byte that an earlier one got right unless it is right again.
+// Moves are 16, 8, 4, 2 or 1 bytes wide and go in ascending order. A move may be wider than the
+// bytes that it is there for; a later one then writes the bytes behind them again:
+//
+//   destination    [constant 4][copied 12         ][constant 8   ]
+//   first move     [constants 0 to 3]
+//   second move               [source, 16 bytes    ....]
+//   third move                                     [constants, 8 ]
+//
+// No move writes outside the destination or reads outside the source.
 #pragma once
 
 #include <stddef.h>
 #include <stdint.h>
 #include <string.h>
 
-#include <utility>
+#include "serial/fast/simd.h"
+#include "serial/unroll.h"
 
 namespace vorl {
 
@@ -94,31 +101,15 @@ constexpr piece_list<Capacity> plan_moves(const piece_list<Capacity> &pieces, ui
     return moves;
 }
 
-/// Calls `visit<index>()` for First up to End. In halves: compilers limit how many a fold takes.
-template <size_t First, size_t End, class Visitor>
-[[gnu::always_inline]] inline void each_index(Visitor &visit)
-{
-    if constexpr (End - First == 1) {
-        visit.template operator()<First>();
-    } else if constexpr (End > First) {
-        each_index<First, First + (End - First) / 2>(visit);
-        each_index<First + (End - First) / 2, End>(visit);
-    }
-}
-
 /// Runs moves (a constant piece_list). Source and destination do not overlap.
 template <const auto &Moves, const auto &Image>
 [[gnu::always_inline]] inline void run_moves(uint8_t *__restrict to, const uint8_t *__restrict from)
 {
-    const auto run = [ to, from ]<size_t Index>() __attribute__((always_inline))
-    {
+    unroll<Moves.count>([ to, from ]<size_t Index>() __attribute__((always_inline)) {
         constexpr piece m = Moves.pieces[Index];
         memcpy(to + m.at, m.from < 0 ? Image.bytes + m.at : from + m.from, m.size);
-    };
-    each_index<0, Moves.count>(run);
+    });
 }
-
-using u64x2 = uint64_t __attribute__((vector_size(16)));
 
 /// The difference of `Size` bytes from those wanted, into one of two accumulators.
 template <uint32_t Size>
@@ -148,12 +139,10 @@ template <const auto &Loads, const auto &Image>
 {
     uint64_t narrow = 0;
     u64x2 wide = {};
-    const auto compare = [&]<size_t Index>() __attribute__((always_inline))
-    {
+    unroll<Loads.count>([&]<size_t Index>() __attribute__((always_inline)) {
         constexpr piece p = Loads.pieces[Index];
         add_difference<p.size>(narrow, wide, bytes + p.at, Image.bytes + p.at);
-    };
-    each_index<0, Loads.count>(compare);
+    });
     return narrow | wide[0] | wide[1];
 }
 

@@ -1,0 +1,139 @@
+// The plain codec's steps for one message, slot after slot as straight code: for messages that lead
+// to tables or vectors, in native byte order. What a step does stands in serial/plain; here is only
+// the walk, over slots that are constants.
+//
+// `Codec` says what is done with the tables that a slot leads to (serial/codec.h).
+#pragma once
+
+#include "serial/plain/frame.h"
+#include "serial/plain/measure.h"
+#include "serial/plain/pack.h"
+#include "serial/plain/read.h"
+#include "serial/plain/release.h"
+#include "serial/unroll.h"
+
+namespace vorl {
+
+/// The message that slot `Index` leads to.
+template <const message &M, size_t Index>
+inline constexpr const message &nested_message = *M.slots[Index].nested;
+
+template <class Codec, const message &M>
+struct unrolled {
+    static constexpr uint32_t slots = M.slots.size;
+
+    /// plain::add_tables_size of one record.
+    static bool add_size(const uint8_t *record, uint64_t &size)
+    {
+        size += vtable_length(M) + word_size;
+        return unroll_while<slots>([&]<size_t I>() __attribute__((always_inline)) {
+            return add_slot_size(
+                M.slots[I], record, size,
+                [](uint32_t count, const uint8_t *records, uint64_t &sum)
+                    __attribute__((always_inline)) {
+                        if constexpr (M.slots[I].nested != nullptr)
+                            return Codec::template add_tables_size<nested_message<M, I>>(
+                                count, records, sum);
+                        else
+                            return true;
+                    });
+        });
+    }
+
+    /// Adds at least the bytes that add_size adds, without a look at the elements of vectors, and
+    /// refuses as that does.
+    static bool add_largest_size(const uint8_t *record, uint64_t &size)
+    {
+        size += vtable_length(M) + word_size;
+        return unroll_while<slots>([&]<size_t I>() __attribute__((always_inline)) {
+            constexpr slot s = M.slots[I];
+            size += field_size(s);
+            if constexpr (s.shape == slot_shape::scalar)
+                return true;
+            else if constexpr (s.shape == slot_shape::table)
+                return Codec::template add_largest_size<nested_message<M, I>>(
+                    record + s.record_at, size);
+            const uint64_t count = element_count(s, record);
+            if (count != 0 && elements_of(s, record) == nullptr)
+                return false;
+            size += word_size + count * element_size(s);
+            if constexpr (s.nested != nullptr)
+                size += count * full_table_size(nested_message<M, I>);
+            return true;
+        });
+    }
+
+    /// plain::pack_tables of one record whose vtable comes to lie at `at`; the word that leads to
+    /// it is written. Returns the end.
+    static uint8_t *pack(uint8_t *__restrict at, const uint8_t *__restrict record)
+    {
+        table_writer<byte_order::native> to(at, M);
+        uint8_t *words[slots];
+        unroll<slots>([&]<size_t I>() __attribute__((always_inline)) {
+            words[I] = to.put_field(I, M.slots[I], record);
+        });
+        unroll<slots>([&]<size_t I>() __attribute__((always_inline)) {
+            words[I] = to.put_body(words[I], M.slots[I], record);
+        });
+        to.close();
+        unroll<slots>([&]<size_t I>() __attribute__((always_inline)) {
+            if constexpr (M.slots[I].nested != nullptr)
+                to.put_tables(words[I], M.slots[I], record,
+                              [](uint8_t *first, uint8_t *tables, uint32_t count,
+                                 const uint8_t *records) __attribute__((always_inline)) {
+                                  return Codec::template pack_tables<nested_message<M, I>>(
+                                      first, tables, count, records);
+                              });
+        });
+        return to.at;
+    }
+
+    /// plain::write_frames of one record.
+    static void write_frame(uint8_t *frame, const uint8_t *record)
+    {
+        frame_writer<byte_order::native> to(frame, frame_layout_of(M), M);
+        unroll<slots>([&]<size_t I>() __attribute__((always_inline)) {
+            to.put_field(I, M.slots[I], record,
+                         [](uint8_t *at, uint32_t count, const uint8_t *records)
+                             __attribute__((always_inline)) {
+                                 if constexpr (M.slots[I].nested != nullptr)
+                                     Codec::template write_frames<nested_message<M, I>>(
+                                         at, count, records);
+                             });
+        });
+    }
+
+    /// plain::read_slots.
+    template <table_role Role, const listener &To>
+    static bool read_slots(const checked_table &table, uint8_t *record, const received &from)
+    {
+        const slot_reader<byte_order::native> reader{from, To, M, Role};
+        return unroll_while<slots>([&]<size_t I>() __attribute__((always_inline)) {
+            return reader.read(table, I, M.slots[I], record,
+                               [&from](uint32_t words, uint32_t count, uint8_t *records)
+                                   __attribute__((always_inline)) {
+                                       if constexpr (M.slots[I].nested != nullptr)
+                                           return Codec::template read_tables<
+                                               nested_message<M, I>, To, M>(words, count, records,
+                                                                         from);
+                                       else
+                                           return true;
+                                   });
+        });
+    }
+
+    /// plain::release.
+    template <const listener &To>
+    static void release(uint8_t *record)
+    {
+        unroll<slots>([&]<size_t I>() __attribute__((always_inline)) {
+            release_slot(record, M.slots[I], To, M);
+        });
+        unroll<slots>([&]<size_t I>() __attribute__((always_inline)) {
+            if constexpr (M.slots[I].shape == slot_shape::table)
+                Codec::template release<nested_message<M, I>, To>(record + M.slots[I].record_at);
+        });
+    }
+};
+
+} // namespace vorl
