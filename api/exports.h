@@ -19,29 +19,29 @@
     {                                                                                              \
         return vorl::unpack<vorl::m##_message>(buf, len, out);                                     \
     }                                                                                              \
-    void m##_free__unpacked(void *rec)                                                             \
-    {                                                                                              \
-        vorl::free_unpacked<vorl::m##_message>(rec);                                               \
-    }                                                                                              \
+    void m##_free__unpacked(void *rec) { vorl::free_unpacked<vorl::m##_message>(rec); }            \
     uint32_t m##__sendsingle(uint32_t dest, const m *rec, uint32_t, uint64_t to)                   \
     {                                                                                              \
         return vorl::sendsingle<vorl::m##_message>(dest, rec, to);                                 \
     }                                                                                              \
-    VORL_SMALL uint32_t m##__sendbatch(uint32_t dest, const m *recs, uint32_t count, uint64_t to)             \
+    VORL_SMALL uint32_t m##__sendbatch(uint32_t dest, const m *recs, uint32_t count, uint64_t to)  \
     {                                                                                              \
         return vorl::sendbatch<vorl::m##_message>(dest, recs, count, to);                          \
     }                                                                                              \
-    VORL_SMALL uint32_t m##__sendtomsg(uint32_t dest, const m *recs, uint32_t count, uint64_t to)             \
+    VORL_SMALL uint32_t m##__sendtomsg(uint32_t dest, const m *recs, uint32_t count, uint64_t to)  \
     {                                                                                              \
         return vorl::send_by_count(dest, recs, count, to, m##__sendsingle, m##__sendbatch);        \
     }                                                                                              \
-    VORL_SMALL uint32_t m##__sendmsg(uint32_t dest, const m *recs, uint32_t count)                            \
+    VORL_SMALL uint32_t m##__sendmsg(uint32_t dest, const m *recs, uint32_t count)                 \
     {                                                                                              \
         return vorl::send_by_count(dest, recs, count, 0, m##__sendsingle, m##__sendbatch);         \
     }
 
 /// An entry of what VORL_EXPORT_PACKAGE registers.
-#define VORL_REGISTER(m) {vorl::m##_message.msg_id, m##__unpack, m##_free__unpacked}
+#define VORL_REGISTER(m)                                                                           \
+    {                                                                                              \
+        vorl::m##_message.msg_id, m##__unpack, m##_free__unpacked                                  \
+    }
 
 /// The entries stand in the order in which the package registers its messages.
 #define VORL_EXPORT_PACKAGE(package, ...)                                                          \

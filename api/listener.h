@@ -23,9 +23,8 @@ inline constexpr const char *usual_malloc_text = "[ZELKO]:Malloc unpack data uns
 /// The function that reads a table, as the log and the allocator know it.
 inline const char *reader_name(table_role role, const message &m)
 {
-    return name_of(role == table_role::root ? function_name::unpack
-                                            : function_name::unpack_non_root,
-                   m);
+    return name_of(
+        role == table_role::root ? function_name::unpack : function_name::unpack_non_root, m);
 }
 
 // The members of the listener.

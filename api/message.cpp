@@ -28,9 +28,9 @@ uint32_t unpack_plainly(const void *buf, int32_t len, void *out, const message &
     bind_cache(ctx_of(m, direction::receive));
     memset(record, 0, m.record_size);
     const bool is_read = in_order_of(direction::receive, m, [&]<byte_order Order>() {
-        return is_flat(m) ? plain::read_table<Order>(root, record, from, to_log, m)
-                          : plain::read_slots<Order>(table, record, table_role::root, from, to_log,
-                                                     m);
+        return is_flat(m)
+                   ? plain::read_table<Order>(root, record, from, to_log, m)
+                   : plain::read_slots<Order>(table, record, table_role::root, from, to_log, m);
     });
     if (!is_read)
         plain::release(record, to_log, m);

@@ -21,16 +21,17 @@ template <const message &M>
 [[gnu::always_inline]] inline uint32_t unpack(const void *buf, int32_t len, void *out)
 {
     if (buf != nullptr && is_settled(M.owner, direction::receive) &&
-        len >= static_cast<int32_t>(native_codec::least_length<M>)) {
+        len >= static_cast<int32_t>(native_codec<M>::least_length)) {
         const received from = {static_cast<const uint8_t *>(buf), static_cast<uint32_t>(len)};
         auto *record = static_cast<uint8_t *>(out);
         // A load between the conditions keeps the compiler from computing all before it tests one.
         const auto root = load<byte_order::native, uint32_t>(from.bytes);
         if (record != nullptr) {
-            if (native_codec::read_known<M>(root, from, record))
+            if (native_codec<M>::read_known(root, from, record))
                 return M.record_size;
-            if constexpr (native_codec::has_read_root<M>)
-                return native_codec::read_root<M, to_log>(root, from.bytes, from.len, record);
+            if constexpr (native_codec<M>::has_read_root)
+                return native_codec<M>::template read_root<to_log>(root, from.bytes, from.len,
+                                                                   record);
         }
     }
     return unpack_plainly(buf, len, out, M);
@@ -43,7 +44,7 @@ template <const message &M>
         if (rec == nullptr)
             return;
         bind_cache(ctx_of(M, direction::receive));
-        native_codec::release<M, to_log>(static_cast<uint8_t *>(rec));
+        native_codec<M>::template release<to_log>(static_cast<uint8_t *>(rec));
     }
 }
 
@@ -52,7 +53,7 @@ template <const message &M>
 {
     static_assert(fast::no_room == failure);
     if (in != nullptr && buf != nullptr && is_settled(M.owner, direction::send))
-        return native_codec::pack<M>(static_cast<const uint8_t *>(in), static_cast<uint8_t *>(buf),
+        return native_codec<M>::pack(static_cast<const uint8_t *>(in), static_cast<uint8_t *>(buf),
                                      inout_len);
     return pack_plainly(in, buf, inout_len, M);
 }

@@ -72,16 +72,14 @@ void frames_unsettled(uint8_t *to, uint32_t count, const uint8_t *records, const
     if (count == 0)
         return; // a batch of none: nothing is written, so nothing is bound
     bind_cache(ctx_of(m, direction::send));
-    in_order_of(direction::send, m, [&]<byte_order Order>() {
-        plain::write_frames<Order>(to, count, records, m);
-    });
+    in_order_of(direction::send, m,
+                [&]<byte_order Order>() { plain::write_frames<Order>(to, count, records, m); });
 }
 
 void pack_unsettled(uint8_t *to, const uint8_t *record, const message &m)
 {
     bind_cache(ctx_of(m, direction::send));
-    in_order_of(direction::send, m,
-                [&]<byte_order Order>() { plain::pack<Order>(to, record, m); });
+    in_order_of(direction::send, m, [&]<byte_order Order>() { plain::pack<Order>(to, record, m); });
 }
 
 uint32_t send_one_frame(uint32_t dest, const uint8_t *record, uint64_t to, write_frames_fn write,
@@ -100,8 +98,8 @@ uint32_t send_frames(uint32_t dest, const uint8_t *records, uint32_t count, uint
 {
     const uint32_t length = frame_layout_of(m).length;
     const uint64_t frames_size = uint64_t{count} * length;
-    const frame_block block = block_for(frames_size + uint64_t{count} * sizeof(frame_desc),
-                                        function_name::sendbatch, m);
+    const frame_block block =
+        block_for(frames_size + uint64_t{count} * sizeof(frame_desc), function_name::sendbatch, m);
     if (block.bytes() == nullptr)
         return failure;
     write_block(block.bytes(), count, records, write, m);

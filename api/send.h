@@ -32,8 +32,8 @@ struct packing {
     uint8_t *(*pack)(uint8_t *to, const uint8_t *record);
 };
 template <const message &M>
-inline constexpr packing packing_of = {native_codec::packed_size<M>,
-                                       native_codec::pack_measured<M>};
+inline constexpr packing packing_of = {native_codec<M>::packed_size,
+                                       native_codec<M>::pack_measured};
 
 // A side's first call, and every call of a side that swaps bytes: bind, then the plain codec.
 
@@ -72,11 +72,11 @@ template <const message &M>
         return send_one_packed(dest, record, to, packing_of<M>, M);
     } else if constexpr (constexpr uint32_t length = frame_layout_of(M).length;
                          length > stack_frame_limit) {
-        return send_one_frame(dest, record, to, native_codec::write_frames<M>, M);
+        return send_one_frame(dest, record, to, native_codec<M>::write_frames, M);
     } else {
         alignas(8) uint8_t frame[length];
         if (is_settled(M.owner, direction::send))
-            native_codec::write_frame<M>(frame, record);
+            native_codec<M>::write_frame(frame, record);
         else
             frames_unsettled(frame, 1, record, M);
         return hand_over(dest, frame, length, to, M);
@@ -89,7 +89,7 @@ template <const message &M>
 {
     const auto *records = static_cast<const uint8_t *>(recs);
     if constexpr (is_fixed_size(M))
-        return send_frames(dest, records, count, to, native_codec::write_frames<M>, M);
+        return send_frames(dest, records, count, to, native_codec<M>::write_frames, M);
     else
         return send_packed(dest, records, count, to, packing_of<M>, M);
 }

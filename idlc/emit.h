@@ -8,7 +8,7 @@
 
 namespace idlc {
 
-std::string emit_header(const package &p); ///< <package>.h: the public C header
+std::string emit_header(const package &p);   ///< <package>.h: the public C header
 std::string emit_messages(const package &p); ///< <package>_messages.h: the messages as data
 std::string emit_source(const package &p);   ///< <package>.cpp: what the library exports
 std::string emit_catalogue(

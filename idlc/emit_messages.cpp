@@ -31,8 +31,7 @@ std::string initialisers(const message &m, const slot &s)
     case wire_type::vector_uint8: return shape("byte_vector") + width(1) + counted_at;
     case wire_type::vector_table:
         return shape("table_vector") + counted_at + nested +
-               (s.malloc_text.empty() ? ""
-                                      : ",\n     .malloc_text = \"" + s.malloc_text + "\"");
+               (s.malloc_text.empty() ? "" : ",\n     .malloc_text = \"" + s.malloc_text + "\"");
     case wire_type::table: break;
     }
     return shape("table") + at + nested;
@@ -64,7 +63,8 @@ std::string emit_messages(const package &p)
 {
     std::string notice = generated_notice(p, "the messages of package " + p.name + " as data.");
     notice.insert(notice.find('\n') + 1, "// ");
-    std::string out = "// " + notice + "\n#pragma once\n\n#include <stddef.h>\n\n#include \"" + p.name +
+    std::string out = "// " + notice + "\n#pragma once\n\n#include <stddef.h>\n\n#include \"" +
+                      p.name +
                       ".h\"\n#include \"serial/layout.h\"\n#include \"serial/slot.h\"\n\n"
                       "namespace vorl {\n";
     for (const message *m : p.by_dependency)

@@ -35,10 +35,7 @@ constexpr uint32_t field_size(const slot &s)
 }
 
 /// Bytes of one element behind the count of a body: a value, or the offset word of a table.
-constexpr uint32_t element_size(const slot &s)
-{
-    return s.nested != nullptr ? word_size : s.width;
-}
+constexpr uint32_t element_size(const slot &s) { return s.nested != nullptr ? word_size : s.width; }
 
 /// Bytes of the body of an array: its count and its elements, or the offset words of those.
 constexpr uint32_t array_body_size(const slot &s) { return word_size + s.count * element_size(s); }

@@ -27,12 +27,13 @@ struct message;
 /// One slot of a message. Members that a shape does not name are zero.
 struct slot {
     slot_shape shape;
-    uint8_t width = 0;   ///< bytes of a scalar, or of one value of an array or a byte vector
-    uint32_t count = 0;  ///< N of an array
-    uint32_t record_at;  ///< offset of the member in the record; of the pointer in a vector
+    uint8_t width = 0;     ///< bytes of a scalar, or of one value of an array or a byte vector
+    uint32_t count = 0;    ///< N of an array
+    uint32_t record_at;    ///< offset of the member in the record; of the pointer in a vector
     uint32_t count_at = 0; ///< of a vector: offset of its count in the record
-    const message *nested = nullptr;   ///< M
-    const char *malloc_text = nullptr; ///< of a vector whose log text is not the usual one: that text
+    const message *nested = nullptr; ///< M
+    const char *malloc_text =
+        nullptr; ///< of a vector whose log text is not the usual one: that text
 
     constexpr bool is_vector() const
     {

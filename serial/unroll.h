@@ -3,6 +3,9 @@
 
 #include <stddef.h>
 
+/// Behind the parameters of a lambda: inlined wherever it is called.
+#define VORL_INLINED __attribute__((always_inline))
+
 namespace vorl {
 
 /// Calls `visit.operator()<index>()` for First up to End, as long as it returns true. True: all did.
@@ -31,8 +34,7 @@ template <size_t Count, class Visitor>
 template <size_t Count, class Visitor>
 [[gnu::always_inline]] constexpr void unroll(Visitor &&visit)
 {
-    auto go_on = [&visit]<size_t Index>() __attribute__((always_inline))
-    {
+    auto go_on = [&visit]<size_t Index>() VORL_INLINED {
         visit.template operator()<Index>();
         return true;
     };

@@ -18,7 +18,7 @@ namespace vorl {
 template <const message &M, size_t Index>
 inline constexpr const message &nested_message = *M.slots[Index].nested;
 
-template <class Codec, const message &M>
+template <template <const message &> class Codec, const message &M>
 struct unrolled {
     static constexpr uint32_t slots = M.slots.size;
 
@@ -26,17 +26,15 @@ struct unrolled {
     static bool add_size(const uint8_t *record, uint64_t &size)
     {
         size += vtable_length(M) + word_size;
-        return unroll_while<slots>([&]<size_t I>() __attribute__((always_inline)) {
+        return unroll_while<slots>([&]<size_t I>() VORL_INLINED {
             return add_slot_size(
                 M.slots[I], record, size,
-                [](uint32_t count, const uint8_t *records, uint64_t &sum)
-                    __attribute__((always_inline)) {
-                        if constexpr (M.slots[I].nested != nullptr)
-                            return Codec::template add_tables_size<nested_message<M, I>>(
-                                count, records, sum);
-                        else
-                            return true;
-                    });
+                [](uint32_t count, const uint8_t *records, uint64_t &sum) VORL_INLINED {
+                    if constexpr (M.slots[I].nested != nullptr)
+                        return Codec<nested_message<M, I>>::add_tables_size(count, records, sum);
+                    else
+                        return true;
+                });
         });
     }
 
@@ -45,14 +43,13 @@ struct unrolled {
     static bool add_largest_size(const uint8_t *record, uint64_t &size)
     {
         size += vtable_length(M) + word_size;
-        return unroll_while<slots>([&]<size_t I>() __attribute__((always_inline)) {
+        return unroll_while<slots>([&]<size_t I>() VORL_INLINED {
             constexpr slot s = M.slots[I];
             size += field_size(s);
             if constexpr (s.shape == slot_shape::scalar)
                 return true;
             else if constexpr (s.shape == slot_shape::table)
-                return Codec::template add_largest_size<nested_message<M, I>>(
-                    record + s.record_at, size);
+                return Codec<nested_message<M, I>>::add_largest_size(record + s.record_at, size);
             const uint64_t count = element_count(s, record);
             if (count != 0 && elements_of(s, record) == nullptr)
                 return false;
@@ -67,22 +64,20 @@ struct unrolled {
     /// it is written. Returns the end.
     static uint8_t *pack(uint8_t *__restrict at, const uint8_t *__restrict record)
     {
-        table_writer<byte_order::native> to(at, M);
+        table_writer<native> to(at, M);
         uint8_t *words[slots];
-        unroll<slots>([&]<size_t I>() __attribute__((always_inline)) {
-            words[I] = to.put_field(I, M.slots[I], record);
-        });
-        unroll<slots>([&]<size_t I>() __attribute__((always_inline)) {
-            words[I] = to.put_body(words[I], M.slots[I], record);
-        });
+        unroll<slots>([&]<size_t I>()
+                          VORL_INLINED { words[I] = to.put_field(I, M.slots[I], record); });
+        unroll<slots>([&]<size_t I>()
+                          VORL_INLINED { words[I] = to.put_body(words[I], M.slots[I], record); });
         to.close();
-        unroll<slots>([&]<size_t I>() __attribute__((always_inline)) {
+        unroll<slots>([&]<size_t I>() VORL_INLINED {
             if constexpr (M.slots[I].nested != nullptr)
                 to.put_tables(words[I], M.slots[I], record,
                               [](uint8_t *first, uint8_t *tables, uint32_t count,
-                                 const uint8_t *records) __attribute__((always_inline)) {
-                                  return Codec::template pack_tables<nested_message<M, I>>(
-                                      first, tables, count, records);
+                                 const uint8_t *records) VORL_INLINED {
+                                  return Codec<nested_message<M, I>>::pack_tables(first, tables,
+                                                                                  count, records);
                               });
         });
         return to.at;
@@ -91,15 +86,13 @@ struct unrolled {
     /// plain::write_frames of one record.
     static void write_frame(uint8_t *frame, const uint8_t *record)
     {
-        frame_writer<byte_order::native> to(frame, frame_layout_of(M), M);
-        unroll<slots>([&]<size_t I>() __attribute__((always_inline)) {
+        frame_writer<native> to(frame, frame_layout_of(M), M);
+        unroll<slots>([&]<size_t I>() VORL_INLINED {
             to.put_field(I, M.slots[I], record,
-                         [](uint8_t *at, uint32_t count, const uint8_t *records)
-                             __attribute__((always_inline)) {
-                                 if constexpr (M.slots[I].nested != nullptr)
-                                     Codec::template write_frames<nested_message<M, I>>(
-                                         at, count, records);
-                             });
+                         [](uint8_t *at, uint32_t count, const uint8_t *records) VORL_INLINED {
+                             if constexpr (M.slots[I].nested != nullptr)
+                                 Codec<nested_message<M, I>>::write_frames(at, count, records);
+                         });
         });
     }
 
@@ -107,18 +100,17 @@ struct unrolled {
     template <table_role Role, const listener &To>
     static bool read_slots(const checked_table &table, uint8_t *record, const received &from)
     {
-        const slot_reader<byte_order::native> reader{from, To, M, Role};
-        return unroll_while<slots>([&]<size_t I>() __attribute__((always_inline)) {
-            return reader.read(table, I, M.slots[I], record,
-                               [&from](uint32_t words, uint32_t count, uint8_t *records)
-                                   __attribute__((always_inline)) {
-                                       if constexpr (M.slots[I].nested != nullptr)
-                                           return Codec::template read_tables<
-                                               nested_message<M, I>, To, M>(words, count, records,
-                                                                         from);
-                                       else
-                                           return true;
-                                   });
+        const slot_reader<native> reader{from, To, M, Role};
+        return unroll_while<slots>([&]<size_t I>() VORL_INLINED {
+            return reader.read(
+                table, I, M.slots[I], record,
+                [&](uint32_t words, uint32_t count, uint8_t *records) VORL_INLINED {
+                    if constexpr (M.slots[I].nested != nullptr)
+                        return Codec<nested_message<M, I>>::template read_tables<To, M>(
+                            words, count, records, from);
+                    else
+                        return true;
+                });
         });
     }
 
@@ -126,12 +118,10 @@ struct unrolled {
     template <const listener &To>
     static void release(uint8_t *record)
     {
-        unroll<slots>([&]<size_t I>() __attribute__((always_inline)) {
-            release_slot(record, M.slots[I], To, M);
-        });
-        unroll<slots>([&]<size_t I>() __attribute__((always_inline)) {
+        unroll<slots>([&]<size_t I>() VORL_INLINED { release_slot(record, M.slots[I], To, M); });
+        unroll<slots>([&]<size_t I>() VORL_INLINED {
             if constexpr (M.slots[I].shape == slot_shape::table)
-                Codec::template release<nested_message<M, I>, To>(record + M.slots[I].record_at);
+                Codec<nested_message<M, I>>::template release<To>(record + M.slots[I].record_at);
         });
     }
 };

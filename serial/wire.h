@@ -26,6 +26,7 @@ namespace vorl {
 static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "native order is the wire's order");
 
 enum class byte_order : uint8_t { native, swapped };
+using enum byte_order;
 
 /// Bytes of an offset word, a count, an soffset or a root offset.
 inline constexpr uint32_t word_size = 4;

@@ -13,6 +13,8 @@
 // bytes are left to another reader, with the same result for the same bytes.
 #pragma once
 
+#include <algorithm>
+
 #include "serial/fast/moves.h"
 #include "serial/layout.h"
 
@@ -154,14 +156,11 @@ constexpr piece_list<Capacity> record_pieces(const piece_list<Capacity> &form, u
 {
     piece_list<Capacity> sorted;
     for (size_t i = 0; i < form.count; ++i) {
-        const piece &p = form.pieces[i];
-        if (p.from < 0)
-            continue;
-        size_t at = sorted.count++;
-        for (; at > 0 && sorted.pieces[at - 1].from > p.from; --at)
-            sorted.pieces[at] = sorted.pieces[at - 1];
-        sorted.pieces[at] = p;
+        if (form.pieces[i].from >= 0)
+            sorted.pieces[sorted.count++] = form.pieces[i];
     }
+    std::sort(sorted.pieces, sorted.pieces + sorted.count,
+              [](const piece &a, const piece &b) { return a.from < b.from; });
     piece_list<Capacity> record;
     for (size_t i = 0; i < sorted.count; ++i) {
         const piece &p = sorted.pieces[i];

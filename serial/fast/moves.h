@@ -18,6 +18,7 @@
 
 #include "serial/fast/simd.h"
 #include "serial/unroll.h"
+#include "serial/wire.h"
 
 namespace vorl {
 
@@ -105,25 +106,19 @@ constexpr piece_list<Capacity> plan_moves(const piece_list<Capacity> &pieces, ui
 template <const auto &Moves, const auto &Image>
 [[gnu::always_inline]] inline void run_moves(uint8_t *__restrict to, const uint8_t *__restrict from)
 {
-    unroll<Moves.count>([ to, from ]<size_t Index>() __attribute__((always_inline)) {
+    unroll<Moves.count>([to, from]<size_t Index>() VORL_INLINED {
         constexpr piece m = Moves.pieces[Index];
         memcpy(to + m.at, m.from < 0 ? Image.bytes + m.at : from + m.from, m.size);
     });
 }
 
-/// The difference of `Size` bytes from those wanted, into one of two accumulators.
 template <uint32_t Size>
 [[gnu::always_inline]] inline void add_difference(uint64_t &narrow, u64x2 &wide,
                                                   const uint8_t *bytes, const uint8_t *wanted)
 {
     if constexpr (Size == 16) {
-        u64x2 a;
-        u64x2 b;
-        memcpy(&a, bytes, sizeof a);
-        memcpy(&b, wanted, sizeof b);
-        wide |= a ^ b;
+        wide |= member<u64x2>(bytes, 0) ^ member<u64x2>(wanted, 0);
     } else {
-        static_assert(Size < 16);
         uint64_t a = 0;
         uint64_t b = 0;
         memcpy(&a, bytes, Size);
@@ -139,7 +134,7 @@ template <const auto &Loads, const auto &Image>
 {
     uint64_t narrow = 0;
     u64x2 wide = {};
-    unroll<Loads.count>([&]<size_t Index>() __attribute__((always_inline)) {
+    unroll<Loads.count>([&]<size_t Index>() VORL_INLINED {
         constexpr piece p = Loads.pieces[Index];
         add_difference<p.size>(narrow, wide, bytes + p.at, Image.bytes + p.at);
     });

@@ -7,6 +7,8 @@
 
 #include <utility>
 
+#include "serial/unroll.h"
+
 #if defined(__aarch64__)
 #include <arm_neon.h>
 #elif defined(__SSE4_1__) && defined(__SSSE3__)
@@ -78,14 +80,14 @@ template <uint32_t Size>
         for (uint32_t i = 0; i < Size; ++i)
             low |= uint64_t{from[i]} << (8 * i);
     }
-    return reinterpret_cast<u8x16>(u64x2{low, high});
+    return u8x16(u64x2{low, high});
 }
 
 /// The first `Size` bytes of `value` to `to`; writes no other byte.
 template <uint32_t Size>
 [[gnu::always_inline]] inline void store_first(uint8_t *to, u8x16 value)
 {
-    const auto halves = reinterpret_cast<u64x2>(value);
+    const auto halves = u64x2(value);
     if constexpr (Size >= 16)
         store16(to, value);
     else if constexpr (Size > 8) {
@@ -103,11 +105,9 @@ template <uint32_t Size>
 inline u8x16 shuffle(u8x16 values, u8x16 indices)
 {
 #if defined(__aarch64__)
-    return reinterpret_cast<u8x16>(
-        vqtbl1q_u8(reinterpret_cast<uint8x16_t>(values), reinterpret_cast<uint8x16_t>(indices)));
+    return u8x16(vqtbl1q_u8(uint8x16_t(values), uint8x16_t(indices)));
 #else
-    return reinterpret_cast<u8x16>(
-        _mm_shuffle_epi8(reinterpret_cast<__m128i>(values), reinterpret_cast<__m128i>(indices)));
+    return u8x16(_mm_shuffle_epi8(__m128i(values), __m128i(indices)));
 #endif
 }
 
@@ -118,8 +118,7 @@ inline u8x16 above_15_to_no_byte(u8x16 indices)
     // The table look-up yields 0 for every index past 15.
     return indices;
 #else
-    return reinterpret_cast<u8x16>(
-        _mm_adds_epu8(reinterpret_cast<__m128i>(indices), _mm_set1_epi8(0x70)));
+    return u8x16(_mm_adds_epu8(__m128i(indices), _mm_set1_epi8(0x70)));
 #endif
 }
 
@@ -128,13 +127,14 @@ struct lanes {
     alignas(16) uint8_t bytes[16];
 
     [[gnu::always_inline]] u8x16 vector() const { return load16(bytes); }
+    bool operator==(const lanes &) const = default;
 };
 
 /// Byte i of `a` where the mask has 0xFF there, of `b` where it has 0.
 template <lanes Mask>
 [[gnu::always_inline]] inline u8x16 select(u8x16 a, u8x16 b)
 {
-    return [&]<size_t... I>(std::index_sequence<I...>) __attribute__((always_inline))
+    return [&]<size_t... I>(std::index_sequence<I...>) VORL_INLINED
     {
         return __builtin_shufflevector(a, b, (Mask.bytes[I] != 0 ? I : 16 + I)...);
     }
@@ -145,11 +145,9 @@ template <lanes Mask>
 inline u8x16 subtract_saturating(u8x16 a, u8x16 b)
 {
 #if defined(__aarch64__)
-    return reinterpret_cast<u8x16>(
-        vqsubq_u8(reinterpret_cast<uint8x16_t>(a), reinterpret_cast<uint8x16_t>(b)));
+    return u8x16(vqsubq_u8(uint8x16_t(a), uint8x16_t(b)));
 #else
-    return reinterpret_cast<u8x16>(
-        _mm_subs_epu8(reinterpret_cast<__m128i>(a), reinterpret_cast<__m128i>(b)));
+    return u8x16(_mm_subs_epu8(__m128i(a), __m128i(b)));
 #endif
 }
 
@@ -157,11 +155,9 @@ inline u8x16 subtract_saturating(u8x16 a, u8x16 b)
 inline u16x8 subtract_saturating(u16x8 a, u16x8 b)
 {
 #if defined(__aarch64__)
-    return reinterpret_cast<u16x8>(
-        vqsubq_u16(reinterpret_cast<uint16x8_t>(a), reinterpret_cast<uint16x8_t>(b)));
+    return u16x8(vqsubq_u16(uint16x8_t(a), uint16x8_t(b)));
 #else
-    return reinterpret_cast<u16x8>(
-        _mm_subs_epu16(reinterpret_cast<__m128i>(a), reinterpret_cast<__m128i>(b)));
+    return u16x8(_mm_subs_epu16(__m128i(a), __m128i(b)));
 #endif
 }
 
@@ -169,20 +165,18 @@ inline u16x8 subtract_saturating(u16x8 a, u16x8 b)
 inline u8x16 narrow(u16x8 low, u16x8 high)
 {
 #if defined(__aarch64__)
-    return reinterpret_cast<u8x16>(vcombine_u8(vmovn_u16(reinterpret_cast<uint16x8_t>(low)),
-                                               vmovn_u16(reinterpret_cast<uint16x8_t>(high))));
+    return u8x16(vcombine_u8(vmovn_u16(uint16x8_t(low)), vmovn_u16(uint16x8_t(high))));
 #else
-    return reinterpret_cast<u8x16>(
-        _mm_packus_epi16(reinterpret_cast<__m128i>(low), reinterpret_cast<__m128i>(high)));
+    return u8x16(_mm_packus_epi16(__m128i(low), __m128i(high)));
 #endif
 }
 
 inline bool is_zero(u8x16 value)
 {
 #if defined(__aarch64__)
-    return vmaxvq_u32(reinterpret_cast<uint32x4_t>(value)) == 0;
+    return vmaxvq_u32(uint32x4_t(value)) == 0;
 #else
-    return _mm_testz_si128(reinterpret_cast<__m128i>(value), reinterpret_cast<__m128i>(value)) != 0;
+    return _mm_testz_si128(__m128i(value), __m128i(value)) != 0;
 #endif
 }
 
@@ -190,10 +184,9 @@ inline bool is_zero(u8x16 value)
 inline i16x8 at_least_zero(i16x8 value)
 {
 #if defined(__aarch64__)
-    return reinterpret_cast<i16x8>(vmaxq_s16(reinterpret_cast<int16x8_t>(value), vdupq_n_s16(0)));
+    return i16x8(vmaxq_s16(int16x8_t(value), vdupq_n_s16(0)));
 #else
-    return reinterpret_cast<i16x8>(
-        _mm_max_epi16(reinterpret_cast<__m128i>(value), _mm_setzero_si128()));
+    return i16x8(_mm_max_epi16(__m128i(value), _mm_setzero_si128()));
 #endif
 }
 
@@ -211,10 +204,10 @@ inline uint32_t bits_of(u8x16 mask)
 {
 #if defined(__aarch64__)
     const uint8x8_t weights = {1, 2, 4, 8, 16, 32, 64, 128};
-    const auto bytes = reinterpret_cast<uint8x16_t>(mask);
+    const auto bytes = uint8x16_t(mask);
     return vaddv_u8(vand_u8(Half == 0 ? vget_low_u8(bytes) : vget_high_u8(bytes), weights));
 #else
-    const auto bits = static_cast<uint32_t>(_mm_movemask_epi8(reinterpret_cast<__m128i>(mask)));
+    const auto bits = static_cast<uint32_t>(_mm_movemask_epi8(__m128i(mask)));
     return Half == 1 ? bits >> 8 : Halves == 1 ? bits : bits & 0xFF;
 #endif
 }
@@ -224,10 +217,9 @@ template <int Count>
 inline u8x16 bytes_up(u8x16 value)
 {
 #if defined(__aarch64__)
-    return reinterpret_cast<u8x16>(
-        vextq_u8(vdupq_n_u8(0), reinterpret_cast<uint8x16_t>(value), 16 - Count));
+    return u8x16(vextq_u8(vdupq_n_u8(0), uint8x16_t(value), 16 - Count));
 #else
-    return reinterpret_cast<u8x16>(_mm_slli_si128(reinterpret_cast<__m128i>(value), Count));
+    return u8x16(_mm_slli_si128(__m128i(value), Count));
 #endif
 }
 

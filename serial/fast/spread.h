@@ -16,7 +16,7 @@ namespace vorl {
 
 /// A message of one slot is full or empty: its full form is all that there is to be quick about.
 template <const message &M>
-inline constexpr bool has_spread = has_windows<M> && M.slots.size > 1;
+inline constexpr bool has_spread = has_windows<M> &&M.slots.size > 1;
 
 template <const message &M>
 class spread_reader {
@@ -59,11 +59,11 @@ class spread_reader {
             }
             block[b] = load16(bytes + at);
         }
-        layout::each_window([&]<size_t Window>() __attribute__((always_inline)) {
+        unroll<layout::windows.count>([&]<size_t Window>() VORL_INLINED {
             store_first<layout::window_size>(record + layout::windows.windows[Window].at,
                                              window_of<Window>(index, block, shift));
         });
-        each_array([&]<size_t Slot>() __attribute__((always_inline)) {
+        each_array([&]<size_t Slot>() VORL_INLINED {
             constexpr auto slot = layout::all.slot[Slot];
             memcpy(record + slot.record_at, bytes + table + bodies + slot.body_at + word_size,
                    slot.size);
@@ -73,7 +73,10 @@ class spread_reader {
 
   private:
     /// Of sixteen bytes, which the field area takes; block b of an offset from the table.
-    static constexpr uint32_t block_of(uint32_t offset) { return (offset - word_size) / lane_count; }
+    static constexpr uint32_t block_of(uint32_t offset)
+    {
+        return (offset - word_size) / lane_count;
+    }
     static constexpr uint32_t blocks = block_of(layout::all.fields_end - 1) + 1;
     static constexpr uint32_t halves = (layout::slots + 7) / 8;
     static constexpr uint32_t index_vectors = (halves + 1) / 2;
@@ -98,12 +101,14 @@ class spread_reader {
             result.words[s % 8] = static_cast<uint16_t>(layout::all.slot[s].*fact);
         return result;
     }
-
-    static constexpr lanes least_entries(size_t vector)
+    /// A lane for each of sixteen slots, with what `fact` says of it.
+    template <class Fact>
+    static constexpr lanes of_slots(size_t vector, Fact fact)
     {
         lanes result{};
-        for (size_t s = vector * lane_count; s < layout::slots && s < (vector + 1) * lane_count; ++s)
-            result.bytes[s % lane_count] = static_cast<uint8_t>(layout::all.slot[s].least_at);
+        for (size_t s = vector * lane_count; s < layout::slots && s < (vector + 1) * lane_count;
+             ++s)
+            result.bytes[s % lane_count] = static_cast<uint8_t>(fact(layout::all.slot[s]));
         return result;
     }
 
@@ -115,8 +120,8 @@ class spread_reader {
     {
         constexpr uint32_t left = layout::slots - Half * 8;
         static constexpr half_lanes last = of_half(Half, &layout::slot_facts::last_at);
-        const auto loaded = reinterpret_cast<u16x8>(
-            load_first<(left < 8 ? left : 8) * entry_size>(entries + Half * 8 * entry_size));
+        const auto loaded =
+            u16x8(load_first<(left < 8 ? left : 8) * entry_size>(entries + Half * 8 * entry_size));
         excess |= subtract_saturating(loaded, last.vector());
         if constexpr (!has_room) {
             static constexpr half_lanes size = of_half(Half, &layout::slot_facts::field);
@@ -134,38 +139,23 @@ class spread_reader {
         constexpr uint8_t absent = 0xE8;
         u16x8 excess = {};
         u16x8 half[2 * index_vectors] = {};
-        unroll<halves>([&]<size_t Half>() __attribute__((always_inline)) {
+        unroll<halves>([&]<size_t Half>() VORL_INLINED {
             half[Half] = load_entries<Half>(entries, room, excess);
         });
-        auto wrong = reinterpret_cast<u8x16>(excess);
-        unroll<index_vectors>([&]<size_t Vector>() __attribute__((always_inline)) {
+        auto wrong = u8x16(excess);
+        unroll<index_vectors>([&]<size_t Vector>() VORL_INLINED {
             const u8x16 entry = narrow(half[2 * Vector], half[2 * Vector + 1]);
-            const auto is_absent = reinterpret_cast<u8x16>(entry == u8x16{});
+            const auto is_absent = u8x16(entry == u8x16{});
             index[Vector] = entry | (is_absent & (u8x16{} + absent));
-            static constexpr lanes least = least_entries(Vector);
+            static constexpr lanes least =
+                of_slots(Vector, [](const auto &slot) { return slot.least_at; });
+            static constexpr lanes arrays =
+                of_slots(Vector, [](const auto &slot) { return slot.is_scalar ? 0 : 0xFF; });
             wrong |= subtract_saturating(least.vector(), index[Vector]);
-            if constexpr (has_arrays_in(Vector)) {
-                static constexpr lanes arrays = array_lanes(Vector);
+            if constexpr (arrays != lanes{})
                 wrong |= is_absent & arrays.vector();
-            }
         });
         return is_zero(wrong);
-    }
-
-    static constexpr lanes array_lanes(size_t vector)
-    {
-        lanes result{};
-        for (size_t s = vector * lane_count; s < layout::slots && s < (vector + 1) * lane_count; ++s)
-            result.bytes[s % lane_count] = layout::all.slot[s].is_scalar ? 0 : 0xFF;
-        return result;
-    }
-    static constexpr bool has_arrays_in(size_t vector)
-    {
-        for (const uint8_t lane : array_lanes(vector).bytes) {
-            if (lane != 0)
-                return true;
-        }
-        return false;
     }
 
     /// Where the bodies of the arrays lie, from the table: one behind the other, each with its
@@ -177,12 +167,10 @@ class spread_reader {
             return true;
         } else {
             uint64_t difference = 0;
-            each_array([&]<size_t Slot>() __attribute__((always_inline)) {
+            each_array([&]<size_t Slot>() VORL_INLINED {
                 constexpr auto slot = layout::all.slot[Slot];
-                const uint64_t entry =
-                    load<byte_order::native, uint16_t>(entries + Slot * entry_size);
-                const uint64_t body =
-                    entry + load<byte_order::native, uint32_t>(table + entry) - slot.body_at;
+                const uint64_t entry = load<native, uint16_t>(entries + Slot * entry_size);
+                const uint64_t body = entry + load<native, uint32_t>(table + entry) - slot.body_at;
                 if constexpr (slot.arrays == 0)
                     bodies = body;
                 else
@@ -190,10 +178,10 @@ class spread_reader {
             });
             if (room < layout::all.bodies || bodies > room - layout::all.bodies)
                 return false;
-            each_array([&]<size_t Slot>() __attribute__((always_inline)) {
+            each_array([&]<size_t Slot>() VORL_INLINED {
                 constexpr auto slot = layout::all.slot[Slot];
                 const uint8_t *body = table + bodies + slot.body_at;
-                difference |= load<byte_order::native, uint32_t>(body) ^ slot.count;
+                difference |= load<native, uint32_t>(body) ^ slot.count;
             });
             return difference == 0;
         }
@@ -201,7 +189,7 @@ class spread_reader {
     template <class Visitor>
     [[gnu::always_inline]] static void each_array(Visitor &&visit)
     {
-        unroll<layout::slots>([&visit]<size_t Slot>() __attribute__((always_inline)) {
+        unroll<layout::slots>([&visit]<size_t Slot>() VORL_INLINED {
             if constexpr (!layout::all.slot[Slot].is_scalar)
                 visit.template operator()<Slot>();
         });
@@ -213,8 +201,7 @@ class spread_reader {
     {
         const uint32_t at = layout::windows.windows[window].at;
         return layout::all.slot[s].is_scalar && layout::all.slot[s].record_at >= at &&
-               layout::all.slot[s].record_at + layout::all.slot[s].size <=
-                   at + layout::window_size;
+               layout::all.slot[s].record_at + layout::all.slot[s].size <= at + layout::window_size;
     }
     /// Shuffle of entries, sixteen slots to a vector, to the sixteen bytes of a window: each byte of
     /// a scalar takes its slot's.
@@ -228,14 +215,6 @@ class spread_reader {
                     static_cast<uint8_t>(s % lane_count);
         }
         return indices;
-    }
-    static constexpr bool has_slot_of(size_t window, size_t vector)
-    {
-        for (uint32_t s = 0; s < layout::slots; ++s) {
-            if (s / lane_count == vector && is_in(window, s))
-                return true;
-        }
-        return false;
     }
     /// For each byte of a window: which byte of its scalar it is, less `less`; no_byte where there
     /// is none.
@@ -274,17 +253,16 @@ class spread_reader {
                                                   const u8x16 (&shift)[blocks])
     {
         u8x16 entries = {};
-        unroll<index_vectors>([&]<size_t Vector>() __attribute__((always_inline)) {
-            if constexpr (has_slot_of(Window, Vector)) {
-                static constexpr lanes indices = slots_to_window(Window, Vector);
+        unroll<index_vectors>([&]<size_t Vector>() VORL_INLINED {
+            static constexpr lanes indices = slots_to_window(Window, Vector);
+            if constexpr (indices != filled(no_byte))
                 entries |= shuffle(index[Vector], indices.vector());
-            }
         });
 
         constexpr uint32_t first = first_block(Window);
         constexpr uint32_t last = last_block(Window);
         u8x16 bytes = {};
-        unroll<last - first + 1>([&]<size_t Block>() __attribute__((always_inline)) {
+        unroll<last - first + 1>([&]<size_t Block>() VORL_INLINED {
             constexpr uint32_t b = first + Block;
             static constexpr lanes in_block = byte_in_scalar(Window, word_size + lane_count * b);
             u8x16 indices = entries + in_block.vector();

@@ -25,9 +25,8 @@ class squeezed {
     template <uint32_t PerVector>
     [[gnu::always_inline]] explicit squeezed(const presence<M, PerVector> &scalars)
     {
-        layout::each_window([&]<size_t Window>() __attribute__((always_inline)) {
-            rows_[Window] = &scalars.template row<Window>();
-        });
+        unroll<layout::windows.count>(
+            [&]<size_t Window>() VORL_INLINED { rows_[Window] = &scalars.template row<Window>(); });
     }
 
     template <uint32_t Window>
@@ -40,9 +39,8 @@ class squeezed {
     [[gnu::always_inline]] uint64_t bytes() const
     {
         uint64_t sum = 0;
-        unroll<End - First>([&]<size_t Window>() __attribute__((always_inline)) {
-            sum += bytes_of<First + Window>();
-        });
+        unroll<End - First>([&]<size_t Window>()
+                                VORL_INLINED { sum += bytes_of<First + Window>(); });
         return sum;
     }
     /// Bytes of the table from its vtable on.
@@ -79,7 +77,7 @@ class squeeze_writer {
         uint8_t *const table = vtable + length;
         const uint64_t size = left.table_size();
         uint8_t *const end = opaque(vtable + size);
-        each_slot_down([&]<size_t Slot>() __attribute__((always_inline)) {
+        each_slot_down([&]<size_t Slot>() VORL_INLINED {
             constexpr auto slot = layout::all.slot[Slot];
             if constexpr (!slot.is_scalar) {
                 if constexpr (constexpr run arrays = run_of(Slot); arrays.end == Slot + 1) {
@@ -93,7 +91,7 @@ class squeeze_writer {
                             left.template bytes<before, layout::windows.count>()));
                 }
                 uint8_t *const body = end - layout::all.bodies + slot.body_at;
-                store<byte_order::native>(body, slot.count);
+                store<native>(body, slot.count);
                 memcpy(body + word_size, record + slot.record_at, slot.size);
             } else if constexpr (constexpr uint32_t w = window_of(Slot);
                                  layout::windows.windows[w].first == Slot) {
@@ -106,8 +104,8 @@ class squeeze_writer {
 
         write_entries(vtable, left);
         // Both lengths at once.
-        store<byte_order::native>(vtable, length + (static_cast<uint32_t>(size - length) << 16));
-        store<byte_order::native>(table, length);
+        store<native>(vtable, length + (static_cast<uint32_t>(size - length) << 16));
+        store<native>(table, length);
         return end;
     }
 
@@ -119,7 +117,7 @@ class squeeze_writer {
         constexpr uint32_t length = vtable_length(layout::slots);
         constexpr auto &image = full_table_form<M>::image.bytes;
         uint8_t *const table = vtable + length;
-        each_slot_down([&]<size_t Slot>() __attribute__((always_inline)) {
+        each_slot_down([&]<size_t Slot>() VORL_INLINED {
             constexpr auto slot = layout::all.slot[Slot];
             if constexpr (!slot.is_scalar) {
                 constexpr uint32_t body_at = layout::all.fields_end + slot.body_at;
@@ -128,7 +126,7 @@ class squeeze_writer {
                     memcpy(table + words, image + length + words,
                            (arrays.end - arrays.first) * word_size);
                 }
-                store<byte_order::native>(table + body_at, slot.count);
+                store<native>(table + body_at, slot.count);
                 memcpy(table + body_at + word_size, record + slot.record_at, slot.size);
             } else if constexpr (constexpr uint32_t w = window_of(Slot);
                                  layout::windows.windows[w].first == Slot) {
@@ -161,7 +159,7 @@ class squeeze_writer {
     template <class Visitor>
     [[gnu::always_inline]] static void each_slot_down(Visitor &&visit)
     {
-        unroll<layout::slots>([&visit]<size_t Index>() __attribute__((always_inline)) {
+        unroll<layout::slots>([&visit]<size_t Index>() VORL_INLINED {
             visit.template operator()<layout::slots - 1 - Index>();
         });
     }
@@ -197,11 +195,11 @@ class squeeze_writer {
             constexpr uint32_t begin = Begin + 4 <= Count ? Begin : Count - 4;
             constexpr u32x4 steps = {begin * Step, (begin + 1) * Step, (begin + 2) * Step,
                                      (begin + 3) * Step};
-            store16(at + begin * word_size, reinterpret_cast<u8x16>(steps + first));
+            store16(at + begin * word_size, u8x16(steps + first));
             if constexpr (begin + 4 < Count)
                 store_words<Step, Count, begin + 4>(at, first);
         } else if constexpr (Begin < Count) {
-            store<byte_order::native>(at + Begin * word_size, first + Begin * Step);
+            store<native>(at + Begin * word_size, first + Begin * Step);
             store_words<Step, Count, Begin + 1>(at, first);
         }
     }
@@ -223,7 +221,7 @@ class squeeze_writer {
     {
         constexpr uint32_t left = (layout::slots - First) * entry_size;
         store_first<left <= 12 ? (left + word_size - 1) / word_size * word_size : 16>(
-            vtable + entry_at(First), reinterpret_cast<u8x16>(entries));
+            vtable + entry_at(First), u8x16(entries));
         constexpr uint32_t stored = squeeze_row::entry_lanes;
         constexpr uint32_t last_lane = Slots < stored ? Slots : stored - 1;
         const i16x8 last = every_lane<last_lane>(entries);
@@ -238,7 +236,7 @@ class squeeze_writer {
         i16x8 before = {};
         if constexpr (leading > 0)
             store_entries<0, leading>(vtable, word_steps());
-        layout::each_window([&]<size_t Window>() __attribute__((always_inline)) {
+        unroll<layout::windows.count>([&]<size_t Window>() VORL_INLINED {
             i16x8 entries;
             memcpy(&entries, left.template row<Window>().entries, sizeof entries);
             if constexpr (Window > 0)

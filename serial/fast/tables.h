@@ -47,7 +47,7 @@ template <const message &M>
     if (vtable - word_size >= places)
         return false;
     // The table length differs first when something is left out.
-    if (load<byte_order::native, uint16_t>(bytes + vtable + entry_size) != table_length ||
+    if (load<native, uint16_t>(bytes + vtable + entry_size) != table_length ||
         form::mismatch(bytes + vtable) != 0)
         return false;
     form::read(record, bytes + vtable);
@@ -64,8 +64,8 @@ template <const message &M>
     if constexpr (has_spread<M>) {
         constexpr uint32_t length = vtable_length(M);
         return table >= word_size + length && table <= len - word_size &&
-               load<byte_order::native, uint32_t>(bytes + table) == length &&
-               load<byte_order::native, uint16_t>(bytes + table - length) == length &&
+               load<native, uint32_t>(bytes + table) == length &&
+               load<native, uint16_t>(bytes + table - length) == length &&
                spread_reader<M>::read(bytes, len, static_cast<uint32_t>(table),
                                       static_cast<uint32_t>(table) - length, record);
     }
@@ -94,7 +94,7 @@ template <const message &M, bool MayBeFramed>
 {
     const uint64_t end = uint64_t{words} + uint64_t{count} * word_size;
     for (uint64_t word = words; word != end; word += word_size) {
-        const uint64_t table = word + load<byte_order::native, uint32_t>(bytes + word);
+        const uint64_t table = word + load<native, uint32_t>(bytes + word);
         bool is_read = read_packed<M>(bytes, len, table, records);
         if constexpr (MayBeFramed) {
             if (!is_read && table >= word_size && table <= len - word_size)
@@ -126,7 +126,7 @@ template <const message &M>
                                        const uint8_t *records)
 {
     for (uint32_t i = 0; i < count; ++i) {
-        store<byte_order::native>(words, static_cast<uint32_t>(at + vtable_length(M) - words));
+        store<native>(words, static_cast<uint32_t>(at + vtable_length(M) - words));
         words += word_size;
         const record_windows<M> windows(records);
         const presence<M, 1> scalars(windows);
@@ -153,7 +153,7 @@ template <const message &M, class... Zeros>
     const uint64_t size = word_size + left.table_size();
     if (size > *room)
         return no_room;
-    store<byte_order::native>(to, word_size + vtable_length(M));
+    store<native>(to, word_size + vtable_length(M));
     squeeze_writer<M>::write(to + word_size, record, record_windows<M>(record), left);
     *room = static_cast<uint32_t>(size);
     return 0;
@@ -169,23 +169,16 @@ template <const message &M>
     const record_windows<M> windows(record);
     const presence<M, 2> scalars(windows);
     if (!scalars.is_full()) {
-        return scalars.apart([&](auto... zeros) __attribute__((always_inline)) {
+        return scalars.apart([&](auto... zeros) VORL_INLINED {
             return pack_with_absent<M>(record, to, room, zeros...);
         });
     }
     if (size > *room) [[unlikely]]
         return no_room;
-    store<byte_order::native>(to, word_size + vtable_length(M));
+    store<native>(to, word_size + vtable_length(M));
     squeeze_writer<M>::write_full(to + word_size, record, windows);
     *room = size;
     return 0;
-}
-
-/// Writes the frame of a record.
-template <const message &M>
-[[gnu::always_inline]] inline void write_frame(uint8_t *to, const uint8_t *record)
-{
-    frame_form<M>::write(to, record);
 }
 
 } // namespace vorl::fast

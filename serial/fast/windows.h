@@ -165,13 +165,6 @@ struct packed_layout {
         return true;
     }();
 
-    /// Calls visit.operator()<Window>() for each, in order.
-    template <class Visitor>
-    [[gnu::always_inline]] static void each_window(Visitor &&visit)
-    {
-        unroll<windows.count>(visit);
-    }
-
     static constexpr window_shape shape(uint32_t window)
     {
         window_shape result{};

@@ -90,7 +90,8 @@ struct entry_layout {
 template <const message &M, uint32_t Window>
 inline constexpr auto &squeeze_rows =
     squeeze_table<packed_layout<M>::shape(Window), packed_layout<M>::squeeze_width,
-                  entry_layout<M>::first_entry(Window), entry_layout<M>::absent_entry(Window)>::rows;
+                  entry_layout<M>::first_entry(Window),
+                  entry_layout<M>::absent_entry(Window)>::rows;
 
 /// Which scalars of a record are zero. A vector has the lanes of PerVector windows: with two, one
 /// test tells whether any scalar of either is zero; with one, its bits need no taking apart.
@@ -103,7 +104,7 @@ class presence {
 
     [[gnu::always_inline]] explicit presence(const record_windows<M> &windows)
     {
-        layout::each_window([&]<size_t Window>() __attribute__((always_inline)) {
+        unroll<layout::windows.count>([&]<size_t Window>() VORL_INLINED {
             zeros_[Window / PerVector] |= zeros_of<Window>(windows.bytes[Window]);
         });
     }
@@ -117,7 +118,7 @@ class presence {
     template <class Call>
     [[gnu::always_inline]] auto apart(Call &&call) const
     {
-        return [&]<size_t... Vector>(std::index_sequence<Vector...>) __attribute__((always_inline))
+        return [&]<size_t... Vector>(std::index_sequence<Vector...>) VORL_INLINED
         {
             return call(zeros_[Vector]...);
         }
@@ -178,7 +179,7 @@ class presence {
     [[gnu::always_inline]] static void compare(u8x16 &zeros, u8x16 bytes)
     {
         if constexpr (has_width(Window, Width)) {
-            const auto equal = reinterpret_cast<u8x16>(reinterpret_cast<Vector>(bytes) == Vector{});
+            const auto equal = u8x16(Vector(bytes) == Vector{});
             zeros = select<not_wider(Window, Width)>(opaque(equal), zeros);
         }
     }

@@ -10,17 +10,16 @@ void write_frames(uint8_t *to, uint32_t count, const uint8_t *records, const mes
         const uint8_t *record = records + size_t{i} * m.record_size;
         frame_writer<Order> frame(to + size_t{i} * layout.length, layout, m);
         for (uint32_t s = 0; s < m.slots.size; ++s) {
-            frame.put_field(s, m.slots[s], record,
-                            [&nested = m.slots[s].nested](uint8_t *at, uint32_t n,
-                                                          const uint8_t *r) {
-                                write_frames<Order>(at, n, r, *nested);
-                            });
+            frame.put_field(
+                s, m.slots[s], record,
+                [&nested = m.slots[s].nested](uint8_t *at, uint32_t n, const uint8_t *r) {
+                    write_frames<Order>(at, n, r, *nested);
+                });
         }
     }
 }
 
-template void write_frames<byte_order::native>(uint8_t *, uint32_t, const uint8_t *,
-                                               const message &);
+template void write_frames<native>(uint8_t *, uint32_t, const uint8_t *, const message &);
 template void write_frames<byte_order::swapped>(uint8_t *, uint32_t, const uint8_t *,
                                                 const message &);
 

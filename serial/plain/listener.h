@@ -27,7 +27,7 @@ enum class field_check : uint8_t {
 /// from the first of the bytes.
 struct reading_step {
     enum class kind : uint8_t {
-        table,   ///< a table is in range; `at` its position, `to` its vtable, `size` that one's length
+        table, ///< a table is in range; `at` its position, `to` its vtable, `size` that one's length
         field,   ///< the field of `slot` is inside; `at`, `size`
         body,    ///< a body is inside; `at` its count, `to` its elements, `size` how many those are
         element, ///< the word at `at` leads to a table at `to`; `size` its number, from 0

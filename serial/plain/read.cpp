@@ -24,8 +24,13 @@ bool find_table(uint32_t position, checked_table &table, table_role role, receiv
     }
     table = {position, vtable, length};
     if (to.watch != nullptr)
-        to.watch(to, {.what = reading_step::kind::table, .of = &m, .slot = 0, .at = position,
-                      .to = vtable, .size = length, .check = {}});
+        to.watch(to, {.what = reading_step::kind::table,
+                      .of = &m,
+                      .slot = 0,
+                      .at = position,
+                      .to = vtable,
+                      .size = length,
+                      .check = {}});
     return true;
 }
 
@@ -63,16 +68,21 @@ bool read_tables(uint32_t words, uint32_t count, uint8_t *records, received from
         const uint64_t position = uint64_t{word} + load<Order, uint32_t>(from.bytes + word);
         const auto tell = [&](reading_step::kind what) {
             if (to.watch != nullptr)
-                to.watch(to, {.what = what, .of = &m, .slot = 0, .at = word, .to = position,
-                              .size = i, .check = field_check::position});
+                to.watch(to, {.what = what,
+                              .of = &m,
+                              .slot = 0,
+                              .at = word,
+                              .to = position,
+                              .size = i,
+                              .check = field_check::position});
         };
         if (position > UINT32_MAX) {
             tell(reading_step::kind::refused);
             return false;
         }
         tell(reading_step::kind::element);
-        if (!read_table<Order>(static_cast<uint32_t>(position),
-                               records + size_t{i} * m.record_size, from, to, m))
+        if (!read_table<Order>(static_cast<uint32_t>(position), records + size_t{i} * m.record_size,
+                               from, to, m))
             return false;
         tell(reading_step::kind::leave);
     }
@@ -80,13 +90,13 @@ bool read_tables(uint32_t words, uint32_t count, uint8_t *records, received from
 }
 
 #define FOR_BOTH_ORDERS(order)                                                                     \
-    template bool find_table<order>(uint32_t, checked_table &, table_role, received,              \
-                                    const listener &, const message &);                           \
-    template bool read_slots<order>(const checked_table &, uint8_t *, table_role, received,       \
-                                    const listener &, const message &);                           \
-    template bool read_table<order>(uint32_t, uint8_t *, received, const listener &,              \
+    template bool find_table<order>(uint32_t, checked_table &, table_role, received,               \
+                                    const listener &, const message &);                            \
+    template bool read_slots<order>(const checked_table &, uint8_t *, table_role, received,        \
+                                    const listener &, const message &);                            \
+    template bool read_table<order>(uint32_t, uint8_t *, received, const listener &,               \
                                     const message &);                                              \
-    template bool read_tables<order>(uint32_t, uint32_t, uint8_t *, received, const listener &,   \
+    template bool read_tables<order>(uint32_t, uint32_t, uint8_t *, received, const listener &,    \
                                      const message &);
 FOR_BOTH_ORDERS(byte_order::native)
 FOR_BOTH_ORDERS(byte_order::swapped)

@@ -133,9 +133,8 @@ struct slot_reader {
             return true;
         const uint64_t size = uint64_t{count} * (s.nested == nullptr ? 1 : s.nested->record_size);
         // A size past 32 bits, which no allocator is asked for, counts as an allocation that failed.
-        void *block = size > UINT32_MAX
-                          ? nullptr
-                          : to.allocate(to, static_cast<uint32_t>(size), role, m);
+        void *block =
+            size > UINT32_MAX ? nullptr : to.allocate(to, static_cast<uint32_t>(size), role, m);
         if (block == nullptr) {
             to.no_memory(to, static_cast<uint32_t>(size), index, role, m);
             return refused(field_check::memory, index, elements, size);
@@ -153,15 +152,25 @@ struct slot_reader {
                                        uint32_t leads_to, uint32_t size) const
     {
         if (to.watch != nullptr)
-            to.watch(to, {.what = what, .of = &m, .slot = index, .at = at, .to = leads_to,
-                          .size = size, .check = {}});
+            to.watch(to, {.what = what,
+                          .of = &m,
+                          .slot = index,
+                          .at = at,
+                          .to = leads_to,
+                          .size = size,
+                          .check = {}});
     }
     [[gnu::always_inline]] bool refused(field_check check, uint32_t index, uint32_t at,
                                         uint64_t leads_to) const
     {
         if (to.watch != nullptr)
-            to.watch(to, {.what = reading_step::kind::refused, .of = &m, .slot = index, .at = at,
-                          .to = leads_to, .size = 0, .check = check});
+            to.watch(to, {.what = reading_step::kind::refused,
+                          .of = &m,
+                          .slot = index,
+                          .at = at,
+                          .to = leads_to,
+                          .size = 0,
+                          .check = check});
         return false;
     }
 };

@@ -233,11 +233,10 @@ TEST(idlc_writes, four_files_beside_each_description)
     std::vector<std::string> names;
     for (const auto &[name, text] : files_in(scratch.path()))
         names.push_back(name);
-    EXPECT_EQ(names,
-              (std::vector<std::string>{"a/one.idl", "a/srv6.cpp", "a/srv6.h",
-                                        "a/srv6_catalogue.cpp", "a/srv6_messages.h", "srv6_cfg.cpp",
-                                        "srv6_cfg.h", "srv6_cfg_catalogue.cpp",
-                                        "srv6_cfg_messages.h", "two.idl"}));
+    EXPECT_EQ(names, (std::vector<std::string>{
+                         "a/one.idl", "a/srv6.cpp", "a/srv6.h", "a/srv6_catalogue.cpp",
+                         "a/srv6_messages.h", "srv6_cfg.cpp", "srv6_cfg.h",
+                         "srv6_cfg_catalogue.cpp", "srv6_cfg_messages.h", "two.idl"}));
 }
 
 TEST(idlc_writes, nothing_that_already_stands)

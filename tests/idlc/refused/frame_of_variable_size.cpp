@@ -11,8 +11,10 @@ constexpr vorl::slot bytes_slots[] = {
 #ifdef VORL_MAKE_IT_GOOD
     {.shape = vorl::slot_shape::scalar, .width = 4, .record_at = 0},
 #else
-    {.shape = vorl::slot_shape::byte_vector, .width = 1,
-     .record_at = offsetof(record_of_bytes, f0), .count_at = 0},
+    {.shape = vorl::slot_shape::byte_vector,
+     .width = 1,
+     .record_at = offsetof(record_of_bytes, f0),
+     .count_at = 0},
 #endif
 };
 constexpr vorl::message bytes_message = {.names = vorl::names_of<"bytes">::text,
