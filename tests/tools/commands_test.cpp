@@ -11,7 +11,7 @@ using namespace vorl::test;
 
 namespace {
 
-class Commands : public tool_test {};
+class commands : public tool_test {};
 
 std::size_t count(const std::string &text, const std::string &part)
 {
@@ -34,7 +34,7 @@ const std::string batch = "0c000000080010000000040008000000040000000100000"
 
 } // namespace
 
-TEST_F(Commands, ListShowsAllMessages)
+TEST_F(commands, list_shows_all_messages)
 {
     const outcome all = shell("vorl list");
     EXPECT_EQ(all.status, 0);
@@ -55,7 +55,7 @@ TEST_F(Commands, ListShowsAllMessages)
         EXPECT_EQ(count(all.out, "\n" + std::string(fact.name) + " "), 1u) << fact.name;
 }
 
-TEST_F(Commands, ListAsJson)
+TEST_F(commands, list_as_json)
 {
     const auto lines = lines_of(shell("vorl list --json").out);
     ASSERT_EQ(lines.size(), counts::messages);
@@ -65,7 +65,7 @@ TEST_F(Commands, ListAsJson)
                         R"("msg_id":2031745691,"record_size":16,"frame_length":null,"slots":2})");
 }
 
-TEST_F(Commands, ListOfAnUnknownPackage)
+TEST_F(commands, list_of_an_unknown_package)
 {
     const outcome none = shell("vorl list --package srv7");
     EXPECT_EQ(none.status, 1);
@@ -74,7 +74,7 @@ TEST_F(Commands, ListOfAnUnknownPackage)
                         "srv6_sync\n");
 }
 
-TEST_F(Commands, DescribeAFixedSizeMessage)
+TEST_F(commands, describe_a_fixed_size_message)
 {
     EXPECT_EQ(shell("vorl describe srv6_iid_fwd_key").out,
               "srv6_iid_fwd_key\n"
@@ -97,7 +97,7 @@ TEST_F(Commands, DescribeAFixedSizeMessage)
               "its own.\n");
 }
 
-TEST_F(Commands, DescribeByIdentifier)
+TEST_F(commands, describe_by_identifier)
 {
     const std::string expected =
         "srv6_cfg_query_comm_param\n"
@@ -118,7 +118,7 @@ TEST_F(Commands, DescribeByIdentifier)
     EXPECT_EQ(shell("vorl describe 0xca55202a").out, expected);
 }
 
-TEST_F(Commands, DescribeTheLargestFrame)
+TEST_F(commands, describe_the_largest_frame)
 {
     const outcome item = shell("vorl describe srv6_cfg_query_dfx_item");
     EXPECT_EQ(count(item.out, "  record        16572 bytes\n"), 1u) << item.out;
@@ -127,7 +127,7 @@ TEST_F(Commands, DescribeTheLargestFrame)
         << item.out;
 }
 
-TEST_F(Commands, DescribeOfAnUnknownMessage)
+TEST_F(commands, describe_of_an_unknown_message)
 {
     for (const char *name : {"srv6_none", "0x12345678", "0xCA55202AF", "0x", "CA55202A"}) {
         const outcome none = shell(std::string("vorl describe ") + name);
@@ -137,7 +137,7 @@ TEST_F(Commands, DescribeOfAnUnknownMessage)
     }
 }
 
-TEST_F(Commands, EncodeWritesFramesOrPackedBytes)
+TEST_F(commands, encode_writes_frames_or_packed_bytes)
 {
     file("two.jsonl", two_objects);
     EXPECT_EQ(shell("vorl encode two.jsonl").out, key_frame + batch);
@@ -149,7 +149,7 @@ TEST_F(Commands, EncodeWritesFramesOrPackedBytes)
               key_packed);
 }
 
-TEST_F(Commands, EncodeWritesOneObjectInBinary)
+TEST_F(commands, encode_writes_one_object_in_binary)
 {
     file("two.jsonl", two_objects);
     const outcome two = shell("vorl encode --binary two.jsonl");
@@ -159,7 +159,7 @@ TEST_F(Commands, EncodeWritesOneObjectInBinary)
                        "object, or take --hex\n");
 }
 
-TEST_F(Commands, EncodeStopsAtABadLine)
+TEST_F(commands, encode_stops_at_a_bad_line)
 {
     file("bad.jsonl", "{\"message\":\"srv6_bsid_fwd_key\",\"f0\":1,\"f2\":3}\n"
                       "{\"message\":\"srv6_bsid_fwd_key\",\"f0\":-1}\n"
@@ -173,7 +173,7 @@ TEST_F(Commands, EncodeStopsAtABadLine)
               "<stdin>:2: f0: -1 is negative; give a whole number from 0 to 4294967295\n");
 }
 
-TEST_F(Commands, DecodeReadsFramesAndPackedBytesAlike)
+TEST_F(commands, decode_reads_frames_and_packed_bytes_alike)
 {
     file("hex", key_frame + "\n# packed\n" + key_packed);
     const outcome keys = shell("vorl decode --message srv6_bsid_fwd_key hex");
@@ -189,7 +189,7 @@ TEST_F(Commands, DecodeReadsFramesAndPackedBytesAlike)
               "\n");
 }
 
-TEST_F(Commands, EveryMessageIsEncodedAndDecoded)
+TEST_F(commands, every_message_is_encoded_and_decoded)
 {
     std::map<std::string, std::string> objects;
     for (const auto &[info, fact] : all_messages()) {
@@ -215,7 +215,7 @@ TEST_F(Commands, EveryMessageIsEncodedAndDecoded)
     EXPECT_TRUE(all.out == expected);
 }
 
-TEST_F(Commands, DecodeSaysWhyAFrameIsRefused)
+TEST_F(commands, decode_says_why_a_frame_is_refused)
 {
     // The root offset leads past the end; the field of f2 does; a good frame is the last.
     file("hex", "64" + key_frame.substr(2) +
@@ -236,7 +236,7 @@ TEST_F(Commands, DecodeSaysWhyAFrameIsRefused)
         "end of the message, 0x0020; --explain shows the bytes up to there\n");
 }
 
-TEST_F(Commands, ExplainShowsAFrameUpToWhatIsWrong)
+TEST_F(commands, explain_shows_a_frame_up_to_what_is_wrong)
 {
     file("hex", "00000000: 0400 0000 f0ff ffff 0100 0000 0000 0000  ................\n"
                 "00000010: 0300 0000 0a00 1000 0400 0800 1d00 0000  ................\n");
@@ -256,7 +256,7 @@ TEST_F(Commands, ExplainShowsAFrameUpToWhatIsWrong)
               0);
 }
 
-TEST_F(Commands, DecodeOfNothing)
+TEST_F(commands, decode_of_nothing)
 {
     file("empty", "");
     file("comments", "\n# no frame\n \n");
@@ -275,7 +275,7 @@ TEST_F(Commands, DecodeOfNothing)
               "<stdin>: holds nothing to decode; give the bytes of a frame\n");
 }
 
-TEST_F(Commands, DecodeHelpSaysThatAFrameHasNoType)
+TEST_F(commands, decode_help_says_that_a_frame_has_no_type)
 {
     EXPECT_EQ(count(shell("vorl decode --help").out,
                     "\nA frame does not carry its type: decoding it as another message may "
@@ -283,7 +283,7 @@ TEST_F(Commands, DecodeHelpSaysThatAFrameHasNoType)
               1u);
 }
 
-TEST_F(Commands, DecodeOfWhatIsNoHex)
+TEST_F(commands, decode_of_what_is_no_hex)
 {
     file("hex", key_frame + "hello\n");
     const outcome bad = shell("vorl decode --message srv6_bsid_fwd_key hex");
@@ -293,7 +293,7 @@ TEST_F(Commands, DecodeOfWhatIsNoHex)
                        "output of xxd or hexdump -C\n");
 }
 
-TEST_F(Commands, FilesThatCannotBeRead)
+TEST_F(commands, files_that_cannot_be_read)
 {
     EXPECT_EQ(shell("vorl encode nowhere").err, "nowhere: cannot be opened (No such file or "
                                                 "directory); give a readable file, or - for "
@@ -303,7 +303,7 @@ TEST_F(Commands, FilesThatCannotBeRead)
     EXPECT_EQ(shell("vorl decode --message srv6_pid_state nowhere").status, 1);
 }
 
-TEST_F(Commands, OutputThatCannotBeWritten)
+TEST_F(commands, output_that_cannot_be_written)
 {
     file("two.jsonl", two_objects);
     for (const char *command : {"vorl list", "vorl encode two.jsonl"}) {
@@ -313,7 +313,7 @@ TEST_F(Commands, OutputThatCannotBeWritten)
     }
 }
 
-TEST_F(Commands, WrongUsageHasItsOwnStatus)
+TEST_F(commands, wrong_usage_has_its_own_status)
 {
     EXPECT_EQ(shell("vorl").status, 2);
     EXPECT_EQ(shell("vorl paint").status, 2);
@@ -328,7 +328,7 @@ TEST_F(Commands, WrongUsageHasItsOwnStatus)
     EXPECT_EQ(shell("vorl recv").status, 2);
 }
 
-TEST_F(Commands, Version)
+TEST_F(commands, version)
 {
     const outcome version = shell("vorl --version");
     EXPECT_EQ(version.status, 0);
@@ -337,7 +337,7 @@ TEST_F(Commands, Version)
     EXPECT_EQ(count(shell("vorl --help").out, "\n  --version "), 1u);
 }
 
-TEST_F(Commands, HelpNamesEveryOption)
+TEST_F(commands, help_names_every_option)
 {
     EXPECT_EQ(shell("vorl --help").status, 0);
     const std::map<std::string, std::vector<std::string>> options = {

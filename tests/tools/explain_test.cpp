@@ -101,7 +101,7 @@ const bytes batch_packed = from_hex("0c000000 0800 1000 0000 0400 08000000 04000
 
 } // namespace
 
-TEST(Explain, ShowsEveryByteOfAFrame)
+TEST(explain, shows_every_byte_of_a_frame)
 {
     EXPECT_EQ(shown("srv6_bsid_fwd_key", key_frame),
               "srv6_bsid_fwd_key, 32 bytes\n"
@@ -119,7 +119,7 @@ TEST(Explain, ShowsEveryByteOfAFrame)
               "  0x001e  00 00                   padding\n");
 }
 
-TEST(Explain, ShowsVectorsElementsAndAddresses)
+TEST(explain, shows_vectors_elements_and_addresses)
 {
     EXPECT_EQ(shown("srv6_sidnhp_fwd_delete", batch_packed),
               "srv6_sidnhp_fwd_delete, 46 bytes\n"
@@ -148,7 +148,7 @@ TEST(Explain, ShowsVectorsElementsAndAddresses)
               std::string::npos);
 }
 
-TEST(Explain, LongBodiesAreCutAndStrayBytesShown)
+TEST(explain, long_bodies_are_cut_and_stray_bytes_shown)
 {
     const json::record item =
         json::parse_record(R"({"message":"srv6_cfg_query_dfx_cond","f2":"ff"})");
@@ -161,7 +161,7 @@ TEST(Explain, LongBodiesAreCutAndStrayBytesShown)
         << text;
 }
 
-TEST(Explain, StopsAtTheFirstThingOutOfRange)
+TEST(explain, stops_at_the_first_thing_out_of_range)
 {
     const auto with = [](bytes from, std::size_t at, std::uint32_t value) {
         put_word(from, at, value);
@@ -212,7 +212,7 @@ TEST(Explain, StopsAtTheFirstThingOutOfRange)
                   "the message, 0x002e\n");
 }
 
-TEST(Explain, AcceptsWhatReadersDoNotLookAt)
+TEST(explain, accepts_what_readers_do_not_look_at)
 {
     const char *const key = "srv6_bsid_fwd_key";
     bytes frame = key_frame;
@@ -233,7 +233,7 @@ TEST(Explain, AcceptsWhatReadersDoNotLookAt)
               "accepted");
 }
 
-TEST(Explain, RefusesRecordsThatTakeMoreThan32BitsOfMemory)
+TEST(explain, refuses_records_that_take_more_than_32_bits_of_memory)
 {
     // 259171 records of 16572 bytes are 2^32 + 14516 bytes.
     const catalogue::message_info &type = *catalogue::find_message("srv6_cfg_query_dfx_rec");
@@ -249,7 +249,7 @@ TEST(Explain, RefusesRecordsThatTakeMoreThan32BitsOfMemory)
     EXPECT_EQ(take_library_log().size(), 1u);
 }
 
-TEST(Explain, EveryTruncationOfEveryMessageGetsTheReadersVerdict)
+TEST(explain, every_truncation_of_every_message_gets_the_readers_verdict)
 {
     std::size_t messages = 0;
     for (const auto &[info, fact] : test::all_messages()) {
@@ -280,7 +280,7 @@ TEST(Explain, EveryTruncationOfEveryMessageGetsTheReadersVerdict)
     EXPECT_EQ(messages, test::counts::messages);
 }
 
-TEST(Explain, DamagedBytesNeverPassWhatTheReaderRefuses)
+TEST(explain, damaged_bytes_never_pass_what_the_reader_refuses)
 {
     // The same bytes in every run.
     std::mt19937 random(1);
@@ -313,7 +313,7 @@ TEST(Explain, DamagedBytesNeverPassWhatTheReaderRefuses)
     }
 }
 
-TEST(Explain, RandomBytesAreSafe)
+TEST(explain, random_bytes_are_safe)
 {
     // The same bytes in every run.
     std::mt19937 random(2);
