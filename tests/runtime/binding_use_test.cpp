@@ -4,6 +4,7 @@
 
 #include <functional>
 
+#include "tests/codec/support/fixture.h"
 #include "tests/facts/counts.h"
 #include "tests/support/samples.h"
 
@@ -40,8 +41,8 @@ class binding_use : public unbound_library {
     }
 };
 
-/// A root table that lies outside the buffer.
-const std::uint8_t misplaced_root[] = {5, 0, 0, 0, 0, 0, 0, 0};
+/// A root table that passes the end by a byte.
+const std::vector<std::uint8_t> misplaced_root = buffer_of("u32 table  zeros 1  table: zeros 3");
 
 bool is_flat(const message_info &m)
 {
@@ -79,7 +80,7 @@ TEST_F(binding_use, unpack)
         flat += checked_by_reader ? 1 : 0;
         out.assign(out.size(), 0x5A);
         expect_lookups(m, side::receive, checked_by_reader ? both(binding_b, binding_a) : binding_a,
-                       [&] { unpack(misplaced_root, sizeof misplaced_root, out.data()); });
+                       [&] { unpack(misplaced_root.data(), misplaced_root.size(), out.data()); });
         EXPECT_EQ(out, std::vector<std::uint8_t>(out.size(), checked_by_reader ? 0 : 0x5A));
     }
     EXPECT_EQ(flat, counts::flat);

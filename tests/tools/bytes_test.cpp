@@ -3,6 +3,7 @@
 
 #include <sstream>
 
+#include "tests/codec/support/fixture.h"
 #include "tests/facts/counts.h"
 #include "tests/support/samples.h"
 #include "tools/vorl/frame_capture.h"
@@ -26,6 +27,8 @@ frames read(const std::string &text)
     });
     return found;
 }
+
+std::string hex_of(const bytes &of) { return to_hex(of.data(), of.size(), " "); }
 
 std::string error_of(const std::string &text)
 {
@@ -53,12 +56,18 @@ TEST(bytes, a_frame_is_what_the_send_functions_make_of_it)
 {
     const json::record key = json::parse_record(R"({"message":"srv6_bsid_fwd_key","f0":1,"f2":3})");
     const bytes frame = capture_frame(key.type(), key.data());
-    EXPECT_EQ(to_hex(frame.data(), frame.size(), " "),
-              "04 00 00 00 f0 ff ff ff 01 00 00 00 00 00 00 00 03 00 00 00 "
-              "0a 00 10 00 04 00 08 00 0c 00 00 00");
+    EXPECT_EQ(hex_of(frame), hex_of(test::buffer_of(R"(
+                                 u32 table                // root offset
+                         table:  u32 table-vtable         // soffset
+                                 u32 1  u32 0  u32 3
+                         vtable: u16 10  u16 16  u16 4  u16 8  u16 12
+                                 zeros 2)")));
     const bytes packed = pack_record(key.type(), key.data());
-    EXPECT_EQ(to_hex(packed.data(), packed.size(), " "),
-              "0e 00 00 00 0a 00 0c 00 04 00 00 00 08 00 0a 00 00 00 01 00 00 00 03 00 00 00");
+    EXPECT_EQ(hex_of(packed), hex_of(test::buffer_of(R"(
+                                  u32 table               // root offset
+                          vtable: u16 10  u16 12  u16 4  u16 0  u16 8
+                          table:  u32 table-vtable        // soffset
+                                  u32 1  u32 3)")));
 }
 
 TEST(bytes, every_message_goes_through_frame_and_packed_bytes_and_back)
@@ -95,7 +104,7 @@ TEST(bytes, the_librarys_log_is_kept)
     const catalogue::message_info &type = *catalogue::find_message("srv6_bsid_fwd_key");
     std::vector<std::uint64_t> record(2);
     take_library_log();
-    const bytes bad = {9, 0, 0, 0, 0, 0, 0, 0};
+    const bytes bad = test::buffer_of("u32 end+1  zeros 4"); // a root offset, and nothing there
     type.functions.unpack(bad.data(), 8, record.data());
     type.functions.unpack(bad.data(), 3, record.data());
     EXPECT_EQ(take_library_log(),

@@ -25,12 +25,30 @@ const std::string two_objects = "# two objects\n"
                                 "{\"message\":\"srv6_bsid_fwd_key\",\"f0\":1,\"f2\":3}\n"
                                 "\n"
                                 "{\"message\":\"srv6_sidnhp_fwd_delete\",\"f1\":[{\"f0\":1}]}\r\n";
-const std::string key_frame = "04000000f0ffffff0100000000000000030000000a00100004000800"
-                              "0c000000\n";
-const std::string key_packed = "0e0000000a000c000400000008000a0000000100000003000000\n";
-const std::string batch = "0c000000080010000000040008000000040000000100000"
-                          "00e0000000a000800040000000000"
-                          "0a00000001000000\n";
+/// The frame of the first, with f2 at `f2_entry` of its table.
+std::string key_frame_of(const std::string &f2_entry)
+{
+    return hex_line(R"(
+                u32 table                                 // root offset
+        table:  u32 table-vtable                          // soffset
+                u32 1  u32 0  u32 3
+        vtable: u16 10  u16 16  u16 4  u16 8  u16 )" +
+                    f2_entry + " zeros 2");
+}
+const std::string key_frame = key_frame_of("12");
+const std::string key_packed = hex_line(R"(
+            u32 table                                     // root offset
+    vtable: u16 10  u16 12  u16 4  u16 0  u16 8
+    table:  u32 table-vtable                              // soffset
+            u32 1  u32 3)");
+const std::string batch = hex_line(R"(
+            u32 table                                     // root offset
+    vtable: u16 8  u16 16  u16 0  u16 4
+    table:  u32 table-vtable                              // soffset
+            u32 @list
+    list:   u32 1  u32 @a
+    a_vtable: u16 10  u16 8  u16 4  u16 0  u16 0
+    a:      u32 a-a_vtable  u32 1)");
 
 } // namespace
 
@@ -218,10 +236,7 @@ TEST_F(commands, every_message_is_encoded_and_decoded)
 TEST_F(commands, decode_says_why_a_frame_is_refused)
 {
     // The root offset leads past the end; the field of f2 does; a good frame is the last.
-    file("hex", "64" + key_frame.substr(2) +
-                    "04000000f0ffffff0100000000000000030000000a00100004000800"
-                    "1d000000\n" +
-                    key_frame);
+    file("hex", "64" + key_frame.substr(2) + key_frame_of("29") + key_frame);
     const outcome bad = shell("vorl decode --message srv6_bsid_fwd_key hex");
     EXPECT_EQ(bad.status, 1);
     EXPECT_EQ(bad.out, "{\"message\":\"srv6_bsid_fwd_key\",\"f0\":1,\"f1\":0,\"f2\":3}\n");
@@ -238,6 +253,7 @@ TEST_F(commands, decode_says_why_a_frame_is_refused)
 
 TEST_F(commands, explain_shows_a_frame_up_to_what_is_wrong)
 {
+    // As xxd shows it: root offset, table; then f2, vtable, of which f2's entry leads outside.
     file("hex", "00000000: 0400 0000 f0ff ffff 0100 0000 0000 0000  ................\n"
                 "00000010: 0300 0000 0a00 1000 0400 0800 1d00 0000  ................\n");
     const outcome bad = shell("vorl decode --explain --message srv6_bsid_fwd_key hex");

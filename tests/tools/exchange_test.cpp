@@ -191,10 +191,14 @@ TEST_F(exchange, recv_shows_a_frame_that_is_refused)
               "vorl recv: library log: srv6_class_item_unpack_non_root: [ZELKO]:Table offset(251) "
               "is out of range(4 - 32)\n"
               "vorl recv: srv6_class_item refused at offset 0x00fb: the table of srv6_class_item "
-              "would be at 0x00fb (251), which is not from 4 to 28; the frame: "
-              "fb000000f0ffffff010000000000000000000000"
-              "0a000d00040008000c000000\n"
-              "vorl recv: 2 received, 1 refused\n");
+              "would be at 0x00fb (251), which is not from 4 to 28; the frame: " +
+                  hex_line(R"(
+                          u32 0xFB                        // root offset
+                  table:  u32 table-vtable                // soffset
+                          u32 1  u32 0  u8 0  zeros 3
+                  vtable: u16 10  u16 13  u16 4  u16 8  u16 12
+                          zeros 2)") +
+                  "vorl recv: 2 received, 1 refused\n");
 }
 
 TEST_F(exchange, recv_without_a_receiving_side)
