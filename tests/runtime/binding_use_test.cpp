@@ -213,6 +213,60 @@ TEST_F(binding_use, a_bound_side_takes_no_lock)
     }
 }
 
+std::size_t locks_held = 0;
+std::size_t lines_written = 0;
+
+/// A log writer that looks at all locks.
+void count_held_locks()
+{
+    ++lines_written;
+    for (serial_ctx &ctx : serial_ctxs) {
+        for (pthread_mutex_t *lock : {&ctx.service_lock, &ctx.cache_lock}) {
+            if (pthread_mutex_trylock(lock) != 0)
+                ++locks_held;
+            else
+                pthread_mutex_unlock(lock);
+        }
+    }
+}
+
+// Each line of the log is written while a frame is read, in the library's very first call, too: of
+// arguments, of the root table, and of an array for which there is no memory.
+TEST_F(binding_use, no_lock_is_held_while_a_frame_is_read)
+{
+    locks_held = 0;
+    lines_written = 0;
+    std::size_t expected = 0;
+    const auto reads = [&](const known_message &m, const void *bytes, std::size_t len) {
+        forget_bindings();
+        the_platform().on_log = count_held_locks;
+        std::vector<std::uint8_t> out(m.fact->record_size);
+        for (int round = 0; round < 2; ++round, ++expected)
+            m.info->functions.unpack(bytes, static_cast<std::int32_t>(len), out.data());
+    };
+    for (const known_message &m : all_messages()) {
+        SCOPED_TRACE(m.info->name);
+        reset_platform();
+        reads(m, nullptr, 8);
+        reads(m, misplaced_root.data(), misplaced_root.size());
+        if (m.fact->is_fixed_size())
+            continue;
+        sample in(*m.info);
+        const std::vector<std::uint8_t> bytes = packed(*m.info, in.record());
+        forget_bindings();
+        for (int round = 0; round < 2; ++round) {
+            the_platform().fail_allocation_at = 1;
+            std::vector<std::uint8_t> out(m.fact->record_size);
+            m.info->functions.unpack(bytes.data(), static_cast<std::int32_t>(bytes.size()),
+                                     out.data());
+            ++expected;
+        }
+    }
+    EXPECT_EQ(lines_written, expected);
+    EXPECT_EQ(expected, 4 * counts::messages + 2 * counts::variable_size);
+    EXPECT_EQ(locks_held, 0u);
+}
+
 TEST_F(binding_use, a_swap_flag_set_before_the_first_call_is_cleared_by_it)
 {
     for (const known_message &m : messages_where(true)) {
