@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <malloc.h>
 
+#include "tests/codec/support/fixture.h"
 #include "tests/support/platform.h"
 #include "tests/support/samples.h"
 
@@ -57,14 +58,15 @@ TEST(no_services, and_arrays_come_from_malloc)
 TEST(no_services, and_failures_are_silent)
 {
     reset_platform();
+    const std::vector<std::uint8_t> misplaced_root = buffer_of("u32 end  zeros 4");
     for (const known_message &m : all_messages()) {
         SCOPED_TRACE(m.info->name);
         sample in(*m.info);
         std::vector<std::uint8_t> out(m.fact->record_size, 0x5A);
         EXPECT_EQ(m.info->functions.unpack(nullptr, 4, out.data()), m.fact->record_size);
         EXPECT_EQ(out, std::vector<std::uint8_t>(out.size(), 0x5A));
-        const std::uint8_t misplaced_root[8] = {9, 0, 0, 0};
-        EXPECT_EQ(m.info->functions.unpack(misplaced_root, 8, out.data()), m.fact->record_size);
+        EXPECT_EQ(m.info->functions.unpack(misplaced_root.data(), 8, out.data()),
+                  m.fact->record_size);
         std::uint32_t length = 1000000;
         EXPECT_EQ(m.info->functions.pack(in.record(), nullptr, &length), 0u);
         EXPECT_EQ(length, packed(*m.info, in.record()).size());

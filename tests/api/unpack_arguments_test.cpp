@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/codec/support/fixture.h"
 #include "tests/support/bindings.h"
 #include "tests/support/platform.h"
 #include "tests/support/samples.h"
@@ -121,13 +122,14 @@ TEST(unpack_arguments, no_record_is_refused_by_a_side_in_use)
 // Four bytes hold a root offset and no table: the least that is not a bad argument.
 TEST(unpack_arguments, four_bytes_are_enough_to_be_read)
 {
-    const std::uint8_t bytes[4] = {4, 0, 0, 0};
+    const std::vector<std::uint8_t> bytes = buffer_of("u32 table  table:");
+    ASSERT_EQ(bytes.size(), 4u);
     for (const known_message &m : all_messages()) {
         SCOPED_TRACE(m.info->name);
         forget_bindings();
         reset_platform();
         std::vector<std::uint8_t> out(m.fact->record_size, 0xC3);
-        EXPECT_EQ(m.info->functions.unpack(bytes, 4, out.data()), m.fact->record_size);
+        EXPECT_EQ(m.info->functions.unpack(bytes.data(), 4, out.data()), m.fact->record_size);
         ASSERT_EQ(the_platform().logs.size(), 1u);
         EXPECT_EQ(the_platform().logs[0].text, "[ZELKO]:Table offset(4) is out of range(4 - 4)");
     }

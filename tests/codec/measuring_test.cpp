@@ -163,7 +163,9 @@ TEST(measuring, elements_up_to_32_bits)
         std::uint64_t each; ///< offset word, vtable, table and array bodies of an element of zeros
         std::size_t element_size;
     } const cases[] = {
-        {"srv6_common_fwd_delete", 4, 8, 24, 4 + 6 + 4, 4},
+        // With one element more, 24 + 4294967280: the elements alone still fit 32 bits.
+        {"srv6_xsid_fwd_update", 4, 8, 24, 4 + 40 + 4 + 3 * 24, 88},
+        // Here they do not, either.
         {"srv6_sidstack_fwd_update", 4, 8, 24, 4 + 44 + 4 + 11 * 24, 208},
         {"srv6_cfg_query_dfx_rec", 24, 32, 44, 4 + 16618, 16572},
     };

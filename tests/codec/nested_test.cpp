@@ -27,19 +27,19 @@ constexpr byte_vector_place byte_vector_places[] = {
      "srv6_cfg_query_comm_rec_unpack", "srv6_cfg_query_comm_rec_free_unpacked"},
     {"srv6_cfg_query_trastat_key",
      "u32 table  vtable: u16 6  u16 0  u16 4  table: u32 table-vtable  u32 @inner "
-     "invtable: u16 10  u16 0  u16 0  u16 0  u16 4  inner: u32 inner-invtable ",
+     "inner_vtable: u16 10  u16 0  u16 0  u16 0  u16 4  inner: u32 inner-inner_vtable ",
      8, "srv6_cfg_query_comm_param_unpack_non_root", "srv6_cfg_query_comm_param_free_unpacked"},
     {"srv6_cfg_query_trastat_rec",
      "u32 table  vtable: u16 6  u16 0  u16 4  table: u32 table-vtable  u32 @inner "
-     "invtable: u16 12  u16 0  u16 0  u16 0  u16 0  u16 4  inner: u32 inner-invtable ",
+     "inner_vtable: u16 12  u16 0  u16 0  u16 0  u16 0  u16 4  inner: u32 inner-inner_vtable ",
      12, "srv6_cfg_query_comm_rec_unpack_non_root", "srv6_cfg_query_comm_rec_free_unpacked"},
     {"srv6_cfg_query_dfx_key",
      "u32 table  vtable: u16 6  u16 0  u16 4  table: u32 table-vtable  u32 @inner "
-     "invtable: u16 10  u16 0  u16 0  u16 0  u16 4  inner: u32 inner-invtable ",
+     "inner_vtable: u16 10  u16 0  u16 0  u16 0  u16 4  inner: u32 inner-inner_vtable ",
      8, "srv6_cfg_query_comm_param_unpack_non_root", "srv6_cfg_query_comm_param_free_unpacked"},
     {"srv6_cfg_query_dfx_rec",
      "u32 table  vtable: u16 6  u16 0  u16 4  table: u32 table-vtable  u32 @inner "
-     "invtable: u16 12  u16 0  u16 0  u16 0  u16 0  u16 4  inner: u32 inner-invtable ",
+     "inner_vtable: u16 12  u16 0  u16 0  u16 0  u16 0  u16 4  inner: u32 inner-inner_vtable ",
      12, "srv6_cfg_query_comm_rec_unpack_non_root", "srv6_cfg_query_comm_rec_free_unpacked"},
 };
 
@@ -143,11 +143,11 @@ TEST(byte_vectors, the_largest_and_one_more)
 TEST(nested, a_later_failure_releases_what_was_read)
 {
     const std::string param =
-        "pv: u16 10  u16 0  u16 4  u16 8  u16 12  p: u32 p-pv  u32 0x11  u32 0x22  u32 @list "
-        "list: u32 2  bytes A1 B2 ";
+        "p_vtable: u16 10  u16 0  u16 4  u16 8  u16 12 "
+        "p: u32 p-p_vtable  u32 0x11  u32 0x22  u32 @list  list: u32 2  bytes A1 B2 ";
     const std::string rec =
-        "pv: u16 12  u16 0  u16 4  u16 8  u16 12  u16 16  p: u32 p-pv  u32 0x11  u32 0x22 "
-        "u32 0x33  u32 @list  list: u32 2  bytes A1 B2 ";
+        "p_vtable: u16 12  u16 0  u16 4  u16 8  u16 12  u16 16 "
+        "p: u32 p-p_vtable  u32 0x11  u32 0x22  u32 0x33  u32 @list  list: u32 2  bytes A1 B2 ";
     const std::string root =
         "u32 table  vtable: u16 8  u16 0  u16 4  u16 8  table: u32 table-vtable  u32 @p ";
     struct {
@@ -199,7 +199,9 @@ TEST(nested, a_later_failure_releases_what_was_read)
             {
                 // Its vtable is too long.
                 const bytes buffer =
-                    buffer_of(root + "u32 @bad " + c.common + "v: u16 9  u16 0  bad: u32 bad-v", o);
+                    buffer_of(root + "u32 @bad " + c.common +
+                                  "bad_vtable: u16 9  u16 0  bad: u32 bad-bad_vtable",
+                              o);
                 const unpacked u(m, buffer.data(), length_of(buffer));
                 expect_released(u);
                 ASSERT_EQ(u.what().logs.size(), 1u);
@@ -209,7 +211,8 @@ TEST(nested, a_later_failure_releases_what_was_read)
             {
                 // A field of it is outside; its offset wraps; its word is cut. All silent.
                 for (const std::string &rest :
-                     {"u32 @bad " + c.common + "v: u16 6  u16 0  u16 4  bad: u32 bad-v",
+                     {"u32 @bad " + c.common +
+                          "bad_vtable: u16 6  u16 0  u16 4  bad: u32 bad-bad_vtable",
                       "u32 0xFFFFFFF0 " + c.common}) {
                     const bytes buffer = buffer_of(root + rest, o);
                     const unpacked u(m, buffer.data(), length_of(buffer));
@@ -245,10 +248,11 @@ TEST(nested, no_memory_for_a_nested_vector_ends_the_read)
 TEST(nested, dfx_rec_releases_its_items_first)
 {
     const message_info &m = message_named("srv6_cfg_query_dfx_rec");
-    const std::string text =
-        "u32 table  vtable: u16 8  u16 0  u16 4  u16 8  table: u32 8  u32 @rec  u32 @list "
-        "rv: u16 12  u16 0  u16 0  u16 0  u16 0  u16 4  rec: u32 rec-rv  u32 4  u32 1  bytes A1 "
-        "list: u32 2  u32 @a  u32 ";
+    const std::string text = "u32 table  vtable: u16 8  u16 0  u16 4  u16 8 "
+                             "table: u32 table-vtable  u32 @rec  u32 @list "
+                             "rec_vtable: u16 12  u16 0  u16 0  u16 0  u16 0  u16 4 "
+                             "rec: u32 rec-rec_vtable  u32 @run  run: u32 1  bytes A1 "
+                             "list: u32 2  u32 @a  u32 ";
     const std::vector<memory_event> allocations = {
         allocation("srv6_cfg_query_comm_rec_unpack_non_root", 1, 1),
         allocation("srv6_cfg_query_dfx_rec_unpack", 33144, 2)};
@@ -317,8 +321,11 @@ TEST(nested, changes)
                 EXPECT_TRUE(u.what().memory.empty());
             };
             // Absent: by its entry, or by a vtable that ends before it.
-            check("u32 table  vtable: u16 8  u16 0  u16 4  u16 0  table: u32 8  u32 0x11", "", 0);
-            check("u32 table  vtable: u16 6  u16 0  u16 4  table: u32 6  u32 0x11", "", 0);
+            check(
+                "u32 table  vtable: u16 8  u16 0  u16 4  u16 0  table: u32 table-vtable  u32 0x11",
+                "", 0);
+            check("u32 table  vtable: u16 6  u16 0  u16 4  table: u32 table-vtable  u32 0x11", "",
+                  0);
             check(root + "u32 @n " + empty_element("n"), "", 0);
             // The word is cut, the position wraps.
             check(root + "zeros 3", "", 0);
@@ -328,11 +335,12 @@ TEST(nested, changes)
             check(root + "u32 0", "", 0); // its own table, its own vtable, of length 0
             check(root + "u32 @n  n: u32 n-3", "[ZELKO]:Vtable offset(24) is out of range(4 - 24)",
                   0);
-            check(root + "u32 @n  v: u16 9  u16 0  n: u32 n-v",
+            check(root + "u32 @n  n_vtable: u16 9  u16 0  n: u32 n-n_vtable",
                   "[ZELKO]:Vtable Len(9) is out of range(0 - 8)", 0);
             // What was read before a failing field stays.
-            check(root + "u32 @n  v: u16 8  u16 0  u16 4  u16 8  n: u32 n-v  u32 0x22  zeros 3", "",
-                  0x22);
+            check(root + "u32 @n  n_vtable: u16 8  u16 0  u16 4  u16 8 "
+                         "n: u32 n-n_vtable  u32 0x22  zeros 3",
+                  "", 0x22);
         }
     });
 }
@@ -350,7 +358,8 @@ TEST(nested, trastat_rec_info)
             text += "u32 @item ";
         return text;
     };
-    const std::string item = "v: u16 6  u16 0  u16 4  item: u32 item-v  u32 0x44";
+    const std::string item =
+        "item_vtable: u16 6  u16 0  u16 4  item: u32 item-item_vtable  u32 0x44";
     in_both_orders([&](order o) {
         const auto read = [&](const std::string &text) {
             const bytes buffer = buffer_of(text, o);

@@ -94,14 +94,15 @@ TEST(reader, root_offset_out_of_range)
             const char *text;
             const char *arguments;
         } const cases[] = {
-            {"u32 4", "4(4 - 4)"}, // four bytes hold no table
-            {"u32 0 zeros 60", "0(4 - 64)"},
-            {"u32 3 zeros 60", "3(4 - 64)"},
-            {"u32 61 zeros 60", "61(4 - 64)"}, // 60 is the last
-            {"u32 64 zeros 60", "64(4 - 64)"},
-            {"u32 0xFFFFFFFF zeros 60", "4294967295(4 - 64)"},
-            {"u32 0x80000000 zeros 60", "2147483648(4 - 64)"},
-            {"u32 4 zeros 3", "4(4 - 7)"}, // the soffset is cut
+            // A root offset, and no table that it could lead to.
+            {"u32 table  table:", "4(4 - 4)"},
+            {"u32 0  zeros 60", "0(4 - 64)"},
+            {"u32 3  zeros 60", "3(4 - 64)"},
+            {"u32 end-3  zeros 60", "61(4 - 64)"}, // end - 4 is the last in range
+            {"u32 end  zeros 60", "64(4 - 64)"},
+            {"u32 0xFFFFFFFF  zeros 60", "4294967295(4 - 64)"},
+            {"u32 0x80000000  zeros 60", "2147483648(4 - 64)"},
+            {"u32 table  table: zeros 3", "4(4 - 7)"}, // the soffset is cut
         };
         guarded_buffer memory(64);
         for (const auto &c : cases) {
@@ -123,12 +124,13 @@ TEST(reader, vtable_position_out_of_range)
     for_all_messages([](const message_info &m, order o) {
         guarded_buffer memory(64);
         for (const char *text : {
-                 "u32 8  zeros 4  u32 8  zeros 20",    // vtable at 0
-                 "u32 8  zeros 4  u32 5  zeros 20",    // at 3
-                 "u32 8  zeros 4  u32 8-29  zeros 20", // at 29, cut
-                 "u32 8  zeros 4  u32 8-32  zeros 20", // at the end
-                 "u32 8  zeros 4  u32 9  zeros 20",    // the subtraction wraps
-                 "u32 8  zeros 4  u32 0xFFFFFFFF",     // at 9 of 12
+                 // The soffset leads back from the table to
+                 "u32 table  zeros 4  table: u32 table-0  zeros 20",     // 0
+                 "u32 table  zeros 4  table: u32 table-3  zeros 20",     // 3
+                 "u32 table  zeros 4  table: u32 table-end+3  zeros 20", // 3 before the end: cut
+                 "u32 table  zeros 4  table: u32 table-end  zeros 20",   // the end
+                 "u32 table  zeros 4  table: u32 table+1  zeros 20", // -1: the subtraction wraps
+                 "u32 table  zeros 4  table: u32 table-9",           // 9 of 12
              }) {
             const bytes buffer = buffer_of(text, o);
             const unpacked u(m, memory.holding(buffer), length_of(buffer));
@@ -149,9 +151,12 @@ TEST(reader, vtable_length_out_of_range)
             const char *text;
             const char *arguments;
         } const cases[] = {
-            {"u32 12  u16 13  u16 0  zeros 4  u32 8  ", "13) is out of range(0 - 12)"},
-            {"u32 12  u16 65535  u16 0  zeros 4  u32 8  ", "65535) is out of range(0 - 12)"},
-            {"u32 4  u32 4-8  u16 5  u16 0", "5) is out of range(0 - 4)"}, // at the very end
+            {"u32 table  vtable: u16 13  u16 0  zeros 4  table: u32 table-vtable",
+             "13) is out of range(0 - 12)"},
+            {"u32 table  vtable: u16 65535  u16 0  zeros 4  table: u32 table-vtable",
+             "65535) is out of range(0 - 12)"},
+            {"u32 table  table: u32 table-vtable  vtable: u16 5  u16 0", // at the very end
+             "5) is out of range(0 - 4)"},
         };
         for (const auto &c : cases) {
             const bytes buffer = buffer_of(c.text, o);
@@ -170,15 +175,19 @@ TEST(reader, tables_without_slots_are_read_as_zeros)
     for_all_messages([](const message_info &m, order o) {
         guarded_buffer memory(64);
         for (const char *text : {
-                 "u32 12  u16 4  u16 4  zeros 4  u32 8",  // table at len - 4, vtable at 4
-                 "u32 4  u32 4-8  u16 4  u16 4",          // vtable at len - 4, table at 4
-                 "u32 4  u32 0",                          // both at 4: the vtable's length is 0
-                 "u32 4  u32 4-8  u16 0  u16 4  zeros 8", // lengths below 4
-                 "u32 4  u32 4-8  u16 1  u16 4  zeros 8", //
-                 "u32 4  u32 4-8  u16 2  u16 4  zeros 8", //
-                 "u32 4  u32 4-8  u16 3  u16 4  zeros 8", //
-                 "u32 4  u32 4-8  u16 5  u16 4  u16 4  u32 1 zeros 32", // half an entry
-                 "u32 4  u32 4-8  u16 12  u16 4  zeros 8",              // entries of 0
+                 // The table at len - 4, the vtable at 4; and the other way round.
+                 "u32 table  vtable: u16 4  u16 4  zeros 4  table: u32 table-vtable",
+                 "u32 table  table: u32 table-vtable  vtable: u16 4  u16 4",
+                 // Both at 4: the soffset is the vtable's length, too, of 0.
+                 "u32 table  vtable: table: u32 table-vtable",
+                 // Lengths below 4.
+                 "u32 table  table: u32 table-vtable  vtable: u16 0  u16 4  zeros 8",
+                 "u32 table  table: u32 table-vtable  vtable: u16 1  u16 4  zeros 8",
+                 "u32 table  table: u32 table-vtable  vtable: u16 2  u16 4  zeros 8",
+                 "u32 table  table: u32 table-vtable  vtable: u16 3  u16 4  zeros 8",
+                 // Half an entry; entries of 0.
+                 "u32 table  table: u32 table-vtable  vtable: u16 5  u16 4  u16 4  u32 1  zeros 32",
+                 "u32 table  table: u32 table-vtable  vtable: u16 12  u16 4  zeros 8",
              }) {
             const bytes buffer = buffer_of(text, o);
             const unpacked u(m, memory.holding(buffer), length_of(buffer));
@@ -218,8 +227,8 @@ TEST(reader, slots_beyond_the_vtable_are_zero)
 TEST(reader, vrf_class_data_with_a_vtable_of_length_8)
 {
     in_both_orders([](order o) {
-        const bytes buffer = buffer_of("u32 12  u16 8  u16 12  u16 4  u16 8  "
-                                       "u32 8  u32 0x0A0A0A0A  u32 0x0B0B0B0B",
+        const bytes buffer = buffer_of("u32 table  vtable: u16 8  u16 12  u16 4  u16 8 "
+                                       "table: u32 table-vtable  u32 0x0A0A0A0A  u32 0x0B0B0B0B",
                                        o);
         const unpacked u(message_named("srv6_vrf_class_data"), buffer.data(), length_of(buffer));
         srv6_vrf_class_data r;
@@ -507,8 +516,8 @@ TEST(reader, bodies_among_the_fields_at_the_end_of_the_buffer)
         const bytes whole =
             buffer_of("u32 table "
                       "vtable: u16 40  u16 0  zeros 14  u16 4  u16 0  u16 12  zeros 16 "
-                      "table: u32 table-vtable  u32 4  u32 4  u32 16  u32 2  u32 3 "
-                      "u32 4  u32 4  u32 5  u32 6  u32 7  u32 8  end: zeros 32",
+                      "table: u32 table-vtable  u32 @f7  f7: u32 4  u32 @f9  u32 2  u32 3  u32 4 "
+                      "f9: u32 4  u32 5  u32 6  u32 7  u32 8  zeros 32",
                       o);
         const std::size_t end = 4 + 40 + 48;
         srv6_policy_fwd expected = {};
@@ -533,8 +542,8 @@ TEST(reader, an_offset_that_wraps_to_where_the_body_belongs)
     in_both_orders([](order o) {
         const bytes buffer =
             buffer_of("u32 table  vtable: u16 24  u16 0  u16 0  u16 0  u16 4  zeros 12  u16 32 "
-                      "table: u32 table-vtable  u32 4  u32 4  u32 1  u32 2  u32 3  u32 4 "
-                      "u32 8  u32 0xFFFFFFFC  zeros 100",
+                      "table: u32 table-vtable  u32 @f2  f2: u32 4  u32 1  u32 2  u32 3  u32 4 "
+                      "f9_body: u32 8  f9: u32 f9_body-f9  zeros 100",
                       o);
         const unpacked u(message_named("srv6_sync_iid_fwd"), buffer.data(), length_of(buffer));
         srv6_sync_iid_fwd expected = {};

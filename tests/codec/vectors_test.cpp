@@ -80,11 +80,12 @@ TEST(vectors, empty_ones_allocate_nothing)
         }
         // No slot 1: vtables of 6 bytes, 7 bytes, and of 8 with an entry of 0.
         for (const char *text : {
-                 "u32 table  vtable: u16 6  u16 0  u16 0  u16 4  table: u32 8  u32 4  u32 1",
-                 "u32 table  vtable: u16 7  u16 0  u16 0  u16 4  table: u32 8  u32 4  u32 1",
-                 "u32 table  vtable: u16 8  u16 0  u16 0  u16 0  table: u32 8  u32 4  u32 1",
+                 "u32 table  vtable: u16 6  u16 0  u16 0  u16 4 ",
+                 "u32 table  vtable: u16 7  u16 0  u16 0  u16 4 ",
+                 "u32 table  vtable: u16 8  u16 0  u16 0  u16 0 ",
              }) {
-            const bytes buffer = buffer_of(text, o);
+            const bytes buffer =
+                buffer_of(text + std::string("table: u32 table-vtable  u32 @list  list: u32 1"), o);
             const unpacked u(m, buffer.data(), length_of(buffer));
             EXPECT_EQ(u.what().record, bytes(m.record_size));
             EXPECT_TRUE(u.what().memory.empty());
@@ -131,8 +132,8 @@ TEST(vectors, a_failing_slot_0_ends_the_read)
     in_both_orders([](order o) {
         for (const message_info *m : messages_with_elements()) {
             const bytes buffer =
-                buffer_of("u32 table  vtable: u16 8  u16 0  u16 end-table-3  u16 4  table: u32 8 "
-                          "u32 @list  list: u32 1  u32 @e " +
+                buffer_of("u32 table  vtable: u16 8  u16 0  u16 end-table-3  u16 4 "
+                          "table: u32 table-vtable  u32 @list  list: u32 1  u32 @e " +
                               empty_element("e"),
                           o);
             const unpacked u(*m, buffer.data(), length_of(buffer));
@@ -182,12 +183,12 @@ TEST(vectors, an_element_before_its_word_is_refused)
                                       sample::random(*slot.element, random)}) {
             bytes buffer = reference::pack(*slot.element, element.data(), o);
             const std::uint64_t element_at = reference::load(&buffer[0], 4, o);
-            // vtable of two slots, table, count, word
             const std::size_t vtable = buffer.size();
             const std::uint64_t word = vtable + 8 + 8 + 4;
             reference::store(&buffer[0], vtable + 8, 4, o);
-            const bytes batch =
-                buffer_of("u16 8  u16 8  u16 0  u16 4  u32 8  u32 4  u32 1  u32 0", o);
+            const bytes batch = buffer_of("vtable: u16 8  u16 8  u16 0  u16 4 "
+                                          "table: u32 table-vtable  u32 @list  list: u32 1  u32 0",
+                                          o);
             buffer.insert(buffer.end(), batch.begin(), batch.end());
             reference::store(&buffer[word], element_at - word, 4, o);
             unpacked u(m, buffer.data(), length_of(buffer));
@@ -221,10 +222,11 @@ TEST(vectors, the_third_element_is_damaged)
             {head + "u32 @bad" + tail + "bad: u32 bad",
              "[ZELKO]:Vtable offset(%u) is out of range(4 - %u)",
              "[ZELKO]:Vtable offset(48) is out of range(4 - 48)"},
-            {head + "u32 @bad" + tail + "v: u16 9  u16 0  bad: u32 bad-v",
+            {head + "u32 @bad" + tail + "bad_vtable: u16 9  u16 0  bad: u32 bad-bad_vtable",
              "[ZELKO]:Vtable Len(%u) is out of range(0 - %u)",
              "[ZELKO]:Vtable Len(9) is out of range(0 - 8)"},
-            {head + "u32 @bad" + tail + "v: u16 6  u16 0  u16 4  bad: u32 bad-v", "", ""},
+            {head + "u32 @bad" + tail + "bad_vtable: u16 6  u16 0  u16 4  bad: u32 bad-bad_vtable",
+             "", ""},
         };
         for (const auto &c : cases) {
             SCOPED_TRACE(c.rest);
@@ -282,7 +284,7 @@ TEST(vectors, block_sizes_past_32_bits)
             return; // more words than an int32 length has bytes
         ++reachable;
         const sparse_memory memory(size);
-        const bytes head = vector_buffer("u32 4  u32 0", o);
+        const bytes head = vector_buffer("u32 @list  list: u32 0", o);
         ASSERT_EQ(head.size(), 24u);
         std::copy(head.begin(), head.end(), memory.data());
         const std::string name = std::string(m.name) + "_unpack";

@@ -4,6 +4,7 @@
 
 #include <functional>
 
+#include "tests/codec/support/fixture.h"
 #include "tests/facts/counts.h"
 #include "tests/support/samples.h"
 
@@ -40,8 +41,8 @@ class binding_use : public unbound_library {
     }
 };
 
-/// A root table that lies outside the buffer.
-const std::uint8_t misplaced_root[] = {5, 0, 0, 0, 0, 0, 0, 0};
+/// A root table that passes the end by a byte.
+const std::vector<std::uint8_t> misplaced_root = buffer_of("u32 table  zeros 1  table: zeros 3");
 
 bool is_flat(const message_info &m)
 {
@@ -79,7 +80,7 @@ TEST_F(binding_use, unpack)
         flat += checked_by_reader ? 1 : 0;
         out.assign(out.size(), 0x5A);
         expect_lookups(m, side::receive, checked_by_reader ? both(binding_b, binding_a) : binding_a,
-                       [&] { unpack(misplaced_root, sizeof misplaced_root, out.data()); });
+                       [&] { unpack(misplaced_root.data(), misplaced_root.size(), out.data()); });
         EXPECT_EQ(out, std::vector<std::uint8_t>(out.size(), checked_by_reader ? 0 : 0x5A));
     }
     EXPECT_EQ(flat, counts::flat);
@@ -210,6 +211,60 @@ TEST_F(binding_use, a_bound_side_takes_no_lock)
             EXPECT_EQ(pthread_mutex_unlock(&ctx.cache_lock), 0);
         }
     }
+}
+
+std::size_t locks_held = 0;
+std::size_t lines_written = 0;
+
+/// A log writer that looks at all locks.
+void count_held_locks()
+{
+    ++lines_written;
+    for (serial_ctx &ctx : serial_ctxs) {
+        for (pthread_mutex_t *lock : {&ctx.service_lock, &ctx.cache_lock}) {
+            if (pthread_mutex_trylock(lock) != 0)
+                ++locks_held;
+            else
+                pthread_mutex_unlock(lock);
+        }
+    }
+}
+
+// Each line of the log is written while a frame is read, in the library's very first call, too: of
+// arguments, of the root table, and of an array for which there is no memory.
+TEST_F(binding_use, no_lock_is_held_while_a_frame_is_read)
+{
+    locks_held = 0;
+    lines_written = 0;
+    std::size_t expected = 0;
+    const auto reads = [&](const known_message &m, const void *bytes, std::size_t len) {
+        forget_bindings();
+        the_platform().on_log = count_held_locks;
+        std::vector<std::uint8_t> out(m.fact->record_size);
+        for (int round = 0; round < 2; ++round, ++expected)
+            m.info->functions.unpack(bytes, static_cast<std::int32_t>(len), out.data());
+    };
+    for (const known_message &m : all_messages()) {
+        SCOPED_TRACE(m.info->name);
+        reset_platform();
+        reads(m, nullptr, 8);
+        reads(m, misplaced_root.data(), misplaced_root.size());
+        if (m.fact->is_fixed_size())
+            continue;
+        sample in(*m.info);
+        const std::vector<std::uint8_t> bytes = packed(*m.info, in.record());
+        forget_bindings();
+        for (int round = 0; round < 2; ++round) {
+            the_platform().fail_allocation_at = 1;
+            std::vector<std::uint8_t> out(m.fact->record_size);
+            m.info->functions.unpack(bytes.data(), static_cast<std::int32_t>(bytes.size()),
+                                     out.data());
+            ++expected;
+        }
+    }
+    EXPECT_EQ(lines_written, expected);
+    EXPECT_EQ(expected, 4 * counts::messages + 2 * counts::variable_size);
+    EXPECT_EQ(locks_held, 0u);
 }
 
 TEST_F(binding_use, a_swap_flag_set_before_the_first_call_is_cleared_by_it)

@@ -3,6 +3,7 @@
 
 #include <map>
 
+#include "tests/codec/support/fixture.h"
 #include "tests/facts/counts.h"
 #include "tests/support/samples.h"
 
@@ -14,23 +15,6 @@ enum class fault { table_position, vtable_position, vtable_length };
 constexpr fault every_fault[] = {fault::table_position, fault::vtable_position,
                                  fault::vtable_length};
 
-class buffer_builder {
-  public:
-    void word(std::uint32_t value) { append(value); }
-    void half(std::uint32_t value) { append(static_cast<std::uint16_t>(value)); }
-    std::uint32_t size() const { return static_cast<std::uint32_t>(bytes_.size()); }
-    const std::vector<std::uint8_t> &bytes() const { return bytes_; }
-
-  private:
-    template <class T>
-    void append(T value)
-    {
-        const auto *from = reinterpret_cast<const std::uint8_t *>(&value);
-        bytes_.insert(bytes_.end(), from, from + sizeof value);
-    }
-    std::vector<std::uint8_t> bytes_;
-};
-
 struct faulty_buffer {
     std::vector<std::uint8_t> bytes;
     std::string text; ///< that the reader logs
@@ -38,22 +22,15 @@ struct faulty_buffer {
 
 faulty_buffer faulty_root(fault kind)
 {
-    buffer_builder b;
     switch (kind) {
     case fault::table_position:
-        b.word(4);
-        return {b.bytes(), "[ZELKO]:Table offset(4) is out of range(4 - 4)"};
-    case fault::vtable_position:
-        b.word(4);
-        b.word(4); // the vtable at 0
-        b.word(0);
-        return {b.bytes(), "[ZELKO]:Vtable offset(4) is out of range(4 - 8)"};
+        return {buffer_of("u32 table  table:"), "[ZELKO]:Table offset(4) is out of range(4 - 4)"};
+    case fault::vtable_position: // at 0
+        return {buffer_of("u32 table  table: u32 table-0  zeros 4"),
+                "[ZELKO]:Vtable offset(4) is out of range(4 - 8)"};
     case fault::vtable_length:
-        b.word(4);
-        b.word(0xFFFFFFFC); // the vtable at 8, 5 bytes long
-        b.half(5);
-        b.half(0);
-        return {b.bytes(), "[ZELKO]:Vtable Len(5) is out of range(0 - 4)"};
+        return {buffer_of("u32 table  table: u32 table-vtable  vtable: u16 5  u16 0"),
+                "[ZELKO]:Vtable Len(5) is out of range(0 - 4)"};
     }
     return {};
 }
@@ -65,43 +42,31 @@ faulty_buffer faulty_nested(const slot_info &slot, std::uint32_t index, fault ki
     const std::uint32_t words = slot.type == wire_type::table          ? 0
                                 : slot.type == wire_type::vector_table ? 1
                                                                        : slot.count;
-    const std::uint32_t body = words == 0 ? 0 : 4 + 4 * words;
-    const std::uint32_t nested = 12 + body;
-    const std::uint32_t vtable = nested + 8;
-    const std::uint32_t length = vtable + 6 + 2 * index;
-    const std::uint32_t leads_to = kind == fault::table_position ? length : nested;
+    const std::string way = kind == fault::table_position ? "u32 @end " : "u32 @inner ";
+    const std::string field = words == 0 ? way
+                                         : "u32 @list  list: u32 " + std::to_string(words) + " " +
+                                               way + "zeros " + std::to_string(4 * (words - 1));
+    const std::string soffset =
+        kind == fault::vtable_position ? "u32 inner-0" : "u32 inner-inner_vtable";
+    const std::vector<std::uint8_t> bytes = buffer_of(
+        "u32 table  table: u32 table-vtable " + field + //
+        " inner: " + soffset +                          //
+        " inner_vtable: u16 0xFFFF  u16 0 "             //
+        " vtable: u16 " +
+        std::to_string(6 + 2 * index) + "  u16 8  zeros " + std::to_string(2 * index) + "  u16 4");
 
-    buffer_builder b;
-    b.word(4);
-    b.word(4 - vtable);
-    b.word(words == 0 ? leads_to - 8 : 4);
-    if (words != 0) {
-        b.word(words);
-        b.word(leads_to - 16);
-        for (std::uint32_t i = 1; i < words; ++i)
-            b.word(0);
-    }
-    b.word(kind == fault::vtable_position ? nested : 0xFFFFFFFC); // its vtable at 0, or 4 on
-    b.half(0xFFFF);
-    b.half(0);
-    b.half(6 + 2 * index);
-    b.half(8);
-    for (std::uint32_t i = 0; i < index; ++i)
-        b.half(0);
-    b.half(4);
-    EXPECT_EQ(b.size(), length);
-
+    const std::size_t length = bytes.size();
+    const std::size_t inner = 12 + (words == 0 ? 0 : 4 + 4 * words);
     const std::string limit = std::to_string(length);
     switch (kind) {
     case fault::table_position:
-        return {b.bytes(),
-                "[ZELKO]:Table offset(" + limit + ") is out of range(4 - " + limit + ")"};
+        return {bytes, "[ZELKO]:Table offset(" + limit + ") is out of range(4 - " + limit + ")"};
     case fault::vtable_position:
-        return {b.bytes(), "[ZELKO]:Vtable offset(" + std::to_string(nested) +
-                               ") is out of range(4 - " + std::to_string(length - 4) + ")"};
+        return {bytes, "[ZELKO]:Vtable offset(" + std::to_string(inner) + ") is out of range(4 - " +
+                           std::to_string(length - 4) + ")"};
     case fault::vtable_length:
-        return {b.bytes(), "[ZELKO]:Vtable Len(65535) is out of range(0 - " +
-                               std::to_string(length - nested - 4) + ")"};
+        return {bytes, "[ZELKO]:Vtable Len(65535) is out of range(0 - " +
+                           std::to_string(length - inner - 4) + ")"};
     }
     return {};
 }

@@ -4,6 +4,7 @@
 
 #include <malloc.h>
 
+#include "tests/codec/support/fixture.h"
 #include "tests/support/samples.h"
 
 namespace vorl::test {
@@ -133,6 +134,7 @@ TEST_F(services_matrix, frames_come_from_the_main_allocator_or_the_heap)
 
 TEST_F(services_matrix, logging_is_present_or_skipped_and_changes_nothing)
 {
+    const std::vector<std::uint8_t> misplaced_root = buffer_of("u32 end  zeros 4");
     for (const known_message &m : all_messages()) {
         SCOPED_TRACE(m.info->name);
         sample in(*m.info);
@@ -144,8 +146,8 @@ TEST_F(services_matrix, logging_is_present_or_skipped_and_changes_nothing)
             EXPECT_EQ(m.info->functions.unpack(nullptr, 8, out.data()), m.fact->record_size);
             EXPECT_EQ(m.info->functions.unpack(out.data(), 3, out.data()), m.fact->record_size);
             EXPECT_EQ(out, untouched);
-            const std::uint8_t misplaced_root[8] = {9, 0, 0, 0};
-            EXPECT_EQ(m.info->functions.unpack(misplaced_root, 8, out.data()), m.fact->record_size);
+            EXPECT_EQ(m.info->functions.unpack(misplaced_root.data(), 8, out.data()),
+                      m.fact->record_size);
             std::uint32_t length = 1000000;
             EXPECT_EQ(m.info->functions.pack(in.record(), nullptr, &length), 0u);
             EXPECT_EQ(length, need);

@@ -3,6 +3,7 @@
 
 #include <sstream>
 
+#include "tests/codec/support/fixture.h"
 #include "tests/facts/counts.h"
 #include "tests/support/samples.h"
 #include "tools/vorl/frame_capture.h"
@@ -27,6 +28,8 @@ frames read(const std::string &text)
     return found;
 }
 
+std::string hex_of(const bytes &of) { return to_hex(of.data(), of.size(), " "); }
+
 std::string error_of(const std::string &text)
 {
     try {
@@ -49,19 +52,25 @@ std::string unpacked(const catalogue::message_info &type, const bytes &from)
 
 } // namespace
 
-TEST(Bytes, AFrameIsWhatTheSendFunctionsMakeOfIt)
+TEST(bytes, a_frame_is_what_the_send_functions_make_of_it)
 {
     const json::record key = json::parse_record(R"({"message":"srv6_bsid_fwd_key","f0":1,"f2":3})");
     const bytes frame = capture_frame(key.type(), key.data());
-    EXPECT_EQ(to_hex(frame.data(), frame.size(), " "),
-              "04 00 00 00 f0 ff ff ff 01 00 00 00 00 00 00 00 03 00 00 00 "
-              "0a 00 10 00 04 00 08 00 0c 00 00 00");
+    EXPECT_EQ(hex_of(frame), hex_of(test::buffer_of(R"(
+                                 u32 table                // root offset
+                         table:  u32 table-vtable         // soffset
+                                 u32 1  u32 0  u32 3
+                         vtable: u16 10  u16 16  u16 4  u16 8  u16 12
+                                 zeros 2)")));
     const bytes packed = pack_record(key.type(), key.data());
-    EXPECT_EQ(to_hex(packed.data(), packed.size(), " "),
-              "0e 00 00 00 0a 00 0c 00 04 00 00 00 08 00 0a 00 00 00 01 00 00 00 03 00 00 00");
+    EXPECT_EQ(hex_of(packed), hex_of(test::buffer_of(R"(
+                                  u32 table               // root offset
+                          vtable: u16 10  u16 12  u16 4  u16 0  u16 8
+                          table:  u32 table-vtable        // soffset
+                                  u32 1  u32 3)")));
 }
 
-TEST(Bytes, EveryMessageGoesThroughFrameAndPackedBytesAndBack)
+TEST(bytes, every_message_goes_through_frame_and_packed_bytes_and_back)
 {
     std::size_t messages = 0;
     for (const auto &[info, fact] : test::all_messages()) {
@@ -82,7 +91,7 @@ TEST(Bytes, EveryMessageGoesThroughFrameAndPackedBytesAndBack)
     EXPECT_TRUE(take_library_log().empty());
 }
 
-TEST(Bytes, ACountWithoutPointerHasNoBytes)
+TEST(bytes, a_count_without_pointer_has_no_bytes)
 {
     const catalogue::message_info &type = *catalogue::find_message("srv6_cfg_query_comm_param");
     const std::uint32_t lost[6] = {0, 0, 5, 0, 0, 0};
@@ -90,12 +99,12 @@ TEST(Bytes, ACountWithoutPointerHasNoBytes)
     EXPECT_TRUE(pack_record(type, lost).empty());
 }
 
-TEST(Bytes, TheLibrarysLogIsKept)
+TEST(bytes, the_librarys_log_is_kept)
 {
     const catalogue::message_info &type = *catalogue::find_message("srv6_bsid_fwd_key");
     std::vector<std::uint64_t> record(2);
     take_library_log();
-    const bytes bad = {9, 0, 0, 0, 0, 0, 0, 0};
+    const bytes bad = test::buffer_of("u32 end+1  zeros 4"); // a root offset, and nothing there
     type.functions.unpack(bad.data(), 8, record.data());
     type.functions.unpack(bad.data(), 3, record.data());
     EXPECT_EQ(take_library_log(),
@@ -106,7 +115,7 @@ TEST(Bytes, TheLibrarysLogIsKept)
     EXPECT_TRUE(take_library_log().empty());
 }
 
-TEST(HexText, ALineIsAFrame)
+TEST(hex_text, a_line_is_a_frame)
 {
     EXPECT_EQ(read("0400ABcd\n"), (frames{{1, "0400abcd"}}));
     EXPECT_EQ(read("# captured\n\n04 00 ab cd\n0x04, 0x00,0xab\t0XCD\r\n04"),
@@ -114,7 +123,7 @@ TEST(HexText, ALineIsAFrame)
     EXPECT_EQ(read(""), frames{});
 }
 
-TEST(HexText, XxdIsReadOverSeveralLines)
+TEST(hex_text, xxd_is_read_over_several_lines)
 {
     EXPECT_EQ(read("00000000: 0400 0000 f0ff ffff 0100 0000 0000 0000  ................\n"
                    "00000010: 0300 00                                  ...\n"
@@ -122,7 +131,7 @@ TEST(HexText, XxdIsReadOverSeveralLines)
               (frames{{1, "04000000f0ffffff0100000000000000030000"}, {3, "dead"}}));
 }
 
-TEST(HexText, HexdumpIsReadWithItsRepetitions)
+TEST(hex_text, hexdump_is_read_with_its_repetitions)
 {
     EXPECT_EQ(
         read("00000000  01 02 03 04 05 06 07 08  09 0a 0b 0c 0d 0e 0f 10  |..|..........|..|\n"
@@ -141,19 +150,19 @@ TEST(HexText, HexdumpIsReadWithItsRepetitions)
         (frames{{1, std::string(64, '0')}}));
 }
 
-TEST(HexText, TcpdumpIsReadToo)
+TEST(hex_text, tcpdump_is_read_too)
 {
     EXPECT_EQ(read("\t0x0000:  0400 0000 f0ff ffff 0100 0000 0000 0000  ................\n"
                    "\t0x0010:  0300                                     ..\n"),
               (frames{{1, "04000000f0ffffff01000000000000000300"}}));
 }
 
-TEST(HexText, EightDigitsAloneAreAFrame)
+TEST(hex_text, eight_digits_alone_are_a_frame)
 {
     EXPECT_EQ(read("00000000: dead  ..\n04000000\n"), (frames{{1, "dead"}, {2, "04000000"}}));
 }
 
-TEST(HexText, WhatIsNoHexIsRefused)
+TEST(hex_text, what_is_no_hex_is_refused)
 {
     EXPECT_EQ(
         error_of("0400\n04zz\n"),

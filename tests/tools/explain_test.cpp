@@ -7,6 +7,7 @@
 #include <random>
 #include <sstream>
 
+#include "tests/codec/support/fixture.h"
 #include "tests/facts/counts.h"
 #include "tests/support/samples.h"
 #include "tools/vorl/explain.h"
@@ -62,14 +63,6 @@ library_view ask_library(const catalogue::message_info &type, std::span<const st
     return view;
 }
 
-bytes from_hex(const std::string &text)
-{
-    bytes result;
-    std::istringstream in(text);
-    read_hex_frames(in, [&result](std::size_t, const bytes &frame) { result = frame; });
-    return result;
-}
-
 void put_word(bytes &to, std::size_t at, std::uint32_t value)
 {
     for (std::size_t i = 0; i < 4; ++i)
@@ -90,18 +83,32 @@ std::string shown(const char *message, const bytes &from)
 }
 
 // A frame of srv6_bsid_fwd_key: 1, 2, 3.
-const bytes key_frame = from_hex("04000000 f0ffffff 01000000 02000000 03000000"
-                                 "0a00 1000 0400 0800 0c00 0000");
+const bytes key_frame = test::buffer_of(R"(
+            u32 table                                     // root offset
+    table:  u32 table-vtable                              // soffset
+            u32 1  u32 2  u32 3
+    vtable: u16 10  u16 16  u16 4  u16 8  u16 12
+            zeros 2)");
 // Packed srv6_iid_fwd_key with f2 alone.
-const bytes address_packed = from_hex("10000000 0c00 1c00 0000 0000 0400 0000 0c000000 04000000"
-                                      "04000000 20010db8000000000000000000000001");
+const bytes address_packed = test::buffer_of(R"(
+            u32 table                                     // root offset
+    vtable: u16 12  u16 28  u16 0  u16 0  u16 4  u16 0
+    table:  u32 table-vtable                              // soffset
+            u32 @f2
+    f2:     u32 4  bytes 20 01 0D B8  00 00 00 00  00 00 00 00  00 00 00 01)");
 // Packed srv6_sidnhp_fwd_delete with one element whose f0 is 1.
-const bytes batch_packed = from_hex("0c000000 0800 1000 0000 0400 08000000 04000000 01000000"
-                                    "0e000000 0a00 0800 0400 0000 0000 0a000000 01000000");
+const bytes batch_packed = test::buffer_of(R"(
+            u32 table                                     // root offset
+    vtable: u16 8  u16 16  u16 0  u16 4
+    table:  u32 table-vtable                              // soffset
+            u32 @list
+    list:   u32 1  u32 @a
+    a_vtable: u16 10  u16 8  u16 4  u16 0  u16 0
+    a:      u32 a-a_vtable  u32 1)");
 
 } // namespace
 
-TEST(Explain, ShowsEveryByteOfAFrame)
+TEST(explain, shows_every_byte_of_a_frame)
 {
     EXPECT_EQ(shown("srv6_bsid_fwd_key", key_frame),
               "srv6_bsid_fwd_key, 32 bytes\n"
@@ -119,7 +126,7 @@ TEST(Explain, ShowsEveryByteOfAFrame)
               "  0x001e  00 00                   padding\n");
 }
 
-TEST(Explain, ShowsVectorsElementsAndAddresses)
+TEST(explain, shows_vectors_elements_and_addresses)
 {
     EXPECT_EQ(shown("srv6_sidnhp_fwd_delete", batch_packed),
               "srv6_sidnhp_fwd_delete, 46 bytes\n"
@@ -148,7 +155,7 @@ TEST(Explain, ShowsVectorsElementsAndAddresses)
               std::string::npos);
 }
 
-TEST(Explain, LongBodiesAreCutAndStrayBytesShown)
+TEST(explain, long_bodies_are_cut_and_stray_bytes_shown)
 {
     const json::record item =
         json::parse_record(R"({"message":"srv6_cfg_query_dfx_cond","f2":"ff"})");
@@ -161,7 +168,7 @@ TEST(Explain, LongBodiesAreCutAndStrayBytesShown)
         << text;
 }
 
-TEST(Explain, StopsAtTheFirstThingOutOfRange)
+TEST(explain, stops_at_the_first_thing_out_of_range)
 {
     const auto with = [](bytes from, std::size_t at, std::uint32_t value) {
         put_word(from, at, value);
@@ -212,7 +219,7 @@ TEST(Explain, StopsAtTheFirstThingOutOfRange)
                   "the message, 0x002e\n");
 }
 
-TEST(Explain, AcceptsWhatReadersDoNotLookAt)
+TEST(explain, accepts_what_readers_do_not_look_at)
 {
     const char *const key = "srv6_bsid_fwd_key";
     bytes frame = key_frame;
@@ -220,8 +227,9 @@ TEST(Explain, AcceptsWhatReadersDoNotLookAt)
     frame[30] = 0xEE; // padding
     EXPECT_EQ(verdict(key, frame), "accepted");
     // A newer sender's fourth slot.
-    const bytes newer = from_hex("04000000 ecffffff 01000000 02000000 03000000 04000000"
-                                 "0c00 1400 0400 0800 0c00 1000");
+    const bytes newer = test::buffer_of("u32 table  table: u32 table-vtable "
+                                        "u32 1  u32 2  u32 3  u32 4 "
+                                        "vtable: u16 12  u16 20  u16 4  u16 8  u16 12  u16 16");
     EXPECT_EQ(verdict(key, newer), "accepted");
     EXPECT_NE(shown(key, newer)
                   .find("10 00                   slot 3, which srv6_bsid_fwd_key does not have is "
@@ -229,15 +237,17 @@ TEST(Explain, AcceptsWhatReadersDoNotLookAt)
               std::string::npos)
         << shown(key, newer);
     // An older sender's two slots.
-    EXPECT_EQ(verdict(key, from_hex("04000000 f4ffffff 01000000 02000000 0800 0c00 0400 0800")),
+    EXPECT_EQ(verdict(key, test::buffer_of("u32 table  table: u32 table-vtable  u32 1  u32 2 "
+                                           "vtable: u16 8  u16 12  u16 4  u16 8")),
               "accepted");
 }
 
-TEST(Explain, RefusesRecordsThatTakeMoreThan32BitsOfMemory)
+TEST(explain, refuses_records_that_take_more_than_32_bits_of_memory)
 {
     // 259171 records of 16572 bytes are 2^32 + 14516 bytes.
     const catalogue::message_info &type = *catalogue::find_message("srv6_cfg_query_dfx_rec");
-    bytes big = from_hex("0c000000 0800 0c00 0000 0400 08000000 04000000 63f40300");
+    bytes big = test::buffer_of("u32 table  vtable: u16 8  u16 12  u16 0  u16 4 "
+                                "table: u32 table-vtable  u32 @list  list: u32 259171");
     big.resize(big.size() + std::size_t{4} * 259171);
     const auto why = explain(type, big, nullptr);
     ASSERT_TRUE(why.has_value());
@@ -249,7 +259,7 @@ TEST(Explain, RefusesRecordsThatTakeMoreThan32BitsOfMemory)
     EXPECT_EQ(take_library_log().size(), 1u);
 }
 
-TEST(Explain, EveryTruncationOfEveryMessageGetsTheReadersVerdict)
+TEST(explain, every_truncation_of_every_message_gets_the_readers_verdict)
 {
     std::size_t messages = 0;
     for (const auto &[info, fact] : test::all_messages()) {
@@ -280,7 +290,7 @@ TEST(Explain, EveryTruncationOfEveryMessageGetsTheReadersVerdict)
     EXPECT_EQ(messages, test::counts::messages);
 }
 
-TEST(Explain, DamagedBytesNeverPassWhatTheReaderRefuses)
+TEST(explain, damaged_bytes_never_pass_what_the_reader_refuses)
 {
     // The same bytes in every run.
     std::mt19937 random(1);
@@ -313,7 +323,7 @@ TEST(Explain, DamagedBytesNeverPassWhatTheReaderRefuses)
     }
 }
 
-TEST(Explain, RandomBytesAreSafe)
+TEST(explain, random_bytes_are_safe)
 {
     // The same bytes in every run.
     std::mt19937 random(2);
