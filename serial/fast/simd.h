@@ -33,10 +33,9 @@ inline u8x16 load16(const uint8_t *from)
 }
 inline void store16(uint8_t *to, u8x16 value) { memcpy(to, &value, sizeof value); }
 
-/// The value, in a register, as one of which the optimiser knows nothing. What was loaded is then not
-/// loaded again for each use, and it is loads that packing waits for. And clang 14 leaves it alone:
-/// of a choice between comparisons at two widths it makes one at the wider width, which is another
-/// thing.
+/// The value, about which the optimiser then assumes nothing: it is neither loaded again for each
+/// use, nor are comparisons of it merged (docs/decisions/0004 says what compilers make of it
+/// otherwise).
 inline u8x16 opaque(u8x16 value)
 {
 #if defined(__aarch64__)
@@ -47,8 +46,8 @@ inline u8x16 opaque(u8x16 value)
     return value;
 }
 
-/// The same of an address: those that are computed from it are then told apart by what is added to
-/// it alone, which an instruction has room for.
+/// The same of an address: those computed from it are then told apart by a constant alone, for which
+/// an instruction has room.
 inline uint8_t *opaque(uint8_t *value)
 {
     asm("" : "+r"(value));
@@ -197,18 +196,14 @@ inline i16x8 every_lane(i16x8 value)
     return __builtin_shufflevector(value, value, Lane, Lane, Lane, Lane, Lane, Lane, Lane, Lane);
 }
 
-/// Bit i is set where byte i of the half (0 or 1) of a mask (0 or 0xFF each) is. Of one half, the
-/// other is zero.
-template <uint32_t Half, uint32_t Halves>
-inline uint32_t bits_of(u8x16 mask)
+/// Bit i is set where byte i of a mask is 0xFF. Bytes are 0xFF or 0, and 0 from the eighth on.
+inline uint32_t bits_of_low(u8x16 mask)
 {
 #if defined(__aarch64__)
     const uint8x8_t weights = {1, 2, 4, 8, 16, 32, 64, 128};
-    const auto bytes = uint8x16_t(mask);
-    return vaddv_u8(vand_u8(Half == 0 ? vget_low_u8(bytes) : vget_high_u8(bytes), weights));
+    return vaddv_u8(vand_u8(vget_low_u8(uint8x16_t(mask)), weights));
 #else
-    const auto bits = static_cast<uint32_t>(_mm_movemask_epi8(__m128i(mask)));
-    return Half == 1 ? bits >> 8 : Halves == 1 ? bits : bits & 0xFF;
+    return static_cast<uint32_t>(_mm_movemask_epi8(__m128i(mask)));
 #endif
 }
 

@@ -22,8 +22,7 @@ class squeezed {
   public:
     using layout = packed_layout<M>;
 
-    template <uint32_t PerVector>
-    [[gnu::always_inline]] explicit squeezed(const presence<M, PerVector> &scalars)
+    [[gnu::always_inline]] explicit squeezed(const presence<M> &scalars)
     {
         unroll<layout::windows.count>(
             [&]<size_t Window>() VORL_INLINED { rows_[Window] = &scalars.template row<Window>(); });

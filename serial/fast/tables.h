@@ -114,7 +114,7 @@ template <const message &M>
     uint64_t sum = 0;
     for (uint32_t i = 0; i < count; ++i) {
         const uint8_t *record = records + size_t{i} * M.record_size;
-        sum += squeezed<M>(presence<M, 1>(record_windows<M>(record))).table_size();
+        sum += squeezed<M>(presence<M>(record_windows<M>(record))).table_size();
     }
     size += sum;
 }
@@ -129,7 +129,7 @@ template <const message &M>
         store<native>(words, static_cast<uint32_t>(at + vtable_length(M) - words));
         words += word_size;
         const record_windows<M> windows(records);
-        const presence<M, 1> scalars(windows);
+        const presence<M> scalars(windows);
         if (scalars.is_full()) {
             squeeze_writer<M>::write_full(at, records, windows);
             at += full_table_size(M);
@@ -144,12 +144,12 @@ template <const message &M>
 /// What pack_message returns when the bytes do not fit.
 inline constexpr uint32_t no_room = 0xFFFFFFFF;
 
-/// Packs a record that has scalars left out. `zeros` are what presence<M, 2> takes: which.
+/// Packs a record that has scalars left out. `zeros` are what presence<M> takes: which.
 template <const message &M, class... Zeros>
 [[gnu::noinline]] uint32_t pack_with_absent(const uint8_t *record, uint8_t *to, uint32_t *room,
                                             Zeros... zeros)
 {
-    const squeezed<M> left((presence<M, 2>(zeros...)));
+    const squeezed<M> left((presence<M>(zeros...)));
     const uint64_t size = word_size + left.table_size();
     if (size > *room)
         return no_room;
@@ -167,7 +167,7 @@ template <const message &M>
 {
     constexpr uint32_t size = word_size + full_table_size(M);
     const record_windows<M> windows(record);
-    const presence<M, 2> scalars(windows);
+    const presence<M> scalars(windows);
     if (!scalars.is_full()) {
         return scalars.apart([&](auto... zeros) VORL_INLINED {
             return pack_with_absent<M>(record, to, room, zeros...);

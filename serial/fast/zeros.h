@@ -93,26 +93,23 @@ inline constexpr auto &squeeze_rows =
                   entry_layout<M>::first_entry(Window),
                   entry_layout<M>::absent_entry(Window)>::rows;
 
-/// Which scalars of a record are zero. A vector has the lanes of PerVector windows: with two, one
-/// test tells whether any scalar of either is zero; with one, its bits need no taking apart.
-template <const message &M, uint32_t PerVector>
+/// Which scalars of a record are zero: a vector a window, a lane a scalar.
+template <const message &M>
 class presence {
-    static_assert(PerVector == 1 || PerVector == 2);
-
   public:
     using layout = packed_layout<M>;
 
     [[gnu::always_inline]] explicit presence(const record_windows<M> &windows)
     {
         unroll<layout::windows.count>([&]<size_t Window>() VORL_INLINED {
-            zeros_[Window / PerVector] |= zeros_of<Window>(windows.bytes[Window]);
+            zeros_[Window] = zeros_of<Window>(windows.bytes[Window]);
         });
     }
 
     template <class... Zeros>
     [[gnu::always_inline]] explicit presence(Zeros... zeros) : zeros_{zeros...}
     {
-        static_assert(sizeof...(Zeros) == vectors);
+        static_assert(sizeof...(Zeros) == layout::windows.count);
     }
     /// Calls with what the constructor before this takes: vectors, which travel in registers.
     template <class Call>
@@ -122,7 +119,7 @@ class presence {
         {
             return call(zeros_[Vector]...);
         }
-        (std::make_index_sequence<vectors>{});
+        (std::make_index_sequence<layout::windows.count>{});
     }
 
     /// True when every scalar of the record is present.
@@ -139,18 +136,17 @@ class presence {
     template <uint32_t Window>
     [[gnu::always_inline]] const squeeze_row &row() const
     {
-        return squeeze_rows<M, Window>[bits_of<Window % PerVector, PerVector>(
-            zeros_[Window / PerVector])];
+        return squeeze_rows<M, Window>[bits_of_low(zeros_[Window])];
     }
 
   private:
-    /// Shuffle of a window to the lanes of a half, one a scalar: that takes its first byte.
-    static constexpr lanes window_to_lanes(uint32_t window, uint32_t half)
+    /// Shuffle of a window to lanes, one a scalar: that takes its first byte.
+    static constexpr lanes window_to_lanes(uint32_t window)
     {
         const window_shape shape = layout::shape(window);
         lanes indices = filled(no_byte);
         for (uint32_t s = 0; s < shape.count; ++s)
-            indices.bytes[half * 8 + s] = shape.at[s];
+            indices.bytes[s] = shape.at[s];
         return indices;
     }
     static constexpr bool has_width(uint32_t window, uint32_t width)
@@ -192,11 +188,10 @@ class presence {
         compare<Window, 4, u32x4>(zeros, bytes);
         compare<Window, 2, u16x8>(zeros, bytes);
         compare<Window, 1, u8x16>(zeros, bytes);
-        static constexpr lanes indices = window_to_lanes(Window, Window % PerVector);
+        static constexpr lanes indices = window_to_lanes(Window);
         return shuffle(zeros, indices.vector());
     }
-    static constexpr uint32_t vectors = (layout::windows.count + PerVector - 1) / PerVector;
-    u8x16 zeros_[vectors] = {};
+    u8x16 zeros_[layout::windows.count];
 };
 
 } // namespace vorl
