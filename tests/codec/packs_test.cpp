@@ -120,8 +120,8 @@ TEST(packs, localsid_key)
     });
 }
 
-/// An element of 90 bytes, all zero but for f14: vtable, table, array bodies. Its table is the label
-/// `name`.
+/// An element of 90 bytes, all zero but for f14: vtable, table and array bodies. The label of its
+/// table is `name`.
 std::string common_fwd_element(const std::string &name, const std::string &f14)
 {
     std::string text = R"(
