@@ -33,5 +33,5 @@ for name in "$@"; do
     fi
     # Padding between functions is no instruction of theirs.
     count=$(grep -cvE '^;|:  (nop|data16|cs nop|xchg +%ax,%ax)' <<<"$listing")
-    printf '`%s`, %s instructions, all of its ways together:\n\n```asm\n%s\n```\n\n' "$name" "$count" "$listing"
+    printf '%s, %s instructions, all of its ways together:\n\n%s\n\n' "$name" "$count" "$listing"
 done

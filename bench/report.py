@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""Turns what the benchmark measured into results.json, the tables of docs/performance.md and a plot.
+"""Turns what the benchmark measured into the tables of docs/performance.md, and into files that say all of it.
 
-    report.py run.json library.so tests/instructions output-directory performance.md performance.svg
+    report.py run.json library.so tests/instructions output-directory performance.md
 
-The output directory has the listings (listing.sh), and gets results.json.
+The output directory gets results.json, with every figure; tables.md, with every table; and bars.tsv, for plot.gp.
 
 Ratios are taken repetition by repetition, between contenders that ran in turn, and their median is reported.
 """
@@ -56,9 +56,12 @@ class Run:
         return statistics.median(a / b for a, b in zip(self.all(group, above), self.all(group, below)))
 
     def frame_write(self, group):
-        """Each repetition's time of a send less all that is not encoding, with one empty call on top."""
+        """Each repetition's time of a send less all that is not encoding, with one empty call on top.
+
+        Where other work disturbs the run, the difference can come out at nothing or less, of which there is no ratio: it
+        counts as the least time that the tables show."""
         parts = (self.all(group, name) for name in ("send", "bus", "empty"))
-        return [send - bus + empty for send, bus, empty in zip(*parts)]
+        return [max(send - bus + empty, 0.1) for send, bus, empty in zip(*parts)]
 
     def frame_write_ratio(self, group):
         limit = self.all(group, self.limit(group, "frame_copy_in_place"))
@@ -156,8 +159,11 @@ def bars_table(rows):
         f"{'met' if r['met'] else '**missed**'} |" for r in rows)
 
 
-def times_tables(run):
-    parts = ["Single records, D, nanoseconds a call (the empty call included):\n"]
+def titled(title, content):
+    return f"{title}\n\n{content}"
+
+
+def single_tables(run):
     rows = []
     for t in SINGLE:
         g = "single/" + t
@@ -166,34 +172,43 @@ def times_tables(run):
             run.median(g, run.limit(g, "frame_copy_in_place")), run.median(g, "frame_unpack"),
             run.median(g, run.limit(g, "frame_copy")), run.median(g, run.limit(g, "record_copy")),
             run.median(g, "pack.D"), run.median(g, "unpack.D"), run.median(g, run.limit(g, "packed_copy.D")))])
-    parts.append(table(["type", "empty call", "__sendsingle", "bus call only", "frame write", "memcpy in place",
-                        "frame unpack", "memcpy frame", "memcpy record", "pack",
-                        "unpack packed", "memcpy packed"], rows))
-    parts.append("\nThe peers on the same records, encode and decode:\n")
-    parts.append(table(["type"] + [f"{n} {d}" for n in PEERS.values() for d in ("encode", "decode")], [
-        [t] + [ns(run.median("single/" + t, f"{p}_{d}.D")) for p in PEERS for d in ("encode", "decode")]
-        for t in SINGLE]))
-    parts.append("\nPacked, 20,000 distinct records with (D) no, (T) eight patterns of, (Z) random zeros:\n")
-    parts.append(table(["type"] + [f"{p} {w}" for p in ("pack", "unpack", "memcpy") for w in "DOTZ"], [
+    ours = table(["type", "empty call", "__sendsingle", "bus call only", "frame write", "memcpy in place", "frame unpack",
+                  "memcpy frame", "memcpy record", "pack", "unpack packed", "memcpy packed"], rows)
+    peers = table(["type"] + [f"{n} {d}" for n in PEERS.values() for d in ("encode", "decode")], [
+        [t] + [ns(run.median("single/" + t, f"{p}_{d}.D")) for p in PEERS for d in ("encode", "decode")] for t in SINGLE])
+    return [titled("Single records, D, nanoseconds a call (the empty call included):", ours),
+            titled("The peers on the same records, encode and decode:", peers)]
+
+
+def zeros_tables(run):
+    ours = table(["type"] + [f"{p} {w}" for p in ("pack", "unpack", "memcpy") for w in "DOTZ"], [
         [t] + [ns(run.median("zeros/" + t, f"{p}.{w}")) for p in ("pack", "unpack") for w in "DOTZ"]
-        + [ns(run.median("zeros/" + t, run.limit("zeros/" + t, "packed_copy." + w))) for w in "DOTZ"] for t in SMALL]))
-    parts.append("\nand the peers on T and Z:\n")
-    parts.append(table(["type"] + [f"{n} {d} {w}" for n in PEERS.values() for d in ("encode", "decode") for w in "TZ"], [
+        + [ns(run.median("zeros/" + t, run.limit("zeros/" + t, "packed_copy." + w))) for w in "DOTZ"] for t in SMALL])
+    peers = table(["type"] + [f"{n} {d} {w}" for n in PEERS.values() for d in ("encode", "decode") for w in "TZ"], [
         [t] + [ns(run.median("zeros/" + t, f"{p}_{d}.{w}")) for p in PEERS for d in ("encode", "decode") for w in "TZ"]
-        for t in SMALL]))
+        for t in SMALL])
+    return [titled("Packed, 20,000 distinct records with (D) no, (T) eight patterns of, (Z) random zeros:", ours),
+            titled("The peers on T and Z:", peers)]
+
+
+def batch_tables(run):
+    parts = []
     for which in "DZ":
         g = "batch/" + which
-        parts.append(f"\nBatches of srv6_common_fwd, {which}, nanoseconds an element (unpack with its release):\n")
-        parts.append(table(["elements", "pack", "unpack", "memcpy by element", "memcpy of all"]
-                           + [f"{n} {d}" for n in PEERS.values() for d in ("encode", "decode")], [
-            [f"{n:,}"] + [ns(run.median(g, c)) for c in (f"pack.{n}", f"unpack.{n}")]
-            + [ns(run.median(g, run.limit(g, f"copy.{n}"))) if which == "D" else "", ns(run.median(g, f"copy_whole.{n}"))]
-            + [ns(run.median(g, f"{p}_{d}.{n}")) for p in PEERS for d in ("encode", "decode")] for n in BATCHES]))
-    parts.append("\nSends, nanoseconds a frame, against a bus that returns at once:\n")
-    parts.append(table(["type", "__sendsingle", "__sendbatch of 1,000", "ratio"], [
-        [t, ns(run.median("sends/" + t, "send")), ns(run.median("sends/" + t, "send_batch")),
-         f"{run.ratio('sends/' + t, 'send_batch', 'send'):.2f}"] for t in SMALL]))
-    return "\n".join(parts)
+        rows = [[f"{n:,}"] + [ns(run.median(g, c)) for c in (f"pack.{n}", f"unpack.{n}")]
+                + [ns(run.median(g, run.limit(g, f"copy.{n}"))) if which == "D" else "", ns(run.median(g, f"copy_whole.{n}"))]
+                + [ns(run.median(g, f"{p}_{d}.{n}")) for p in PEERS for d in ("encode", "decode")] for n in BATCHES]
+        parts.append(titled(f"Batches of srv6_common_fwd, {which}, nanoseconds an element (unpack with its release):", table(
+            ["elements", "pack", "unpack", "memcpy by element", "memcpy of all"]
+            + [f"{n} {d}" for n in PEERS.values() for d in ("encode", "decode")], rows)))
+    return parts
+
+
+def sends_table(run):
+    return titled("Sends, nanoseconds a frame, against a bus that returns at once:", table(
+        ["type", "__sendsingle", "__sendbatch of 1,000", "ratio"], [
+            [t, ns(run.median("sends/" + t, "send")), ns(run.median("sends/" + t, "send_batch")),
+             f"{run.ratio('sends/' + t, 'send_batch', 'send'):.2f}"] for t in SMALL]))
 
 
 def all_types(run):
@@ -237,7 +252,8 @@ def text_by_type(library):
     return sizes
 
 
-def size_table(library):
+def size_rows(library):
+    """Of the whole library; of each message."""
     sections = {}
     for line in output_of("size", "-A", library).splitlines():
         words = line.split()
@@ -245,11 +261,10 @@ def size_table(library):
             sections[words[0]] = int(words[1])
     by_type = text_by_type(library)
     shared = by_type.pop("shared by all", 0)
-    rows = [["`.text` in total", f"{sections['.text']:,}"], ["`.rodata` in total", f"{sections.get('.rodata', 0):,}"],
-            ["code shared by all types", f"{shared:,}"],
-            ["median of a type", f"{statistics.median(by_type.values()):,.0f}"]]
-    rows += [[name, f"{size:,}"] for name, size in sorted(by_type.items(), key=lambda item: -item[1])]
-    return table(["", "bytes"], rows)
+    whole = [["`.text` in total", f"{sections['.text']:,}"], ["`.rodata` in total", f"{sections.get('.rodata', 0):,}"],
+             ["code shared by all types", f"{shared:,}"],
+             ["median of a type", f"{statistics.median(by_type.values()):,.0f}"]]
+    return whole, [[name, f"{size:,}"] for name, size in sorted(by_type.items(), key=lambda item: -item[1])]
 
 
 def machine_of():
@@ -259,35 +274,14 @@ def machine_of():
     return "unknown"
 
 
-def plot(rows, path):
-    """A bar a row: how far the measured ratio is from its bar, on a line from half to twice; right of it is missed."""
-    width, left, step, top = 1100, 620, 20, 44
-    height = top + step * len(rows) + 16
-    scale = (width - left - 90) / 2
-
-    def place(value):
-        return left + scale * (1 + max(-1.0, min(1.0, math.log2(value))))
-
-    parts = [f'<svg xmlns="http://www.w3.org/2000/svg" width="{width}" height="{height}" '
-             f'font-family="sans-serif" font-size="12">',
-             f'<rect width="{width}" height="{height}" fill="white"/>',
-             f'<text x="{left}" y="16">measured against the bar: left of the line it is met</text>']
-    for value, label in ((0.5, "half"), (1, "the bar"), (2, "twice")):
-        x = place(value)
-        parts.append(f'<text x="{x:.0f}" y="34" text-anchor="middle" fill="#555">{label}</text>')
-        parts.append(f'<line x1="{x:.0f}" x2="{x:.0f}" y1="38" y2="{height - 12}" stroke="{"black" if value == 1 else "#ccc"}"/>')
-    for i, r in enumerate(rows):
+def plotted(rows):
+    """The lines that plot.gp reads."""
+    lines = []
+    for r in rows:
         used = r["measured"] / r["bar"] if r["most"] else r["bar"] / r["measured"]
-        y = top + step * i
-        x, one = place(used), place(1)
-        colour = "#3a7d44" if r["met"] else "#c0392b"
-        label = r["path"].replace("&", "&amp;").replace("<", "&lt;")
-        parts.append(f'<text x="{left - 8}" y="{y + 13}" text-anchor="end">{label}</text>')
-        parts.append(f'<rect x="{min(x, one):.1f}" y="{y + 3}" width="{abs(x - one):.1f}" height="{step - 7}" fill="{colour}"/>')
-        parts.append(f'<text x="{width - 84}" y="{y + 13}">{r["measured"]:.2f} ({"≤" if r["most"] else "≥"} {r["bar"]:g})</text>')
-    parts.append("</svg>\n")
-    with open(path, "w", encoding="utf-8") as out:
-        out.write("\n".join(parts))
+        figures = f"{r['measured']:.2f} ({'≤' if r['most'] else '≥'} {r['bar']:g})"
+        lines.append(f"{r['path']}\t{used:.4f}\t{int(r['met'])}\t{figures}\n")
+    return "".join(lines)
 
 
 def instruction_counts(path):
@@ -311,7 +305,7 @@ def replace_section(text, name, content):
 
 
 def main():
-    measured, library, instructions, out_directory, page, picture = sys.argv[1:]
+    measured, library, instructions, out_directory, page = sys.argv[1:]
     with open(measured, encoding="utf-8") as file:
         run = Run(json.load(file))
     rows = bars_of(run)
@@ -319,33 +313,39 @@ def main():
     machine = {"cpu": machine_of(), "core": run.context["core"], "compiler": os.environ.get("VORL_COMPILER", "unknown"),
                "date": datetime.date.today().isoformat(), "command": os.environ.get("VORL_COMMAND", "./dev bench"),
                "repetitions": run.context["repetitions"], "load": run.context["load_avg"]}
-    with open(os.path.join(out_directory, "results.json"), "w", encoding="utf-8") as out:
-        json.dump({"machine": machine, "bars": rows,
-                   "all_types": [dict(zip(("type", "frame_write", "frame_unpack", "pack", "unpack"), r)) for r in types],
-                   "nanoseconds": {g: {c: statistics.median(v) for c, v in cs.items()} for g, cs in run.times.items()}},
-                  out, indent=1)
     heading = (f"{machine['cpu']}, core {machine['core']}; {machine['compiler']}; {machine['date']}; "
                f"`{machine['command']}`; {machine['repetitions']} interleaved repetitions; "
-               f"{sum(r['met'] for r in rows)} of {len(rows)} bars met.\n\n")
+               f"{sum(r['met'] for r in rows)} of {len(rows)} bars met.")
+
+    def write(name, text):
+        with open(os.path.join(out_directory, name), "w", encoding="utf-8") as out:
+            out.write(text)
+
+    write("results.json", json.dumps({
+        "machine": machine, "bars": rows,
+        "all_types": [dict(zip(("type", "frame_write", "frame_unpack", "pack", "unpack"), r)) for r in types],
+        "nanoseconds": {g: {c: statistics.median(v) for c, v in cs.items()} for g, cs in run.times.items()}}, indent=1))
+    write("bars.tsv", plotted(rows))
+
     with open(page, encoding="utf-8") as file:
         text = file.read()
-    text = replace_section(text, "bars", heading + bars_table(rows))
-    text = replace_section(text, "times", times_tables(run))
-    text = replace_section(text, "all types", all_types_table(types))
-    text = replace_section(text, "instructions", instructions_table(instructions))
-    text = replace_section(text, "size x86-64", size_table(library))
-    for machine_code in ("x86-64", "aarch64"):
-        listing = os.path.join(out_directory, f"listing-{machine_code}.md")
-        # No AArch64 library at hand: what the page shows of it stays.
-        if os.path.exists(listing):
-            with open(listing, encoding="utf-8") as file:
-                text = replace_section(text, "listing " + machine_code, file.read())
-    aarch64 = os.environ.get("AARCH64_LIBRARY")
-    if aarch64:
-        text = replace_section(text, "size aarch64", size_table(aarch64))
+    text = replace_section(text, "bars", titled(heading, bars_table(rows)))
+    text = replace_section(text, "times", "\n\n".join(single_tables(run) + batch_tables(run)))
+    tables = ["# Performance: every table", heading, titled("## Bars", bars_table(rows)), "## Times",
+              *single_tables(run), *zeros_tables(run), *batch_tables(run), sends_table(run),
+              "## All types by memcpy", titled("Records without zeros, vectors of four elements:", all_types_table(types)),
+              "## Instructions", titled("A call, or an element of a batch, as tests/instructions counts them:",
+                                        instructions_table(instructions))]
+    # No AArch64 library at hand: what the page shows of it stays.
+    libraries = {"x86-64": library, "aarch64": os.environ.get("AARCH64_LIBRARY")}
+    for name, file in ((n, f) for n, f in libraries.items() if f):
+        whole, by_type = size_rows(file)
+        text = replace_section(text, "size " + name, table(["", "bytes"], whole))
+        tables.append(titled(f"## Code by type, {name}", "The functions named after a message, with the cold ones:\n\n"
+                             + table(["", "bytes"], whole + by_type)))
+    write("tables.md", "\n\n".join(tables) + "\n")
     with open(page, "w", encoding="utf-8") as out:
         out.write(text)
-    plot(rows, picture)
     print(bars_table(rows))
 
 

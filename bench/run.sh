@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # bench/run.sh [--quick] [BUILD-DIRECTORY]
 #
-# Runs the benchmark that BUILD-DIRECTORY (build/release) was built with, prints the table of bars, and writes
-# build/bench/results.json, the tables of docs/performance.md and docs/performance.svg. --quick: a smoke run whose numbers
-# are good for nothing; page and plot then stay in build/bench. AARCH64_LIBRARY names a library to list AArch64 code from.
+# Runs the benchmark that BUILD-DIRECTORY (build/release) was built with, prints the table of bars, and writes the tables of
+# docs/performance.md and docs/performance.svg; and in build/bench tables.md, results.json and listings.txt, the machine code
+# of two functions. --quick: a smoke run whose numbers are good for nothing; page and plot then stay in build/bench.
+# AARCH64_LIBRARY names a library to take AArch64 code from.
 set -euo pipefail
 cd "$(dirname "$(readlink -f "$0")")/.."
 
@@ -33,14 +34,17 @@ echo "== measuring; progress below, a few minutes in all" >&2
 
 library=$build/libvorl_srv6.so
 functions=(srv6_common_fwd__sendsingle srv6_common_fwd__unpack)
-bench/listing.sh "$library" "${functions[@]}" >"$out/listing-x86-64.md"
-rm -f "$out/listing-aarch64.md"
-if [ -n "${AARCH64_LIBRARY:-}" ]; then
-    OBJDUMP=${OBJDUMP:-aarch64-linux-gnu-objdump} bench/listing.sh "$AARCH64_LIBRARY" "${functions[@]}" \
-        >"$out/listing-aarch64.md"
-fi
+{
+    printf 'x86-64\n\n'
+    bench/listing.sh "$library" "${functions[@]}"
+    if [ -n "${AARCH64_LIBRARY:-}" ]; then
+        printf 'AArch64\n\n'
+        OBJDUMP=${OBJDUMP:-aarch64-linux-gnu-objdump} bench/listing.sh "$AARCH64_LIBRARY" "${functions[@]}"
+    fi
+} >"$out/listings.txt"
 
 compiler=$(sed -n 's/^CMAKE_CXX_COMPILER:[A-Z]*=//p' "$build/CMakeCache.txt")
 VORL_COMPILER=$("${compiler:-c++}" --version | head -n 1) VORL_COMMAND=$command python3 -B bench/report.py \
-    "$out/run.json" "$library" tests/instructions "$out" "$page" "$plot"
-echo "== wrote $out/results.json, $page and $plot" >&2
+    "$out/run.json" "$library" tests/instructions "$out" "$page"
+gnuplot -c bench/plot.gp "$out/bars.tsv" "$plot"
+echo "== wrote $page, $plot, and in $out tables.md, results.json and listings.txt" >&2

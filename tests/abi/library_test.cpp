@@ -5,7 +5,7 @@
 #include <functional>
 #include <map>
 
-#include "tests/abi/elf_file.h"
+#include "tests/abi/readelf.h"
 #include "tests/facts/counts.h"
 #include "tests/support/exports.h"
 
@@ -14,20 +14,22 @@ namespace {
 
 using names = std::vector<std::string>;
 
-const elf_file &library()
-{
-    static const elf_file file(LIBRARY_FILE);
-    return file;
-}
-
 /// Names of undefined symbols, those of one binding.
-std::set<std::string> undefined(unsigned char binding)
+std::set<std::string> undefined(const std::string &binding)
 {
     std::set<std::string> found;
-    for (const elf_file::symbol &symbol : library().symbols(SHT_DYNSYM)) {
-        if (symbol.section == SHN_UNDEF && symbol.binding == binding)
-            found.insert(symbol.name);
+    for (const symbol &s : symbols("--dyn-syms")) {
+        if (s.section == "UND" && s.binding == binding)
+            found.insert(s.name);
     }
+    return found;
+}
+
+/// The symbols that the library gives. The name of the version that all of them carry is none.
+std::vector<symbol> defined()
+{
+    std::vector<symbol> found = symbols("--dyn-syms");
+    std::erase_if(found, [](const symbol &s) { return s.section == "UND" || s.section == "ABS"; });
     return found;
 }
 
@@ -41,13 +43,10 @@ TEST(library, exports_what_the_committed_list_names_and_nothing_else)
                       << *unsorted << "; " << sort_exports;
 
     std::set<std::string> exported;
-    for (const elf_file::symbol &symbol : library().symbols(SHT_DYNSYM)) {
-        // The name of the version that all of them carry is no symbol of ours.
-        if (symbol.section == SHN_UNDEF || symbol.section == SHN_ABS)
-            continue;
-        EXPECT_EQ(symbol.type, STT_FUNC) << symbol.name;
-        EXPECT_EQ(symbol.binding, STB_GLOBAL) << symbol.name;
-        exported.insert(symbol.name);
+    for (const symbol &s : defined()) {
+        EXPECT_EQ(s.type, "FUNC") << s.name;
+        EXPECT_EQ(s.binding, "GLOBAL") << s.name;
+        exported.insert(s.name);
     }
     EXPECT_EQ(exported.size(), counts::exports);
     expect_listed(listed, exported);
@@ -56,26 +55,24 @@ TEST(library, exports_what_the_committed_list_names_and_nothing_else)
 TEST(library, gives_every_function_an_address_of_its_own)
 {
     std::map<std::uint64_t, std::string> at;
-    for (const elf_file::symbol &symbol : library().symbols(SHT_DYNSYM)) {
-        if (symbol.section == SHN_UNDEF || symbol.section == SHN_ABS)
-            continue;
-        const auto [other, is_new] = at.emplace(symbol.value, symbol.name);
-        EXPECT_TRUE(is_new) << symbol.name << " and " << other->second;
+    for (const symbol &s : defined()) {
+        const auto [other, is_new] = at.emplace(s.value, s.name);
+        EXPECT_TRUE(is_new) << s.name << " and " << other->second;
     }
 }
 
 TEST(library, needs_the_bus_and_the_system_library_alone)
 {
-    names needed = library().dynamic_texts(DT_NEEDED);
+    names needed = dynamic_values("NEEDED");
     std::sort(needed.begin(), needed.end());
-    EXPECT_EQ(needed, (names{"libc.so.6", "libkavrovorl.so"}));
-    EXPECT_EQ(library().dynamic_texts(DT_SONAME), names{"libvorl_srv6.so.1"});
+    EXPECT_EQ(needed, (names{"Shared library: [libc.so.6]", "Shared library: [libkavrovorl.so]"}));
+    EXPECT_EQ(dynamic_values("SONAME"), names{"Library soname: [libvorl_srv6.so.1]"});
 }
 
 TEST(library, asks_for_the_four_functions_of_the_bus)
 {
     std::set<std::string> of_bus;
-    for (const std::string &name : undefined(STB_GLOBAL)) {
+    for (const std::string &name : undefined("GLOBAL")) {
         if (name.starts_with("VORL_"))
             of_bus.insert(name);
     }
@@ -94,7 +91,7 @@ TEST(library, asks_for_little_of_the_system_library)
                                          "memset",
                                          "pthread_mutex_lock",
                                          "pthread_mutex_unlock"};
-    for (const std::string &name : undefined(STB_GLOBAL)) {
+    for (const std::string &name : undefined("GLOBAL")) {
         if (!name.starts_with("VORL_")) {
             EXPECT_EQ(known.count(name), 1u) << name;
         }
@@ -103,28 +100,28 @@ TEST(library, asks_for_little_of_the_system_library)
 
 TEST(library, takes_bounded_copies_where_the_process_has_them)
 {
-    const std::set<std::string> weak = undefined(STB_WEAK);
+    const std::set<std::string> weak = undefined("WEAK");
     EXPECT_EQ(weak.count("memset_s"), 1u);
     EXPECT_EQ(weak.count("memcpy_s"), 1u);
-    EXPECT_EQ(undefined(STB_GLOBAL).count("memset_s"), 0u);
-    EXPECT_EQ(undefined(STB_GLOBAL).count("memcpy_s"), 0u);
+    EXPECT_EQ(undefined("GLOBAL").count("memset_s"), 0u);
+    EXPECT_EQ(undefined("GLOBAL").count("memcpy_s"), 0u);
 }
 
 TEST(library, is_not_linked_to_the_services)
 {
-    for (const elf_file::symbol &symbol : library().symbols(SHT_DYNSYM))
-        EXPECT_FALSE(symbol.name.starts_with("ZDT_")) << symbol.name;
+    for (const symbol &s : symbols("--dyn-syms"))
+        EXPECT_FALSE(s.name.starts_with("ZDT_")) << s.name;
 }
 
 TEST(library, clears_six_flags_as_it_is_loaded)
 {
-    const std::set<std::uint64_t> constructors = library().constructors();
+    const std::set<std::uint64_t> called = constructors();
     std::set<std::uint64_t> clearing;
-    for (const elf_file::symbol &symbol : library().symbols(SHT_SYMTAB)) {
-        if (symbol.name.find("clear_byte_swap_flag") == std::string::npos)
+    for (const symbol &s : symbols("--syms")) {
+        if (s.name.find("clear_byte_swap_flag") == std::string::npos)
             continue;
-        EXPECT_EQ(constructors.count(symbol.value), 1u) << symbol.name;
-        clearing.insert(symbol.value);
+        EXPECT_EQ(called.count(s.value), 1u) << s.name;
+        clearing.insert(s.value);
     }
     EXPECT_EQ(clearing.size(), 6u);
 }

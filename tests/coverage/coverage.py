@@ -11,6 +11,11 @@ counts is the branch in the source: gcovr takes the n-th branch of a line as tak
 made for one byte order is held to the same once more, order by order, with what gcov says of each instance: functions and
 lambdas have to be entered, and the functions' lines and branches taken.
 
+gcovr counts, merges the instances and writes the report. Judging is done here, for its own means (version 5.2) are weaker:
+--fail-under-branch passes a branch that one byte order never takes, because another instance did; a marker in the source
+(GCOVR_EXCL_BR_LINE) exempts all branches of its line where one may be meant, and stays when it is needed no more.
+--fail-under-line would do for lines, but says nothing of branches; here one run names all that is missing.
+
 unreachable.txt lists what no test can take, a paragraph each:
 
   file
