@@ -45,8 +45,8 @@ void emit_message(std::string &out, const package &p, const message &m)
     for (const slot &s : m.slots)
         out += "    {" + initialisers(m, s) + "},\n";
     out += "};\nconstexpr message " + m.name + "_message = {\n";
-    out += "    .names = names_of<\"" + m.name + "\">::text,\n";
-    out += "    .name_length = names_of<\"" + m.name + "\">::length,\n";
+    out += "    .names = VORL_NAMES(\"" + m.name + "\"),\n";
+    out += "    .name_length = sizeof \"" + m.name + "\" - 1,\n";
     out += "    .msg_id = " + std::string(id) + ",\n";
     out += "    .owner = package::" + p.name + ",\n";
     out += "    .record_size = sizeof(" + m.name + "),\n";

@@ -31,9 +31,8 @@ struct slot {
     uint32_t count = 0;    ///< N of an array
     uint32_t record_at;    ///< offset of the member in the record; of the pointer in a vector
     uint32_t count_at = 0; ///< of a vector: offset of its count in the record
-    const message *nested = nullptr; ///< M
-    const char *malloc_text =
-        nullptr; ///< of a vector whose log text is not the usual one: that text
+    const message *nested = nullptr;   ///< M
+    const char *malloc_text = nullptr; ///< of a vector: its log text, if not the usual one
 
     constexpr bool is_vector() const
     {
@@ -66,7 +65,7 @@ enum class function_name : uint8_t {
 };
 
 struct message {
-    const char *names;    ///< all of function_name, one behind the other (names_of below)
+    const char *names;    ///< all of function_name, one behind the other (VORL_NAMES below)
     uint32_t name_length; ///< of the message's own name
     uint32_t msg_id;
     package owner;
@@ -74,73 +73,21 @@ struct message {
     slot_list slots;
 };
 
-/// What a function's name adds to the message's.
-inline constexpr const char *name_suffixes[] = {
-    "", "_unpack", "_unpack_non_root", "_pack", "_free_unpacked", "__sendsingle", "__sendbatch"};
+/// What message::names holds of a message's own name, a literal: every name with its zero.
+#define VORL_NAMES(m)                                                                              \
+    m "\0" m "_unpack\0" m "_unpack_non_root\0" m "_pack\0" m "_free_unpacked\0" m                 \
+      "__sendsingle\0" m "__sendbatch"
 
-/// Where each name begins behind the texts of the names before it, their message's own name not
-/// counted.
-struct name_starts {
-    uint32_t of[sizeof name_suffixes / sizeof *name_suffixes + 1];
-};
-inline constexpr name_starts suffixes_before = [] {
-    name_starts result{};
-    size_t i = 0;
-    for (const char *suffix : name_suffixes) {
-        uint32_t length = 0;
-        while (suffix[length] != 0)
-            ++length;
-        result.of[i + 1] = result.of[i] + length + 1;
-        ++i;
-    }
-    return result;
-}();
-
-/// Where a name begins among those of a message whose own name has `name_length` characters.
-constexpr uint32_t name_at(size_t function, uint32_t name_length)
-{
-    return static_cast<uint32_t>(function) * name_length + suffixes_before.of[function];
-}
+/// What stands before each name but for the message's own, which stands there once for each name
+/// before: the suffixes and the zeros.
+inline constexpr uint32_t suffixes_before[] = {0, 1, 9, 26, 32, 47, 60};
 
 /// The name of a message's function, as the log and the allocators know it.
 constexpr const char *name_of(function_name function, const message &m)
 {
-    return m.names + name_at(static_cast<size_t>(function), m.name_length);
+    const auto index = static_cast<uint32_t>(function);
+    return m.names + index * m.name_length + suffixes_before[index];
 }
-
-/// A text that a template can take.
-template <size_t Size>
-struct literal {
-    char text[Size];
-    consteval literal(const char (&from)[Size])
-    {
-        for (size_t i = 0; i < Size; ++i)
-            text[i] = from[i];
-    }
-};
-
-/// The names of a message's functions, each with its terminating zero: what message::names holds.
-template <literal Name>
-struct names_of {
-    static constexpr uint32_t length = sizeof Name.text - 1;
-    static constexpr size_t count = sizeof name_suffixes / sizeof *name_suffixes;
-    struct texts {
-        char text[name_at(count, length)];
-    };
-    static constexpr texts joined = [] {
-        texts result{};
-        size_t at = 0;
-        for (const char *suffix : name_suffixes) {
-            for (uint32_t i = 0; i < length; ++i)
-                result.text[at++] = Name.text[i];
-            for (; *suffix != 0; ++suffix)
-                result.text[at++] = *suffix;
-            ++at;
-        }
-        return result;
-    }();
-    static constexpr const char *text = joined.text;
-};
 
 /// Scalars and their arrays only: the record and its bytes are one table.
 constexpr bool is_flat(const message &m)

@@ -19,8 +19,8 @@ constexpr slot srv6_vrf_class_data_slots[] = {
     {.shape = slot_shape::scalar, .width = 1, .record_at = offsetof(srv6_vrf_class_data, f5)},
 };
 constexpr message srv6_vrf_class_data_message = {
-    .names = names_of<"srv6_vrf_class_data">::text,
-    .name_length = names_of<"srv6_vrf_class_data">::length,
+    .names = VORL_NAMES("srv6_vrf_class_data"),
+    .name_length = sizeof "srv6_vrf_class_data" - 1,
     .msg_id = 0xAEF44FB0,
     .owner = package::srv6,
     .record_size = sizeof(srv6_vrf_class_data),
@@ -38,8 +38,8 @@ constexpr slot srv6_vrf_class_state_slots[] = {
     {.shape = slot_shape::scalar, .width = 4, .record_at = offsetof(srv6_vrf_class_state, f5)},
 };
 constexpr message srv6_vrf_class_state_message = {
-    .names = names_of<"srv6_vrf_class_state">::text,
-    .name_length = names_of<"srv6_vrf_class_state">::length,
+    .names = VORL_NAMES("srv6_vrf_class_state"),
+    .name_length = sizeof "srv6_vrf_class_state" - 1,
     .msg_id = 0x29C815AD,
     .owner = package::srv6,
     .record_size = sizeof(srv6_vrf_class_state),
@@ -54,8 +54,8 @@ constexpr slot srv6_class_item_slots[] = {
     {.shape = slot_shape::scalar, .width = 1, .record_at = offsetof(srv6_class_item, f2)},
 };
 constexpr message srv6_class_item_message = {
-    .names = names_of<"srv6_class_item">::text,
-    .name_length = names_of<"srv6_class_item">::length,
+    .names = VORL_NAMES("srv6_class_item"),
+    .name_length = sizeof "srv6_class_item" - 1,
     .msg_id = 0x178C617C,
     .owner = package::srv6,
     .record_size = sizeof(srv6_class_item),
@@ -70,8 +70,8 @@ constexpr slot srv6_pid_state_slots[] = {
     {.shape = slot_shape::scalar, .width = 4, .record_at = offsetof(srv6_pid_state, f2)},
 };
 constexpr message srv6_pid_state_message = {
-    .names = names_of<"srv6_pid_state">::text,
-    .name_length = names_of<"srv6_pid_state">::length,
+    .names = VORL_NAMES("srv6_pid_state"),
+    .name_length = sizeof "srv6_pid_state" - 1,
     .msg_id = 0x1717CB25,
     .owner = package::srv6,
     .record_size = sizeof(srv6_pid_state),
@@ -98,8 +98,8 @@ constexpr slot srv6_common_fwd_slots[] = {
     {.shape = slot_shape::scalar, .width = 4, .record_at = offsetof(srv6_common_fwd, f14)},
 };
 constexpr message srv6_common_fwd_message = {
-    .names = names_of<"srv6_common_fwd">::text,
-    .name_length = names_of<"srv6_common_fwd">::length,
+    .names = VORL_NAMES("srv6_common_fwd"),
+    .name_length = sizeof "srv6_common_fwd" - 1,
     .msg_id = 0xC540D1A9,
     .owner = package::srv6,
     .record_size = sizeof(srv6_common_fwd),
@@ -112,8 +112,8 @@ constexpr slot srv6_common_fwd_key_slots[] = {
     {.shape = slot_shape::scalar, .width = 4, .record_at = offsetof(srv6_common_fwd_key, f0)},
 };
 constexpr message srv6_common_fwd_key_message = {
-    .names = names_of<"srv6_common_fwd_key">::text,
-    .name_length = names_of<"srv6_common_fwd_key">::length,
+    .names = VORL_NAMES("srv6_common_fwd_key"),
+    .name_length = sizeof "srv6_common_fwd_key" - 1,
     .msg_id = 0xBAAF9029,
     .owner = package::srv6,
     .record_size = sizeof(srv6_common_fwd_key),
@@ -127,8 +127,8 @@ constexpr slot srv6_common_fwd_update_slots[] = {
     {.shape = slot_shape::table_vector, .record_at = offsetof(srv6_common_fwd_update, f1), .count_at = offsetof(srv6_common_fwd_update, f1_count), .nested = &srv6_common_fwd_message},
 };
 constexpr message srv6_common_fwd_update_message = {
-    .names = names_of<"srv6_common_fwd_update">::text,
-    .name_length = names_of<"srv6_common_fwd_update">::length,
+    .names = VORL_NAMES("srv6_common_fwd_update"),
+    .name_length = sizeof "srv6_common_fwd_update" - 1,
     .msg_id = 0x7919FA9B,
     .owner = package::srv6,
     .record_size = sizeof(srv6_common_fwd_update),
@@ -141,8 +141,8 @@ constexpr slot srv6_common_fwd_delete_slots[] = {
     {.shape = slot_shape::table_vector, .record_at = offsetof(srv6_common_fwd_delete, f1), .count_at = offsetof(srv6_common_fwd_delete, f1_count), .nested = &srv6_common_fwd_key_message},
 };
 constexpr message srv6_common_fwd_delete_message = {
-    .names = names_of<"srv6_common_fwd_delete">::text,
-    .name_length = names_of<"srv6_common_fwd_delete">::length,
+    .names = VORL_NAMES("srv6_common_fwd_delete"),
+    .name_length = sizeof "srv6_common_fwd_delete" - 1,
     .msg_id = 0xA84F797D,
     .owner = package::srv6,
     .record_size = sizeof(srv6_common_fwd_delete),
@@ -171,8 +171,8 @@ constexpr slot srv6_xsid_fwd_slots[] = {
     {.shape = slot_shape::scalar, .width = 4, .record_at = offsetof(srv6_xsid_fwd, f17)},
 };
 constexpr message srv6_xsid_fwd_message = {
-    .names = names_of<"srv6_xsid_fwd">::text,
-    .name_length = names_of<"srv6_xsid_fwd">::length,
+    .names = VORL_NAMES("srv6_xsid_fwd"),
+    .name_length = sizeof "srv6_xsid_fwd" - 1,
     .msg_id = 0xF572A93C,
     .owner = package::srv6,
     .record_size = sizeof(srv6_xsid_fwd),
@@ -191,8 +191,8 @@ constexpr slot srv6_xsid_fwd_key_slots[] = {
     {.shape = slot_shape::scalar, .width = 1, .record_at = offsetof(srv6_xsid_fwd_key, f6)},
 };
 constexpr message srv6_xsid_fwd_key_message = {
-    .names = names_of<"srv6_xsid_fwd_key">::text,
-    .name_length = names_of<"srv6_xsid_fwd_key">::length,
+    .names = VORL_NAMES("srv6_xsid_fwd_key"),
+    .name_length = sizeof "srv6_xsid_fwd_key" - 1,
     .msg_id = 0x71736770,
     .owner = package::srv6,
     .record_size = sizeof(srv6_xsid_fwd_key),
@@ -206,8 +206,8 @@ constexpr slot srv6_xsid_fwd_update_slots[] = {
     {.shape = slot_shape::table_vector, .record_at = offsetof(srv6_xsid_fwd_update, f1), .count_at = offsetof(srv6_xsid_fwd_update, f1_count), .nested = &srv6_xsid_fwd_message},
 };
 constexpr message srv6_xsid_fwd_update_message = {
-    .names = names_of<"srv6_xsid_fwd_update">::text,
-    .name_length = names_of<"srv6_xsid_fwd_update">::length,
+    .names = VORL_NAMES("srv6_xsid_fwd_update"),
+    .name_length = sizeof "srv6_xsid_fwd_update" - 1,
     .msg_id = 0xD86141F8,
     .owner = package::srv6,
     .record_size = sizeof(srv6_xsid_fwd_update),
@@ -220,8 +220,8 @@ constexpr slot srv6_xsid_fwd_delete_slots[] = {
     {.shape = slot_shape::table_vector, .record_at = offsetof(srv6_xsid_fwd_delete, f1), .count_at = offsetof(srv6_xsid_fwd_delete, f1_count), .nested = &srv6_xsid_fwd_key_message},
 };
 constexpr message srv6_xsid_fwd_delete_message = {
-    .names = names_of<"srv6_xsid_fwd_delete">::text,
-    .name_length = names_of<"srv6_xsid_fwd_delete">::length,
+    .names = VORL_NAMES("srv6_xsid_fwd_delete"),
+    .name_length = sizeof "srv6_xsid_fwd_delete" - 1,
     .msg_id = 0x62B2EA9E,
     .owner = package::srv6,
     .record_size = sizeof(srv6_xsid_fwd_delete),
@@ -245,8 +245,8 @@ constexpr slot srv6_localsid_fwd_slots[] = {
     {.shape = slot_shape::scalar, .width = 4, .record_at = offsetof(srv6_localsid_fwd, f12)},
 };
 constexpr message srv6_localsid_fwd_message = {
-    .names = names_of<"srv6_localsid_fwd">::text,
-    .name_length = names_of<"srv6_localsid_fwd">::length,
+    .names = VORL_NAMES("srv6_localsid_fwd"),
+    .name_length = sizeof "srv6_localsid_fwd" - 1,
     .msg_id = 0xB7B345A9,
     .owner = package::srv6,
     .record_size = sizeof(srv6_localsid_fwd),
@@ -262,8 +262,8 @@ constexpr slot srv6_localsid_fwd_key_slots[] = {
     {.shape = slot_shape::scalar, .width = 2, .record_at = offsetof(srv6_localsid_fwd_key, f3)},
 };
 constexpr message srv6_localsid_fwd_key_message = {
-    .names = names_of<"srv6_localsid_fwd_key">::text,
-    .name_length = names_of<"srv6_localsid_fwd_key">::length,
+    .names = VORL_NAMES("srv6_localsid_fwd_key"),
+    .name_length = sizeof "srv6_localsid_fwd_key" - 1,
     .msg_id = 0xEED54429,
     .owner = package::srv6,
     .record_size = sizeof(srv6_localsid_fwd_key),
@@ -277,8 +277,8 @@ constexpr slot srv6_localsid_fwd_update_slots[] = {
     {.shape = slot_shape::table_vector, .record_at = offsetof(srv6_localsid_fwd_update, f1), .count_at = offsetof(srv6_localsid_fwd_update, f1_count), .nested = &srv6_localsid_fwd_message},
 };
 constexpr message srv6_localsid_fwd_update_message = {
-    .names = names_of<"srv6_localsid_fwd_update">::text,
-    .name_length = names_of<"srv6_localsid_fwd_update">::length,
+    .names = VORL_NAMES("srv6_localsid_fwd_update"),
+    .name_length = sizeof "srv6_localsid_fwd_update" - 1,
     .msg_id = 0xD501B69B,
     .owner = package::srv6,
     .record_size = sizeof(srv6_localsid_fwd_update),
@@ -291,8 +291,8 @@ constexpr slot srv6_localsid_fwd_delete_slots[] = {
     {.shape = slot_shape::table_vector, .record_at = offsetof(srv6_localsid_fwd_delete, f1), .count_at = offsetof(srv6_localsid_fwd_delete, f1_count), .nested = &srv6_localsid_fwd_key_message},
 };
 constexpr message srv6_localsid_fwd_delete_message = {
-    .names = names_of<"srv6_localsid_fwd_delete">::text,
-    .name_length = names_of<"srv6_localsid_fwd_delete">::length,
+    .names = VORL_NAMES("srv6_localsid_fwd_delete"),
+    .name_length = sizeof "srv6_localsid_fwd_delete" - 1,
     .msg_id = 0x0437357D,
     .owner = package::srv6,
     .record_size = sizeof(srv6_localsid_fwd_delete),
@@ -319,8 +319,8 @@ constexpr slot srv6_sidfunct_fwd_slots[] = {
     {.shape = slot_shape::scalar, .width = 4, .record_at = offsetof(srv6_sidfunct_fwd, f15)},
 };
 constexpr message srv6_sidfunct_fwd_message = {
-    .names = names_of<"srv6_sidfunct_fwd">::text,
-    .name_length = names_of<"srv6_sidfunct_fwd">::length,
+    .names = VORL_NAMES("srv6_sidfunct_fwd"),
+    .name_length = sizeof "srv6_sidfunct_fwd" - 1,
     .msg_id = 0xCD4A6752,
     .owner = package::srv6,
     .record_size = sizeof(srv6_sidfunct_fwd),
@@ -335,8 +335,8 @@ constexpr slot srv6_sidfunct_fwd_key_slots[] = {
     {.shape = slot_shape::scalar, .width = 4, .record_at = offsetof(srv6_sidfunct_fwd_key, f2)},
 };
 constexpr message srv6_sidfunct_fwd_key_message = {
-    .names = names_of<"srv6_sidfunct_fwd_key">::text,
-    .name_length = names_of<"srv6_sidfunct_fwd_key">::length,
+    .names = VORL_NAMES("srv6_sidfunct_fwd_key"),
+    .name_length = sizeof "srv6_sidfunct_fwd_key" - 1,
     .msg_id = 0xE16D546E,
     .owner = package::srv6,
     .record_size = sizeof(srv6_sidfunct_fwd_key),
@@ -350,8 +350,8 @@ constexpr slot srv6_sidfunct_fwd_update_slots[] = {
     {.shape = slot_shape::table_vector, .record_at = offsetof(srv6_sidfunct_fwd_update, f1), .count_at = offsetof(srv6_sidfunct_fwd_update, f1_count), .nested = &srv6_sidfunct_fwd_message},
 };
 constexpr message srv6_sidfunct_fwd_update_message = {
-    .names = names_of<"srv6_sidfunct_fwd_update">::text,
-    .name_length = names_of<"srv6_sidfunct_fwd_update">::length,
+    .names = VORL_NAMES("srv6_sidfunct_fwd_update"),
+    .name_length = sizeof "srv6_sidfunct_fwd_update" - 1,
     .msg_id = 0x772075E6,
     .owner = package::srv6,
     .record_size = sizeof(srv6_sidfunct_fwd_update),
@@ -364,8 +364,8 @@ constexpr slot srv6_sidfunct_fwd_delete_slots[] = {
     {.shape = slot_shape::table_vector, .record_at = offsetof(srv6_sidfunct_fwd_delete, f1), .count_at = offsetof(srv6_sidfunct_fwd_delete, f1_count), .nested = &srv6_sidfunct_fwd_key_message},
 };
 constexpr message srv6_sidfunct_fwd_delete_message = {
-    .names = names_of<"srv6_sidfunct_fwd_delete">::text,
-    .name_length = names_of<"srv6_sidfunct_fwd_delete">::length,
+    .names = VORL_NAMES("srv6_sidfunct_fwd_delete"),
+    .name_length = sizeof "srv6_sidfunct_fwd_delete" - 1,
     .msg_id = 0x8FDF1B44,
     .owner = package::srv6,
     .record_size = sizeof(srv6_sidfunct_fwd_delete),
@@ -380,8 +380,8 @@ constexpr slot srv6_sidnhp_fwd_slots[] = {
     {.shape = slot_shape::scalar, .width = 4, .record_at = offsetof(srv6_sidnhp_fwd, f3)},
 };
 constexpr message srv6_sidnhp_fwd_message = {
-    .names = names_of<"srv6_sidnhp_fwd">::text,
-    .name_length = names_of<"srv6_sidnhp_fwd">::length,
+    .names = VORL_NAMES("srv6_sidnhp_fwd"),
+    .name_length = sizeof "srv6_sidnhp_fwd" - 1,
     .msg_id = 0xA80882DE,
     .owner = package::srv6,
     .record_size = sizeof(srv6_sidnhp_fwd),
@@ -395,8 +395,8 @@ constexpr slot srv6_sidnhp_fwd_update_slots[] = {
     {.shape = slot_shape::table_vector, .record_at = offsetof(srv6_sidnhp_fwd_update, f1), .count_at = offsetof(srv6_sidnhp_fwd_update, f1_count), .nested = &srv6_sidnhp_fwd_message},
 };
 constexpr message srv6_sidnhp_fwd_update_message = {
-    .names = names_of<"srv6_sidnhp_fwd_update">::text,
-    .name_length = names_of<"srv6_sidnhp_fwd_update">::length,
+    .names = VORL_NAMES("srv6_sidnhp_fwd_update"),
+    .name_length = sizeof "srv6_sidnhp_fwd_update" - 1,
     .msg_id = 0xB6D7DA12,
     .owner = package::srv6,
     .record_size = sizeof(srv6_sidnhp_fwd_update),
@@ -410,8 +410,8 @@ constexpr slot srv6_sidnhp_fwd_key_slots[] = {
     {.shape = slot_shape::scalar, .width = 4, .record_at = offsetof(srv6_sidnhp_fwd_key, f2)},
 };
 constexpr message srv6_sidnhp_fwd_key_message = {
-    .names = names_of<"srv6_sidnhp_fwd_key">::text,
-    .name_length = names_of<"srv6_sidnhp_fwd_key">::length,
+    .names = VORL_NAMES("srv6_sidnhp_fwd_key"),
+    .name_length = sizeof "srv6_sidnhp_fwd_key" - 1,
     .msg_id = 0xE3FCFD8A,
     .owner = package::srv6,
     .record_size = sizeof(srv6_sidnhp_fwd_key),
@@ -425,8 +425,8 @@ constexpr slot srv6_sidnhp_fwd_delete_slots[] = {
     {.shape = slot_shape::table_vector, .record_at = offsetof(srv6_sidnhp_fwd_delete, f1), .count_at = offsetof(srv6_sidnhp_fwd_delete, f1_count), .nested = &srv6_sidnhp_fwd_key_message},
 };
 constexpr message srv6_sidnhp_fwd_delete_message = {
-    .names = names_of<"srv6_sidnhp_fwd_delete">::text,
-    .name_length = names_of<"srv6_sidnhp_fwd_delete">::length,
+    .names = VORL_NAMES("srv6_sidnhp_fwd_delete"),
+    .name_length = sizeof "srv6_sidnhp_fwd_delete" - 1,
     .msg_id = 0xBA66F690,
     .owner = package::srv6,
     .record_size = sizeof(srv6_sidnhp_fwd_delete),
@@ -444,8 +444,8 @@ constexpr slot srv6_portinfo_fwd_slots[] = {
     {.shape = slot_shape::scalar, .width = 1, .record_at = offsetof(srv6_portinfo_fwd, f6)},
 };
 constexpr message srv6_portinfo_fwd_message = {
-    .names = names_of<"srv6_portinfo_fwd">::text,
-    .name_length = names_of<"srv6_portinfo_fwd">::length,
+    .names = VORL_NAMES("srv6_portinfo_fwd"),
+    .name_length = sizeof "srv6_portinfo_fwd" - 1,
     .msg_id = 0x5A98CD9F,
     .owner = package::srv6,
     .record_size = sizeof(srv6_portinfo_fwd),
@@ -459,8 +459,8 @@ constexpr slot srv6_portinfo_fwd_update_slots[] = {
     {.shape = slot_shape::table_vector, .record_at = offsetof(srv6_portinfo_fwd_update, f1), .count_at = offsetof(srv6_portinfo_fwd_update, f1_count), .nested = &srv6_portinfo_fwd_message},
 };
 constexpr message srv6_portinfo_fwd_update_message = {
-    .names = names_of<"srv6_portinfo_fwd_update">::text,
-    .name_length = names_of<"srv6_portinfo_fwd_update">::length,
+    .names = VORL_NAMES("srv6_portinfo_fwd_update"),
+    .name_length = sizeof "srv6_portinfo_fwd_update" - 1,
     .msg_id = 0xD86E0621,
     .owner = package::srv6,
     .record_size = sizeof(srv6_portinfo_fwd_update),
@@ -476,8 +476,8 @@ constexpr slot srv6_portinfo_fwd_key_slots[] = {
     {.shape = slot_shape::scalar, .width = 4, .record_at = offsetof(srv6_portinfo_fwd_key, f4)},
 };
 constexpr message srv6_portinfo_fwd_key_message = {
-    .names = names_of<"srv6_portinfo_fwd_key">::text,
-    .name_length = names_of<"srv6_portinfo_fwd_key">::length,
+    .names = VORL_NAMES("srv6_portinfo_fwd_key"),
+    .name_length = sizeof "srv6_portinfo_fwd_key" - 1,
     .msg_id = 0x0E31FF1F,
     .owner = package::srv6,
     .record_size = sizeof(srv6_portinfo_fwd_key),
@@ -491,8 +491,8 @@ constexpr slot srv6_portinfo_fwd_delete_slots[] = {
     {.shape = slot_shape::table_vector, .record_at = offsetof(srv6_portinfo_fwd_delete, f1), .count_at = offsetof(srv6_portinfo_fwd_delete, f1_count), .nested = &srv6_portinfo_fwd_key_message},
 };
 constexpr message srv6_portinfo_fwd_delete_message = {
-    .names = names_of<"srv6_portinfo_fwd_delete">::text,
-    .name_length = names_of<"srv6_portinfo_fwd_delete">::length,
+    .names = VORL_NAMES("srv6_portinfo_fwd_delete"),
+    .name_length = sizeof "srv6_portinfo_fwd_delete" - 1,
     .msg_id = 0x5648E11B,
     .owner = package::srv6,
     .record_size = sizeof(srv6_portinfo_fwd_delete),
@@ -523,8 +523,8 @@ constexpr slot srv6_sidstack_fwd_slots[] = {
     {.shape = slot_shape::scalar, .width = 4, .record_at = offsetof(srv6_sidstack_fwd, f19)},
 };
 constexpr message srv6_sidstack_fwd_message = {
-    .names = names_of<"srv6_sidstack_fwd">::text,
-    .name_length = names_of<"srv6_sidstack_fwd">::length,
+    .names = VORL_NAMES("srv6_sidstack_fwd"),
+    .name_length = sizeof "srv6_sidstack_fwd" - 1,
     .msg_id = 0xCA837D28,
     .owner = package::srv6,
     .record_size = sizeof(srv6_sidstack_fwd),
@@ -540,8 +540,8 @@ constexpr slot srv6_sidstack_fwd_key_slots[] = {
     {.shape = slot_shape::scalar, .width = 1, .record_at = offsetof(srv6_sidstack_fwd_key, f3)},
 };
 constexpr message srv6_sidstack_fwd_key_message = {
-    .names = names_of<"srv6_sidstack_fwd_key">::text,
-    .name_length = names_of<"srv6_sidstack_fwd_key">::length,
+    .names = VORL_NAMES("srv6_sidstack_fwd_key"),
+    .name_length = sizeof "srv6_sidstack_fwd_key" - 1,
     .msg_id = 0x8E4F417C,
     .owner = package::srv6,
     .record_size = sizeof(srv6_sidstack_fwd_key),
@@ -555,8 +555,8 @@ constexpr slot srv6_sidstack_fwd_update_slots[] = {
     {.shape = slot_shape::table_vector, .record_at = offsetof(srv6_sidstack_fwd_update, f1), .count_at = offsetof(srv6_sidstack_fwd_update, f1_count), .nested = &srv6_sidstack_fwd_message},
 };
 constexpr message srv6_sidstack_fwd_update_message = {
-    .names = names_of<"srv6_sidstack_fwd_update">::text,
-    .name_length = names_of<"srv6_sidstack_fwd_update">::length,
+    .names = VORL_NAMES("srv6_sidstack_fwd_update"),
+    .name_length = sizeof "srv6_sidstack_fwd_update" - 1,
     .msg_id = 0xDE984264,
     .owner = package::srv6,
     .record_size = sizeof(srv6_sidstack_fwd_update),
@@ -569,8 +569,8 @@ constexpr slot srv6_sidstack_fwd_delete_slots[] = {
     {.shape = slot_shape::table_vector, .record_at = offsetof(srv6_sidstack_fwd_delete, f1), .count_at = offsetof(srv6_sidstack_fwd_delete, f1_count), .nested = &srv6_sidstack_fwd_key_message},
 };
 constexpr message srv6_sidstack_fwd_delete_message = {
-    .names = names_of<"srv6_sidstack_fwd_delete">::text,
-    .name_length = names_of<"srv6_sidstack_fwd_delete">::length,
+    .names = VORL_NAMES("srv6_sidstack_fwd_delete"),
+    .name_length = sizeof "srv6_sidstack_fwd_delete" - 1,
     .msg_id = 0x67B57A7A,
     .owner = package::srv6,
     .record_size = sizeof(srv6_sidstack_fwd_delete),
@@ -590,8 +590,8 @@ constexpr slot srv6_candipath_fwd_slots[] = {
     {.shape = slot_shape::scalar, .width = 4, .record_at = offsetof(srv6_candipath_fwd, f8)},
 };
 constexpr message srv6_candipath_fwd_message = {
-    .names = names_of<"srv6_candipath_fwd">::text,
-    .name_length = names_of<"srv6_candipath_fwd">::length,
+    .names = VORL_NAMES("srv6_candipath_fwd"),
+    .name_length = sizeof "srv6_candipath_fwd" - 1,
     .msg_id = 0x500375E6,
     .owner = package::srv6,
     .record_size = sizeof(srv6_candipath_fwd),
@@ -609,8 +609,8 @@ constexpr slot srv6_candipath_fwd_key_slots[] = {
     {.shape = slot_shape::scalar, .width = 1, .record_at = offsetof(srv6_candipath_fwd_key, f5)},
 };
 constexpr message srv6_candipath_fwd_key_message = {
-    .names = names_of<"srv6_candipath_fwd_key">::text,
-    .name_length = names_of<"srv6_candipath_fwd_key">::length,
+    .names = VORL_NAMES("srv6_candipath_fwd_key"),
+    .name_length = sizeof "srv6_candipath_fwd_key" - 1,
     .msg_id = 0x430B2C42,
     .owner = package::srv6,
     .record_size = sizeof(srv6_candipath_fwd_key),
@@ -624,8 +624,8 @@ constexpr slot srv6_candipath_fwd_update_slots[] = {
     {.shape = slot_shape::table_vector, .record_at = offsetof(srv6_candipath_fwd_update, f1), .count_at = offsetof(srv6_candipath_fwd_update, f1_count), .nested = &srv6_candipath_fwd_message},
 };
 constexpr message srv6_candipath_fwd_update_message = {
-    .names = names_of<"srv6_candipath_fwd_update">::text,
-    .name_length = names_of<"srv6_candipath_fwd_update">::length,
+    .names = VORL_NAMES("srv6_candipath_fwd_update"),
+    .name_length = sizeof "srv6_candipath_fwd_update" - 1,
     .msg_id = 0xA56D8C9A,
     .owner = package::srv6,
     .record_size = sizeof(srv6_candipath_fwd_update),
@@ -638,8 +638,8 @@ constexpr slot srv6_candipath_fwd_delete_slots[] = {
     {.shape = slot_shape::table_vector, .record_at = offsetof(srv6_candipath_fwd_delete, f1), .count_at = offsetof(srv6_candipath_fwd_delete, f1_count), .nested = &srv6_candipath_fwd_key_message},
 };
 constexpr message srv6_candipath_fwd_delete_message = {
-    .names = names_of<"srv6_candipath_fwd_delete">::text,
-    .name_length = names_of<"srv6_candipath_fwd_delete">::length,
+    .names = VORL_NAMES("srv6_candipath_fwd_delete"),
+    .name_length = sizeof "srv6_candipath_fwd_delete" - 1,
     .msg_id = 0x6E76D408,
     .owner = package::srv6,
     .record_size = sizeof(srv6_candipath_fwd_delete),
@@ -668,8 +668,8 @@ constexpr slot srv6_policy_fwd_slots[] = {
     {.shape = slot_shape::scalar, .width = 4, .record_at = offsetof(srv6_policy_fwd, f17)},
 };
 constexpr message srv6_policy_fwd_message = {
-    .names = names_of<"srv6_policy_fwd">::text,
-    .name_length = names_of<"srv6_policy_fwd">::length,
+    .names = VORL_NAMES("srv6_policy_fwd"),
+    .name_length = sizeof "srv6_policy_fwd" - 1,
     .msg_id = 0x9336639A,
     .owner = package::srv6,
     .record_size = sizeof(srv6_policy_fwd),
@@ -685,8 +685,8 @@ constexpr slot srv6_policy_fwd_key_slots[] = {
     {.shape = slot_shape::scalar, .width = 1, .record_at = offsetof(srv6_policy_fwd_key, f3)},
 };
 constexpr message srv6_policy_fwd_key_message = {
-    .names = names_of<"srv6_policy_fwd_key">::text,
-    .name_length = names_of<"srv6_policy_fwd_key">::length,
+    .names = VORL_NAMES("srv6_policy_fwd_key"),
+    .name_length = sizeof "srv6_policy_fwd_key" - 1,
     .msg_id = 0x17855CA6,
     .owner = package::srv6,
     .record_size = sizeof(srv6_policy_fwd_key),
@@ -700,8 +700,8 @@ constexpr slot srv6_policy_fwd_update_slots[] = {
     {.shape = slot_shape::table_vector, .record_at = offsetof(srv6_policy_fwd_update, f1), .count_at = offsetof(srv6_policy_fwd_update, f1_count), .nested = &srv6_policy_fwd_message},
 };
 constexpr message srv6_policy_fwd_update_message = {
-    .names = names_of<"srv6_policy_fwd_update">::text,
-    .name_length = names_of<"srv6_policy_fwd_update">::length,
+    .names = VORL_NAMES("srv6_policy_fwd_update"),
+    .name_length = sizeof "srv6_policy_fwd_update" - 1,
     .msg_id = 0x8BE1364E,
     .owner = package::srv6,
     .record_size = sizeof(srv6_policy_fwd_update),
@@ -714,8 +714,8 @@ constexpr slot srv6_policy_fwd_delete_slots[] = {
     {.shape = slot_shape::table_vector, .record_at = offsetof(srv6_policy_fwd_delete, f1), .count_at = offsetof(srv6_policy_fwd_delete, f1_count), .nested = &srv6_policy_fwd_key_message},
 };
 constexpr message srv6_policy_fwd_delete_message = {
-    .names = names_of<"srv6_policy_fwd_delete">::text,
-    .name_length = names_of<"srv6_policy_fwd_delete">::length,
+    .names = VORL_NAMES("srv6_policy_fwd_delete"),
+    .name_length = sizeof "srv6_policy_fwd_delete" - 1,
     .msg_id = 0xAFF3EB7C,
     .owner = package::srv6,
     .record_size = sizeof(srv6_policy_fwd_delete),
@@ -735,8 +735,8 @@ constexpr slot srv6_iid_fwd_slots[] = {
     {.shape = slot_shape::scalar, .width = 4, .record_at = offsetof(srv6_iid_fwd, f8)},
 };
 constexpr message srv6_iid_fwd_message = {
-    .names = names_of<"srv6_iid_fwd">::text,
-    .name_length = names_of<"srv6_iid_fwd">::length,
+    .names = VORL_NAMES("srv6_iid_fwd"),
+    .name_length = sizeof "srv6_iid_fwd" - 1,
     .msg_id = 0x7B9A5A1A,
     .owner = package::srv6,
     .record_size = sizeof(srv6_iid_fwd),
@@ -752,8 +752,8 @@ constexpr slot srv6_iid_fwd_key_slots[] = {
     {.shape = slot_shape::scalar, .width = 1, .record_at = offsetof(srv6_iid_fwd_key, f3)},
 };
 constexpr message srv6_iid_fwd_key_message = {
-    .names = names_of<"srv6_iid_fwd_key">::text,
-    .name_length = names_of<"srv6_iid_fwd_key">::length,
+    .names = VORL_NAMES("srv6_iid_fwd_key"),
+    .name_length = sizeof "srv6_iid_fwd_key" - 1,
     .msg_id = 0x7DD23B26,
     .owner = package::srv6,
     .record_size = sizeof(srv6_iid_fwd_key),
@@ -767,8 +767,8 @@ constexpr slot srv6_iid_fwd_update_slots[] = {
     {.shape = slot_shape::table_vector, .record_at = offsetof(srv6_iid_fwd_update, f1), .count_at = offsetof(srv6_iid_fwd_update, f1_count), .nested = &srv6_iid_fwd_message},
 };
 constexpr message srv6_iid_fwd_update_message = {
-    .names = names_of<"srv6_iid_fwd_update">::text,
-    .name_length = names_of<"srv6_iid_fwd_update">::length,
+    .names = VORL_NAMES("srv6_iid_fwd_update"),
+    .name_length = sizeof "srv6_iid_fwd_update" - 1,
     .msg_id = 0x2AF9E5CE,
     .owner = package::srv6,
     .record_size = sizeof(srv6_iid_fwd_update),
@@ -781,8 +781,8 @@ constexpr slot srv6_iid_fwd_delete_slots[] = {
     {.shape = slot_shape::table_vector, .record_at = offsetof(srv6_iid_fwd_delete, f1), .count_at = offsetof(srv6_iid_fwd_delete, f1_count), .nested = &srv6_iid_fwd_key_message},
 };
 constexpr message srv6_iid_fwd_delete_message = {
-    .names = names_of<"srv6_iid_fwd_delete">::text,
-    .name_length = names_of<"srv6_iid_fwd_delete">::length,
+    .names = VORL_NAMES("srv6_iid_fwd_delete"),
+    .name_length = sizeof "srv6_iid_fwd_delete" - 1,
     .msg_id = 0x4F0C9AFC,
     .owner = package::srv6,
     .record_size = sizeof(srv6_iid_fwd_delete),
@@ -801,8 +801,8 @@ constexpr slot srv6_te_flow_grp_fwd_slots[] = {
     {.shape = slot_shape::scalar, .width = 4, .record_at = offsetof(srv6_te_flow_grp_fwd, f7)},
 };
 constexpr message srv6_te_flow_grp_fwd_message = {
-    .names = names_of<"srv6_te_flow_grp_fwd">::text,
-    .name_length = names_of<"srv6_te_flow_grp_fwd">::length,
+    .names = VORL_NAMES("srv6_te_flow_grp_fwd"),
+    .name_length = sizeof "srv6_te_flow_grp_fwd" - 1,
     .msg_id = 0x028E35D4,
     .owner = package::srv6,
     .record_size = sizeof(srv6_te_flow_grp_fwd),
@@ -818,8 +818,8 @@ constexpr slot srv6_te_flow_grp_fwd_key_slots[] = {
     {.shape = slot_shape::scalar, .width = 1, .record_at = offsetof(srv6_te_flow_grp_fwd_key, f3)},
 };
 constexpr message srv6_te_flow_grp_fwd_key_message = {
-    .names = names_of<"srv6_te_flow_grp_fwd_key">::text,
-    .name_length = names_of<"srv6_te_flow_grp_fwd_key">::length,
+    .names = VORL_NAMES("srv6_te_flow_grp_fwd_key"),
+    .name_length = sizeof "srv6_te_flow_grp_fwd_key" - 1,
     .msg_id = 0x0C720F58,
     .owner = package::srv6,
     .record_size = sizeof(srv6_te_flow_grp_fwd_key),
@@ -833,8 +833,8 @@ constexpr slot srv6_te_flow_grp_fwd_update_slots[] = {
     {.shape = slot_shape::table_vector, .record_at = offsetof(srv6_te_flow_grp_fwd_update, f1), .count_at = offsetof(srv6_te_flow_grp_fwd_update, f1_count), .nested = &srv6_te_flow_grp_fwd_message},
 };
 constexpr message srv6_te_flow_grp_fwd_update_message = {
-    .names = names_of<"srv6_te_flow_grp_fwd_update">::text,
-    .name_length = names_of<"srv6_te_flow_grp_fwd_update">::length,
+    .names = VORL_NAMES("srv6_te_flow_grp_fwd_update"),
+    .name_length = sizeof "srv6_te_flow_grp_fwd_update" - 1,
     .msg_id = 0xE5893570,
     .owner = package::srv6,
     .record_size = sizeof(srv6_te_flow_grp_fwd_update),
@@ -847,8 +847,8 @@ constexpr slot srv6_te_flow_grp_fwd_delete_slots[] = {
     {.shape = slot_shape::table_vector, .record_at = offsetof(srv6_te_flow_grp_fwd_delete, f1), .count_at = offsetof(srv6_te_flow_grp_fwd_delete, f1_count), .nested = &srv6_te_flow_grp_fwd_key_message},
 };
 constexpr message srv6_te_flow_grp_fwd_delete_message = {
-    .names = names_of<"srv6_te_flow_grp_fwd_delete">::text,
-    .name_length = names_of<"srv6_te_flow_grp_fwd_delete">::length,
+    .names = VORL_NAMES("srv6_te_flow_grp_fwd_delete"),
+    .name_length = sizeof "srv6_te_flow_grp_fwd_delete" - 1,
     .msg_id = 0x57D05106,
     .owner = package::srv6,
     .record_size = sizeof(srv6_te_flow_grp_fwd_delete),
@@ -874,8 +874,8 @@ constexpr slot srv6_te_flow_grp_tnl_fwd_slots[] = {
     {.shape = slot_shape::scalar, .width = 4, .record_at = offsetof(srv6_te_flow_grp_tnl_fwd, f14)},
 };
 constexpr message srv6_te_flow_grp_tnl_fwd_message = {
-    .names = names_of<"srv6_te_flow_grp_tnl_fwd">::text,
-    .name_length = names_of<"srv6_te_flow_grp_tnl_fwd">::length,
+    .names = VORL_NAMES("srv6_te_flow_grp_tnl_fwd"),
+    .name_length = sizeof "srv6_te_flow_grp_tnl_fwd" - 1,
     .msg_id = 0x3148B189,
     .owner = package::srv6,
     .record_size = sizeof(srv6_te_flow_grp_tnl_fwd),
@@ -897,8 +897,8 @@ constexpr slot srv6_te_flow_grp_tnl_fwd_key_slots[] = {
     {.shape = slot_shape::scalar, .width = 1, .record_at = offsetof(srv6_te_flow_grp_tnl_fwd_key, f9)},
 };
 constexpr message srv6_te_flow_grp_tnl_fwd_key_message = {
-    .names = names_of<"srv6_te_flow_grp_tnl_fwd_key">::text,
-    .name_length = names_of<"srv6_te_flow_grp_tnl_fwd_key">::length,
+    .names = VORL_NAMES("srv6_te_flow_grp_tnl_fwd_key"),
+    .name_length = sizeof "srv6_te_flow_grp_tnl_fwd_key" - 1,
     .msg_id = 0xD781BC49,
     .owner = package::srv6,
     .record_size = sizeof(srv6_te_flow_grp_tnl_fwd_key),
@@ -912,8 +912,8 @@ constexpr slot srv6_te_flow_grp_tnl_fwd_update_slots[] = {
     {.shape = slot_shape::table_vector, .record_at = offsetof(srv6_te_flow_grp_tnl_fwd_update, f1), .count_at = offsetof(srv6_te_flow_grp_tnl_fwd_update, f1_count), .nested = &srv6_te_flow_grp_tnl_fwd_message},
 };
 constexpr message srv6_te_flow_grp_tnl_fwd_update_message = {
-    .names = names_of<"srv6_te_flow_grp_tnl_fwd_update">::text,
-    .name_length = names_of<"srv6_te_flow_grp_tnl_fwd_update">::length,
+    .names = VORL_NAMES("srv6_te_flow_grp_tnl_fwd_update"),
+    .name_length = sizeof "srv6_te_flow_grp_tnl_fwd_update" - 1,
     .msg_id = 0xF63A873B,
     .owner = package::srv6,
     .record_size = sizeof(srv6_te_flow_grp_tnl_fwd_update),
@@ -926,8 +926,8 @@ constexpr slot srv6_te_flow_grp_tnl_fwd_delete_slots[] = {
     {.shape = slot_shape::table_vector, .record_at = offsetof(srv6_te_flow_grp_tnl_fwd_delete, f1), .count_at = offsetof(srv6_te_flow_grp_tnl_fwd_delete, f1_count), .nested = &srv6_te_flow_grp_tnl_fwd_key_message},
 };
 constexpr message srv6_te_flow_grp_tnl_fwd_delete_message = {
-    .names = names_of<"srv6_te_flow_grp_tnl_fwd_delete">::text,
-    .name_length = names_of<"srv6_te_flow_grp_tnl_fwd_delete">::length,
+    .names = VORL_NAMES("srv6_te_flow_grp_tnl_fwd_delete"),
+    .name_length = sizeof "srv6_te_flow_grp_tnl_fwd_delete" - 1,
     .msg_id = 0xDFE4401D,
     .owner = package::srv6,
     .record_size = sizeof(srv6_te_flow_grp_tnl_fwd_delete),
@@ -952,8 +952,8 @@ constexpr slot srv6_te_flow_grp_map_fwd_slots[] = {
     {.shape = slot_shape::scalar, .width = 4, .record_at = offsetof(srv6_te_flow_grp_map_fwd, f13)},
 };
 constexpr message srv6_te_flow_grp_map_fwd_message = {
-    .names = names_of<"srv6_te_flow_grp_map_fwd">::text,
-    .name_length = names_of<"srv6_te_flow_grp_map_fwd">::length,
+    .names = VORL_NAMES("srv6_te_flow_grp_map_fwd"),
+    .name_length = sizeof "srv6_te_flow_grp_map_fwd" - 1,
     .msg_id = 0xEFF7B825,
     .owner = package::srv6,
     .record_size = sizeof(srv6_te_flow_grp_map_fwd),
@@ -973,8 +973,8 @@ constexpr slot srv6_te_flow_grp_map_fwd_key_slots[] = {
     {.shape = slot_shape::scalar, .width = 4, .record_at = offsetof(srv6_te_flow_grp_map_fwd_key, f7)},
 };
 constexpr message srv6_te_flow_grp_map_fwd_key_message = {
-    .names = names_of<"srv6_te_flow_grp_map_fwd_key">::text,
-    .name_length = names_of<"srv6_te_flow_grp_map_fwd_key">::length,
+    .names = VORL_NAMES("srv6_te_flow_grp_map_fwd_key"),
+    .name_length = sizeof "srv6_te_flow_grp_map_fwd_key" - 1,
     .msg_id = 0xC53D6035,
     .owner = package::srv6,
     .record_size = sizeof(srv6_te_flow_grp_map_fwd_key),
@@ -988,8 +988,8 @@ constexpr slot srv6_te_flow_grp_map_fwd_update_slots[] = {
     {.shape = slot_shape::table_vector, .record_at = offsetof(srv6_te_flow_grp_map_fwd_update, f1), .count_at = offsetof(srv6_te_flow_grp_map_fwd_update, f1_count), .nested = &srv6_te_flow_grp_map_fwd_message},
 };
 constexpr message srv6_te_flow_grp_map_fwd_update_message = {
-    .names = names_of<"srv6_te_flow_grp_map_fwd_update">::text,
-    .name_length = names_of<"srv6_te_flow_grp_map_fwd_update">::length,
+    .names = VORL_NAMES("srv6_te_flow_grp_map_fwd_update"),
+    .name_length = sizeof "srv6_te_flow_grp_map_fwd_update" - 1,
     .msg_id = 0xA3EB2EF7,
     .owner = package::srv6,
     .record_size = sizeof(srv6_te_flow_grp_map_fwd_update),
@@ -1002,8 +1002,8 @@ constexpr slot srv6_te_flow_grp_map_fwd_delete_slots[] = {
     {.shape = slot_shape::table_vector, .record_at = offsetof(srv6_te_flow_grp_map_fwd_delete, f1), .count_at = offsetof(srv6_te_flow_grp_map_fwd_delete, f1_count), .nested = &srv6_te_flow_grp_map_fwd_key_message},
 };
 constexpr message srv6_te_flow_grp_map_fwd_delete_message = {
-    .names = names_of<"srv6_te_flow_grp_map_fwd_delete">::text,
-    .name_length = names_of<"srv6_te_flow_grp_map_fwd_delete">::length,
+    .names = VORL_NAMES("srv6_te_flow_grp_map_fwd_delete"),
+    .name_length = sizeof "srv6_te_flow_grp_map_fwd_delete" - 1,
     .msg_id = 0xE1AC4C59,
     .owner = package::srv6,
     .record_size = sizeof(srv6_te_flow_grp_map_fwd_delete),
@@ -1018,8 +1018,8 @@ constexpr slot srv6_spr_tnl_grp_fwd_slots[] = {
     {.shape = slot_shape::scalar, .width = 4, .record_at = offsetof(srv6_spr_tnl_grp_fwd, f3)},
 };
 constexpr message srv6_spr_tnl_grp_fwd_message = {
-    .names = names_of<"srv6_spr_tnl_grp_fwd">::text,
-    .name_length = names_of<"srv6_spr_tnl_grp_fwd">::length,
+    .names = VORL_NAMES("srv6_spr_tnl_grp_fwd"),
+    .name_length = sizeof "srv6_spr_tnl_grp_fwd" - 1,
     .msg_id = 0x42A8388A,
     .owner = package::srv6,
     .record_size = sizeof(srv6_spr_tnl_grp_fwd),
@@ -1033,8 +1033,8 @@ constexpr slot srv6_spr_tnl_grp_fwd_update_slots[] = {
     {.shape = slot_shape::table_vector, .record_at = offsetof(srv6_spr_tnl_grp_fwd_update, f1), .count_at = offsetof(srv6_spr_tnl_grp_fwd_update, f1_count), .nested = &srv6_spr_tnl_grp_fwd_message},
 };
 constexpr message srv6_spr_tnl_grp_fwd_update_message = {
-    .names = names_of<"srv6_spr_tnl_grp_fwd_update">::text,
-    .name_length = names_of<"srv6_spr_tnl_grp_fwd_update">::length,
+    .names = VORL_NAMES("srv6_spr_tnl_grp_fwd_update"),
+    .name_length = sizeof "srv6_spr_tnl_grp_fwd_update" - 1,
     .msg_id = 0x9A3095DE,
     .owner = package::srv6,
     .record_size = sizeof(srv6_spr_tnl_grp_fwd_update),
@@ -1052,8 +1052,8 @@ constexpr slot srv6_spr_tnl_fwd_slots[] = {
     {.shape = slot_shape::scalar, .width = 4, .record_at = offsetof(srv6_spr_tnl_fwd, f6)},
 };
 constexpr message srv6_spr_tnl_fwd_message = {
-    .names = names_of<"srv6_spr_tnl_fwd">::text,
-    .name_length = names_of<"srv6_spr_tnl_fwd">::length,
+    .names = VORL_NAMES("srv6_spr_tnl_fwd"),
+    .name_length = sizeof "srv6_spr_tnl_fwd" - 1,
     .msg_id = 0x9A7428FE,
     .owner = package::srv6,
     .record_size = sizeof(srv6_spr_tnl_fwd),
@@ -1070,8 +1070,8 @@ constexpr slot srv6_spr_tnl_fwd_key_slots[] = {
     {.shape = slot_shape::scalar, .width = 1, .record_at = offsetof(srv6_spr_tnl_fwd_key, f4)},
 };
 constexpr message srv6_spr_tnl_fwd_key_message = {
-    .names = names_of<"srv6_spr_tnl_fwd_key">::text,
-    .name_length = names_of<"srv6_spr_tnl_fwd_key">::length,
+    .names = VORL_NAMES("srv6_spr_tnl_fwd_key"),
+    .name_length = sizeof "srv6_spr_tnl_fwd_key" - 1,
     .msg_id = 0x9C1D6C6A,
     .owner = package::srv6,
     .record_size = sizeof(srv6_spr_tnl_fwd_key),
@@ -1085,8 +1085,8 @@ constexpr slot srv6_spr_tnl_fwd_update_slots[] = {
     {.shape = slot_shape::table_vector, .record_at = offsetof(srv6_spr_tnl_fwd_update, f1), .count_at = offsetof(srv6_spr_tnl_fwd_update, f1_count), .nested = &srv6_spr_tnl_fwd_message},
 };
 constexpr message srv6_spr_tnl_fwd_update_message = {
-    .names = names_of<"srv6_spr_tnl_fwd_update">::text,
-    .name_length = names_of<"srv6_spr_tnl_fwd_update">::length,
+    .names = VORL_NAMES("srv6_spr_tnl_fwd_update"),
+    .name_length = sizeof "srv6_spr_tnl_fwd_update" - 1,
     .msg_id = 0x1F6E2672,
     .owner = package::srv6,
     .record_size = sizeof(srv6_spr_tnl_fwd_update),
@@ -1099,8 +1099,8 @@ constexpr slot srv6_spr_tnl_fwd_delete_slots[] = {
     {.shape = slot_shape::table_vector, .record_at = offsetof(srv6_spr_tnl_fwd_delete, f1), .count_at = offsetof(srv6_spr_tnl_fwd_delete, f1_count), .nested = &srv6_spr_tnl_fwd_key_message},
 };
 constexpr message srv6_spr_tnl_fwd_delete_message = {
-    .names = names_of<"srv6_spr_tnl_fwd_delete">::text,
-    .name_length = names_of<"srv6_spr_tnl_fwd_delete">::length,
+    .names = VORL_NAMES("srv6_spr_tnl_fwd_delete"),
+    .name_length = sizeof "srv6_spr_tnl_fwd_delete" - 1,
     .msg_id = 0x824069F0,
     .owner = package::srv6,
     .record_size = sizeof(srv6_spr_tnl_fwd_delete),
@@ -1124,8 +1124,8 @@ constexpr slot srv6_bsid_fwd_slots[] = {
     {.shape = slot_shape::scalar, .width = 4, .record_at = offsetof(srv6_bsid_fwd, f12)},
 };
 constexpr message srv6_bsid_fwd_message = {
-    .names = names_of<"srv6_bsid_fwd">::text,
-    .name_length = names_of<"srv6_bsid_fwd">::length,
+    .names = VORL_NAMES("srv6_bsid_fwd"),
+    .name_length = sizeof "srv6_bsid_fwd" - 1,
     .msg_id = 0xB121732A,
     .owner = package::srv6,
     .record_size = sizeof(srv6_bsid_fwd),
@@ -1140,8 +1140,8 @@ constexpr slot srv6_bsid_fwd_key_slots[] = {
     {.shape = slot_shape::scalar, .width = 4, .record_at = offsetof(srv6_bsid_fwd_key, f2)},
 };
 constexpr message srv6_bsid_fwd_key_message = {
-    .names = names_of<"srv6_bsid_fwd_key">::text,
-    .name_length = names_of<"srv6_bsid_fwd_key">::length,
+    .names = VORL_NAMES("srv6_bsid_fwd_key"),
+    .name_length = sizeof "srv6_bsid_fwd_key" - 1,
     .msg_id = 0x45917BB6,
     .owner = package::srv6,
     .record_size = sizeof(srv6_bsid_fwd_key),
@@ -1155,8 +1155,8 @@ constexpr slot srv6_bsid_fwd_update_slots[] = {
     {.shape = slot_shape::table_vector, .record_at = offsetof(srv6_bsid_fwd_update, f1), .count_at = offsetof(srv6_bsid_fwd_update, f1_count), .nested = &srv6_bsid_fwd_message},
 };
 constexpr message srv6_bsid_fwd_update_message = {
-    .names = names_of<"srv6_bsid_fwd_update">::text,
-    .name_length = names_of<"srv6_bsid_fwd_update">::length,
+    .names = VORL_NAMES("srv6_bsid_fwd_update"),
+    .name_length = sizeof "srv6_bsid_fwd_update" - 1,
     .msg_id = 0x8BA971BE,
     .owner = package::srv6,
     .record_size = sizeof(srv6_bsid_fwd_update),
@@ -1169,8 +1169,8 @@ constexpr slot srv6_bsid_fwd_delete_slots[] = {
     {.shape = slot_shape::table_vector, .record_at = offsetof(srv6_bsid_fwd_delete, f1), .count_at = offsetof(srv6_bsid_fwd_delete, f1_count), .nested = &srv6_bsid_fwd_key_message},
 };
 constexpr message srv6_bsid_fwd_delete_message = {
-    .names = names_of<"srv6_bsid_fwd_delete">::text,
-    .name_length = names_of<"srv6_bsid_fwd_delete">::length,
+    .names = VORL_NAMES("srv6_bsid_fwd_delete"),
+    .name_length = sizeof "srv6_bsid_fwd_delete" - 1,
     .msg_id = 0x4D9B596C,
     .owner = package::srv6,
     .record_size = sizeof(srv6_bsid_fwd_delete),
@@ -1183,8 +1183,8 @@ constexpr slot srv6_vrf_class_data_chg_slots[] = {
     {.shape = slot_shape::table, .record_at = offsetof(srv6_vrf_class_data_chg, f1), .nested = &srv6_vrf_class_data_message},
 };
 constexpr message srv6_vrf_class_data_chg_message = {
-    .names = names_of<"srv6_vrf_class_data_chg">::text,
-    .name_length = names_of<"srv6_vrf_class_data_chg">::length,
+    .names = VORL_NAMES("srv6_vrf_class_data_chg"),
+    .name_length = sizeof "srv6_vrf_class_data_chg" - 1,
     .msg_id = 0xB0B447A3,
     .owner = package::srv6,
     .record_size = sizeof(srv6_vrf_class_data_chg),
@@ -1198,8 +1198,8 @@ constexpr slot srv6_vrf_class_state_chg_slots[] = {
     {.shape = slot_shape::table, .record_at = offsetof(srv6_vrf_class_state_chg, f1), .nested = &srv6_vrf_class_state_message},
 };
 constexpr message srv6_vrf_class_state_chg_message = {
-    .names = names_of<"srv6_vrf_class_state_chg">::text,
-    .name_length = names_of<"srv6_vrf_class_state_chg">::length,
+    .names = VORL_NAMES("srv6_vrf_class_state_chg"),
+    .name_length = sizeof "srv6_vrf_class_state_chg" - 1,
     .msg_id = 0xC1B85566,
     .owner = package::srv6,
     .record_size = sizeof(srv6_vrf_class_state_chg),
@@ -1213,8 +1213,8 @@ constexpr slot srv6_class_item_chg_slots[] = {
     {.shape = slot_shape::table, .record_at = offsetof(srv6_class_item_chg, f1), .nested = &srv6_class_item_message},
 };
 constexpr message srv6_class_item_chg_message = {
-    .names = names_of<"srv6_class_item_chg">::text,
-    .name_length = names_of<"srv6_class_item_chg">::length,
+    .names = VORL_NAMES("srv6_class_item_chg"),
+    .name_length = sizeof "srv6_class_item_chg" - 1,
     .msg_id = 0x0782AFAF,
     .owner = package::srv6,
     .record_size = sizeof(srv6_class_item_chg),
@@ -1228,8 +1228,8 @@ constexpr slot srv6_pid_state_chg_slots[] = {
     {.shape = slot_shape::table, .record_at = offsetof(srv6_pid_state_chg, f1), .nested = &srv6_pid_state_message},
 };
 constexpr message srv6_pid_state_chg_message = {
-    .names = names_of<"srv6_pid_state_chg">::text,
-    .name_length = names_of<"srv6_pid_state_chg">::length,
+    .names = VORL_NAMES("srv6_pid_state_chg"),
+    .name_length = sizeof "srv6_pid_state_chg" - 1,
     .msg_id = 0xE23D30BE,
     .owner = package::srv6,
     .record_size = sizeof(srv6_pid_state_chg),

@@ -25,8 +25,8 @@ constexpr slot srv6_cfg_query_trastat_item_slots[] = {
     {.shape = slot_shape::scalar, .width = 8, .record_at = offsetof(srv6_cfg_query_trastat_item, f11)},
 };
 constexpr message srv6_cfg_query_trastat_item_message = {
-    .names = names_of<"srv6_cfg_query_trastat_item">::text,
-    .name_length = names_of<"srv6_cfg_query_trastat_item">::length,
+    .names = VORL_NAMES("srv6_cfg_query_trastat_item"),
+    .name_length = sizeof "srv6_cfg_query_trastat_item" - 1,
     .msg_id = 0x5BB0843B,
     .owner = package::srv6_cfg,
     .record_size = sizeof(srv6_cfg_query_trastat_item),
@@ -40,8 +40,8 @@ constexpr slot srv6_cfg_query_trastat_cond_slots[] = {
     {.shape = slot_shape::scalar, .width = 4, .record_at = offsetof(srv6_cfg_query_trastat_cond, f1)},
 };
 constexpr message srv6_cfg_query_trastat_cond_message = {
-    .names = names_of<"srv6_cfg_query_trastat_cond">::text,
-    .name_length = names_of<"srv6_cfg_query_trastat_cond">::length,
+    .names = VORL_NAMES("srv6_cfg_query_trastat_cond"),
+    .name_length = sizeof "srv6_cfg_query_trastat_cond" - 1,
     .msg_id = 0x446D111C,
     .owner = package::srv6_cfg,
     .record_size = sizeof(srv6_cfg_query_trastat_cond),
@@ -56,8 +56,8 @@ constexpr slot srv6_cfg_query_comm_param_slots[] = {
     {.shape = slot_shape::byte_vector, .width = 1, .record_at = offsetof(srv6_cfg_query_comm_param, f2), .count_at = offsetof(srv6_cfg_query_comm_param, f2_count)},
 };
 constexpr message srv6_cfg_query_comm_param_message = {
-    .names = names_of<"srv6_cfg_query_comm_param">::text,
-    .name_length = names_of<"srv6_cfg_query_comm_param">::length,
+    .names = VORL_NAMES("srv6_cfg_query_comm_param"),
+    .name_length = sizeof "srv6_cfg_query_comm_param" - 1,
     .msg_id = 0xCA55202A,
     .owner = package::srv6_cfg,
     .record_size = sizeof(srv6_cfg_query_comm_param),
@@ -69,8 +69,8 @@ constexpr slot srv6_cfg_query_trastat_rec_info_slots[] = {
     {.shape = slot_shape::table_array, .count = 128, .record_at = offsetof(srv6_cfg_query_trastat_rec_info, f0), .nested = &srv6_cfg_query_trastat_item_message},
 };
 constexpr message srv6_cfg_query_trastat_rec_info_message = {
-    .names = names_of<"srv6_cfg_query_trastat_rec_info">::text,
-    .name_length = names_of<"srv6_cfg_query_trastat_rec_info">::length,
+    .names = VORL_NAMES("srv6_cfg_query_trastat_rec_info"),
+    .name_length = sizeof "srv6_cfg_query_trastat_rec_info" - 1,
     .msg_id = 0xA69341D3,
     .owner = package::srv6_cfg,
     .record_size = sizeof(srv6_cfg_query_trastat_rec_info),
@@ -86,8 +86,8 @@ constexpr slot srv6_cfg_query_comm_rec_slots[] = {
     {.shape = slot_shape::byte_vector, .width = 1, .record_at = offsetof(srv6_cfg_query_comm_rec, f3), .count_at = offsetof(srv6_cfg_query_comm_rec, f3_count)},
 };
 constexpr message srv6_cfg_query_comm_rec_message = {
-    .names = names_of<"srv6_cfg_query_comm_rec">::text,
-    .name_length = names_of<"srv6_cfg_query_comm_rec">::length,
+    .names = VORL_NAMES("srv6_cfg_query_comm_rec"),
+    .name_length = sizeof "srv6_cfg_query_comm_rec" - 1,
     .msg_id = 0xB1DEE391,
     .owner = package::srv6_cfg,
     .record_size = sizeof(srv6_cfg_query_comm_rec),
@@ -101,8 +101,8 @@ constexpr slot srv6_cfg_query_dfx_cond_slots[] = {
     {.shape = slot_shape::array, .width = 1, .count = 128, .record_at = offsetof(srv6_cfg_query_dfx_cond, f2)},
 };
 constexpr message srv6_cfg_query_dfx_cond_message = {
-    .names = names_of<"srv6_cfg_query_dfx_cond">::text,
-    .name_length = names_of<"srv6_cfg_query_dfx_cond">::length,
+    .names = VORL_NAMES("srv6_cfg_query_dfx_cond"),
+    .name_length = sizeof "srv6_cfg_query_dfx_cond" - 1,
     .msg_id = 0x6561E613,
     .owner = package::srv6_cfg,
     .record_size = sizeof(srv6_cfg_query_dfx_cond),
@@ -116,8 +116,8 @@ constexpr slot srv6_cfg_query_trastat_key_slots[] = {
     {.shape = slot_shape::table, .record_at = offsetof(srv6_cfg_query_trastat_key, f1), .nested = &srv6_cfg_query_trastat_cond_message},
 };
 constexpr message srv6_cfg_query_trastat_key_message = {
-    .names = names_of<"srv6_cfg_query_trastat_key">::text,
-    .name_length = names_of<"srv6_cfg_query_trastat_key">::length,
+    .names = VORL_NAMES("srv6_cfg_query_trastat_key"),
+    .name_length = sizeof "srv6_cfg_query_trastat_key" - 1,
     .msg_id = 0xF1C15D43,
     .owner = package::srv6_cfg,
     .record_size = sizeof(srv6_cfg_query_trastat_key),
@@ -130,8 +130,8 @@ constexpr slot srv6_cfg_query_trastat_rec_slots[] = {
     {.shape = slot_shape::table, .record_at = offsetof(srv6_cfg_query_trastat_rec, f1), .nested = &srv6_cfg_query_trastat_rec_info_message},
 };
 constexpr message srv6_cfg_query_trastat_rec_message = {
-    .names = names_of<"srv6_cfg_query_trastat_rec">::text,
-    .name_length = names_of<"srv6_cfg_query_trastat_rec">::length,
+    .names = VORL_NAMES("srv6_cfg_query_trastat_rec"),
+    .name_length = sizeof "srv6_cfg_query_trastat_rec" - 1,
     .msg_id = 0xDD8ACA52,
     .owner = package::srv6_cfg,
     .record_size = sizeof(srv6_cfg_query_trastat_rec),
@@ -145,8 +145,8 @@ constexpr slot srv6_cfg_trastat_rst_slots[] = {
     {.shape = slot_shape::scalar, .width = 4, .record_at = offsetof(srv6_cfg_trastat_rst, f2)},
 };
 constexpr message srv6_cfg_trastat_rst_message = {
-    .names = names_of<"srv6_cfg_trastat_rst">::text,
-    .name_length = names_of<"srv6_cfg_trastat_rst">::length,
+    .names = VORL_NAMES("srv6_cfg_trastat_rst"),
+    .name_length = sizeof "srv6_cfg_trastat_rst" - 1,
     .msg_id = 0x206C4BCA,
     .owner = package::srv6_cfg,
     .record_size = sizeof(srv6_cfg_trastat_rst),
@@ -160,8 +160,8 @@ constexpr slot srv6_cfg_trastat_rst_rec_slots[] = {
     {.shape = slot_shape::scalar, .width = 4, .record_at = offsetof(srv6_cfg_trastat_rst_rec, f1)},
 };
 constexpr message srv6_cfg_trastat_rst_rec_message = {
-    .names = names_of<"srv6_cfg_trastat_rst_rec">::text,
-    .name_length = names_of<"srv6_cfg_trastat_rst_rec">::length,
+    .names = VORL_NAMES("srv6_cfg_trastat_rst_rec"),
+    .name_length = sizeof "srv6_cfg_trastat_rst_rec" - 1,
     .msg_id = 0x432C9E7F,
     .owner = package::srv6_cfg,
     .record_size = sizeof(srv6_cfg_trastat_rst_rec),
@@ -178,8 +178,8 @@ constexpr slot srv6_cfg_query_dfx_item_slots[] = {
     {.shape = slot_shape::array, .width = 1, .count = 24, .record_at = offsetof(srv6_cfg_query_dfx_item, f4)},
 };
 constexpr message srv6_cfg_query_dfx_item_message = {
-    .names = names_of<"srv6_cfg_query_dfx_item">::text,
-    .name_length = names_of<"srv6_cfg_query_dfx_item">::length,
+    .names = VORL_NAMES("srv6_cfg_query_dfx_item"),
+    .name_length = sizeof "srv6_cfg_query_dfx_item" - 1,
     .msg_id = 0xFF723210,
     .owner = package::srv6_cfg,
     .record_size = sizeof(srv6_cfg_query_dfx_item),
@@ -193,8 +193,8 @@ constexpr slot srv6_cfg_query_dfx_key_slots[] = {
     {.shape = slot_shape::table, .record_at = offsetof(srv6_cfg_query_dfx_key, f1), .nested = &srv6_cfg_query_dfx_cond_message},
 };
 constexpr message srv6_cfg_query_dfx_key_message = {
-    .names = names_of<"srv6_cfg_query_dfx_key">::text,
-    .name_length = names_of<"srv6_cfg_query_dfx_key">::length,
+    .names = VORL_NAMES("srv6_cfg_query_dfx_key"),
+    .name_length = sizeof "srv6_cfg_query_dfx_key" - 1,
     .msg_id = 0xF99D5FCE,
     .owner = package::srv6_cfg,
     .record_size = sizeof(srv6_cfg_query_dfx_key),
@@ -208,8 +208,8 @@ constexpr slot srv6_cfg_query_dfx_rec_slots[] = {
      .malloc_text = "[ZELKO]:Malloc unpack data unsuccess,                size(%u)"},
 };
 constexpr message srv6_cfg_query_dfx_rec_message = {
-    .names = names_of<"srv6_cfg_query_dfx_rec">::text,
-    .name_length = names_of<"srv6_cfg_query_dfx_rec">::length,
+    .names = VORL_NAMES("srv6_cfg_query_dfx_rec"),
+    .name_length = sizeof "srv6_cfg_query_dfx_rec" - 1,
     .msg_id = 0x301BC2B7,
     .owner = package::srv6_cfg,
     .record_size = sizeof(srv6_cfg_query_dfx_rec),

@@ -27,8 +27,8 @@ constexpr slot srv6_sync_common_fwd_slots[] = {
     {.shape = slot_shape::array, .width = 4, .count = 8, .record_at = offsetof(srv6_sync_common_fwd, f13)},
 };
 constexpr message srv6_sync_common_fwd_message = {
-    .names = names_of<"srv6_sync_common_fwd">::text,
-    .name_length = names_of<"srv6_sync_common_fwd">::length,
+    .names = VORL_NAMES("srv6_sync_common_fwd"),
+    .name_length = sizeof "srv6_sync_common_fwd" - 1,
     .msg_id = 0x6F0976E7,
     .owner = package::srv6_sync,
     .record_size = sizeof(srv6_sync_common_fwd),
@@ -41,8 +41,8 @@ constexpr slot srv6_sync_common_fwd_key_slots[] = {
     {.shape = slot_shape::scalar, .width = 4, .record_at = offsetof(srv6_sync_common_fwd_key, f0)},
 };
 constexpr message srv6_sync_common_fwd_key_message = {
-    .names = names_of<"srv6_sync_common_fwd_key">::text,
-    .name_length = names_of<"srv6_sync_common_fwd_key">::length,
+    .names = VORL_NAMES("srv6_sync_common_fwd_key"),
+    .name_length = sizeof "srv6_sync_common_fwd_key" - 1,
     .msg_id = 0xC7E72717,
     .owner = package::srv6_sync,
     .record_size = sizeof(srv6_sync_common_fwd_key),
@@ -68,8 +68,8 @@ constexpr slot srv6_sync_xsid_fwd_slots[] = {
     {.shape = slot_shape::array, .width = 4, .count = 8, .record_at = offsetof(srv6_sync_xsid_fwd, f13)},
 };
 constexpr message srv6_sync_xsid_fwd_message = {
-    .names = names_of<"srv6_sync_xsid_fwd">::text,
-    .name_length = names_of<"srv6_sync_xsid_fwd">::length,
+    .names = VORL_NAMES("srv6_sync_xsid_fwd"),
+    .name_length = sizeof "srv6_sync_xsid_fwd" - 1,
     .msg_id = 0x971761AE,
     .owner = package::srv6_sync,
     .record_size = sizeof(srv6_sync_xsid_fwd),
@@ -88,8 +88,8 @@ constexpr slot srv6_sync_xsid_fwd_key_slots[] = {
     {.shape = slot_shape::scalar, .width = 1, .record_at = offsetof(srv6_sync_xsid_fwd_key, f6)},
 };
 constexpr message srv6_sync_xsid_fwd_key_message = {
-    .names = names_of<"srv6_sync_xsid_fwd_key">::text,
-    .name_length = names_of<"srv6_sync_xsid_fwd_key">::length,
+    .names = VORL_NAMES("srv6_sync_xsid_fwd_key"),
+    .name_length = sizeof "srv6_sync_xsid_fwd_key" - 1,
     .msg_id = 0x890C519A,
     .owner = package::srv6_sync,
     .record_size = sizeof(srv6_sync_xsid_fwd_key),
@@ -110,8 +110,8 @@ constexpr slot srv6_sync_localsid_fwd_slots[] = {
     {.shape = slot_shape::scalar, .width = 4, .record_at = offsetof(srv6_sync_localsid_fwd, f8)},
 };
 constexpr message srv6_sync_localsid_fwd_message = {
-    .names = names_of<"srv6_sync_localsid_fwd">::text,
-    .name_length = names_of<"srv6_sync_localsid_fwd">::length,
+    .names = VORL_NAMES("srv6_sync_localsid_fwd"),
+    .name_length = sizeof "srv6_sync_localsid_fwd" - 1,
     .msg_id = 0x464928A3,
     .owner = package::srv6_sync,
     .record_size = sizeof(srv6_sync_localsid_fwd),
@@ -127,8 +127,8 @@ constexpr slot srv6_sync_localsid_fwd_key_slots[] = {
     {.shape = slot_shape::scalar, .width = 2, .record_at = offsetof(srv6_sync_localsid_fwd_key, f3)},
 };
 constexpr message srv6_sync_localsid_fwd_key_message = {
-    .names = names_of<"srv6_sync_localsid_fwd_key">::text,
-    .name_length = names_of<"srv6_sync_localsid_fwd_key">::length,
+    .names = VORL_NAMES("srv6_sync_localsid_fwd_key"),
+    .name_length = sizeof "srv6_sync_localsid_fwd_key" - 1,
     .msg_id = 0x93E36BD3,
     .owner = package::srv6_sync,
     .record_size = sizeof(srv6_sync_localsid_fwd_key),
@@ -150,8 +150,8 @@ constexpr slot srv6_sync_sidfunct_fwd_slots[] = {
     {.shape = slot_shape::scalar, .width = 4, .record_at = offsetof(srv6_sync_sidfunct_fwd, f9)},
 };
 constexpr message srv6_sync_sidfunct_fwd_message = {
-    .names = names_of<"srv6_sync_sidfunct_fwd">::text,
-    .name_length = names_of<"srv6_sync_sidfunct_fwd">::length,
+    .names = VORL_NAMES("srv6_sync_sidfunct_fwd"),
+    .name_length = sizeof "srv6_sync_sidfunct_fwd" - 1,
     .msg_id = 0x87A52488,
     .owner = package::srv6_sync,
     .record_size = sizeof(srv6_sync_sidfunct_fwd),
@@ -166,8 +166,8 @@ constexpr slot srv6_sync_sidfunct_fwd_key_slots[] = {
     {.shape = slot_shape::scalar, .width = 4, .record_at = offsetof(srv6_sync_sidfunct_fwd_key, f2)},
 };
 constexpr message srv6_sync_sidfunct_fwd_key_message = {
-    .names = names_of<"srv6_sync_sidfunct_fwd_key">::text,
-    .name_length = names_of<"srv6_sync_sidfunct_fwd_key">::length,
+    .names = VORL_NAMES("srv6_sync_sidfunct_fwd_key"),
+    .name_length = sizeof "srv6_sync_sidfunct_fwd_key" - 1,
     .msg_id = 0xAFF1C01C,
     .owner = package::srv6_sync,
     .record_size = sizeof(srv6_sync_sidfunct_fwd_key),
@@ -183,8 +183,8 @@ constexpr slot srv6_sync_sidnhp_fwd_slots[] = {
     {.shape = slot_shape::scalar, .width = 4, .record_at = offsetof(srv6_sync_sidnhp_fwd, f3)},
 };
 constexpr message srv6_sync_sidnhp_fwd_message = {
-    .names = names_of<"srv6_sync_sidnhp_fwd">::text,
-    .name_length = names_of<"srv6_sync_sidnhp_fwd">::length,
+    .names = VORL_NAMES("srv6_sync_sidnhp_fwd"),
+    .name_length = sizeof "srv6_sync_sidnhp_fwd" - 1,
     .msg_id = 0xB32E2C0C,
     .owner = package::srv6_sync,
     .record_size = sizeof(srv6_sync_sidnhp_fwd),
@@ -199,8 +199,8 @@ constexpr slot srv6_sync_sidnhp_fwd_key_slots[] = {
     {.shape = slot_shape::scalar, .width = 4, .record_at = offsetof(srv6_sync_sidnhp_fwd_key, f2)},
 };
 constexpr message srv6_sync_sidnhp_fwd_key_message = {
-    .names = names_of<"srv6_sync_sidnhp_fwd_key">::text,
-    .name_length = names_of<"srv6_sync_sidnhp_fwd_key">::length,
+    .names = VORL_NAMES("srv6_sync_sidnhp_fwd_key"),
+    .name_length = sizeof "srv6_sync_sidnhp_fwd_key" - 1,
     .msg_id = 0x49CF9540,
     .owner = package::srv6_sync,
     .record_size = sizeof(srv6_sync_sidnhp_fwd_key),
@@ -219,8 +219,8 @@ constexpr slot srv6_sync_portinfo_fwd_slots[] = {
     {.shape = slot_shape::scalar, .width = 1, .record_at = offsetof(srv6_sync_portinfo_fwd, f6)},
 };
 constexpr message srv6_sync_portinfo_fwd_message = {
-    .names = names_of<"srv6_sync_portinfo_fwd">::text,
-    .name_length = names_of<"srv6_sync_portinfo_fwd">::length,
+    .names = VORL_NAMES("srv6_sync_portinfo_fwd"),
+    .name_length = sizeof "srv6_sync_portinfo_fwd" - 1,
     .msg_id = 0x04A67CA9,
     .owner = package::srv6_sync,
     .record_size = sizeof(srv6_sync_portinfo_fwd),
@@ -237,8 +237,8 @@ constexpr slot srv6_sync_portinfo_fwd_key_slots[] = {
     {.shape = slot_shape::scalar, .width = 4, .record_at = offsetof(srv6_sync_portinfo_fwd_key, f4)},
 };
 constexpr message srv6_sync_portinfo_fwd_key_message = {
-    .names = names_of<"srv6_sync_portinfo_fwd_key">::text,
-    .name_length = names_of<"srv6_sync_portinfo_fwd_key">::length,
+    .names = VORL_NAMES("srv6_sync_portinfo_fwd_key"),
+    .name_length = sizeof "srv6_sync_portinfo_fwd_key" - 1,
     .msg_id = 0x5984EB29,
     .owner = package::srv6_sync,
     .record_size = sizeof(srv6_sync_portinfo_fwd_key),
@@ -271,8 +271,8 @@ constexpr slot srv6_sync_sidstack_fwd_slots[] = {
     {.shape = slot_shape::array, .width = 4, .count = 8, .record_at = offsetof(srv6_sync_sidstack_fwd, f20)},
 };
 constexpr message srv6_sync_sidstack_fwd_message = {
-    .names = names_of<"srv6_sync_sidstack_fwd">::text,
-    .name_length = names_of<"srv6_sync_sidstack_fwd">::length,
+    .names = VORL_NAMES("srv6_sync_sidstack_fwd"),
+    .name_length = sizeof "srv6_sync_sidstack_fwd" - 1,
     .msg_id = 0x9F02B1CE,
     .owner = package::srv6_sync,
     .record_size = sizeof(srv6_sync_sidstack_fwd),
@@ -288,8 +288,8 @@ constexpr slot srv6_sync_sidstack_fwd_key_slots[] = {
     {.shape = slot_shape::scalar, .width = 1, .record_at = offsetof(srv6_sync_sidstack_fwd_key, f3)},
 };
 constexpr message srv6_sync_sidstack_fwd_key_message = {
-    .names = names_of<"srv6_sync_sidstack_fwd_key">::text,
-    .name_length = names_of<"srv6_sync_sidstack_fwd_key">::length,
+    .names = VORL_NAMES("srv6_sync_sidstack_fwd_key"),
+    .name_length = sizeof "srv6_sync_sidstack_fwd_key" - 1,
     .msg_id = 0x1F9663FA,
     .owner = package::srv6_sync,
     .record_size = sizeof(srv6_sync_sidstack_fwd_key),
@@ -311,8 +311,8 @@ constexpr slot srv6_sync_candipath_fwd_slots[] = {
     {.shape = slot_shape::array, .width = 4, .count = 8, .record_at = offsetof(srv6_sync_candipath_fwd, f9)},
 };
 constexpr message srv6_sync_candipath_fwd_message = {
-    .names = names_of<"srv6_sync_candipath_fwd">::text,
-    .name_length = names_of<"srv6_sync_candipath_fwd">::length,
+    .names = VORL_NAMES("srv6_sync_candipath_fwd"),
+    .name_length = sizeof "srv6_sync_candipath_fwd" - 1,
     .msg_id = 0xE1A0EB18,
     .owner = package::srv6_sync,
     .record_size = sizeof(srv6_sync_candipath_fwd),
@@ -330,8 +330,8 @@ constexpr slot srv6_sync_candipath_fwd_key_slots[] = {
     {.shape = slot_shape::scalar, .width = 1, .record_at = offsetof(srv6_sync_candipath_fwd_key, f5)},
 };
 constexpr message srv6_sync_candipath_fwd_key_message = {
-    .names = names_of<"srv6_sync_candipath_fwd_key">::text,
-    .name_length = names_of<"srv6_sync_candipath_fwd_key">::length,
+    .names = VORL_NAMES("srv6_sync_candipath_fwd_key"),
+    .name_length = sizeof "srv6_sync_candipath_fwd_key" - 1,
     .msg_id = 0x532EE96C,
     .owner = package::srv6_sync,
     .record_size = sizeof(srv6_sync_candipath_fwd_key),
@@ -362,8 +362,8 @@ constexpr slot srv6_sync_policy_fwd_slots[] = {
     {.shape = slot_shape::array, .width = 4, .count = 8, .record_at = offsetof(srv6_sync_policy_fwd, f18)},
 };
 constexpr message srv6_sync_policy_fwd_message = {
-    .names = names_of<"srv6_sync_policy_fwd">::text,
-    .name_length = names_of<"srv6_sync_policy_fwd">::length,
+    .names = VORL_NAMES("srv6_sync_policy_fwd"),
+    .name_length = sizeof "srv6_sync_policy_fwd" - 1,
     .msg_id = 0xE37077D8,
     .owner = package::srv6_sync,
     .record_size = sizeof(srv6_sync_policy_fwd),
@@ -379,8 +379,8 @@ constexpr slot srv6_sync_policy_fwd_key_slots[] = {
     {.shape = slot_shape::scalar, .width = 1, .record_at = offsetof(srv6_sync_policy_fwd_key, f3)},
 };
 constexpr message srv6_sync_policy_fwd_key_message = {
-    .names = names_of<"srv6_sync_policy_fwd_key">::text,
-    .name_length = names_of<"srv6_sync_policy_fwd_key">::length,
+    .names = VORL_NAMES("srv6_sync_policy_fwd_key"),
+    .name_length = sizeof "srv6_sync_policy_fwd_key" - 1,
     .msg_id = 0x95110A2C,
     .owner = package::srv6_sync,
     .record_size = sizeof(srv6_sync_policy_fwd_key),
@@ -402,8 +402,8 @@ constexpr slot srv6_sync_iid_fwd_slots[] = {
     {.shape = slot_shape::array, .width = 4, .count = 8, .record_at = offsetof(srv6_sync_iid_fwd, f9)},
 };
 constexpr message srv6_sync_iid_fwd_message = {
-    .names = names_of<"srv6_sync_iid_fwd">::text,
-    .name_length = names_of<"srv6_sync_iid_fwd">::length,
+    .names = VORL_NAMES("srv6_sync_iid_fwd"),
+    .name_length = sizeof "srv6_sync_iid_fwd" - 1,
     .msg_id = 0xA92AA2D4,
     .owner = package::srv6_sync,
     .record_size = sizeof(srv6_sync_iid_fwd),
@@ -419,8 +419,8 @@ constexpr slot srv6_sync_iid_fwd_key_slots[] = {
     {.shape = slot_shape::scalar, .width = 1, .record_at = offsetof(srv6_sync_iid_fwd_key, f3)},
 };
 constexpr message srv6_sync_iid_fwd_key_message = {
-    .names = names_of<"srv6_sync_iid_fwd_key">::text,
-    .name_length = names_of<"srv6_sync_iid_fwd_key">::length,
+    .names = VORL_NAMES("srv6_sync_iid_fwd_key"),
+    .name_length = sizeof "srv6_sync_iid_fwd_key" - 1,
     .msg_id = 0x57A84C58,
     .owner = package::srv6_sync,
     .record_size = sizeof(srv6_sync_iid_fwd_key),
@@ -446,8 +446,8 @@ constexpr slot srv6_sync_bsid_fwd_slots[] = {
     {.shape = slot_shape::array, .width = 4, .count = 8, .record_at = offsetof(srv6_sync_bsid_fwd, f13)},
 };
 constexpr message srv6_sync_bsid_fwd_message = {
-    .names = names_of<"srv6_sync_bsid_fwd">::text,
-    .name_length = names_of<"srv6_sync_bsid_fwd">::length,
+    .names = VORL_NAMES("srv6_sync_bsid_fwd"),
+    .name_length = sizeof "srv6_sync_bsid_fwd" - 1,
     .msg_id = 0xCD35A130,
     .owner = package::srv6_sync,
     .record_size = sizeof(srv6_sync_bsid_fwd),
@@ -462,8 +462,8 @@ constexpr slot srv6_sync_bsid_fwd_key_slots[] = {
     {.shape = slot_shape::scalar, .width = 4, .record_at = offsetof(srv6_sync_bsid_fwd_key, f2)},
 };
 constexpr message srv6_sync_bsid_fwd_key_message = {
-    .names = names_of<"srv6_sync_bsid_fwd_key">::text,
-    .name_length = names_of<"srv6_sync_bsid_fwd_key">::length,
+    .names = VORL_NAMES("srv6_sync_bsid_fwd_key"),
+    .name_length = sizeof "srv6_sync_bsid_fwd_key" - 1,
     .msg_id = 0x5B04C3B4,
     .owner = package::srv6_sync,
     .record_size = sizeof(srv6_sync_bsid_fwd_key),
@@ -483,8 +483,8 @@ constexpr slot srv6_sync_te_flow_grp_fwd_slots[] = {
     {.shape = slot_shape::scalar, .width = 4, .record_at = offsetof(srv6_sync_te_flow_grp_fwd, f7)},
 };
 constexpr message srv6_sync_te_flow_grp_fwd_message = {
-    .names = names_of<"srv6_sync_te_flow_grp_fwd">::text,
-    .name_length = names_of<"srv6_sync_te_flow_grp_fwd">::length,
+    .names = VORL_NAMES("srv6_sync_te_flow_grp_fwd"),
+    .name_length = sizeof "srv6_sync_te_flow_grp_fwd" - 1,
     .msg_id = 0x7B7E330A,
     .owner = package::srv6_sync,
     .record_size = sizeof(srv6_sync_te_flow_grp_fwd),
@@ -500,8 +500,8 @@ constexpr slot srv6_sync_te_flow_grp_fwd_key_slots[] = {
     {.shape = slot_shape::scalar, .width = 1, .record_at = offsetof(srv6_sync_te_flow_grp_fwd_key, f3)},
 };
 constexpr message srv6_sync_te_flow_grp_fwd_key_message = {
-    .names = names_of<"srv6_sync_te_flow_grp_fwd_key">::text,
-    .name_length = names_of<"srv6_sync_te_flow_grp_fwd_key">::length,
+    .names = VORL_NAMES("srv6_sync_te_flow_grp_fwd_key"),
+    .name_length = sizeof "srv6_sync_te_flow_grp_fwd_key" - 1,
     .msg_id = 0x092687D6,
     .owner = package::srv6_sync,
     .record_size = sizeof(srv6_sync_te_flow_grp_fwd_key),
@@ -526,8 +526,8 @@ constexpr slot srv6_sync_te_flow_grp_tnl_fwd_slots[] = {
     {.shape = slot_shape::array, .width = 4, .count = 8, .record_at = offsetof(srv6_sync_te_flow_grp_tnl_fwd, f12)},
 };
 constexpr message srv6_sync_te_flow_grp_tnl_fwd_message = {
-    .names = names_of<"srv6_sync_te_flow_grp_tnl_fwd">::text,
-    .name_length = names_of<"srv6_sync_te_flow_grp_tnl_fwd">::length,
+    .names = VORL_NAMES("srv6_sync_te_flow_grp_tnl_fwd"),
+    .name_length = sizeof "srv6_sync_te_flow_grp_tnl_fwd" - 1,
     .msg_id = 0x4803F687,
     .owner = package::srv6_sync,
     .record_size = sizeof(srv6_sync_te_flow_grp_tnl_fwd),
@@ -546,8 +546,8 @@ constexpr slot srv6_sync_te_flow_grp_tnl_fwd_key_slots[] = {
     {.shape = slot_shape::scalar, .width = 4, .record_at = offsetof(srv6_sync_te_flow_grp_tnl_fwd_key, f6)},
 };
 constexpr message srv6_sync_te_flow_grp_tnl_fwd_key_message = {
-    .names = names_of<"srv6_sync_te_flow_grp_tnl_fwd_key">::text,
-    .name_length = names_of<"srv6_sync_te_flow_grp_tnl_fwd_key">::length,
+    .names = VORL_NAMES("srv6_sync_te_flow_grp_tnl_fwd_key"),
+    .name_length = sizeof "srv6_sync_te_flow_grp_tnl_fwd_key" - 1,
     .msg_id = 0x55DBC7F7,
     .owner = package::srv6_sync,
     .record_size = sizeof(srv6_sync_te_flow_grp_tnl_fwd_key),
@@ -573,8 +573,8 @@ constexpr slot srv6_sync_te_flow_grp_map_fwd_slots[] = {
     {.shape = slot_shape::scalar, .width = 4, .record_at = offsetof(srv6_sync_te_flow_grp_map_fwd, f13)},
 };
 constexpr message srv6_sync_te_flow_grp_map_fwd_message = {
-    .names = names_of<"srv6_sync_te_flow_grp_map_fwd">::text,
-    .name_length = names_of<"srv6_sync_te_flow_grp_map_fwd">::length,
+    .names = VORL_NAMES("srv6_sync_te_flow_grp_map_fwd"),
+    .name_length = sizeof "srv6_sync_te_flow_grp_map_fwd" - 1,
     .msg_id = 0x1829DC77,
     .owner = package::srv6_sync,
     .record_size = sizeof(srv6_sync_te_flow_grp_map_fwd),
@@ -594,8 +594,8 @@ constexpr slot srv6_sync_te_flow_grp_map_fwd_key_slots[] = {
     {.shape = slot_shape::scalar, .width = 4, .record_at = offsetof(srv6_sync_te_flow_grp_map_fwd_key, f7)},
 };
 constexpr message srv6_sync_te_flow_grp_map_fwd_key_message = {
-    .names = names_of<"srv6_sync_te_flow_grp_map_fwd_key">::text,
-    .name_length = names_of<"srv6_sync_te_flow_grp_map_fwd_key">::length,
+    .names = VORL_NAMES("srv6_sync_te_flow_grp_map_fwd_key"),
+    .name_length = sizeof "srv6_sync_te_flow_grp_map_fwd_key" - 1,
     .msg_id = 0x57E9D227,
     .owner = package::srv6_sync,
     .record_size = sizeof(srv6_sync_te_flow_grp_map_fwd_key),
@@ -611,8 +611,8 @@ constexpr slot srv6_sync_spr_tnl_grp_fwd_slots[] = {
     {.shape = slot_shape::array, .width = 4, .count = 8, .record_at = offsetof(srv6_sync_spr_tnl_grp_fwd, f3)},
 };
 constexpr message srv6_sync_spr_tnl_grp_fwd_message = {
-    .names = names_of<"srv6_sync_spr_tnl_grp_fwd">::text,
-    .name_length = names_of<"srv6_sync_spr_tnl_grp_fwd">::length,
+    .names = VORL_NAMES("srv6_sync_spr_tnl_grp_fwd"),
+    .name_length = sizeof "srv6_sync_spr_tnl_grp_fwd" - 1,
     .msg_id = 0x2A3E7408,
     .owner = package::srv6_sync,
     .record_size = sizeof(srv6_sync_spr_tnl_grp_fwd),
@@ -627,8 +627,8 @@ constexpr slot srv6_sync_spr_tnl_grp_fwd_key_slots[] = {
     {.shape = slot_shape::scalar, .width = 4, .record_at = offsetof(srv6_sync_spr_tnl_grp_fwd_key, f2)},
 };
 constexpr message srv6_sync_spr_tnl_grp_fwd_key_message = {
-    .names = names_of<"srv6_sync_spr_tnl_grp_fwd_key">::text,
-    .name_length = names_of<"srv6_sync_spr_tnl_grp_fwd_key">::length,
+    .names = VORL_NAMES("srv6_sync_spr_tnl_grp_fwd_key"),
+    .name_length = sizeof "srv6_sync_spr_tnl_grp_fwd_key" - 1,
     .msg_id = 0xE0B0879C,
     .owner = package::srv6_sync,
     .record_size = sizeof(srv6_sync_spr_tnl_grp_fwd_key),
@@ -647,8 +647,8 @@ constexpr slot srv6_sync_spr_tnl_fwd_slots[] = {
     {.shape = slot_shape::scalar, .width = 4, .record_at = offsetof(srv6_sync_spr_tnl_fwd, f6)},
 };
 constexpr message srv6_sync_spr_tnl_fwd_message = {
-    .names = names_of<"srv6_sync_spr_tnl_fwd">::text,
-    .name_length = names_of<"srv6_sync_spr_tnl_fwd">::length,
+    .names = VORL_NAMES("srv6_sync_spr_tnl_fwd"),
+    .name_length = sizeof "srv6_sync_spr_tnl_fwd" - 1,
     .msg_id = 0x165D5018,
     .owner = package::srv6_sync,
     .record_size = sizeof(srv6_sync_spr_tnl_fwd),
@@ -665,8 +665,8 @@ constexpr slot srv6_sync_spr_tnl_fwd_key_slots[] = {
     {.shape = slot_shape::scalar, .width = 1, .record_at = offsetof(srv6_sync_spr_tnl_fwd_key, f4)},
 };
 constexpr message srv6_sync_spr_tnl_fwd_key_message = {
-    .names = names_of<"srv6_sync_spr_tnl_fwd_key">::text,
-    .name_length = names_of<"srv6_sync_spr_tnl_fwd_key">::length,
+    .names = VORL_NAMES("srv6_sync_spr_tnl_fwd_key"),
+    .name_length = sizeof "srv6_sync_spr_tnl_fwd_key" - 1,
     .msg_id = 0x8C8C9E6C,
     .owner = package::srv6_sync,
     .record_size = sizeof(srv6_sync_spr_tnl_fwd_key),

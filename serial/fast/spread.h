@@ -84,21 +84,14 @@ class spread_reader {
     static constexpr bool has_room =
         layout::all.arrays * word_size + layout::all.bodies >= lane_count * blocks;
 
-    struct half_lanes {
-        alignas(16) uint16_t words[8];
-
-        [[gnu::always_inline]] u16x8 vector() const
-        {
-            u16x8 value;
-            memcpy(&value, words, sizeof value);
-            return value;
-        }
-    };
-    static constexpr half_lanes of_half(size_t half, uint32_t layout::slot_facts::*fact)
+    /// A fact of each of eight slots, as words.
+    static constexpr lanes of_half(size_t half, uint32_t layout::slot_facts::*fact)
     {
-        half_lanes result{};
-        for (size_t s = half * 8; s < layout::slots && s < half * 8 + 8; ++s)
-            result.words[s % 8] = static_cast<uint16_t>(layout::all.slot[s].*fact);
+        lanes result{};
+        for (size_t s = half * 8; s < layout::slots && s < half * 8 + 8; ++s) {
+            result.bytes[s % 8 * 2] = static_cast<uint8_t>(layout::all.slot[s].*fact);
+            result.bytes[s % 8 * 2 + 1] = static_cast<uint8_t>(layout::all.slot[s].*fact >> 8);
+        }
         return result;
     }
     /// A lane for each of sixteen slots, with what `fact` says of it.
@@ -119,14 +112,14 @@ class spread_reader {
                                                      u16x8 &excess)
     {
         constexpr uint32_t left = layout::slots - Half * 8;
-        static constexpr half_lanes last = of_half(Half, &layout::slot_facts::last_at);
+        static constexpr lanes last = of_half(Half, &layout::slot_facts::last_at);
         const auto loaded =
             u16x8(load_first<(left < 8 ? left : 8) * entry_size>(entries + Half * 8 * entry_size));
-        excess |= subtract_saturating(loaded, last.vector());
+        excess |= subtract_saturating(loaded, u16x8(last.vector()));
         if constexpr (!has_room) {
-            static constexpr half_lanes size = of_half(Half, &layout::slot_facts::field);
+            static constexpr lanes size = of_half(Half, &layout::slot_facts::field);
             const auto room16 = static_cast<uint16_t>(room < UINT16_MAX ? room : UINT16_MAX);
-            excess |= subtract_saturating(loaded + size.vector(), u16x8{} + room16);
+            excess |= subtract_saturating(loaded + u16x8(size.vector()), u16x8{} + room16);
         }
         return loaded;
     }

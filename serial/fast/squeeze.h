@@ -204,13 +204,7 @@ class squeeze_writer {
     }
 
     /// Of offset words in a row: their entries, less the one before them.
-    static i16x8 word_steps()
-    {
-        i16x8 result{};
-        for (uint32_t i = 0; i < 8; ++i)
-            result[i] = static_cast<int16_t>((i + 1) * word_size);
-        return result;
-    }
+    static constexpr i16x8 word_steps = {4, 8, 12, 16, 20, 24, 28, 32};
 
     /// The entries of `Slots` slots from `First` on, the last of which are arrays; returns the last
     /// lane in all, or that of the slot behind them. What a store spills is written again: by the
@@ -225,7 +219,7 @@ class squeeze_writer {
         constexpr uint32_t last_lane = Slots < stored ? Slots : stored - 1;
         const i16x8 last = every_lane<last_lane>(entries);
         if constexpr (Slots > stored)
-            store_entries<First + stored, Slots - stored>(vtable, last + word_steps());
+            store_entries<First + stored, Slots - stored>(vtable, last + word_steps);
         return last;
     }
 
@@ -234,7 +228,7 @@ class squeeze_writer {
         constexpr uint32_t leading = layout::windows.windows[0].first;
         i16x8 before = {};
         if constexpr (leading > 0)
-            store_entries<0, leading>(vtable, word_steps());
+            store_entries<0, leading>(vtable, word_steps);
         unroll<layout::windows.count>([&]<size_t Window>() VORL_INLINED {
             i16x8 entries;
             memcpy(&entries, left.template row<Window>().entries, sizeof entries);

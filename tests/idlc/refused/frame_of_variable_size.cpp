@@ -17,7 +17,7 @@ constexpr vorl::slot bytes_slots[] = {
      .count_at = 0},
 #endif
 };
-constexpr vorl::message bytes_message = {.names = vorl::names_of<"bytes">::text,
+constexpr vorl::message bytes_message = {.names = VORL_NAMES("bytes"),
                                          .name_length = 5,
                                          .msg_id = 1,
                                          .owner = vorl::package::srv6,

@@ -9,7 +9,7 @@ inline constexpr uint32_t count = 65524;
 constexpr vorl::slot array_slots[] = {
     {.shape = vorl::slot_shape::array, .width = 1, .count = count, .record_at = 0},
 };
-constexpr vorl::message array_message = {.names = vorl::names_of<"array">::text,
+constexpr vorl::message array_message = {.names = VORL_NAMES("array"),
                                          .name_length = 5,
                                          .msg_id = 1,
                                          .owner = vorl::package::srv6,
