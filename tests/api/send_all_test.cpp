@@ -13,7 +13,7 @@ using send_all = sending;
 TEST_F(send_all, the_bus_result_is_passed_through)
 {
     for (const known_message &m : all_messages()) {
-        SCOPED_TRACE(m.info->name);
+        SCOPED_TRACE(name_of(*m.info));
         sample in(*m.info, 2, 1);
         for (const std::uint32_t result : {0u, 1u, 42u, 0x80000000u, 0xFFFFFFFFu}) {
             the_platform().bus_result = result;
@@ -31,12 +31,12 @@ TEST_F(send_all, the_bus_result_is_passed_through)
 TEST_F(send_all, no_records)
 {
     for (const known_message &m : all_messages()) {
-        SCOPED_TRACE(m.info->name);
+        SCOPED_TRACE(name_of(*m.info));
         the_platform().forget_calls();
         the_platform().bus_result = 5;
-        EXPECT_EQ(m.info->functions.sendmsg(some_dest, nullptr, 0), not_sent);
-        EXPECT_EQ(m.info->functions.sendtomsg(some_dest, nullptr, 0, 0), not_sent);
-        EXPECT_EQ(m.info->functions.sendtomsg(some_dest, nullptr, 0, some_target), not_sent);
+        EXPECT_EQ(functions_of(*m.info).sendmsg(some_dest, nullptr, 0), not_sent);
+        EXPECT_EQ(functions_of(*m.info).sendtomsg(some_dest, nullptr, 0, 0), not_sent);
+        EXPECT_EQ(functions_of(*m.info).sendtomsg(some_dest, nullptr, 0, some_target), not_sent);
         EXPECT_TRUE(the_platform().memory.empty());
         expect_nothing_sent();
 
@@ -44,7 +44,7 @@ TEST_F(send_all, no_records)
         // message has one size.
         for (const std::uint64_t to : some_targets) {
             the_platform().forget_calls();
-            EXPECT_EQ(m.info->functions.sendbatch(some_dest, nullptr, 0, to), 5u);
+            EXPECT_EQ(functions_of(*m.info).sendbatch(some_dest, nullptr, 0, to), 5u);
             expect_addressed(only_call(), to, 0);
             expect_one_block(m.fact->is_fixed_size() ? 0 : 65536,
                              std::string(m.fact->name) + "__sendbatch");
@@ -55,7 +55,7 @@ TEST_F(send_all, no_records)
 /// Two records and all that they point to, in pages that can be read and not written, until they go.
 class read_only_records {
   public:
-    explicit read_only_records(const message_info &m)
+    explicit read_only_records(const message &m)
         : base_(static_cast<std::uint8_t *>(
               mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0)))
     {
@@ -64,10 +64,10 @@ class read_only_records {
         std::size_t used = 2 * m.record_size;
         std::memcpy(base_, in.record(), used);
         for (std::size_t i = 0; i < 2; ++i) {
-            each_vector(m, base_ + i * m.record_size, [&](const slot_info &slot, void *record) {
+            each_vector(m, base_ + i * m.record_size, [&](const vorl::slot &slot, void *record) {
                 const std::size_t bytes =
                     count_of(record, slot) *
-                    (slot.element == nullptr ? std::size_t{1} : slot.element->record_size);
+                    (slot.nested == nullptr ? std::size_t{1} : slot.nested->record_size);
                 used = (used + 7) / 8 * 8;
                 EXPECT_LE(used + bytes, size);
                 std::memcpy(base_ + used, pointer_of(record, slot), bytes);
@@ -98,8 +98,8 @@ class read_only_records {
 TEST_F(send_all, records_stay_the_callers_and_may_go)
 {
     for (const known_message &m : all_messages()) {
-        SCOPED_TRACE(m.info->name);
-        const auto &f = m.info->functions;
+        SCOPED_TRACE(name_of(*m.info));
+        const auto &f = functions_of(*m.info);
         const std::function<std::uint32_t(const void *)> ways[] = {
             [&f](const void *records) { return f.sendsingle(some_dest, records, 0, 0); },
             [&f](const void *records) { return f.sendbatch(some_dest, records, 2, 0); },

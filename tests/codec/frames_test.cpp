@@ -223,8 +223,8 @@ TEST(frames, trastat_rec_info)
 // Every frame has its length, its vtable and its offsets as the facts say, and zeros as padding.
 TEST(frames, every_message_as_the_facts_say)
 {
-    for_all_messages([](const message_info &m, order o) {
-        const fact &f = fact_of(m.name);
+    for_all_messages([](const message &m, order o) {
+        const fact &f = fact_of(name_of(m));
         if (f.frame_length == 0)
             return;
         const sample ones = sample::ones(m);
@@ -250,8 +250,8 @@ TEST(frames, every_message_as_the_facts_say)
 TEST(frames, every_message_as_the_reference)
 {
     random_source random(1);
-    for_all_messages([&random](const message_info &m, order o) {
-        if (!m.is_fixed_size())
+    for_all_messages([&random](const message &m, order o) {
+        if (!is_fixed_size(m))
             return;
         const auto check = [&](const sample &s) {
             ASSERT_EQ(hex(sent_single(m, s.data())), hex(reference::frame(m, s.data(), o)));
@@ -267,8 +267,8 @@ TEST(frames, every_message_as_the_reference)
 TEST(frames, every_message_in_a_batch)
 {
     random_source random(2);
-    for_all_messages([&random](const message_info &m, order o) {
-        if (!m.is_fixed_size())
+    for_all_messages([&random](const message &m, order o) {
+        if (!is_fixed_size(m))
             return;
         const std::uint32_t count = 5;
         bytes records(count * m.record_size);
@@ -288,8 +288,8 @@ TEST(frames, every_message_in_a_batch)
 TEST(frames, every_message_reads_back_the_same)
 {
     random_source random(3);
-    for_all_messages([&random](const message_info &m, order o) {
-        if (!m.is_fixed_size())
+    for_all_messages([&random](const message &m, order o) {
+        if (!is_fixed_size(m))
             return;
         for (const sample &s : {sample::zeros(m), sample::ones(m), sample::random(m, random)}) {
             const bytes frame = sent_single(m, s.data());

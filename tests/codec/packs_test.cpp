@@ -340,8 +340,8 @@ TEST(packs, table_length_modulo_65536)
 TEST(packs, records_of_zeros_have_only_their_arrays)
 {
     std::size_t flat = 0;
-    for_all_messages([&flat](const message_info &m, order o) {
-        const fact &f = fact_of(m.name);
+    for_all_messages([&flat](const message &m, order o) {
+        const fact &f = fact_of(name_of(m));
         if (leads_elsewhere(f))
             return;
         ++flat;
@@ -371,12 +371,12 @@ TEST(packs, records_of_zeros_have_only_their_arrays)
 TEST(packs, every_message_as_the_reference)
 {
     random_source random(4);
-    for_all_messages([&random](const message_info &m, order o) {
+    for_all_messages([&random](const message &m, order o) {
         const auto check = [&](const sample &s) {
             const bytes packed = library_pack(s);
             ASSERT_EQ(hex(packed), hex(reference::pack(m, s.data(), o)));
             EXPECT_EQ(packed.size(), reference::measured_size(m, s.data()));
-            if (!m.is_fixed_size()) {
+            if (!is_fixed_size(m)) {
                 EXPECT_EQ(sent_single(m, s.data()), packed);
             }
         };
@@ -391,8 +391,8 @@ TEST(packs, every_message_as_the_reference)
 TEST(packs, every_variable_message_in_a_batch)
 {
     random_source random(5);
-    for_all_messages([&random](const message_info &m, order o) {
-        if (m.is_fixed_size())
+    for_all_messages([&random](const message &m, order o) {
+        if (is_fixed_size(m))
             return;
         const std::uint32_t count = 3;
         bytes records(count * m.record_size);
@@ -411,7 +411,7 @@ TEST(packs, every_variable_message_in_a_batch)
 TEST(packs, every_message_reads_back_the_same)
 {
     random_source random(6);
-    for_all_messages([&random](const message_info &m, order o) {
+    for_all_messages([&random](const message &m, order o) {
         for (int i = 0; i < 10; ++i) {
             const sample s = i == 0   ? sample::zeros(m, 1)
                              : i == 1 ? sample::ones(m)
@@ -428,11 +428,11 @@ TEST(packs, every_message_reads_back_the_same)
 TEST(packs, capacity_and_null_arguments_of_every_message)
 {
     random_source random(7);
-    for_all_messages([&random](const message_info &m, order o) {
+    for_all_messages([&random](const message &m, order o) {
         const sample s = sample::random(m, random);
         const bytes expected = reference::pack(m, s.data(), o);
         const auto size = static_cast<std::uint32_t>(expected.size());
-        const auto pack = m.functions.pack;
+        const auto pack = functions_of(m).pack;
         bytes buffer(size + 16, 0xEE);
         const bytes untouched = buffer;
         platform &p = the_platform();
@@ -467,7 +467,7 @@ TEST(packs, capacity_and_null_arguments_of_every_message)
             EXPECT_EQ(p.logs[0].level, 2u);
             EXPECT_EQ(p.logs[0].kind, 22u);
             EXPECT_EQ(p.logs[0].empty, "");
-            EXPECT_EQ(p.logs[0].function, std::string(m.name) + "_pack");
+            EXPECT_EQ(p.logs[0].function, std::string(name_of(m)) + "_pack");
             EXPECT_EQ(p.logs[0].format, "[ZELKO]:Param invalid(%s, %u, %s)");
             EXPECT_EQ(p.logs[0].text,
                       "[ZELKO]:Param invalid(null, " + std::to_string(capacity) + ", nonNull)");

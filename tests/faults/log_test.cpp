@@ -36,7 +36,7 @@ void unpack_into(outcome &what, const known_message &m, const std::vector<std::u
 {
     what.record.assign(m.fact->record_size, 0);
     what.result = unpack(m, bytes, what.record.data());
-    m.info->functions.free_unpacked(what.record.data());
+    functions_of(*m.info).free_unpacked(what.record.data());
 }
 
 /// The buffer that the text shows, in the byte order of the side that receives the message.
@@ -50,11 +50,11 @@ constexpr site sites[] = {
     {"pack without a buffer", false,
      [](const known_message &m, sample &in, outcome &what) {
          what.length = 70000;
-         what.result = m.info->functions.pack(in.record(), nullptr, &what.length);
+         what.result = functions_of(*m.info).pack(in.record(), nullptr, &what.length);
      }},
     {"unpack of nothing", false,
      [](const known_message &m, sample &, outcome &what) {
-         what.result = m.info->functions.unpack(nullptr, 0, nullptr);
+         what.result = functions_of(*m.info).unpack(nullptr, 0, nullptr);
      }},
     {"no root table", false,
      [](const known_message &m, sample &, outcome &what) {
@@ -100,7 +100,7 @@ TEST(log_faults, a_log_writer_that_calls_the_library_changes_nothing)
     for (const binding_state binding : every_binding_state) {
         for (const memory from : {memory::of_platform, memory::of_heap}) {
             for (const known_message &m : all_messages()) {
-                SCOPED_TRACE(m.info->name);
+                SCOPED_TRACE(name_of(*m.info));
                 for (const site &s : sites) {
                     if (s.of_batches_only && (m.fact->is_fixed_size() || m.fact->package() != 0))
                         continue;

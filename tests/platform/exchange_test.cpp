@@ -17,7 +17,7 @@ namespace {
 class exchange : public bus_test {};
 
 struct expected_messages {
-    std::vector<const catalogue::message_info *> messages = all_messages();
+    std::vector<const message *> messages = all_messages();
     std::size_t came = 0;
 
     static constexpr std::size_t records_each = 4;
@@ -31,19 +31,19 @@ struct expected_messages {
         const std::size_t position = expected.came % records_each;
         ++expected.came;
         ASSERT_LT(number, expected.messages.size());
-        const catalogue::message_info &message = *expected.messages[number];
-        EXPECT_EQ(msg_id, message.msg_id) << message.name;
-        EXPECT_EQ(record_size, message.record_size) << message.name;
-        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(record) % 8, 0U) << message.name;
-        if (message.is_fixed_size()) {
-            EXPECT_EQ(frame_length, message.frame_length) << message.name;
+        const vorl::message &message = *expected.messages[number];
+        EXPECT_EQ(msg_id, message.msg_id) << name_of(message);
+        EXPECT_EQ(record_size, message.record_size) << name_of(message);
+        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(record) % 8, 0U) << name_of(message);
+        if (is_fixed_size(message)) {
+            EXPECT_EQ(frame_length, catalogue::frame_length(message)) << name_of(message);
         }
         const auto seed = static_cast<std::uint32_t>(number);
         const sample sent(message, position == 0 ? seed : seed + 1000, position == 0 ? 1 : 3);
         const auto *records = static_cast<const std::uint8_t *>(sent.records());
         const std::size_t skipped = position == 0 ? 0 : position - 1;
         EXPECT_TRUE(same_record(message, record, records + skipped * message.record_size))
-            << message.name << ", record " << position;
+            << name_of(message) << ", record " << position;
     }
 };
 
@@ -56,12 +56,12 @@ TEST_F(exchange, all_types_arrive_alone_and_in_batches)
     child sender([&] {
         opened.get();
         for (std::size_t i = 0; i < expected.messages.size(); ++i) {
-            const catalogue::message_info &message = *expected.messages[i];
+            const vorl::message &message = *expected.messages[i];
             const auto seed = static_cast<std::uint32_t>(i);
             const sample one(message, seed, 1);
-            EXPECT_EQ(message.functions.sendmsg(7, one.records(), 1), 0U) << message.name;
+            EXPECT_EQ(functions_of(message).sendmsg(7, one.records(), 1), 0U) << name_of(message);
             const sample three(message, seed + 1000, 3);
-            EXPECT_EQ(message.functions.sendtomsg(8, three.records(), 3, 7), 0U) << message.name;
+            EXPECT_EQ(functions_of(message).sendtomsg(8, three.records(), 3, 7), 0U) << name_of(message);
         }
     });
     register_all();

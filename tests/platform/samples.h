@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "catalogue/catalogue.h"
+#include "tests/support/functions.h"
 
 namespace vorl::test {
 
@@ -13,13 +14,13 @@ namespace vorl::test {
 /// large ones 1, vectors of bytes 5. Equal seeds give equal records.
 class sample {
   public:
-    sample(const catalogue::message_info &message, std::uint32_t seed, std::uint32_t count);
+    sample(const vorl::message &message, std::uint32_t seed, std::uint32_t count);
 
     const void *records() const { return blocks_.front().data(); }
 
   private:
     std::uint8_t *block(std::size_t size);
-    void fill(const catalogue::message_info &message, std::uint8_t *record);
+    void fill(const vorl::message &message, std::uint8_t *record);
     void fill_bytes(std::uint8_t *to, std::size_t size);
 
     std::uint32_t next_;
@@ -27,9 +28,9 @@ class sample {
 };
 
 /// Compares two records member by member, what their vectors point to included.
-bool same_record(const catalogue::message_info &message, const void *one, const void *other);
+bool same_record(const vorl::message &message, const void *one, const void *other);
 
 /// All messages of all packages, in registration order.
-std::vector<const catalogue::message_info *> all_messages();
+std::vector<const message *> all_messages();
 
 } // namespace vorl::test

@@ -51,10 +51,10 @@ class reader {
         return {at, vtable, length};
     }
 
-    void read_slots(const message_info &m, const std::string &name, const table_place &table,
+    void read_slots(const message &m, const std::string &name, const table_place &table,
                     std::uint8_t *record)
     {
-        for (std::size_t s = 0; s < m.slots.size(); ++s) {
+        for (std::size_t s = 0; s < m.slots.size; ++s) {
             if (table.vtable_length < 2 * s + 6)
                 continue;
             const std::uint64_t entry = word(table.vtable + 4 + 2 * s, 2);
@@ -120,13 +120,13 @@ class reader {
         return body + 4;
     }
 
-    void read_element_table(const message_info &m, std::uint64_t at, std::uint8_t *record)
+    void read_element_table(const message &m, std::uint64_t at, std::uint8_t *record)
     {
-        const std::string name = std::string(m.name) + "_unpack_non_root";
+        const std::string name = std::string(name_of(m)) + "_unpack_non_root";
         read_slots(m, name, check_table(name, at), record);
     }
 
-    void read_elements(const message_info &m, std::uint64_t words, std::uint64_t count,
+    void read_elements(const message &m, std::uint64_t words, std::uint64_t count,
                        std::uint8_t *records)
     {
         for (std::uint64_t i = 0; i < count; ++i)
@@ -154,23 +154,19 @@ class reader {
         throw stop{};
     }
 
-    void read_slot(const message_info &m, const std::string &name, const slot_info &slot,
+    void read_slot(const message &m, const std::string &name, const vorl::slot &slot,
                    std::uint64_t at, std::uint8_t *record)
     {
-        const auto number = static_cast<std::uint64_t>(&slot - m.slots.data());
-        std::uint8_t *member = record + slot.record_offset;
-        const std::size_t width = width_of(slot.type);
+        const auto number = static_cast<std::uint64_t>(&slot - m.slots.begin());
+        std::uint8_t *member = record + slot.record_at;
+        const std::size_t width = slot.width;
         std::uint64_t count = 0;
-        switch (slot.type) {
-        case wire_type::uint8:
-        case wire_type::uint16:
-        case wire_type::uint32:
-        case wire_type::uint64:
+        switch (slot.shape) {
+        case slot_shape::scalar:
             need(at + width);
             store(member, word(at, width), width, order::little);
             break;
-        case wire_type::array_uint8:
-        case wire_type::array_uint32: {
+        case slot_shape::array: {
             const std::uint64_t from = counted(at, width, count);
             if (count != slot.count)
                 throw stop{};
@@ -178,20 +174,20 @@ class reader {
                 store(member + i * width, word(from + i * width, width), width, order::little);
             break;
         }
-        case wire_type::table: {
-            read_element_table(*slot.element, target(at), member);
+        case slot_shape::table: {
+            read_element_table(*slot.nested, target(at), member);
             break;
         }
-        case wire_type::array_table: {
+        case slot_shape::table_array: {
             const std::uint64_t words = counted(at, 4, count);
             if (count != slot.count)
                 throw stop{};
-            read_elements(*slot.element, words, count, member);
+            read_elements(*slot.nested, words, count, member);
             break;
         }
-        case wire_type::vector_uint8: {
+        case slot_shape::byte_vector: {
             const std::uint64_t from = counted(at, 1, count);
-            store(record + slot.count_offset, count, 4, order::little);
+            store(record + slot.count_at, count, 4, order::little);
             if (count == 0)
                 break;
             std::uint8_t *block = allocate(
@@ -199,18 +195,18 @@ class reader {
             std::memcpy(block, bytes_ + from, count);
             break;
         }
-        case wire_type::vector_table: {
+        case slot_shape::table_vector: {
             const std::uint64_t words = counted(at, 4, count);
-            store(record + slot.count_offset, count, 4, order::little);
+            store(record + slot.count_at, count, 4, order::little);
             if (count == 0)
                 break;
-            const bool has_blanks = std::string_view(m.name) == "srv6_cfg_query_dfx_rec";
+            const bool has_blanks = std::string_view(name_of(m)) == "srv6_cfg_query_dfx_rec";
             std::uint8_t *block = allocate(
-                count * slot.element->record_size, number, name,
+                count * slot.nested->record_size, number, name,
                 has_blanks ? "[ZELKO]:Malloc unpack data unsuccess,                size(%u)"
                            : "[ZELKO]:Malloc unpack data unsuccess, size(%u)",
                 member);
-            read_elements(*slot.element, words, count, block);
+            read_elements(*slot.nested, words, count, block);
             break;
         }
         }
@@ -225,49 +221,49 @@ class reader {
     std::set<std::uint64_t> *edges_;
 };
 
-void release(const message_info &m, std::uint8_t *record, outcome &state)
+void release(const message &m, std::uint8_t *record, outcome &state)
 {
-    for (const slot_info &slot : m.slots) {
-        if (slot.type != wire_type::vector_uint8 && slot.type != wire_type::vector_table)
+    for (const vorl::slot &slot : m.slots) {
+        if (slot.shape != slot_shape::byte_vector && slot.shape != slot_shape::table_vector)
             continue;
-        const std::uint64_t block = load(record + slot.record_offset, 8, order::little);
+        const std::uint64_t block = load(record + slot.record_at, 8, order::little);
         if (block == 0)
             continue;
         state.memory.push_back(
-            {memory_event::release, 0, std::string(m.name) + "_free_unpacked", block});
+            {memory_event::release, 0, std::string(name_of(m)) + "_free_unpacked", block});
         state.blocks[block - 1].clear();
-        store(record + slot.record_offset, 0, 8, order::little);
+        store(record + slot.record_at, 0, 8, order::little);
     }
-    for (const slot_info &slot : m.slots) {
-        if (slot.type == wire_type::table)
-            release(*slot.element, record + slot.record_offset, state);
+    for (const vorl::slot &slot : m.slots) {
+        if (slot.shape == slot_shape::table)
+            release(*slot.nested, record + slot.record_at, state);
     }
 }
 
 } // namespace
 
-bool checks_root_itself(const message_info &m)
+bool checks_root_itself(const message &m)
 {
-    for (const slot_info &slot : m.slots) {
-        if (slot.element != nullptr || slot.type == wire_type::vector_uint8)
+    for (const vorl::slot &slot : m.slots) {
+        if (slot.nested != nullptr || slot.shape == slot_shape::byte_vector)
             return true;
     }
     return false;
 }
 
-outcome unpack(const message_info &m, const unpack_call &call, std::set<std::uint64_t> *edges)
+outcome unpack(const message &m, const unpack_call &call, std::set<std::uint64_t> *edges)
 {
     outcome result;
     result.record = call.record_before;
     if (call.buf == nullptr || call.len < 4 || call.null_out) {
         const char *format = "[ZELKO]:Param invalid(%s, %d, %s)";
-        result.logs.push_back({22, 2, std::string(m.name) + "_unpack", format,
+        result.logs.push_back({22, 2, std::string(name_of(m)) + "_unpack", format,
                                text_of(format, call.buf == nullptr ? "null" : "nonNull", call.len,
                                        call.null_out ? "null" : "nonNull")});
         return result;
     }
     const bool at_root = checks_root_itself(m);
-    const std::string name = std::string(m.name) + (at_root ? "_unpack" : "_unpack_non_root");
+    const std::string name = std::string(name_of(m)) + (at_root ? "_unpack" : "_unpack_non_root");
     const bytes zeros(m.record_size);
     reader r(call, result, edges);
     if (!at_root)
@@ -285,7 +281,7 @@ outcome unpack(const message_info &m, const unpack_call &call, std::set<std::uin
     return result;
 }
 
-void free_unpacked(const message_info &m, outcome &state)
+void free_unpacked(const message &m, outcome &state)
 {
     release(m, state.record.data(), state);
 }

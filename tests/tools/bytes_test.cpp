@@ -1,15 +1,10 @@
-// Frames, packed bytes, and the texts that bytes come in.
+// The texts that bytes come in.
 #include <gtest/gtest.h>
 
 #include <sstream>
 
-#include "tests/codec/support/fixture.h"
-#include "tests/facts/counts.h"
-#include "tests/support/samples.h"
-#include "tools/vorl/frame_capture.h"
-#include "tools/vorl/hex.h"
-#include "tools/vorl/json_record.h"
-#include "tools/vorl/library_log.h"
+#include "inspect/hex.h"
+#include "tools/vorl/bytes_text.h"
 
 using namespace vorl;
 
@@ -28,8 +23,6 @@ frames read(const std::string &text)
     return found;
 }
 
-std::string hex_of(const bytes &of) { return to_hex(of.data(), of.size(), " "); }
-
 std::string error_of(const std::string &text)
 {
     try {
@@ -40,80 +33,7 @@ std::string error_of(const std::string &text)
     return "accepted";
 }
 
-/// What unpacking the bytes gives, as JSON.
-std::string unpacked(const catalogue::message_info &type, const bytes &from)
-{
-    std::vector<std::uint64_t> record((type.record_size + 7) / 8);
-    type.functions.unpack(from.data(), static_cast<std::int32_t>(from.size()), record.data());
-    std::string text = json::format_record(type, record.data(), json::zeros::write);
-    type.functions.free_unpacked(record.data());
-    return text;
-}
-
 } // namespace
-
-TEST(bytes, a_frame_is_what_the_send_functions_make_of_it)
-{
-    const json::record key = json::parse_record(R"({"message":"srv6_bsid_fwd_key","f0":1,"f2":3})");
-    const bytes frame = capture_frame(key.type(), key.data());
-    EXPECT_EQ(hex_of(frame), hex_of(test::buffer_of(R"(
-                                 u32 table                // root offset
-                         table:  u32 table-vtable         // soffset
-                                 u32 1  u32 0  u32 3
-                         vtable: u16 10  u16 16  u16 4  u16 8  u16 12
-                                 zeros 2)")));
-    const bytes packed = pack_record(key.type(), key.data());
-    EXPECT_EQ(hex_of(packed), hex_of(test::buffer_of(R"(
-                                  u32 table               // root offset
-                          vtable: u16 10  u16 12  u16 4  u16 0  u16 8
-                          table:  u32 table-vtable        // soffset
-                                  u32 1  u32 3)")));
-}
-
-TEST(bytes, every_message_goes_through_frame_and_packed_bytes_and_back)
-{
-    std::size_t messages = 0;
-    for (const auto &[info, fact] : test::all_messages()) {
-        test::sample sample(*info, 1, 3);
-        const std::string text = json::format_record(*info, sample.record(), json::zeros::write);
-        const bytes frame = capture_frame(*info, sample.record());
-        const bytes packed = pack_record(*info, sample.record());
-        if (fact->is_fixed_size()) {
-            EXPECT_EQ(frame.size(), fact->frame_length) << info->name;
-        } else {
-            EXPECT_EQ(frame, packed) << info->name;
-        }
-        EXPECT_EQ(unpacked(*info, frame), text);
-        EXPECT_EQ(unpacked(*info, packed), text);
-        ++messages;
-    }
-    EXPECT_EQ(messages, test::counts::messages);
-    EXPECT_TRUE(take_library_log().empty());
-}
-
-TEST(bytes, a_count_without_pointer_has_no_bytes)
-{
-    const catalogue::message_info &type = *catalogue::find_message("srv6_cfg_query_comm_param");
-    const std::uint32_t lost[6] = {0, 0, 5, 0, 0, 0};
-    EXPECT_TRUE(capture_frame(type, lost).empty());
-    EXPECT_TRUE(pack_record(type, lost).empty());
-}
-
-TEST(bytes, the_librarys_log_is_kept)
-{
-    const catalogue::message_info &type = *catalogue::find_message("srv6_bsid_fwd_key");
-    std::vector<std::uint64_t> record(2);
-    take_library_log();
-    const bytes bad = test::buffer_of("u32 end+1  zeros 4"); // a root offset, and nothing there
-    type.functions.unpack(bad.data(), 8, record.data());
-    type.functions.unpack(bad.data(), 3, record.data());
-    EXPECT_EQ(take_library_log(),
-              (std::vector<std::string>{
-                  "srv6_bsid_fwd_key_unpack_non_root: [ZELKO]:Table offset(9) is out of range(4 - "
-                  "8)",
-                  "srv6_bsid_fwd_key_unpack: [ZELKO]:Param invalid(nonNull, 3, nonNull)"}));
-    EXPECT_TRUE(take_library_log().empty());
-}
 
 TEST(hex_text, a_line_is_a_frame)
 {

@@ -212,7 +212,7 @@ TEST_F(commands, every_message_is_encoded_and_decoded)
     std::map<std::string, std::string> objects;
     for (const auto &[info, fact] : all_messages()) {
         sample sample(*info, 1, 2);
-        objects[info->name] = json::format_record(*info, sample.record(), json::zeros::write);
+        objects[name_of(*info)] = json::format_record(*info, sample.record(), json::zeros::write);
     }
     ASSERT_EQ(objects.size(), counts::messages);
     std::string script =
@@ -242,8 +242,6 @@ TEST_F(commands, decode_says_why_a_frame_is_refused)
     EXPECT_EQ(bad.out, "{\"message\":\"srv6_bsid_fwd_key\",\"f0\":1,\"f1\":0,\"f2\":3}\n");
     EXPECT_EQ(
         bad.err,
-        "hex:1: library log: srv6_bsid_fwd_key_unpack_non_root: [ZELKO]:Table offset(100) is "
-        "out of range(4 - 32)\n"
         "hex:1: srv6_bsid_fwd_key: refused at offset 0x0064: the table of srv6_bsid_fwd_key "
         "would be at 0x0064 (100), which is not from 4 to 28; --explain shows the bytes up to "
         "there\n"
@@ -342,6 +340,51 @@ TEST_F(commands, wrong_usage_has_its_own_status)
     EXPECT_EQ(shell("vorl encode --frame --packed file").status, 2);
     EXPECT_EQ(shell("vorl decode file").status, 2);
     EXPECT_EQ(shell("vorl recv").status, 2);
+}
+
+TEST_F(commands, the_program_is_linked_with_neither_library_nor_bus)
+{
+    const outcome dynamic = shell("readelf -dW '" VORL_TEST_PROGRAM "'");
+    ASSERT_EQ(dynamic.status, 0) << dynamic.err;
+    EXPECT_GE(count(dynamic.out, "(NEEDED)"), 1u);
+    EXPECT_EQ(count(dynamic.out, "libvorl_srv6"), 0u) << dynamic.out;
+    EXPECT_EQ(count(dynamic.out, "libkavrovorl"), 0u) << dynamic.out;
+}
+
+// The program alone, as on a machine that has nothing else of it.
+TEST_F(commands, need_library_and_bus_to_send_and_to_receive_alone)
+{
+    file("two.jsonl", two_objects);
+    const std::string alone =
+        "mkdir -p bin && cp '" VORL_TEST_PROGRAM "' bin && "
+        "env -u LD_LIBRARY_PATH " VORL_TEST_EMULATOR " bin/vorl ";
+    EXPECT_EQ(shell(alone + "--version").out, "vorl " VORL_TEST_VERSION "\n");
+    EXPECT_EQ(count(shell(alone + "--help").out, "\n  describe "), 1u);
+    EXPECT_EQ(lines_of(shell(alone + "list").out).size(), counts::messages + 1);
+    EXPECT_EQ(count(shell(alone + "describe srv6_iid_fwd_key").out, "0x7DD23B26"), 1u);
+    EXPECT_EQ(shell(alone + "encode two.jsonl").out, key_frame + batch);
+    EXPECT_EQ(shell(alone + "encode --packed two.jsonl").out, key_packed + batch);
+    file("hex", key_frame);
+    EXPECT_EQ(shell(alone + "decode --message srv6_bsid_fwd_key hex").out,
+              "{\"message\":\"srv6_bsid_fwd_key\",\"f0\":1,\"f1\":0,\"f2\":3}\n");
+    EXPECT_EQ(shell(alone + "decode --explain --message srv6_bsid_fwd_key hex").status, 0);
+
+    for (const std::string command : {"send", "recv"}) {
+        const outcome refused =
+            shell(alone + (command == "send" ? "send --to 7 two.jsonl" : "recv 7"));
+        EXPECT_EQ(refused.status, 1);
+        EXPECT_EQ(refused.out, "");
+        EXPECT_TRUE(refused.err.starts_with(
+            "vorl " + command + ": cannot load libvorl_srv6.so.1 (libvorl_srv6.so.1: cannot open "
+                                "shared object file: No such file or directory), looked for in "))
+            << refused.err;
+        EXPECT_EQ(count(refused.err, "/bin/../"), 1u) << "the path beside the program: "
+                                                      << refused.err;
+        EXPECT_TRUE(refused.err.ends_with(
+            "; install package libvorl-srv6-1 and the platform's bus, libkavrovorl.so, or name "
+            "their directories in LD_LIBRARY_PATH\n"))
+            << refused.err;
+    }
 }
 
 TEST_F(commands, version)

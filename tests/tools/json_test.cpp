@@ -49,9 +49,9 @@ TEST(json, every_message_goes_through_text_and_back)
             ASSERT_EQ(&parsed.type(), info);
             // An empty vector has no pointer; the sample's may have one.
             if (seed > 1) {
-                ASSERT_TRUE(test::same_record(*info, sample.record(), parsed.data())) << info->name;
+                ASSERT_TRUE(test::same_record(*info, sample.record(), parsed.data())) << name_of(*info);
             }
-            ASSERT_EQ(first_difference(*info, sample.record(), parsed.data()), "") << info->name;
+            ASSERT_EQ(first_difference(*info, sample.record(), parsed.data()), "") << name_of(*info);
             ASSERT_EQ(written(parsed, zeros::write),
                       format_record(*info, sample.record(), zeros::write));
         }
@@ -63,11 +63,11 @@ TEST(json, every_message_goes_through_text_and_back)
 TEST(json, every_message_of_zeros_is_its_name_alone)
 {
     for (const auto &[info, fact] : test::all_messages()) {
-        const std::string name_alone = std::string(R"({"message":")") + info->name + R"("})";
+        const std::string name_alone = std::string(R"({"message":")") + name_of(*info) + R"("})";
         const record parsed = parse_record(name_alone);
         EXPECT_EQ(written(parsed), name_alone);
         for (std::size_t i = 0; i < info->record_size; ++i)
-            ASSERT_EQ(parsed.data()[i], 0) << info->name;
+            ASSERT_EQ(parsed.data()[i], 0) << name_of(*info);
     }
 }
 
@@ -148,7 +148,7 @@ TEST(json, a_vector_that_lost_its_pointer_is_written_empty)
     srv6_sidnhp_fwd_update failed = {};
     failed.f1_count = 3;
     EXPECT_EQ(
-        format_record(*catalogue::find_message("srv6_sidnhp_fwd_update"), &failed, zeros::write),
+        format_record(catalogue::find_message("srv6_sidnhp_fwd_update")->data, &failed, zeros::write),
         R"({"message":"srv6_sidnhp_fwd_update","f0":0,"f1":[]})");
 }
 
@@ -189,7 +189,7 @@ TEST(json, every_difference_of_every_slot_is_found)
         test::sample a(*info, 1, 2, 1);
         test::sample b(*info, 1, 2, 99);
         EXPECT_EQ(first_difference(*info, a.record(), a.record()), "");
-        EXPECT_NE(first_difference(*info, a.record(), b.record()), "") << info->name;
+        EXPECT_NE(first_difference(*info, a.record(), b.record()), "") << name_of(*info);
     }
 }
 

@@ -7,7 +7,7 @@
 
 #include "tests/codec/support/fixture.h"
 #include "tests/support/run.h"
-#include "tools/vorl/hex.h"
+#include "inspect/hex.h"
 
 namespace vorl::test {
 

@@ -32,13 +32,13 @@ void print(std::ostream &to, const reference::outcome &o)
 }
 
 /// Replaces addresses of blocks by their numbers, in the record and in nested ones.
-void number_blocks(const message_info &m, std::uint8_t *record, const std::vector<void *> &blocks)
+void number_blocks(const message &m, std::uint8_t *record, const std::vector<void *> &blocks)
 {
-    for (const slot_info &slot : m.slots) {
-        std::uint8_t *member = record + slot.record_offset;
-        if (slot.type == wire_type::table) {
-            number_blocks(*slot.element, member, blocks);
-        } else if (slot.type == wire_type::vector_uint8 || slot.type == wire_type::vector_table) {
+    for (const vorl::slot &slot : m.slots) {
+        std::uint8_t *member = record + slot.record_at;
+        if (slot.shape == slot_shape::table) {
+            number_blocks(*slot.nested, member, blocks);
+        } else if (slot.is_vector()) {
             void *address = nullptr;
             std::memcpy(&address, member, sizeof address);
             const auto found = std::find(blocks.begin(), blocks.end(), address);
@@ -51,13 +51,13 @@ void number_blocks(const message_info &m, std::uint8_t *record, const std::vecto
 
 } // namespace
 
-std::vector<reference::log_event> take_logs(const message_info &m, side s)
+std::vector<reference::log_event> take_logs(const message &m, side s)
 {
     // One block for a package's side, and none of another's; its first two members are names.
     static std::map<std::pair<std::string, side>, const void *> blocks;
     std::vector<reference::log_event> logs;
     for (const log_call &call : the_platform().logs) {
-        const auto own = blocks.try_emplace({m.package, s}, call.ctx).first;
+        const auto own = blocks.try_emplace({catalogue::package_of(m).name, s}, call.ctx).first;
         for (const auto &[owner, block] : blocks)
             EXPECT_EQ(block == call.ctx, owner == own->first) << owner.first;
         const char *names[2];
@@ -90,21 +90,21 @@ constexpr std::size_t margin = 16;
 
 } // namespace
 
-unpacked::unpacked(const message_info &m, const void *buf, std::int32_t len, std::uint8_t fill,
+unpacked::unpacked(const message &m, const void *buf, std::int32_t len, std::uint8_t fill,
                    std::uint32_t fail_allocation_at)
     : message_(m), fill_(fill), record_(m, fill, margin)
 {
     the_platform().forget_calls();
     the_platform().fail_allocation_at = fail_allocation_at;
-    EXPECT_EQ(m.functions.unpack(buf, len, record_.data()), m.record_size);
+    EXPECT_EQ(functions_of(m).unpack(buf, len, record_.data()), m.record_size);
     the_platform().fail_allocation_at = 0;
     take_calls();
 }
 
-reference::outcome unpacked::into_null(const message_info &m, const void *buf, std::int32_t len)
+reference::outcome unpacked::into_null(const message &m, const void *buf, std::int32_t len)
 {
     the_platform().forget_calls();
-    EXPECT_EQ(m.functions.unpack(buf, len, nullptr), m.record_size);
+    EXPECT_EQ(functions_of(m).unpack(buf, len, nullptr), m.record_size);
     EXPECT_TRUE(the_platform().memory.empty());
     reference::outcome result;
     result.logs = take_logs(m, side::receive);
@@ -115,13 +115,13 @@ unpacked::~unpacked()
 {
     const auto held = [](const bytes &block) { return !block.empty(); };
     if (std::any_of(outcome_.blocks.begin(), outcome_.blocks.end(), held))
-        message_.functions.free_unpacked(record_.data());
+        functions_of(message_).free_unpacked(record_.data());
 }
 
 void unpacked::release()
 {
     the_platform().forget_calls();
-    message_.functions.free_unpacked(record_.data());
+    functions_of(message_).free_unpacked(record_.data());
     take_calls();
 }
 
@@ -129,7 +129,7 @@ void unpacked::take_calls()
 {
     std::uint8_t *const end = record_.at(message_.record_size);
     EXPECT_TRUE(std::all_of(end, end + margin, [this](std::uint8_t byte) { return byte == fill_; }))
-        << message_.name << ": the bytes behind the record have changed";
+        << name_of(message_) << ": the bytes behind the record have changed";
     for (auto &log : take_logs(message_, side::receive))
         outcome_.logs.push_back(std::move(log));
     for (const memory_call &call : the_platform().memory) {
@@ -160,7 +160,7 @@ void unpacked::take_calls()
     number_blocks(message_, outcome_.record.data(), blocks_);
 }
 
-reference::outcome expected_unpack(const message_info &m, std::span<const std::uint8_t> buffer,
+reference::outcome expected_unpack(const message &m, std::span<const std::uint8_t> buffer,
                                    order byte_order, std::uint8_t fill,
                                    std::uint32_t fail_allocation_at, std::set<std::uint64_t> *edges)
 {
@@ -173,7 +173,7 @@ reference::outcome expected_unpack(const message_info &m, std::span<const std::u
                              edges);
 }
 
-std::string reading_difference(const message_info &m, std::span<const std::uint8_t> buffer,
+std::string reading_difference(const message &m, std::span<const std::uint8_t> buffer,
                                order byte_order, std::uint8_t fill,
                                std::uint32_t fail_allocation_at)
 {
@@ -182,7 +182,7 @@ std::string reading_difference(const message_info &m, std::span<const std::uint8
                               fill, fail_allocation_at);
 }
 
-std::string reading_difference(const message_info &m, std::span<const std::uint8_t> buffer,
+std::string reading_difference(const message &m, std::span<const std::uint8_t> buffer,
                                reference::outcome expected, std::uint8_t fill,
                                std::uint32_t fail_allocation_at)
 {
@@ -199,13 +199,13 @@ std::string reading_difference(const message_info &m, std::span<const std::uint8
     return text;
 }
 
-bytes library_pack(const message_info &m, const void *record)
+bytes library_pack(const message &m, const void *record)
 {
     std::uint32_t length = 0xFFFFFFFF;
-    if (m.functions.pack(record, nullptr, &length) != 0)
+    if (functions_of(m).pack(record, nullptr, &length) != 0)
         return {};
     bytes out(length, 0xEE);
-    EXPECT_EQ(m.functions.pack(record, out.data(), &length), 0u);
+    EXPECT_EQ(functions_of(m).pack(record, out.data(), &length), 0u);
     EXPECT_EQ(length, out.size());
     return out;
 }
@@ -222,11 +222,11 @@ namespace {
 
 } // namespace
 
-bytes sent_single(const message_info &m, const void *record)
+bytes sent_single(const message &m, const void *record)
 {
     the_platform().forget_calls();
     dirty_the_stack();
-    EXPECT_EQ(m.functions.sendsingle(7, record, 0, 0), 0u);
+    EXPECT_EQ(functions_of(m).sendsingle(7, record, 0, 0), 0u);
     const auto &sends = the_platform().sends;
     EXPECT_EQ(sends.size(), 1u);
     if (sends.size() != 1 || sends[0].frames.size() != 1)
@@ -235,10 +235,10 @@ bytes sent_single(const message_info &m, const void *record)
     return sends[0].frames[0].bytes;
 }
 
-std::vector<bytes> sent_batch(const message_info &m, const void *records, std::uint32_t count)
+std::vector<bytes> sent_batch(const message &m, const void *records, std::uint32_t count)
 {
     the_platform().forget_calls();
-    EXPECT_EQ(m.functions.sendbatch(7, records, count, 0), 0u);
+    EXPECT_EQ(functions_of(m).sendbatch(7, records, count, 0), 0u);
     std::vector<bytes> frames;
     EXPECT_EQ(the_platform().sends.size(), 1u);
     for (const bus_call &call : the_platform().sends) {
