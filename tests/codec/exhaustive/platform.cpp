@@ -91,8 +91,9 @@ void platform_calls::release(const void *at, std::uint32_t id, const char *tag)
 
 namespace {
 
-void write_log(const serial_ctx *ctx, std::uint32_t level, std::uint32_t kind, const char *empty,
-               std::uint32_t line, const char *function, const char *format, ...)
+extern "C" void write_log(const serial_ctx *ctx, std::uint32_t level, std::uint32_t kind,
+                          const char *empty, std::uint32_t line, const char *function,
+                          const char *format, ...)
 {
     log_call &call = the_calls->add_log();
     call.ctx = ctx;

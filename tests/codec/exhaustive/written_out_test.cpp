@@ -101,7 +101,7 @@ TEST(exhaustive, a_frame_in_numbers)
         ASSERT_EQ(item_frame(o).size(), 32u);
         expect_outcome(item, item_frame(o), o, just(whole_item));
         // Twenty-nine bytes do not hold the vtable's ten, thirty do.
-        for (const std::size_t length : {29, 30}) {
+        for (const std::size_t length : {29U, 30U}) {
             bytes content = item_frame(o);
             content.resize(length);
             expect_outcome(item, content, o,
