@@ -27,13 +27,18 @@ bool is_vector(const slot_info &s)
     return s.type == wire_type::vector_uint8 || s.type == wire_type::vector_table;
 }
 
+/// How the values of a record are made.
+struct filling {
+    bool leaves_zeros = false;
+    std::uint32_t elements = 2; ///< of a vector
+    std::uint32_t value = 0;    ///< of everything; 0: see filler
+};
+
 /// Every byte of a value differs from its neighbours', and none is zero: a scalar that is read from
 /// a wrong place, or in part, shows.
 class filler {
   public:
-    filler(bool leaves_zeros, std::uint32_t elements)
-        : leaves_zeros_(leaves_zeros), elements_(elements)
-    {}
+    explicit filler(const filling &how) : how_(how) {}
 
     /// `record` is zero; element `number` of its vector or array.
     void fill(const message_info &m, sample &owner, std::uint8_t *record, std::size_t number)
@@ -43,38 +48,44 @@ class filler {
             std::uint8_t *to = record + s.record_offset;
             std::size_t count = std::max<std::size_t>(s.count, 1);
             if (is_vector(s)) {
-                count = elements_;
-                to = owner.set_vector(s, record, elements_);
+                count = how_.elements;
+                to = owner.set_vector(s, record, how_.elements);
             }
             if (s.element != nullptr) {
                 for (std::size_t e = 0; e < count; ++e)
                     fill(*s.element, owner, to + e * s.element->record_size, e);
                 continue;
             }
-            const bool is_zero = leaves_zeros_ && (i + number + (m.slots.size() == 1)) % 2 == 1 &&
+            const bool is_zero = how_.leaves_zeros &&
+                                 (i + number + (m.slots.size() == 1)) % 2 == 1 &&
                                  reference::is_scalar(s.type);
             const std::size_t width = is_vector(s) ? 1 : reference::width_of(s.type);
-            for (std::size_t b = 0; b < count * width && !is_zero; ++b)
-                to[b] = next();
+            for (std::size_t e = 0; e < count && !is_zero; ++e)
+                reference::store(to + e * width, next(width), width, order::little);
         }
     }
 
   private:
-    std::uint8_t next()
+    std::uint64_t next(std::size_t width)
     {
-        last_ = (last_ + 37) % 255;
-        return static_cast<std::uint8_t>(last_ + 1);
+        if (how_.value != 0)
+            return how_.value;
+        std::uint64_t value = 0;
+        for (std::size_t b = 0; b < width; ++b) {
+            last_ = (last_ + 37) % 255;
+            value |= std::uint64_t{last_ + 1} << (8 * b);
+        }
+        return value;
     }
 
-    bool leaves_zeros_;
-    std::uint32_t elements_;
+    filling how_;
     std::uint32_t last_ = 0;
 };
 
-sample filled(const message_info &m, bool leaves_zeros, std::uint32_t elements)
+sample filled(const message_info &m, const filling &how)
 {
     sample s(m);
-    filler(leaves_zeros, elements).fill(m, s, s.at(0), 0);
+    filler(how).fill(m, s, s.at(0), 0);
     return s;
 }
 
@@ -86,6 +97,20 @@ bool has_long_elements(const message_info &m)
     return std::any_of(m.slots.begin(), m.slots.end(), [](const slot_info &s) {
         return is_vector(s) && s.element != nullptr && s.element->record_size > long_element;
     });
+}
+
+/// Of the first array of scalars in a message or in what it leads to; 0: there is none.
+std::uint32_t first_count(const message_info &m)
+{
+    for (const slot_info &s : m.slots) {
+        const bool is_array = s.type == wire_type::array_uint8 || s.type == wire_type::array_uint32;
+        const std::uint32_t count = is_array               ? s.count
+                                    : s.element != nullptr ? first_count(*s.element)
+                                                           : 0;
+        if (count != 0)
+            return count;
+    }
+    return 0;
 }
 
 /// Walks a well-formed buffer, and notes where in it the format has a word or an entry.
@@ -169,14 +194,18 @@ std::vector<input> inputs(order o)
             all.push_back({&s, form, o, std::move(content), std::move(places)});
         };
         const std::uint32_t elements = has_long_elements(m) ? 1 : 2;
-        const sample full = filled(m, false, 2);
-        const sample sparse = filled(m, true, elements);
+        const std::uint32_t count = first_count(m);
+        const sample full = filled(m, {});
         add("full", reference::pack(m, full.data(), o));
-        add("sparse", reference::pack(m, sparse.data(), o));
+        add("sparse",
+            reference::pack(m, filled(m, {.leaves_zeros = true, .elements = elements}).data(), o));
+        if (count != 0)
+            add("counts",
+                reference::pack(m, filled(m, {.elements = elements, .value = count}).data(), o));
         if (m.is_fixed_size())
             add("frame", reference::frame(m, full.data(), o));
         if (reference::checks_root_itself(m))
-            add("framed", reference::pack(m, filled(m, false, elements).data(), o,
+            add("framed", reference::pack(m, filled(m, {.elements = elements}).data(), o,
                                           reference::inner_form::framed));
     }
     return all;

@@ -53,9 +53,11 @@ struct input {
 ///   sparse    packed, half the scalars zero: those of odd slots in the record and every second
 ///             element, those of even slots in the others
 ///   frame     of a fixed-size message: the full record's
+///   counts    packed; of a message that holds an array of scalars, itself or below. Every value is
+///             the count of the first such array, so that an offset that leads astray finds one
 ///   framed    of a message that leads elsewhere: packed, its tables as their frames
 ///
-/// Where an element has kilobytes (srv6_cfg_query_dfx_rec), sparse and framed have one.
+/// Where an element has kilobytes (srv6_cfg_query_dfx_rec), all but full have one.
 std::vector<input> inputs(order o);
 
 /// What a place is given, in ascending order. 2 bytes: everything. A length: everything up to the

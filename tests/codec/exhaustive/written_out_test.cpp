@@ -379,7 +379,7 @@ TEST(exhaustive, values_in_numbers)
         EXPECT_TRUE(std::binary_search(words.begin(), words.end(), value)) << value;
     EXPECT_FALSE(std::binary_search(words.begin(), words.end(), 41u));
 
-    EXPECT_EQ(all.size(), 350u); // 115 full, 115 sparse, 78 frames, 42 framed
+    EXPECT_EQ(all.size(), 394u); // 115 full, 115 sparse, 44 counts, 78 frames, 42 framed
     EXPECT_EQ(subjects().size(), 115u);
 }
 
