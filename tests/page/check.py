@@ -9,6 +9,7 @@
 Prints what is wrong, with what to do, and exits with 1. A test is written `suite.case`, or `suite.*` for all of a suite, behind
 the file that has it, `room/file`.
 """
+import os
 import re
 import sys
 from pathlib import Path
@@ -122,7 +123,13 @@ def security():
 
 def five_things():
     text = (ROOT / "README.md").read_text()
-    return words(re.search(r"^Five things to know\. (.*?)\n\n", text, re.MULTILINE | re.DOTALL)[1])
+    listed = re.search(r"^Five things to know:\n\n((?:(?:- |  ).*\n)+)", text, re.MULTILINE)
+    if listed is None:
+        sys.exit("README.md: no list below a line 'Five things to know:'; put it back, or change tests/page/check.py")
+    bullets = listed[1].split("\n- ")
+    if len(bullets) != 5:
+        problem("README.md", f"lists {len(bullets)} of 'Five things to know'; change the list or the number")
+    return words(" ".join(bullets).removeprefix("- "))
 
 
 def promises_are_whole():
@@ -132,8 +139,10 @@ def promises_are_whole():
         for number, cells in rows(section):
             quoted = words(cells[0])
             if not promised.startswith(quoted, at):
-                problem(f"tests/README.md:{number}", f"quotes \"{quoted[:60]}\" where {where} has "
-                        f"\"{promised[at:at + 60]}\"; quote that, and name the test that holds it")
+                same = len(os.path.commonprefix([quoted, promised[at:]]))
+                start = max(0, same - 30)
+                problem(f"tests/README.md:{number}", f"quotes \"{quoted[start:same + 30]}\" where {where} has "
+                        f"\"{promised[at + start:at + same + 30]}\"; quote that, and name the test that holds it")
                 break
             at += len(quoted) + 1
         else:

@@ -130,7 +130,7 @@ std::string how_to_repeat(const work &w, std::uint32_t value)
     char text[512];
     std::snprintf(text, sizeof text,
                   "codec_exhaustive --message %s --form %s --order %s --kind %s --at %u --value %u",
-                  w.in->message->info->name, w.in->form, test::name_of(w.in->byte_order),
+                  name_of(*w.in->message->data), w.in->form, test::name_of(w.in->byte_order),
                   name_of(w.where->what), w.where->at, value);
     return text;
 }
@@ -140,7 +140,7 @@ void report(shared_state &shared, const work &w, std::uint32_t value, const std:
     if (shared.disagreements.fetch_add(1) >= most_reports)
         return;
     const std::string text =
-        "exhaustive: " + std::string(w.in->message->info->name) + ", " + w.in->form + ", " +
+        "exhaustive: " + std::string(name_of(*w.in->message->data)) + ", " + w.in->form + ", " +
         name_of(w.where->what) + " at " + std::to_string(w.where->at) + " (" + w.where->of +
         ") as " + std::to_string(value) + ", byte order " + test::name_of(w.in->byte_order) + "\n" +
         what + "repeat it: " + how_to_repeat(w, value) + '\n';
@@ -247,7 +247,7 @@ std::vector<work> work_of(const options &o, std::span<const input> all)
 {
     std::vector<work> items;
     for (const input &in : all) {
-        if ((!o.message.empty() && o.message != in.message->info->name) ||
+        if ((!o.message.empty() && o.message != name_of(*in.message->data)) ||
             (!o.form.empty() && o.form != in.form) ||
             (!o.order.empty() && o.order != test::name_of(in.byte_order)))
             continue;

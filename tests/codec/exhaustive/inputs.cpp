@@ -22,11 +22,6 @@ const char *name_of(kind k)
 
 namespace {
 
-bool is_vector(const slot_info &s)
-{
-    return s.type == wire_type::vector_uint8 || s.type == wire_type::vector_table;
-}
-
 /// How the values of a record are made.
 struct filling {
     bool leaves_zeros = false;
@@ -41,25 +36,25 @@ class filler {
     explicit filler(const filling &how) : how_(how) {}
 
     /// `record` is zero; element `number` of its vector or array.
-    void fill(const message_info &m, sample &owner, std::uint8_t *record, std::size_t number)
+    void fill(const message &m, sample &owner, std::uint8_t *record, std::size_t number)
     {
-        for (std::size_t i = 0; i < m.slots.size(); ++i) {
-            const slot_info &s = m.slots[i];
-            std::uint8_t *to = record + s.record_offset;
+        for (std::size_t i = 0; i < m.slots.size; ++i) {
+            const vorl::slot &s = m.slots[i];
+            std::uint8_t *to = record + s.record_at;
             std::size_t count = std::max<std::size_t>(s.count, 1);
-            if (is_vector(s)) {
+            if (reference::is_vector(s)) {
                 count = how_.elements;
                 to = owner.set_vector(s, record, how_.elements);
             }
-            if (s.element != nullptr) {
+            if (s.nested != nullptr) {
                 for (std::size_t e = 0; e < count; ++e)
-                    fill(*s.element, owner, to + e * s.element->record_size, e);
+                    fill(*s.nested, owner, to + e * s.nested->record_size, e);
                 continue;
             }
             const bool is_zero = how_.leaves_zeros &&
-                                 (i + number + (m.slots.size() == 1)) % 2 == 1 &&
-                                 reference::is_scalar(s.type);
-            const std::size_t width = is_vector(s) ? 1 : reference::width_of(s.type);
+                                 (i + number + (m.slots.size == 1)) % 2 == 1 &&
+                                 reference::is_scalar(s);
+            const std::size_t width = std::size_t{s.width};
             for (std::size_t e = 0; e < count && !is_zero; ++e)
                 reference::store(to + e * width, next(width), width, order::little);
         }
@@ -82,7 +77,7 @@ class filler {
     std::uint32_t last_ = 0;
 };
 
-sample filled(const message_info &m, const filling &how)
+sample filled(const message &m, const filling &how)
 {
     sample s(m);
     filler(how).fill(m, s, s.at(0), 0);
@@ -92,20 +87,20 @@ sample filled(const message_info &m, const filling &how)
 /// Elements of a vector whose records are longer than this are one in the other forms than full.
 constexpr std::size_t long_element = 4096;
 
-bool has_long_elements(const message_info &m)
+bool has_long_elements(const message &m)
 {
-    return std::any_of(m.slots.begin(), m.slots.end(), [](const slot_info &s) {
-        return is_vector(s) && s.element != nullptr && s.element->record_size > long_element;
+    return std::any_of(m.slots.begin(), m.slots.end(), [](const vorl::slot &s) {
+        return reference::is_vector(s) && s.nested != nullptr && s.nested->record_size > long_element;
     });
 }
 
 /// Of the first array of scalars in a message or in what it leads to; 0: there is none.
-std::uint32_t first_count(const message_info &m)
+std::uint32_t first_count(const message &m)
 {
-    for (const slot_info &s : m.slots) {
-        const bool is_array = s.type == wire_type::array_uint8 || s.type == wire_type::array_uint32;
+    for (const vorl::slot &s : m.slots) {
+        const bool is_array = s.shape == slot_shape::array;
         const std::uint32_t count = is_array               ? s.count
-                                    : s.element != nullptr ? first_count(*s.element)
+                                    : s.nested != nullptr ? first_count(*s.nested)
                                                            : 0;
         if (count != 0)
             return count;
@@ -118,11 +113,11 @@ class place_finder {
   public:
     place_finder(const bytes &content, order o) : content_(content), order_(o) {}
 
-    std::vector<place> places(const message_info &m)
+    std::vector<place> places(const message &m)
     {
         add(kind::length, 0, "buffer");
         add(kind::root_offset, 0, "buffer");
-        walk_table(m, word(0, 4), m.name);
+        walk_table(m, word(0, 4), name_of(m));
         return std::move(places_);
     }
 
@@ -136,14 +131,14 @@ class place_finder {
         return static_cast<std::uint32_t>(reference::load(&content_.at(at), width, order_));
     }
 
-    void walk_table(const message_info &m, std::uint32_t table, const std::string &name)
+    void walk_table(const message &m, std::uint32_t table, const std::string &name)
     {
         add(kind::soffset, table, name);
         const std::uint32_t vtable = table - word(table, 4);
         add(kind::vtable_length, vtable, name);
         add(kind::table_length, vtable + 2, name);
-        for (std::uint32_t i = 0; i < m.slots.size(); ++i) {
-            const std::string slot_name = std::string(m.slots[i].name) + " of " + name;
+        for (std::uint32_t i = 0; i < m.slots.size; ++i) {
+            const std::string slot_name = "f" + std::to_string(i) + " of " + name;
             add(kind::entry, vtable + 4 + 2 * i, slot_name);
             const std::uint32_t entry = word(vtable + 4 + 2 * i, 2);
             if (entry != 0)
@@ -151,18 +146,18 @@ class place_finder {
         }
     }
 
-    void walk_field(const slot_info &s, std::uint32_t at, const std::string &name)
+    void walk_field(const vorl::slot &s, std::uint32_t at, const std::string &name)
     {
-        if (reference::is_scalar(s.type))
+        if (reference::is_scalar(s))
             return;
         add(kind::offset_word, at, name);
         const std::uint32_t body = at + word(at, 4);
-        if (s.type == wire_type::table) {
-            walk_table(*s.element, body, name);
+        if (s.shape == slot_shape::table) {
+            walk_table(*s.nested, body, name);
             return;
         }
         add(kind::count, body, name);
-        if (s.element == nullptr)
+        if (s.nested == nullptr)
             return;
         const std::uint32_t count = word(body, 4);
         for (std::uint32_t e = 0; e < count; ++e) {
@@ -171,7 +166,7 @@ class place_finder {
             const std::uint32_t element = body + 4 + 4 * e;
             const std::string element_name = "element " + std::to_string(e) + ", " + name;
             add(kind::offset_word, element, element_name);
-            walk_table(*s.element, element + word(element, 4), element_name);
+            walk_table(*s.nested, element + word(element, 4), element_name);
             is_inner_ = was_inner;
         }
     }
@@ -188,7 +183,7 @@ std::vector<input> inputs(order o)
 {
     std::vector<input> all;
     for (const subject &s : subjects()) {
-        const message_info &m = *s.info;
+        const message &m = *s.data;
         const auto add = [&](const char *form, bytes content) {
             std::vector<place> places = place_finder(content, o).places(m);
             all.push_back({&s, form, o, std::move(content), std::move(places)});
@@ -202,7 +197,7 @@ std::vector<input> inputs(order o)
         if (count != 0)
             add("counts",
                 reference::pack(m, filled(m, {.elements = elements, .value = count}).data(), o));
-        if (m.is_fixed_size())
+        if (is_fixed_size(m))
             add("frame", reference::frame(m, full.data(), o));
         if (reference::checks_root_itself(m))
             add("framed", reference::pack(m, filled(m, {.elements = elements}).data(), o,

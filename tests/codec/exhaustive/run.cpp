@@ -49,7 +49,7 @@ const std::vector<subject> &subjects()
     static const std::vector<subject> all = [] {
         std::vector<subject> list = {
 #define FACT(name, ...)                                                                            \
-    {&message_named(#name), &name##_message, name##__unpack, name##_free__unpacked, {}},
+    {&name##_message, name##__unpack, name##_free__unpacked, {}},
 #include "tests/facts/messages.inc"
 #undef FACT
         };
@@ -64,7 +64,7 @@ run::run(codec which)
     : which_(which), memory_([] {
           std::size_t largest = 0;
           for (const subject &s : subjects())
-              largest = std::max(largest, s.info->record_size);
+              largest = std::max<std::size_t>(largest, s.data->record_size);
           return largest;
       }())
 {}
@@ -74,7 +74,7 @@ void run::unpack(const subject &s, const std::uint8_t *buf, std::int32_t len)
     subject_ = &s;
     calls_.clear();
     the_calls = &calls_;
-    record_ = memory_.space(s.info->record_size, dirt); // its end is the end of what may be written
+    record_ = memory_.space(s.data->record_size, dirt); // its end is the end of what may be written
     if (which_ == codec::plain)
         unpack_plainly(buf, len, record_, *s.data);
     else
@@ -84,10 +84,12 @@ void run::unpack(const subject &s, const std::uint8_t *buf, std::int32_t len)
 void run::release()
 {
     the_calls = &calls_;
-    if (which_ == codec::plain)
-        release_unpacked(record_, *subject_->data);
-    else
+    if (which_ == codec::exported) {
         subject_->free_unpacked(record_);
+    } else if (!is_fixed_size(*subject_->data)) {
+        bind_cache(ctx_of(*subject_->data, direction::receive));
+        plain::release(record_, to_log, *subject_->data);
+    }
 }
 
 void run::number_blocks(std::uint8_t *record) const
@@ -106,7 +108,7 @@ void run::number_blocks(std::uint8_t *record) const
 
 bytes run::record() const
 {
-    numbered_.assign(record_, record_ + subject_->info->record_size);
+    numbered_.assign(record_, record_ + subject_->data->record_size);
     number_blocks(numbered_.data());
     return numbered_;
 }
@@ -153,7 +155,7 @@ bool run::agree_in_memory(const reference::outcome &expected) const
 
 bool run::agrees_with(const reference::outcome &expected)
 {
-    const std::size_t size = subject_->info->record_size;
+    const std::size_t size = subject_->data->record_size;
     const std::uint8_t *record = record_;
     if (!subject_->pointers.empty()) {
         numbered_.assign(record_, record_ + size);
@@ -221,10 +223,10 @@ std::string comparison::difference(const subject &s, const std::uint8_t *buf, st
     call_.buf = buf;
     call_.len = length;
     call_.byte_order = o;
-    call_.record_before.assign(s.info->record_size, dirt);
+    call_.record_before.assign(s.data->record_size, dirt);
     // A block larger than the platform gives away fails for all three.
     call_.fail_allocation_at = libraries.back()->failed_allocation();
-    reference::outcome expected = reference::unpack(*s.info, call_);
+    reference::outcome expected = reference::unpack(*s.data, call_);
     for (run *library : libraries) {
         if (!library->agrees_with(expected))
             return what_differs("read", *library, expected);
@@ -233,7 +235,7 @@ std::string comparison::difference(const subject &s, const std::uint8_t *buf, st
     if (s.pointers.empty() || expected.record == call_.record_before)
         return {};
     for (const char *step : {"released", "released twice"}) {
-        reference::free_unpacked(*s.info, expected);
+        reference::free_unpacked(*s.data, expected);
         for (run *library : libraries) {
             library->release();
             if (!library->agrees_with(expected))

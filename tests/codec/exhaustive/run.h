@@ -14,9 +14,8 @@
 
 namespace vorl::test::exhaustive {
 
-/// A message as the reference, the plain codec and whoever links the library know it.
+/// A message as the codecs and whoever links the library know it.
 struct subject {
-    const message_info *info;
     const message *data;
     std::uint32_t (*unpack)(const void *, std::int32_t, void *);
     void (*free_unpacked)(void *);

@@ -17,7 +17,7 @@ using reference::outcome;
 const subject &subject_named(const char *name)
 {
     for (const subject &s : subjects()) {
-        if (std::string(s.info->name) == name)
+        if (std::string(name_of(*s.data)) == name)
             return s;
     }
     throw std::logic_error(name);
@@ -50,9 +50,9 @@ void expect_outcome(const char *name, const bytes &content, order o, const outco
     const auto length = static_cast<std::int32_t>(content.size());
 
     outcome by_reference =
-        reference::unpack(*s.info, {.buf = at,
+        reference::unpack(*s.data, {.buf = at,
                                     .len = length,
-                                    .record_before = bytes(s.info->record_size, dirt),
+                                    .record_before = bytes(s.data->record_size, dirt),
                                     .byte_order = o});
     EXPECT_TRUE(by_reference == expected) << text_of(by_reference) << "expected:\n"
                                           << text_of(expected);
@@ -70,7 +70,7 @@ void expect_outcome(const char *name, const bytes &content, order o, const outco
                                                     << text_of(*released);
     }
     if (released != nullptr) {
-        reference::free_unpacked(*s.info, by_reference);
+        reference::free_unpacked(*s.data, by_reference);
         EXPECT_TRUE(by_reference == *released) << text_of(by_reference);
     }
 }
@@ -276,9 +276,9 @@ TEST(exhaustive, every_difference_is_seen)
     run library(codec::exported);
     library.unpack(s, content.data(), static_cast<std::int32_t>(content.size()));
     const outcome right =
-        reference::unpack(*s.info, {.buf = content.data(),
+        reference::unpack(*s.data, {.buf = content.data(),
                                     .len = static_cast<std::int32_t>(content.size()),
-                                    .record_before = bytes(s.info->record_size, dirt)});
+                                    .record_before = bytes(s.data->record_size, dirt)});
     ASSERT_TRUE(library.agrees_with(right));
     ASSERT_EQ(right.logs.size(), 1u);
     ASSERT_EQ(right.memory.size(), 2u);
@@ -328,7 +328,7 @@ std::string places_of(const char *message, const char *form)
     static const std::vector<input> all = inputs(order::little);
     std::string text;
     for (const input &in : all) {
-        if (std::string(in.message->info->name) != message || std::string(in.form) != form)
+        if (std::string(name_of(*in.message->data)) != message || std::string(in.form) != form)
             continue;
         for (const place &p : in.places)
             text += std::string(name_of(p.what)) + ' ' + std::to_string(p.at) + '\n';
@@ -355,7 +355,7 @@ TEST(exhaustive, values_in_numbers)
 {
     const std::vector<input> all = inputs(order::little);
     const auto found = std::find_if(all.begin(), all.end(), [](const input &in) {
-        return std::string(in.message->info->name) == item && std::string(in.form) == "frame";
+        return std::string(name_of(*in.message->data)) == item && std::string(in.form) == "frame";
     });
     ASSERT_NE(found, all.end());
     const auto count = [&found](kind k, bool is_inner) {
