@@ -28,7 +28,7 @@ TEST(hostile_cost, messages_with_a_figure)
 {
     std::size_t with_a_figure = 0;
     for (const message *m : all_messages())
-        with_a_figure += hostile_bytes_per_word(m) != 0;
+        with_a_figure += hostile_bytes_per_word(*m) != 0;
     EXPECT_EQ(with_a_figure, counts::variable_size)
         << "the figures stand in tests/codec/support/hostile.cpp";
 }
