@@ -10,19 +10,10 @@
 #include "tests/codec/support/facts.h"
 #include "tests/codec/support/messages.h"
 #include "tests/facts/counts.h"
+#include "tests/support/fnv1a.h"
 
 namespace vorl::test {
 namespace {
-
-std::uint32_t fnv_1a(const std::string &text)
-{
-    std::uint32_t hash = 0x811C9DC5;
-    for (const char c : text) {
-        hash ^= static_cast<std::uint8_t>(c);
-        hash *= 0x01000193;
-    }
-    return hash;
-}
 
 std::string type_of(const slot_info &slot)
 {
@@ -130,15 +121,15 @@ TEST(facts, every_message_in_registration_order)
 
 TEST(facts, identifiers_are_hashes_of_the_names)
 {
-    EXPECT_EQ(fnv_1a("srv6.vrf_class_data"), 0xAEF44FB0u);
-    EXPECT_EQ(fnv_1a("srv6_cfg.query_dfx_rec"), 0x301BC2B7u);
-    EXPECT_EQ(fnv_1a("srv6_sync.bsid_fwd"), 0xCD35A130u);
+    EXPECT_EQ(fnv1a("srv6.vrf_class_data"), 0xAEF44FB0u);
+    EXPECT_EQ(fnv1a("srv6_cfg.query_dfx_rec"), 0x301BC2B7u);
+    EXPECT_EQ(fnv1a("srv6_sync.bsid_fwd"), 0xCD35A130u);
     std::set<std::uint32_t> distinct;
     for (const message_info *m : all_messages()) {
         const std::string package = m->package;
         const std::string name = m->name;
         ASSERT_EQ(name.substr(0, package.size() + 1), package + "_");
-        EXPECT_EQ(m->msg_id, fnv_1a(package + "." + name.substr(package.size() + 1))) << name;
+        EXPECT_EQ(m->msg_id, fnv1a(package + "." + name.substr(package.size() + 1))) << name;
         distinct.insert(m->msg_id);
     }
     EXPECT_EQ(distinct.size(), all_messages().size());
