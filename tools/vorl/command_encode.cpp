@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "tools/vorl/commands.h"
+#include "tools/vorl/decoded_record.h"
 #include "tools/vorl/explain.h"
 #include "tools/vorl/find_message.h"
 #include "tools/vorl/frame_capture.h"
@@ -21,25 +22,6 @@ void write_out(const void *data, std::size_t size)
         throw std::runtime_error("vorl: standard output cannot be written");
 }
 
-/// The record of some bytes, released when it goes out of scope.
-class decoded {
-  public:
-    decoded(const catalogue::message_info &type, const bytes &from)
-        : type_(type), data_((type.record_size + 7) / 8)
-    {
-        type.functions.unpack(from.data(), static_cast<std::int32_t>(from.size()), data_.data());
-    }
-    ~decoded() { type_.functions.free_unpacked(data_.data()); }
-    decoded(const decoded &) = delete;
-    decoded &operator=(const decoded &) = delete;
-
-    const void *data() const { return data_.data(); }
-
-  private:
-    const catalogue::message_info &type_;
-    std::vector<std::uint64_t> data_;
-};
-
 /// False: refused. `place` is "FILE:LINE: ".
 bool decode_frame(const decode_options &options, const catalogue::message_info &type,
                   const bytes &frame, const std::string &place)
@@ -51,7 +33,7 @@ bool decode_frame(const decode_options &options, const catalogue::message_info &
             std::cerr << place << type.name << ": refused at " << to_text(*why) << '\n';
         return !why;
     }
-    const decoded record(type, frame);
+    const decoded_record record(type, frame);
     const std::vector<std::string> log = take_library_log();
     if (const auto why = explain(type, frame, nullptr)) {
         for (const std::string &line : log)
