@@ -1,6 +1,8 @@
 // A package's introduction to the bus.
 #pragma once
 
+#include <stddef.h>
+
 #include "runtime/bus.h"
 
 namespace vorl {

@@ -5,26 +5,6 @@
 
 namespace vorl::bench {
 
-using catalogue::slot_info;
-using catalogue::wire_type;
-
-namespace {
-
-size_t width_of(wire_type type)
-{
-    switch (type) {
-    case wire_type::uint8:
-    case wire_type::array_uint8:
-    case wire_type::vector_uint8: return 1;
-    case wire_type::uint16: return 2;
-    case wire_type::uint32:
-    case wire_type::array_uint32: return 4;
-    default: return 8;
-    }
-}
-
-} // namespace
-
 pages::pages(size_t bytes, size_t offset) : offset_(offset)
 {
     constexpr size_t page = 4096;
@@ -35,7 +15,7 @@ pages::pages(size_t bytes, size_t offset) : offset_(offset)
     memset(block_.get(), 0, whole);
 }
 
-record_set::record_set(const message_info &message, pattern zeros, uint32_t count,
+record_set::record_set(const vorl::message &message, pattern zeros, uint32_t count,
                        uint32_t elements)
     : message_(message), zeros_(zeros), count_(count), base_(block(count * message.record_size)),
       random_(message.msg_id)
@@ -71,24 +51,24 @@ uint64_t record_set::value(size_t width)
     }
 }
 
-void record_set::fill(const message_info &message, uint8_t *record, uint32_t elements)
+void record_set::fill(const vorl::message &message, uint8_t *record, uint32_t elements)
 {
-    for (const slot_info &slot : message.slots) {
-        uint8_t *member = record + slot.record_offset;
+    for (const vorl::slot &slot : message.slots) {
+        uint8_t *member = record + slot.record_at;
         uint32_t count = slot.count == 0 ? 1 : slot.count;
-        if (slot.type == wire_type::vector_uint8 || slot.type == wire_type::vector_table) {
+        if (slot.is_vector()) {
             count = elements;
             uint8_t *first =
-                block(count * (slot.element != nullptr ? slot.element->record_size : size_t{1}));
-            memcpy(record + slot.count_offset, &count, sizeof count);
+                block(count * (slot.nested != nullptr ? slot.nested->record_size : size_t{1}));
+            memcpy(record + slot.count_at, &count, sizeof count);
             memcpy(member, &first, sizeof first);
             member = first;
         }
-        if (slot.element != nullptr) {
+        if (slot.nested != nullptr) {
             for (uint32_t i = 0; i < count; ++i)
-                fill(*slot.element, member + i * slot.element->record_size, elements);
+                fill(*slot.nested, member + i * slot.nested->record_size, elements);
         } else if (!is_zero()) {
-            const size_t width = width_of(slot.type);
+            const size_t width = slot.width;
             for (uint32_t i = 0; i < count; ++i) {
                 const uint64_t number = value(width);
                 memcpy(member + i * width, &number, width);

@@ -9,11 +9,9 @@
 #include <random>
 #include <vector>
 
-#include "catalogue/catalogue.h"
+#include "serial/slot.h"
 
 namespace vorl::bench {
-
-using catalogue::message_info;
 
 enum class pattern : uint8_t {
     dense,    ///< D: no member is zero
@@ -77,23 +75,23 @@ class pages {
 class record_set {
   public:
     /// Vectors have `elements` elements.
-    record_set(const message_info &message, pattern zeros, uint32_t count, uint32_t elements = 4);
+    record_set(const vorl::message &message, pattern zeros, uint32_t count, uint32_t elements = 4);
     record_set(const record_set &) = delete;
     record_set &operator=(const record_set &) = delete;
 
-    const message_info &message() const { return message_; }
+    const message &type() const { return message_; }
     uint32_t count() const { return count_; }
     uint8_t *at(uint64_t i) { return base_ + i * message_.record_size; }
     const uint8_t *at(uint64_t i) const { return base_ + i * message_.record_size; }
     record_view view() const { return {base_, message_.record_size}; }
 
   private:
-    void fill(const message_info &message, uint8_t *record, uint32_t elements);
+    void fill(const vorl::message &message, uint8_t *record, uint32_t elements);
     uint8_t *block(size_t size);
     bool is_zero();
     uint64_t value(size_t width);
 
-    const message_info &message_;
+    const message &message_;
     pattern zeros_;
     uint32_t count_;
     std::deque<pages> blocks_;

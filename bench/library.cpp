@@ -5,26 +5,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <string>
 
 #include "bench/bus.h"
 
 namespace vorl::bench {
 namespace {
-
-void *symbol(const std::string &name)
-{
-    void *found = dlsym(RTLD_DEFAULT, name.c_str());
-    if (found == nullptr)
-        give_up("the library has no", name.c_str());
-    return found;
-}
-
-template <class Function>
-void look_up(Function *&function, const std::string &name)
-{
-    function = reinterpret_cast<Function *>(symbol(name));
-}
 
 encodings *receiver;
 
@@ -36,29 +21,19 @@ void give_up(const char *what, const char *name)
     exit(1);
 }
 
-exported exported_functions(const message_info &message)
-{
-    const std::string name = message.name;
-    exported functions{};
-    look_up(functions.pack, name + "__pack");
-    look_up(functions.unpack, name + "__unpack");
-    look_up(functions.free_unpacked, name + "_free__unpacked");
-    look_up(functions.sendsingle, name + "__sendsingle");
-    look_up(functions.sendbatch, name + "__sendbatch");
-    return functions;
-}
+message_functions functions_of(const message &m) { return catalogue::functions_of(m, RTLD_DEFAULT); }
 
-const message_info &message_named(const char *name)
+const message &message_named(const char *name)
 {
-    const message_info *found = catalogue::find_message(name);
+    const catalogue::message_info *found = catalogue::find_message(name);
     if (found == nullptr)
         give_up("no message", name);
-    return *found;
+    return found->data;
 }
 
 encodings frames_of(const record_set &records)
 {
-    const exported functions = exported_functions(records.message());
+    const message_functions functions = functions_of(records.type());
     encodings frames;
     receiver = &frames;
     on_frames = [](const frame_desc *descs, uint32_t count) {
@@ -67,7 +42,7 @@ encodings frames_of(const record_set &records)
     };
     for (uint32_t i = 0; i < records.count(); ++i) {
         if (functions.sendsingle(1, records.at(i), 0, 1) != 0)
-            give_up("cannot send", records.message().name);
+            give_up("cannot send", name_of(records.type()));
     }
     receiver = nullptr;
     return frames;
@@ -75,7 +50,7 @@ encodings frames_of(const record_set &records)
 
 encodings packed(const record_set &records)
 {
-    const exported functions = exported_functions(records.message());
+    const message_functions functions = functions_of(records.type());
     encodings result;
     std::vector<uint8_t> buffer;
     for (uint32_t i = 0; i < records.count(); ++i) {
@@ -83,7 +58,7 @@ encodings packed(const record_set &records)
         functions.pack(records.at(i), nullptr, &size);
         buffer.resize(size);
         if (functions.pack(records.at(i), buffer.data(), &size) != 0)
-            give_up("cannot pack", records.message().name);
+            give_up("cannot pack", name_of(records.type()));
         result.add(buffer.data(), size);
     }
     return result;
@@ -91,22 +66,22 @@ encodings packed(const record_set &records)
 
 void check_round_trip(const record_set &records, const encodings &encoded)
 {
-    const message_info &message = records.message();
-    const exported functions = exported_functions(message);
+    const vorl::message &message = records.type();
+    const message_functions functions = functions_of(message);
     std::vector<uint64_t> words(message.record_size / 8 + 1);
     for (uint32_t i = 0; i < records.count(); ++i) {
         functions.unpack(encoded.at(i), static_cast<int32_t>(encoded.length(i)), words.data());
         // Records with vectors hold addresses: those are compared by what they pack to.
         std::vector<uint8_t> buffer(encoded.length(i));
         uint32_t size = encoded.length(i);
-        const bool same = message.is_fixed_size()
+        const bool same = is_fixed_size(message)
                               ? memcmp(words.data(), records.at(i), message.record_size) == 0
                               : functions.pack(words.data(), buffer.data(), &size) == 0 &&
                                     size == encoded.length(i) &&
                                     memcmp(buffer.data(), encoded.at(i), size) == 0;
         functions.free_unpacked(words.data());
         if (!same)
-            give_up("a record came back changed:", message.name);
+            give_up("a record came back changed:", name_of(message));
     }
 }
 

@@ -4,21 +4,16 @@
 #include <cstdint>
 
 #include "bench/data.h"
+#include "catalogue/functions.h"
 
 namespace vorl::bench {
 
-struct exported {
-    uint32_t (*pack)(const void *in, void *buf, uint32_t *inout_len);
-    uint32_t (*unpack)(const void *buf, int32_t len, void *out);
-    void (*free_unpacked)(void *rec);
-    uint32_t (*sendsingle)(uint32_t dest, const void *rec, uint32_t ignored, uint64_t to);
-    uint32_t (*sendbatch)(uint32_t dest, const void *recs, uint32_t count, uint64_t to);
-};
+using catalogue::message_functions;
 
-/// Ends the program when one is missing. (The catalogue's own pointers lead through a wrapper.)
-exported exported_functions(const message_info &message);
+/// Those that the program is linked with.
+message_functions functions_of(const message &m);
 
-const message_info &message_named(const char *name);
+const message &message_named(const char *name);
 
 encodings frames_of(const record_set &records);
 encodings packed(const record_set &records);

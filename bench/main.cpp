@@ -57,7 +57,7 @@ void add_copies(group &g, const std::string &name, const encodings &from, const 
               });
 }
 
-void add_pack(group &g, const std::string &name, const exported &functions,
+void add_pack(group &g, const std::string &name, const message_functions &functions,
               const record_set &records, uint32_t capacity, const ring &to)
 {
     g.add(name, records.count(),
@@ -67,7 +67,7 @@ void add_pack(group &g, const std::string &name, const exported &functions,
           });
 }
 
-void add_unpack(group &g, const std::string &name, const exported &functions, bool owns_memory,
+void add_unpack(group &g, const std::string &name, const message_functions &functions, bool owns_memory,
                 const encodings &from, const ring &to)
 {
     if (owns_memory) {
@@ -86,14 +86,14 @@ void add_unpack(group &g, const std::string &name, const exported &functions, bo
 }
 
 /// Frames of a fixed-size message: sends, and what belongs to a send but is no encoding.
-void add_frames(group &g, const exported &functions, const record_set &records)
+void add_frames(group &g, const message_functions &functions, const record_set &records)
 {
-    const message_info &message = records.message();
+    const vorl::message &message = records.type();
     const encodings &frames = keep<encodings>(frames_of(records));
     check_round_trip(records, frames);
-    const ring &to = keep<ring>(std::max<size_t>(message.frame_length, message.record_size));
+    const ring &to = keep<ring>(std::max<size_t>(catalogue::frame_length(message), message.record_size));
 
-    const auto length = message.frame_length;
+    const auto length = catalogue::frame_length(message);
     const auto add_send = [&](const char *name, decltype(functions.sendsingle) send) {
         g.add(name, records.count(),
               [send = opaque(send), records = records.view(), length](uint64_t i) {
@@ -115,16 +115,16 @@ void add_frames(group &g, const exported &functions, const record_set &records)
 }
 
 /// Packed tables. The contenders' names end in `which`.
-void add_packed(group &g, const std::string &which, const exported &functions,
+void add_packed(group &g, const std::string &which, const message_functions &functions,
                 const record_set &records)
 {
-    const message_info &message = records.message();
+    const vorl::message &message = records.type();
     const encodings &bytes = keep<encodings>(packed(records));
     check_round_trip(records, bytes);
     const uint32_t capacity = bytes.longest();
     const ring &to = keep<ring>(std::max<size_t>(capacity, message.record_size));
     add_pack(g, "pack." + which, functions, records, capacity, to);
-    add_unpack(g, "unpack." + which, functions, !message.is_fixed_size(), bytes, to);
+    add_unpack(g, "unpack." + which, functions, !is_fixed_size(message), bytes, to);
     add_copies(g, "packed_copy." + which, bytes, to);
 }
 
@@ -203,8 +203,8 @@ void add_peers(group &g, const std::string &which, const record_set &records)
 template <class Record>
 void fill_single(group &g, const char *name)
 {
-    const message_info &message = message_named(name);
-    const exported functions = exported_functions(message);
+    const vorl::message &message = message_named(name);
+    const message_functions functions = functions_of(message);
     const record_set &records =
         keep<record_set>(message, pattern::dense, round_of(message.record_size));
     add_frames(g, functions, records);
@@ -216,8 +216,8 @@ void fill_single(group &g, const char *name)
 template <class Record>
 void fill_zeros(group &g, const char *name)
 {
-    const message_info &message = message_named(name);
-    const exported functions = exported_functions(message);
+    const vorl::message &message = message_named(name);
+    const message_functions functions = functions_of(message);
     const std::pair<const char *, pattern> sets[] = {{"D", pattern::dense},
                                                      {"O", pattern::one_zero},
                                                      {"T", pattern::patterns},
@@ -233,9 +233,9 @@ void fill_zeros(group &g, const char *name)
 /// Batches of srv6_common_fwd, from 1 to 100,000 elements.
 void fill_batches(group &g, pattern zeros)
 {
-    const message_info &element = message_named("srv6_common_fwd");
-    const message_info &message = message_named("srv6_common_fwd_update");
-    const exported functions = exported_functions(message);
+    const message &element = message_named("srv6_common_fwd");
+    const vorl::message &message = message_named("srv6_common_fwd_update");
+    const message_functions functions = functions_of(message);
     for (uint32_t elements = 1; elements <= 100000; elements *= 10) {
         const uint32_t wanted = zeros == pattern::dense ? 800 : distinct_records;
         const uint32_t count = std::max(std::min(wanted, distinct_records) / elements, 1u);
@@ -314,8 +314,8 @@ void fill_batches(group &g, pattern zeros)
 void fill_sends(group &g, const char *name)
 {
     constexpr uint32_t count = 1000;
-    const message_info &message = message_named(name);
-    const exported functions = exported_functions(message);
+    const vorl::message &message = message_named(name);
+    const message_functions functions = functions_of(message);
     const record_set &records = keep<record_set>(message, pattern::dense, count);
     g.add("send", count, [send = functions.sendsingle, records = records.view()](uint64_t i) {
         send(1, records.at(i), 0, 0);
@@ -329,12 +329,12 @@ void fill_sends(group &g, const char *name)
 }
 
 /// Any message, by its description alone.
-void fill_any(group &g, const message_info &message)
+void fill_any(group &g, const vorl::message &message)
 {
-    const exported functions = exported_functions(message);
+    const message_functions functions = functions_of(message);
     const record_set &records =
         keep<record_set>(message, pattern::dense, round_of(message.record_size));
-    if (message.is_fixed_size())
+    if (is_fixed_size(message))
         add_frames(g, functions, records);
     add_packed(g, "D", functions, records);
 }
@@ -368,9 +368,9 @@ std::vector<registered> all_groups()
     groups.push_back({"batch/D", [](group &g) { fill_batches(g, pattern::dense); }});
     groups.push_back({"batch/Z", [](group &g) { fill_batches(g, pattern::sparse); }});
     for (const catalogue::package_info *package : catalogue::packages) {
-        for (const message_info *message : package->messages)
-            groups.push_back({std::string("all/") + message->name,
-                              [message](group &g) { fill_any(g, *message); }});
+        for (const catalogue::message_info &info : package->messages)
+            groups.push_back({std::string("all/") + name_of(info.data),
+                              [&info](group &g) { fill_any(g, info.data); }});
     }
     return groups;
 }

@@ -73,7 +73,9 @@ set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "The public C headers, and what CMak
 set(CPACK_DEBIAN_TOOL_PACKAGE_NAME vorl-srv6-tool)
 set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION net)
 set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS
-    "libvorl-srv6-1 (= ${PROJECT_VERSION}), libc6 (>= 2.34), libgcc-s1 (>= 4.2), libstdc++6 (>= 12)")
-set(CPACK_COMPONENT_TOOL_DESCRIPTION "The command-line tool vorl: it lists and describes message types, sends and
-receives them as JSON, and explains captured frames.")
+    "libc6 (>= 2.34), libgcc-s1 (>= 4.2), libstdc++6 (>= 12)")
+set(CPACK_DEBIAN_TOOL_PACKAGE_RECOMMENDS "libvorl-srv6-1 (= ${PROJECT_VERSION})")
+set(CPACK_COMPONENT_TOOL_DESCRIPTION "The command-line tool vorl: it lists and describes message types, turns them
+from JSON into bytes and back, and explains captured frames. To send and
+receive it loads the library, and with it the platform's bus.")
 include(CPack)

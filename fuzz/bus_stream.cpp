@@ -87,7 +87,7 @@ const receiver &the_receiver()
             setenv("VORL_BUS_DIR", directory.path().c_str(), 1);
         }
         for (const catalogue::package_info *package : catalogue::packages)
-            check(package->recv_init() == 0, "the bus refuses a package");
+            check(test::functions_of(*package).recv_init() == 0, "the bus refuses a package");
         const auto dest = static_cast<std::uint32_t>(getpid());
         receiver made{VORL_DevReceiverOpen(dest, queue_bytes), {}};
         check(made.handle != nullptr, "no receiver");
@@ -149,7 +149,7 @@ void deliver(void *user, std::uint32_t msg_id, const void *record, std::uint32_t
     check(msg_id == expected.msg_id && frame_length == expected.content.size() &&
               std::memcmp(frame, expected.content.data(), frame_length) == 0,
           "another frame, or out of order");
-    const catalogue::message_info &m = *catalogue::find_message(msg_id);
+    const message &m = catalogue::find_message(msg_id)->data;
     check(record_size == m.record_size, "another size of record");
     test::meaning(m, record);
     rest = rest.subspan(1);

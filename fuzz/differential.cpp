@@ -13,7 +13,7 @@ constexpr std::size_t longest_to_compare = longest_input;
 
 void compare_writing(const message_input &input, std::span<const std::uint8_t> content)
 {
-    const message_info &m = *input.message;
+    const message &m = *input.message;
     const test::unpacked u(m, content.data(), static_cast<std::int32_t>(content.size()), 0,
                            input.fail_at);
     const auto size = reference::measured_size(m, u.record());
@@ -25,7 +25,7 @@ void compare_writing(const message_input &input, std::span<const std::uint8_t> c
     check(packed == reference::pack(m, u.record(), input.byte_order), "packed to other bytes");
     const std::vector<bytes> frames = test::sent_batch(m, u.record(), 1);
     const bytes expected =
-        m.is_fixed_size() ? reference::frame(m, u.record(), input.byte_order) : packed;
+        is_fixed_size(m) ? reference::frame(m, u.record(), input.byte_order) : packed;
     check(frames == std::vector<bytes>{expected}, "the bus is handed other bytes");
 }
 
@@ -38,7 +38,7 @@ void examine(const message_input &input, std::span<const std::uint8_t> content)
     const std::string difference = test::reading_difference(
         *input.message, content, input.byte_order, input.fill, input.fail_at);
     if (!difference.empty())
-        finding(std::string(input.message->name) + '\n' + difference);
+        finding(std::string(name_of(*input.message)) + '\n' + difference);
     if (input.packs)
         compare_writing(input, content);
 }

@@ -22,9 +22,6 @@
 
 namespace vorl::fuzz {
 
-using catalogue::message_info;
-using catalogue::slot_info;
-using catalogue::wire_type;
 using reference::bytes;
 using reference::order;
 
@@ -35,7 +32,7 @@ inline constexpr std::uint8_t pack_bit = 16;
 inline constexpr std::size_t longest_input = 20000;
 
 struct message_input {
-    const message_info *message;
+    const vorl::message *message;
     order byte_order;
     bool is_first_call;
     std::uint32_t fail_at;

@@ -34,14 +34,14 @@ std::vector<std::vector<sent_frame>> sends_of(std::span<const std::uint8_t> stre
 void change_frame(sent_frame &frame, choice &random)
 {
     constexpr std::size_t room = 2048;
-    const message_info *m = catalogue::find_message(frame.msg_id);
-    if (random() % 8 == 0 || m == nullptr) {
+    const catalogue::message_info *known = catalogue::find_message(frame.msg_id);
+    if (random() % 8 == 0 || known == nullptr) {
         const auto &all = test::all_messages();
-        m = all[random() % all.size()];
-        frame.msg_id = random() % 8 == 0 ? static_cast<std::uint32_t>(random() % 4) : m->msg_id;
-        frame.content = fresh_content(*m, order::little, random);
+        const message &m = *all[random() % all.size()];
+        frame.msg_id = random() % 8 == 0 ? static_cast<std::uint32_t>(random() % 4) : m.msg_id;
+        frame.content = fresh_content(m, order::little, random);
     } else {
-        change(*m, order::little, frame.content, room, random);
+        change(known->data, order::little, frame.content, room, random);
     }
 }
 

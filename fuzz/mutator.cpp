@@ -79,17 +79,17 @@ void resize_at(bytes &content, const std::vector<site> &sites, std::size_t max_s
 
 } // namespace
 
-bytes fresh_content(const message_info &m, order o, choice &random)
+bytes fresh_content(const message &m, order o, choice &random)
 {
     test::random_source values(random());
     const test::sample record =
         random() % 4 == 0 ? test::sample::ones(m, static_cast<std::uint32_t>(random() % 3))
                           : test::sample::random(m, values, 4);
-    return m.is_fixed_size() && random() % 2 == 0 ? reference::frame(m, record.data(), o)
+    return is_fixed_size(m) && random() % 2 == 0 ? reference::frame(m, record.data(), o)
                                                   : reference::pack(m, record.data(), o);
 }
 
-void change(const message_info &m, order o, bytes &content, std::size_t max_size, choice &random)
+void change(const message &m, order o, bytes &content, std::size_t max_size, choice &random)
 {
     const std::vector<site> sites = find_sites(m, content, o);
     const std::uint64_t what = random() % 16;

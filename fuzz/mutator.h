@@ -14,10 +14,10 @@ extern "C" std::size_t LLVMFuzzerMutate(std::uint8_t *data, std::size_t size, st
 using choice = std::minstd_rand; ///< made from a seed at every call, so it must be quick to make
 
 /// A new record of the message, written as one writer or another would.
-bytes fresh_content(const message_info &m, order o, choice &random);
+bytes fresh_content(const message &m, order o, choice &random);
 
 /// One change; the bytes grow to `max_size` at most.
-void change(const message_info &m, order o, bytes &content, std::size_t max_size, choice &random);
+void change(const message &m, order o, bytes &content, std::size_t max_size, choice &random);
 
 /// LLVMFuzzerMutate of all bytes.
 void change_blindly(bytes &content, std::size_t max_size);

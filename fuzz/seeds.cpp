@@ -11,7 +11,7 @@
 
 #include "fuzz/bus_stream.h"
 #include "fuzz/message_input.h"
-#include "tools/vorl/hex.h"
+#include "inspect/hex.h"
 #include "tools/vorl/json_record.h"
 
 namespace vorl::fuzz {
@@ -25,17 +25,17 @@ constexpr std::size_t long_frame = 2048;
 
 bytes bytes_of(const std::string &text) { return {text.begin(), text.end()}; }
 
-void add_message_seeds(std::uint8_t index, const message_info &m, const test::sample &record,
+void add_message_seeds(std::uint8_t index, const message &m, const test::sample &record,
                        corpus &to)
 {
     const auto add = [&](const std::string &name, std::uint8_t flags, const bytes &content) {
         bytes input{index, flags, 0xEE};
         input.insert(input.end(), content.begin(), content.end());
-        to["messages/" + std::string(m.name) + name] = input;
+        to["messages/" + std::string(name_of(m)) + name] = input;
     };
-    if (m.is_fixed_size())
+    if (is_fixed_size(m))
         add(".frame", pack_bit, reference::frame(m, record.data(), order::little));
-    if (m.frame_length <= long_frame) {
+    if (catalogue::frame_length(m) <= long_frame) {
         add(".packed", pack_bit, reference::pack(m, record.data(), order::little));
         add(".packed_big", pack_bit | big_bit, reference::pack(m, record.data(), order::big));
     } else {
@@ -43,14 +43,14 @@ void add_message_seeds(std::uint8_t index, const message_info &m, const test::sa
     }
 }
 
-void add_text_seeds(const message_info &m, const test::sample &record, const bytes &sent,
+void add_text_seeds(const message &m, const test::sample &record, const bytes &sent,
                     corpus &to)
 {
-    const std::string stem = "vorl_inputs/" + std::string(m.name);
+    const std::string stem = "vorl_inputs/" + std::string(name_of(m));
     to[stem + ".json"] =
         bytes_of("json\n" + json::format_record(m, record.data(), json::zeros::omit) + '\n');
     to[stem + ".hex"] =
-        bytes_of("hex " + std::string(m.name) + '\n' + to_hex(sent.data(), sent.size()) + '\n');
+        bytes_of("hex " + std::string(name_of(m)) + '\n' + to_hex(sent.data(), sent.size()) + '\n');
 }
 
 /// The forms of text that the seeds of single messages do not have.
@@ -76,9 +76,9 @@ corpus seeds()
     std::uint8_t index = 0;
     std::vector<sent_frame>
         of_package; // three to a send, so that sends of several frames are there
-    for (const message_info *m : test::all_messages()) {
+    for (const message *m : test::all_messages()) {
         const test::sample record = test::sample::random(*m, random, 2);
-        const bytes sent = m->is_fixed_size() ? reference::frame(*m, record.data(), order::little)
+        const bytes sent = is_fixed_size(*m) ? reference::frame(*m, record.data(), order::little)
                                               : reference::pack(*m, record.data(), order::little);
         add_message_seeds(index++, *m, record, all);
         if (sent.size() > long_frame)
@@ -89,7 +89,7 @@ corpus seeds()
             bytes stream{0};
             append_send(stream, of_package);
             append_send(stream, {of_package.back()});
-            all["bus_stream/" + std::string(m->name)] = stream;
+            all["bus_stream/" + std::string(name_of(*m))] = stream;
             of_package.clear();
         }
     }

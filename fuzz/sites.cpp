@@ -14,7 +14,7 @@ class walk {
   public:
     walk(std::span<const std::uint8_t> content, order o) : content_(content), order_(o) {}
 
-    void table(const message_info &m, std::uint64_t at)
+    void table(const message &m, std::uint64_t at)
     {
         if (!add(at, 4, site_kind::soffset, at))
             return;
@@ -22,7 +22,7 @@ class walk {
         if (!add(vtable, 2, site_kind::vtable_length, vtable) ||
             !add(vtable + 2, 2, site_kind::table_length, at))
             return;
-        for (std::size_t s = 0; s < m.slots.size(); ++s) {
+        for (std::size_t s = 0; s < m.slots.size; ++s) {
             const std::uint64_t entry_at = vtable + 4 + 2 * s;
             if (word(vtable, 2) < 2 * s + 6 || !add(entry_at, 2, site_kind::entry, at))
                 return;
@@ -49,30 +49,28 @@ class walk {
         return true;
     }
 
-    void field(const slot_info &slot, std::uint64_t at)
+    void field(const vorl::slot &slot, std::uint64_t at)
     {
-        if (reference::is_scalar(slot.type)) {
-            add(at, reference::width_of(slot.type), site_kind::scalar, at);
+        if (reference::is_scalar(slot)) {
+            add(at, slot.width, site_kind::scalar, at);
             return;
         }
         if (!add(at, 4, site_kind::offset, at))
             return;
         const std::uint64_t body = at + word(at, 4);
-        if (slot.type == wire_type::table) {
-            table(*slot.element, body);
+        if (slot.shape == slot_shape::table) {
+            table(*slot.nested, body);
             return;
         }
-        const std::size_t element_size = slot.element != nullptr                ? 4
-                                         : slot.type == wire_type::array_uint32 ? 4
-                                                                                : 1;
-        if (!add(body, 4, site_kind::count, body + 4, element_size) || slot.element == nullptr)
+        const std::size_t element_size = slot.nested != nullptr ? 4 : slot.width;
+        if (!add(body, 4, site_kind::count, body + 4, element_size) || slot.nested == nullptr)
             return;
         const std::uint64_t count = std::min(word(body, 4), most_elements);
         for (std::uint64_t i = 0; i < count; ++i) {
             const std::uint64_t element = body + 4 + 4 * i;
             if (!add(element, 4, site_kind::offset, element))
                 return;
-            table(*slot.element, element + word(element, 4));
+            table(*slot.nested, element + word(element, 4));
         }
     }
 
@@ -82,7 +80,7 @@ class walk {
 
 } // namespace
 
-std::vector<site> find_sites(const message_info &m, std::span<const std::uint8_t> content, order o)
+std::vector<site> find_sites(const message &m, std::span<const std::uint8_t> content, order o)
 {
     if (content.size() < 4)
         return {};

@@ -30,6 +30,6 @@ struct site {
 };
 
 /// In the order of the walk; the root's word alone where nothing else can be found.
-std::vector<site> find_sites(const message_info &m, std::span<const std::uint8_t> content, order o);
+std::vector<site> find_sites(const message &m, std::span<const std::uint8_t> content, order o);
 
 } // namespace vorl::fuzz

@@ -17,13 +17,13 @@ constexpr std::size_t most_to_pack = 1 << 18;
 /// A record in a heap block of its exact size.
 class record {
   public:
-    record(const message_info &m, std::span<const std::uint8_t> from, std::uint32_t fail_at = 0)
+    record(const message &m, std::span<const std::uint8_t> from, std::uint32_t fail_at = 0)
         : message_(m), data_(std::calloc(1, m.record_size))
     {
         test::the_platform().forget_calls();
         test::the_platform().fail_allocation_at = fail_at;
         const std::uint32_t size =
-            m.functions.unpack(from.data(), static_cast<std::int32_t>(from.size()), data_);
+            test::functions_of(m).unpack(from.data(), static_cast<std::int32_t>(from.size()), data_);
         test::the_platform().fail_allocation_at = 0;
         check(size == m.record_size, "__unpack returns another size than its record's");
         for (const test::memory_call &call : test::the_platform().memory)
@@ -32,8 +32,8 @@ class record {
     }
     ~record()
     {
-        message_.functions.free_unpacked(data_);
-        message_.functions.free_unpacked(data_);
+        test::functions_of(message_).free_unpacked(data_);
+        test::functions_of(message_).free_unpacked(data_);
         std::free(data_);
     }
     record(const record &) = delete;
@@ -44,29 +44,29 @@ class record {
     bool is_complete() const { return is_complete_; } ///< as far as the log tells
 
   private:
-    const message_info &message_;
+    const message &message_;
     void *data_;
     std::size_t allocated_ = 0;
     bool is_complete_ = false;
 };
 
-void same_again(const message_info &m, const record &first, std::span<const std::uint8_t> from)
+void same_again(const message &m, const record &first, std::span<const std::uint8_t> from)
 {
     const record second(m, from);
     check(second.is_complete(), "the library refuses what it wrote");
     check(test::meaning(m, second.data()) == test::meaning(m, first.data()),
           "another record comes back");
-    if (m.is_fixed_size())
+    if (is_fixed_size(m))
         check(std::memcmp(first.data(), second.data(), m.record_size) == 0,
               "records differ in their padding");
 }
 
-void round_trip(const message_info &m, const record &first)
+void round_trip(const message &m, const record &first)
 {
     const auto size = reference::measured_size(m, first.data());
     const bytes packed = test::library_pack(m, first.data());
     if (packed.size() != size.value_or(0))
-        finding(std::string(m.name) + " is packed to " + std::to_string(packed.size()) +
+        finding(std::string(name_of(m)) + " is packed to " + std::to_string(packed.size()) +
                 " bytes where " + std::to_string(size.value_or(0)) + " are due");
     if (!size)
         return;
@@ -74,8 +74,8 @@ void round_trip(const message_info &m, const record &first)
     check(test::library_pack(m, record(m, packed).data()) == packed, "packed again to other bytes");
     const std::vector<bytes> frames = test::sent_batch(m, first.data(), 1);
     check(frames.size() == 1, "not one frame for one record");
-    if (m.is_fixed_size()) {
-        check(frames[0].size() == m.frame_length, "a frame of another length");
+    if (is_fixed_size(m)) {
+        check(frames[0].size() == catalogue::frame_length(m), "a frame of another length");
         same_again(m, first, exact_copy(frames[0], 0).content());
     } else {
         check(frames[0] == packed, "sent other bytes than packed");

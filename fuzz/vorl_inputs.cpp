@@ -9,33 +9,35 @@
 #include <string>
 
 #include "fuzz/finding.h"
+#include "inspect/encode.h"
+#include "inspect/explain.h"
+#include "tests/support/functions.h"
 #include "tools/vorl/bytes_text.h"
-#include "tools/vorl/decoded_record.h"
-#include "tools/vorl/explain.h"
 #include "tools/vorl/find_message.h"
-#include "tools/vorl/frame_capture.h"
 #include "tools/vorl/json_lines.h"
 #include "tools/vorl/library_log.h"
 
 namespace {
 
 using vorl::bytes;
-using vorl::catalogue::message_info;
+using vorl::message;
 using vorl::fuzz::check;
 using vorl::fuzz::finding;
+using vorl::test::functions_of;
+namespace inspect = vorl::inspect;
 namespace json = vorl::json;
 
 /// Longer frames are read by nothing here: one line of a dump may stand for megabytes.
 constexpr std::size_t longest_frame = 1 << 16;
 
-void must_be_same(const message_info &type, const void *a, const void *b, const char *when)
+void must_be_same(const message &type, const void *a, const void *b, const char *when)
 {
     const std::string path = json::first_difference(type, a, b);
     if (!path.empty())
-        finding(std::string(type.name) + ", " + path + " differs when " + when);
+        finding(std::string(name_of(type)) + ", " + path + " differs when " + when);
 }
 
-void write_and_read(const message_info &type, const void *record)
+void write_and_read(const message &type, const void *record)
 {
     for (const json::zeros zeros : {json::zeros::omit, json::zeros::write}) {
         const json::record again = json::parse_record(json::format_record(type, record, zeros));
@@ -44,16 +46,38 @@ void write_and_read(const message_info &type, const void *record)
     }
 }
 
+/// What the library reads.
+class decoded {
+  public:
+    decoded(const message &type, const bytes &from) : type_(type), data_((type.record_size + 7) / 8)
+    {
+        vorl::take_library_log();
+        functions_of(type).unpack(from.data(), static_cast<std::int32_t>(from.size()),
+                                  data_.data());
+        has_logged_ = !vorl::take_library_log().empty();
+    }
+    ~decoded() { functions_of(type_).free_unpacked(data_.data()); }
+    decoded(const decoded &) = delete;
+    decoded &operator=(const decoded &) = delete;
+
+    const void *data() const { return data_.data(); }
+    bool has_logged() const { return has_logged_; }
+
+  private:
+    const message &type_;
+    std::vector<std::uint64_t> data_;
+    bool has_logged_ = false;
+};
+
 void encode_and_decode(const json::record &record)
 {
-    const message_info &type = record.type();
-    for (const bytes &encoded :
-         {vorl::pack_record(type, record.data()), vorl::capture_frame(type, record.data())}) {
+    const message &type = record.type();
+    for (const inspect::encoding as : {inspect::encoding::packed, inspect::encoding::frame}) {
+        const bytes encoded = inspect::encode(type, record.data(), as);
         check(!encoded.empty(), "not encoded");
-        check(!vorl::explain(type, encoded, nullptr), "explain refuses what the library wrote");
-        vorl::take_library_log();
-        const vorl::decoded_record again(type, encoded);
-        check(vorl::take_library_log().empty(), "the library refuses what it wrote");
+        check(!inspect::explain(type, encoded, nullptr), "explain refuses what was encoded");
+        const decoded again(type, encoded);
+        check(!again.has_logged(), "the library refuses what was encoded");
         must_be_same(type, record.data(), again.data(), "encoded and decoded");
     }
 }
@@ -80,28 +104,26 @@ void read_json(std::istream &text)
     }
 }
 
-void read_frame(const message_info &type, const bytes &frame)
+void read_frame(const message &type, const bytes &frame)
 {
     std::ostringstream shown;
-    const auto why = vorl::explain(type, frame, &shown);
-    const auto why_again = vorl::explain(type, frame, nullptr);
+    const auto why = inspect::explain(type, frame, &shown);
+    const auto why_again = inspect::explain(type, frame, nullptr);
     check(why.has_value() == why_again.has_value(), "explain decides by its output");
-    vorl::take_library_log();
-    const vorl::decoded_record record(type, frame);
-    const bool is_refused = !vorl::take_library_log().empty();
+    const decoded record(type, frame);
     if (why) {
-        check(vorl::to_text(*why) == vorl::to_text(*why_again), "explain gives two reasons");
-        check_error(vorl::to_text(*why));
+        check(inspect::to_text(*why) == inspect::to_text(*why_again), "explain gives two reasons");
+        check_error(inspect::to_text(*why));
         return;
     }
-    check(!is_refused, "explain accepts what the library refuses");
+    check(!record.has_logged(), "explain accepts what the library refuses");
     write_and_read(type, record.data());
 }
 
 void read_hex(const std::string &name, std::istream &text)
 {
     try {
-        const message_info &type = vorl::find_message_or_throw(name);
+        const message &type = vorl::find_message_or_throw(name).data;
         vorl::read_hex_frames(text, [&type](std::size_t, const bytes &frame) {
             if (frame.size() <= longest_frame)
                 read_frame(type, frame);

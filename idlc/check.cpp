@@ -174,9 +174,8 @@ void check_generated_names(const std::vector<package> &packages)
                  {"", "_msg_id", "_message", "__pack", "__unpack", "_free__unpacked",
                   "__sendsingle", "__sendbatch", "__sendmsg", "__sendtomsg"})
                 bring(p, m->at, by, m->name + ending);
-            // In the catalogue these hide a record of their name from there on, but not before.
-            for (const char *ending : {"_slots", "_info"})
-                brought_by.emplace(m->name + ending, by);
+            // Among the messages this hides a record of its name from there on, but not before.
+            brought_by.emplace(m->name + "_slots", by);
         }
     }
 }

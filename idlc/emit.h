@@ -8,11 +8,11 @@
 
 namespace idlc {
 
-std::string emit_header(const package &p); ///< <package>.h: the public C header
-std::string
-emit_source(const package &p); ///< <package>.cpp: slots, exported functions, registration table
+std::string emit_header(const package &p);   ///< <package>.h: the public C header
+std::string emit_messages(const package &p); ///< <package>_messages.h: the messages as data
+std::string emit_source(const package &p);   ///< <package>.cpp: what the library exports
 std::string emit_catalogue(
-    const package &p); ///< <package>_catalogue.cpp: the same facts as data, for tools and tests
+    const package &p); ///< <package>_catalogue.cpp: names and comments, for tools and tests
 
 /// The lines that open every generated file.
 std::string generated_notice(const package &p, const std::string &what);

@@ -10,64 +10,89 @@
 namespace idlc {
 namespace {
 
-// %P stands for the package. Lines of the contract name a message M.
+// In these texts %P stands for the package, %N for how many messages it has. Lines of the contract
+// name a message M.
 constexpr std::string_view contract = R"( *
- * The seven functions of a message M. Lengths and capacities are bytes. Any thread may call any
- * function at any time; a record, a buffer or a length that two threads touch at once is theirs
- * to guard.
+ * Every message M has seven functions. Lengths and capacities are in bytes. Any thread may call
+ * any function at any time, but the library does not guard what the caller passes: threads that
+ * use the same record, buffer or length at the same time have to guard it themselves.
  *
  *   uint32_t M__pack(const M *in, void *buf, uint32_t *inout_len)
- *       Encodes *in into buf, compactly: zero scalars take no room. *inout_len is the capacity of
- *       buf on entry and the encoded size on success; it must not be null. Returns 0, or
- *       0xFFFFFFFF with buf and *inout_len untouched when in is null, the capacity is too small,
- *       a vector of the record has a count but no pointer, or the size passes 32 bits. Measuring:
- *       with a null buf and enough capacity (0xFFFFFFFF, say) it returns 0 with the size in
- *       *inout_len; it writes one "Param invalid" line to the log as it does so.
+ *       Encodes *in into buf, compactly: scalars that are zero are left out. *inout_len is the
+ *       capacity of buf on entry and the encoded size on success; it must not be null.
+ *       Returns 0 on success. Returns 0xFFFFFFFF, with buf and *inout_len untouched, when in is
+ *       null, the capacity is too small, a vector of the record has a count but no pointer, or
+ *       the size does not fit in 32 bits.
+ *       To measure a record, pass a null buf and enough capacity (0xFFFFFFFF, say). The call
+ *       returns 0 with the size in *inout_len; it also writes a "Param invalid" line to the log.
  *
  *   uint32_t M__unpack(const void *buf, int32_t len, void *out)
- *       Decodes len bytes at buf into *out, an M of the caller's. Always returns sizeof(M),
- *       failed or not. buf may hold any bytes at any alignment: every offset is checked before it
- *       is followed. What a failed call leaves in *out:
- *         - null buf, null out or len < 4: *out untouched; logged.
- *         - the root table fails a check: *out untouched where M has a table, a vector or an
- *           array of tables, all zero otherwise; logged.
- *         - a field fails a check: what was read before it, zero after it; not logged.
- *         - an element array or byte run cannot be had or read: its count may stay, its pointer
- *           is null. So test the pointer of a vector, never the count alone.
- *       A record that holds a vector is to be zeroed before its first M__unpack, because a call
- *       that leaves it untouched leaves its pointers, too. It owns memory after the call: pass it
- *       to M_free__unpacked before it is refilled or dropped. An absent slot reads as zero, so a
- *       record of zeros may be a message of zeros or a refused one. The log tells when a table
- *       was refused; of a refused field nothing does.
- *       What hostile bytes cost: an element of a vector of tables takes 4 bytes of buf, its
- *       offset, because elements may share a table, and a whole record of memory. So memory can
- *       grow to many times len, and time as it does; how many times stands with each message that
- *       has a vector, and no other allocates. No block reaches 4 GiB. To keep below a limit of
- *       your own, bound len before the call or let the cache allocator refuse.
+ *       Decodes the len bytes at buf into *out, which is an M that the caller provides. Always
+ *       returns sizeof(M), whether it succeeded or failed. buf may hold any bytes, at any
+ *       alignment: every offset is checked before it is followed. What a failed call leaves in
+ *       *out depends on what failed:
+ *         - The arguments: buf or out is null, or len < 4. *out is untouched. This is logged.
+ *         - A check of the root table. *out is untouched when M has a table, a vector or an array
+ *           of tables; otherwise it is all zero. This is logged.
+ *         - Anything later. Members that were read before it keep their values, and all others
+ *           are zero. Every vector is released: its pointer is null, but its count may stay. A
+ *           refused table and a failed allocation are logged; a refused field is not.
+ *       Test the pointer of a vector, therefore, never its count alone. A slot that is absent from
+ *       the bytes reads as zero, so a record of zeros may be a message of zeros or a refused one.
+ *       Zero a record that holds a vector before its first M__unpack: a call that leaves the
+ *       record untouched leaves its pointers as they were. After the call such a record owns
+ *       memory: pass it to M_free__unpacked before you refill it or drop it.
+ *       Only a message with a vector allocates. An element of a vector of tables takes 4 bytes of
+ *       buf, its offset, but a whole record of memory, and all elements may lead to the same
+ *       table. So the memory can be many times len, and the time grows with it. How many bytes of
+ *       memory 4 bytes of buf can cost is stated below with each message that has a vector. No
+ *       single block reaches 4 GiB. To keep below a limit of your own, bound len before the call,
+ *       or let the cache allocator refuse.
  *
  *   void M_free__unpacked(void *rec)
- *       Releases what M__unpack made the M at rec own, and sets its pointers to null; counts
- *       stay. A second call, a null rec or an M without vectors does nothing. Never for a record
- *       that the caller filled: its memory is not ours.
+ *       Releases the memory that M__unpack gave to the M at rec, and sets its pointers to null;
+ *       its counts stay. Does nothing when rec is null, when M has no vector, and when it is
+ *       called a second time. Never call it for a record that the caller filled: the library did
+ *       not allocate that memory.
  *
  *   uint32_t M__sendsingle(uint32_t dest, const M *rec, uint32_t ignored, uint64_t to)
  *   uint32_t M__sendbatch(uint32_t dest, const M *recs, uint32_t count, uint64_t to)
  *   uint32_t M__sendmsg(uint32_t dest, const M *recs, uint32_t count)
  *   uint32_t M__sendtomsg(uint32_t dest, const M *recs, uint32_t count, uint64_t to)
- *       Encode each record into a frame and hand all frames to the bus in one call: to bus
- *       destination dest, or to the explicit destination handle to where that is not 0. Records
- *       stay the caller's, and may go as soon as the call returns. Return the bus's result (0:
- *       accepted), or 0xFFFFFFFF with nothing sent: no memory; count 0 (__sendmsg, __sendtomsg);
- *       a record that cannot be packed. A batch of a variable-size message holds 65536 bytes of
- *       frames in all; one byte more is refused whole. rec and recs of a fixed-size message must
- *       not be null unless count is 0.
+ *       Encode each record into a frame, and hand all frames to the bus in one call. They go to
+ *       the bus destination dest or, when to is not 0, to the explicit destination whose handle is
+ *       to. The records remain the caller's, who may release them as soon as the call returns.
+ *       Return the bus's result, where 0 means accepted. Return 0xFFFFFFFF, with nothing sent,
+ *       when there is no memory, when a record cannot be packed, and, from __sendmsg and
+ *       __sendtomsg, when count is 0. The frames of a batch of a variable-size message may take
+ *       65536 bytes in all; a batch that needs more is refused whole. For a fixed-size message
+ *       rec and recs must not be null, unless count is 0.
  *
- * M__unpack and M_free__unpacked take void * because the bus calls them through the hooks that
+ * M__unpack and M_free__unpacked take void * because the bus calls them, through the hooks that
  * %P_recv_init registers.
  *
- * Failures write one line to the platform's log where it has one. Memory of unpacked vectors
- * comes from the platform's cache allocator, frames from its main allocator; both from malloc
- * where the platform has none.
+ * A failure that is logged writes one line to the platform's log, if there is one. The memory of
+ * unpacked vectors comes from the platform's cache allocator, the memory of frames from its main
+ * allocator. Where the platform does not have one of them, malloc takes its place.
+)";
+
+constexpr std::string_view registration = R"(/*
+ * A process that receives messages of the package calls %P_recv_init once. It registers
+ * each of the %N messages with the bus and returns 0. At the first that the bus refuses it stops
+ * and returns the bus's code; those before it stay registered.
+ *
+ * A process that sends calls %P_send_init once. It registers %P__send_resource_clean
+ * with the bus, and returns the bus's code, 0 for success. The registered function returns at
+ * once: sends keep nothing between calls, so it has nothing to clean.
+ */
+)";
+
+constexpr std::string_view how_to_read = R"(/*
+ * The messages. The member of slot n is named f<n>. A vector has two members: first its count,
+ * f<n>_count, then its pointer, f<n>. In the tables below, 'record' is the offset of the member in
+ * the record (of the count, for a vector). 'table' is the offset of the field in the table of a
+ * frame; that table begins 4 bytes into the frame.
+ */
 )";
 
 std::string replaced(std::string text, std::string_view what, const std::string &by)
@@ -75,6 +100,12 @@ std::string replaced(std::string text, std::string_view what, const std::string 
     for (auto at = text.find(what); at != std::string::npos; at = text.find(what, at + by.size()))
         text.replace(at, what.size(), by);
     return text;
+}
+
+std::string of_package(std::string_view text, const package &p)
+{
+    const std::string named = replaced(std::string(text), "%P", p.name);
+    return replaced(named, "%N", std::to_string(p.messages.size()));
 }
 
 std::string padded(const std::string &text, std::size_t width)
@@ -114,8 +145,8 @@ std::string member_of(const slot &s)
     return s.message_name + " " + s.name;
 }
 
-// The most that __unpack allocates for every 4 bytes that it is given. Elements are read by offsets
-// of 4 bytes each, which may all lead to one table, and vectors may lie over each other.
+// The most that __unpack allocates for every 4 bytes that it is given. An element is reached by an
+// offset of 4 bytes; all offsets may lead to one table, and vectors may lie over each other.
 std::uint64_t memory_per_word(const message &m)
 {
     std::uint64_t sum = 0;
@@ -141,8 +172,8 @@ void emit_picture(std::string &out, const message &m)
                          : "frame measured per record, variable size") +
            "\n *\n";
     if (!m.fixed_size)
-        out += " * Of hostile bytes every 4 make __unpack allocate up to " +
-               std::to_string(memory_per_word(m)) + " bytes.\n *\n";
+        out += " * __unpack allocates at most " + std::to_string(memory_per_word(m)) +
+               " bytes for every 4 bytes of buf, whatever they hold.\n *\n";
     std::size_t width = 9;
     for (const slot &s : m.slots)
         width = std::max(width, spelling(s).size());
@@ -206,36 +237,14 @@ std::string emit_header(const package &p)
         replaced(generated_notice(p, "the messages of package " + p.name + ", for C and C++."),
                  "\n", "\n * ") +
         "\n";
-    out += replaced(std::string(contract), "%P", p.name);
+    out += of_package(contract, p);
     out += " */\n#pragma once\n\n#include <stdint.h>\n\n#ifdef __cplusplus\nextern \"C\" "
            "{\n#endif\n\n";
-    out += "/*\n"
-           " * A process that receives messages of the package calls " +
-           p.name +
-           "_recv_init once. It registers each\n"
-           " * of the " +
-           std::to_string(p.messages.size()) +
-           " messages with the bus and returns 0, or stops at the first refusal and returns the\n"
-           " * bus's code; what was registered before it stays. A process that sends calls\n"
-           " * " +
-           p.name +
-           "_send_init once; it returns the bus's code, 0 for success. What it registers is\n"
-           " * " +
-           p.name +
-           "__send_resource_clean, which returns at once: sends keep nothing between calls.\n"
-           " */\n";
+    out += of_package(registration, p);
     out += "uint32_t " + p.name + "_recv_init(void);\n";
     out += "uint32_t " + p.name + "_send_init(void);\n";
     out += "void " + p.name + "__send_resource_clean(void);\n\n";
-    out += "/*\n"
-           " * The messages. Members are named by slot: f<slot>; the count of a vector stands just "
-           "before its\n"
-           " * pointer, as f<slot>_count. In the tables below, 'record' is the member's offset in "
-           "the record (of\n"
-           " * the count, for a vector) and 'table' the field's offset from the table's start in a "
-           "frame, which\n"
-           " * lies 4 bytes into the frame.\n"
-           " */\n";
+    out += how_to_read;
     for (const message *m : p.by_dependency) {
         emit_picture(out, *m);
         emit_record(out, *m);

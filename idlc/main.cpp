@@ -4,8 +4,8 @@
 //   idlc compat OLD NEW                    what changed between two versions, each a description
 //                                          or a directory of descriptions
 //
-// Writes <package>.h, <package>.cpp and <package>_catalogue.cpp beside each description, or with
-// --check compares them with what stands there. Exit status: 0 done; 1 a faulty description, a file
+// Writes <package>.h, <package>_messages.h, <package>.cpp and <package>_catalogue.cpp beside each
+// description, or with --check compares them with what stands there. Exit status: 0 done; 1 a faulty description, a file
 // that cannot be read or written, or with --check a file that differs; 2 a wrong call. Nothing is
 // written unless every description is accepted. Of compat: 0 no change breaks a deployed peer; 1 one
 // does; 2 a wrong call, or descriptions that cannot be compared.
@@ -137,6 +137,7 @@ int main(int argc, char **argv)
             (slash == std::string::npos ? "" : p.file.substr(0, slash + 1)) + p.name;
         const std::pair<std::string, std::string> outputs[] = {
             {stem + ".h", emit_header(p)},
+            {stem + "_messages.h", emit_messages(p)},
             {stem + ".cpp", emit_source(p)},
             {stem + "_catalogue.cpp", emit_catalogue(p)}};
         for (const auto &[path, text] : outputs) {

@@ -20,6 +20,8 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include "serial/slot.h"
+
 namespace vorl {
 
 struct serial_ctx;
@@ -54,7 +56,6 @@ struct serial_ctx {
     release_fn cache_free;
 };
 
-enum class package : uint8_t { srv6, srv6_cfg, srv6_sync };
 enum class direction : uint8_t { receive, send };
 
 inline constexpr size_t serial_ctx_count = 6;

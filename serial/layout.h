@@ -1,5 +1,6 @@
-// What follows from the slots of a fixed-size message: where everything lies in its frame. All
-// constants of the type.
+// Sizes and places that follow from a message's slots alone.
+//
+// The frame of a fixed-size message has one layout:
 //
 //   OFFSET              SIZE  CONTENT
 //   0                   4     root offset, always 4
@@ -13,57 +14,82 @@
 //
 //   FIELD               SIZE                      CONTENT
 //   scalar              its width
-//   array of N          4 + 4 + N elements        the offset word, always 4, then at once the body
+//   array of N          4 + 4 + N values          the offset word, always 4, then at once the body
 //   nested table        the nested frame          its root offset doubles as the offset word
 //   array of N tables   4 + 4 + 4N + N frames     offset i leads to the table (byte 4) of frame i
+//
+// A packed table has one size when no scalar is left out and there is no vector: its full size.
 #pragma once
 
-#include "serial/schema.h"
+#include "serial/slot.h"
+#include "serial/wire.h"
 
 namespace vorl {
+
+constexpr uint32_t vtable_length(const message &m) { return vtable_length(m.slots.size); }
+
+/// Bytes of a slot in the field area of a packed table: a scalar, or the offset word of the rest.
+constexpr uint32_t field_size(const slot &s)
+{
+    return s.shape == slot_shape::scalar ? s.width : word_size;
+}
+
+/// Bytes of one element behind the count of a body: a value, or the offset word of a table.
+constexpr uint32_t element_size(const slot &s) { return s.nested != nullptr ? word_size : s.width; }
+
+/// Bytes of the body of an array: its count and its elements, or the offset words of those.
+constexpr uint32_t array_body_size(const slot &s) { return word_size + s.count * element_size(s); }
 
 /// The table of a frame, and what a nested table's offset word holds.
 inline constexpr uint32_t frame_table_at = word_size;
 
-template <class M>
 struct frame_layout {
-    static_assert(is_fixed_size<M>, "a frame has one length: the message holds no vector");
-
-    struct offsets {
-        uint16_t slot[slot_count<M>]; ///< from the table's start
-        uint32_t end;                 ///< of the fields
-    };
-
-    template <class Slot>
-    static constexpr uint32_t field_size()
-    {
-        if constexpr (is_scalar<Slot>)
-            return sizeof(typename Slot::value_type);
-        else if constexpr (is_array<Slot>)
-            return word_size + Slot::body_size;
-        else if constexpr (is_table<Slot>)
-            return frame_layout<typename Slot::message>::length;
-        else
-            return 2 * word_size +
-                   Slot::count * (word_size + frame_layout<typename Slot::message>::length);
-    }
-
-    static constexpr offsets fields = [] {
-        offsets result{};
-        result.end = word_size;
-        each_slot(typename M::slots{}, [&result]<class Slot, uint32_t Index>() {
-            result.slot[Index] = static_cast<uint16_t>(result.end);
-            result.end += field_size<Slot>();
-        });
-        return result;
-    }();
-
-    static constexpr uint32_t table_length = fields.end;
-    static_assert(table_length <= UINT16_MAX, "idlc refuses such a description");
-    static constexpr uint32_t table_end = frame_table_at + table_length;
-    static constexpr uint32_t vtable_at = (table_end + 3) / 4 * 4;
-    static constexpr uint32_t vtable_end = vtable_at + vtable_length(slot_count<M>);
-    static constexpr uint32_t length = (vtable_end + 7) / 8 * 8;
+    uint32_t table_length;
+    uint32_t vtable_at;
+    uint32_t length;
 };
+
+/// Of a message that has one frame: is_fixed_size(m).
+constexpr frame_layout frame_layout_of(const message &m);
+
+/// Bytes of a slot in the table of a frame.
+constexpr uint32_t frame_field_size(const slot &s)
+{
+    switch (s.shape) {
+    case slot_shape::array: return word_size + array_body_size(s);
+    case slot_shape::table: return frame_layout_of(*s.nested).length;
+    case slot_shape::table_array:
+        return word_size + array_body_size(s) + s.count * frame_layout_of(*s.nested).length;
+    default: return s.width;
+    }
+}
+
+constexpr frame_layout frame_layout_of(const message &m)
+{
+    frame_layout layout{};
+    layout.table_length = word_size;
+    for (const slot &s : m.slots)
+        layout.table_length += frame_field_size(s);
+    layout.vtable_at = (frame_table_at + layout.table_length + 3) / 4 * 4;
+    layout.length = (layout.vtable_at + vtable_length(m) + 7) / 8 * 8;
+    return layout;
+}
+
+/// Bytes of a packed table from its vtable on, with all that it leads to and every scalar present.
+/// Of vectors it counts the offset word alone.
+constexpr uint32_t full_table_size(const message &m)
+{
+    uint32_t size = vtable_length(m) + word_size;
+    for (const slot &s : m.slots) {
+        size += field_size(s);
+        if (s.shape == slot_shape::array || s.shape == slot_shape::table_array)
+            size += array_body_size(s);
+        if (s.shape == slot_shape::table)
+            size += full_table_size(*s.nested);
+        if (s.shape == slot_shape::table_array)
+            size += s.count * full_table_size(*s.nested);
+    }
+    return size;
+}
 
 } // namespace vorl

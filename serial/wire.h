@@ -1,5 +1,5 @@
 // Bytes and values. A message is one self-contained run of bytes; nothing in it is aligned, and
-// every position is an unsigned 32-bit offset.
+// every position is an unsigned 32-bit offset (docs/format.md has the whole format).
 //
 //   OFFSET       SIZE  CONTENT
 //   0            4     root offset: position of the root table
@@ -26,6 +26,7 @@ namespace vorl {
 static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "native order is the wire's order");
 
 enum class byte_order : uint8_t { native, swapped };
+using enum byte_order;
 
 /// Bytes of an offset word, a count, an soffset or a root offset.
 inline constexpr uint32_t word_size = 4;
@@ -33,14 +34,15 @@ inline constexpr uint32_t word_size = 4;
 inline constexpr uint32_t entry_size = 2;
 /// Bytes of a vtable of `slots` slots: its two lengths and an entry each.
 constexpr uint32_t vtable_length(uint32_t slots) { return 2 * entry_size + entry_size * slots; }
+/// Offset in a vtable of a slot's entry.
+constexpr uint32_t entry_at(uint32_t slot) { return vtable_length(slot); }
 /// Element counts on the wire stay below this, so that 4 times a count fits 32 bits.
 inline constexpr uint32_t count_limit = 1U << 30;
 
-inline uint8_t reversed(uint8_t value) { return value; }
 inline uint16_t reversed(uint16_t value) { return __builtin_bswap16(value); }
 inline uint32_t reversed(uint32_t value) { return __builtin_bswap32(value); }
-inline uint64_t reversed(uint64_t value) { return __builtin_bswap64(value); }
 
+/// An entry, a length, a word or a count.
 template <byte_order Order, class T>
 T load(const uint8_t *from)
 {
@@ -57,17 +59,34 @@ void store(uint8_t *to, T value)
     memcpy(to, &value, sizeof value);
 }
 
-/// `Count` elements between record and wire, in either direction: each is reversed alone.
-template <byte_order Order, class T, size_t Count>
-void copy_elements(uint8_t *to, const uint8_t *from)
+/// `count` values of `width` bytes between record and wire, in either direction: all as they stand,
+/// or each reversed by itself.
+template <byte_order Order>
+[[gnu::always_inline]] inline void copy_values(uint8_t *to, const uint8_t *from, uint32_t count,
+                                               uint32_t width)
 {
-    if constexpr (Order == byte_order::swapped && sizeof(T) > 1) {
-        for (size_t i = 0; i < Count; ++i)
-            store<byte_order::swapped>(to + i * sizeof(T),
-                                       load<byte_order::native, T>(from + i * sizeof(T)));
+    if constexpr (Order == byte_order::native) {
+        memcpy(to, from, size_t{count} * width);
     } else {
-        memcpy(to, from, Count * sizeof(T));
+        for (uint32_t at = 0; at < count * width; at += width) {
+            for (uint32_t i = 0; i < width; ++i)
+                to[at + i] = from[at + width - 1 - i];
+        }
     }
+}
+
+/// A member of the record at `record`, wherever that lies.
+template <class T>
+T member(const uint8_t *record, size_t at)
+{
+    T value;
+    memcpy(&value, record + at, sizeof value);
+    return value;
+}
+template <class T>
+void set_member(uint8_t *record, size_t at, T value)
+{
+    memcpy(record + at, &value, sizeof value);
 }
 
 } // namespace vorl

@@ -38,20 +38,20 @@ inline std::uint32_t digest_of(const std::vector<std::string> &slots)
     return fnv1a(all);
 }
 
-inline layout layout_of(const catalogue::message_info &m)
+inline layout layout_of(const catalogue::message_info &info)
 {
+    const message &m = info.data;
     layout l;
-    l.name = m.name;
-    for (const catalogue::slot_info &s : m.slots) {
-        const bool counted = s.type == catalogue::wire_type::vector_uint8 ||
-                             s.type == catalogue::wire_type::vector_table;
-        l.slots.push_back(std::string("  ") + s.name + " " + s.type_text + " record " +
-                          std::to_string(s.record_offset) +
-                          (counted ? " count " + std::to_string(s.count_offset) : "") + " frame " +
-                          std::to_string(s.frame_offset));
+    l.name = name_of(m);
+    for (std::size_t i = 0; i < m.slots.size; ++i) {
+        const slot &s = m.slots[i];
+        l.slots.push_back(std::string("  ") + info.slots[i].name + " " + catalogue::type_text(s) +
+                          " record " + std::to_string(s.record_at) +
+                          (s.is_vector() ? " count " + std::to_string(s.count_at) : "") +
+                          " frame " + std::to_string(catalogue::frame_offset(m, i)));
     }
     l.head = l.name + " id " + hexadecimal(m.msg_id) + " record " + std::to_string(m.record_size) +
-             " frame " + std::to_string(m.frame_length) + " digest " +
+             " frame " + std::to_string(catalogue::frame_length(m)) + " digest " +
              hexadecimal(digest_of(l.slots));
     return l;
 }
@@ -61,8 +61,8 @@ inline std::vector<layout> all_layouts()
 {
     std::vector<layout> all;
     for (const catalogue::package_info *package : catalogue::packages) {
-        for (const catalogue::message_info *message : package->messages)
-            all.push_back(layout_of(*message));
+        for (const catalogue::message_info &info : package->messages)
+            all.push_back(layout_of(info));
     }
     return all;
 }

@@ -43,8 +43,9 @@ void call_message(exports &library, const message_fact &fact)
 {
     const std::string name(fact.name);
     SCOPED_TRACE(name);
-    const message_info *info = catalogue::find_message(fact.name);
-    ASSERT_NE(info, nullptr);
+    const catalogue::message_info *known = catalogue::find_message(fact.name);
+    ASSERT_NE(known, nullptr);
+    const message *info = &known->data;
     sample in(*info, 2, 1);
     const void *records = in.record();
     void *buf = nullptr;
@@ -66,7 +67,7 @@ void call_message(exports &library, const message_fact &fact)
 
     library.run(name + "_free__unpacked", to_record);
     std::size_t vectors = 0;
-    each_vector(*info, out.data(), [&vectors](const slot_info &slot, void *record) {
+    each_vector(*info, out.data(), [&vectors](const vorl::slot &slot, void *record) {
         EXPECT_EQ(pointer_of(record, slot), nullptr);
         ++vectors;
     });

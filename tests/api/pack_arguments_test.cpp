@@ -18,13 +18,13 @@ class pack_arguments : public testing::Test {
 TEST_F(pack_arguments, no_record_is_refused_in_silence)
 {
     for (const known_message &m : all_messages()) {
-        SCOPED_TRACE(m.info->name);
+        SCOPED_TRACE(name_of(*m.info));
         std::uint8_t buf[64] = {};
         for (const std::uint32_t capacity : {0u, 3u, 64u}) {
             std::uint32_t length = capacity;
-            EXPECT_EQ(m.info->functions.pack(nullptr, buf, &length), refused);
+            EXPECT_EQ(functions_of(*m.info).pack(nullptr, buf, &length), refused);
             EXPECT_EQ(length, capacity);
-            EXPECT_EQ(m.info->functions.pack(nullptr, nullptr, &length), refused);
+            EXPECT_EQ(functions_of(*m.info).pack(nullptr, nullptr, &length), refused);
             EXPECT_EQ(length, capacity);
         }
         EXPECT_EQ(buf[0], 0);
@@ -35,13 +35,13 @@ TEST_F(pack_arguments, no_record_is_refused_in_silence)
 TEST_F(pack_arguments, measuring_reports_the_size_and_logs)
 {
     for (const known_message &m : all_messages()) {
-        SCOPED_TRACE(m.info->name);
+        SCOPED_TRACE(name_of(*m.info));
         sample in(*m.info);
         the_platform().forget_calls();
         std::uint32_t length = 3000000000;
-        EXPECT_EQ(m.info->functions.pack(in.record(), nullptr, &length), 0u);
+        EXPECT_EQ(functions_of(*m.info).pack(in.record(), nullptr, &length), 0u);
         const std::uint32_t need = length;
-        EXPECT_EQ(m.info->functions.pack(in.record(), nullptr, &length), 0u);
+        EXPECT_EQ(functions_of(*m.info).pack(in.record(), nullptr, &length), 0u);
         EXPECT_EQ(length, need);
         ASSERT_EQ(the_platform().logs.size(), 2u);
         const log_call &line = the_platform().logs[0];
@@ -55,22 +55,22 @@ TEST_F(pack_arguments, measuring_reports_the_size_and_logs)
         // One byte less is refused, with a buffer and without.
         length = need - 1;
         std::vector<std::uint8_t> buf(need, 0xC3);
-        EXPECT_EQ(m.info->functions.pack(in.record(), nullptr, &length), refused);
-        EXPECT_EQ(m.info->functions.pack(in.record(), buf.data(), &length), refused);
+        EXPECT_EQ(functions_of(*m.info).pack(in.record(), nullptr, &length), refused);
+        EXPECT_EQ(functions_of(*m.info).pack(in.record(), buf.data(), &length), refused);
         EXPECT_EQ(length, need - 1);
         EXPECT_EQ(buf, std::vector<std::uint8_t>(need, 0xC3));
         length = 0;
-        EXPECT_EQ(m.info->functions.pack(in.record(), nullptr, &length), refused);
+        EXPECT_EQ(functions_of(*m.info).pack(in.record(), nullptr, &length), refused);
         EXPECT_EQ(length, 0u);
         EXPECT_EQ(the_platform().logs.size(), 2u);
 
         // Exactly enough, and more than enough, are not.
         length = need;
-        EXPECT_EQ(m.info->functions.pack(in.record(), buf.data(), &length), 0u);
+        EXPECT_EQ(functions_of(*m.info).pack(in.record(), buf.data(), &length), 0u);
         EXPECT_EQ(length, need);
         std::vector<std::uint8_t> roomy(need + 5, 0xC3);
         length = need + 5;
-        EXPECT_EQ(m.info->functions.pack(in.record(), roomy.data(), &length), 0u);
+        EXPECT_EQ(functions_of(*m.info).pack(in.record(), roomy.data(), &length), 0u);
         EXPECT_EQ(length, need);
         buf.resize(need + 5, 0xC3);
         EXPECT_EQ(roomy, buf);
@@ -82,16 +82,16 @@ TEST_F(pack_arguments, measuring_reports_the_size_and_logs)
 TEST_F(pack_arguments, a_count_without_a_pointer_is_refused_at_every_level)
 {
     for (const known_message &m : messages_where(false)) {
-        SCOPED_TRACE(m.info->name);
+        SCOPED_TRACE(name_of(*m.info));
         sample in(*m.info);
-        each_vector(*m.info, in.record(), [&](const slot_info &slot, void *record) {
+        each_vector(*m.info, in.record(), [&](const vorl::slot &slot, void *record) {
             void *elements = pointer_of(record, slot);
             set_vector(record, slot, 1, nullptr);
             std::uint8_t buf[64] = {};
             for (std::uint32_t capacity : {0u, 64u, 0xFFFFFFFFu}) {
                 std::uint32_t length = capacity;
-                EXPECT_EQ(m.info->functions.pack(in.record(), nullptr, &length), refused);
-                EXPECT_EQ(m.info->functions.pack(in.record(), buf, &length), refused);
+                EXPECT_EQ(functions_of(*m.info).pack(in.record(), nullptr, &length), refused);
+                EXPECT_EQ(functions_of(*m.info).pack(in.record(), buf, &length), refused);
                 EXPECT_EQ(length, capacity);
             }
             EXPECT_EQ(buf[0], 0);

@@ -19,7 +19,7 @@ std::vector<std::uint8_t> unpacked(const known_message &m, sample &in)
 {
     const std::vector<std::uint8_t> bytes = packed(*m.info, in.record());
     std::vector<std::uint8_t> out(m.fact->record_size);
-    m.info->functions.unpack(bytes.data(), static_cast<std::int32_t>(bytes.size()), out.data());
+    functions_of(*m.info).unpack(bytes.data(), static_cast<std::int32_t>(bytes.size()), out.data());
     EXPECT_TRUE(same_record(*m.info, in.record(), out.data()));
     return out;
 }
@@ -27,7 +27,7 @@ std::vector<std::uint8_t> unpacked(const known_message &m, sample &in)
 TEST_F(release, of_null_does_nothing)
 {
     for (const known_message &m : all_messages())
-        m.info->functions.free_unpacked(nullptr);
+        functions_of(*m.info).free_unpacked(nullptr);
     EXPECT_TRUE(the_platform().memory.empty());
     EXPECT_TRUE(the_platform().logs.empty());
 }
@@ -35,7 +35,7 @@ TEST_F(release, of_null_does_nothing)
 TEST_F(release, of_a_fixed_size_message_looks_at_nothing)
 {
     for (const known_message &m : messages_where(true))
-        m.info->functions.free_unpacked(reinterpret_cast<void *>(1));
+        functions_of(*m.info).free_unpacked(reinterpret_cast<void *>(1));
     EXPECT_TRUE(the_platform().memory.empty());
     EXPECT_TRUE(the_platform().logs.empty());
 }
@@ -60,14 +60,14 @@ std::vector<array_memory> expected_memory(const std::string &name, const known_m
     if (name == "srv6_cfg_query_dfx_rec")
         return {{2, rec + "_unpack_non_root", rec + "_free_unpacked"},
                 {2 * 16572, name + "_unpack", name + "_free_unpacked"}};
-    const message_fact &element = fact_of(m.info->slots[1].element->name);
+    const message_fact &element = fact_of(name_of(*m.info->slots[1].nested));
     return {{2 * element.record_size, name + "_unpack", name + "_free_unpacked"}};
 }
 
 TEST_F(release, gives_back_what_the_unpack_took_with_its_own_tag)
 {
     for (const known_message &m : messages_where(false)) {
-        SCOPED_TRACE(m.info->name);
+        SCOPED_TRACE(name_of(*m.info));
         the_platform().forget_calls();
         sample in(*m.info);
         std::vector<std::uint8_t> out = unpacked(m, in);
@@ -82,15 +82,15 @@ TEST_F(release, gives_back_what_the_unpack_took_with_its_own_tag)
         for (std::size_t i = expected.size(); i-- > 0;)
             calls.push_back({memory_call::release, 0, 12, expected[i].release_tag, calls[i].block});
 
-        m.info->functions.free_unpacked(out.data());
+        functions_of(*m.info).free_unpacked(out.data());
         EXPECT_EQ(the_platform().memory, calls);
-        each_vector(*m.info, out.data(), [](const slot_info &slot, void *record) {
+        each_vector(*m.info, out.data(), [](const vorl::slot &slot, void *record) {
             EXPECT_EQ(pointer_of(record, slot), nullptr);
             EXPECT_EQ(count_of(record, slot), 2u); // the count is left as it is
         });
 
         // The second release finds nothing.
-        m.info->functions.free_unpacked(out.data());
+        functions_of(*m.info).free_unpacked(out.data());
         EXPECT_EQ(the_platform().memory, calls);
         EXPECT_EQ(the_platform().live_blocks, 0u);
     }
@@ -99,13 +99,13 @@ TEST_F(release, gives_back_what_the_unpack_took_with_its_own_tag)
 TEST_F(release, of_a_record_without_elements_does_nothing)
 {
     for (const known_message &m : messages_where(false)) {
-        SCOPED_TRACE(m.info->name);
+        SCOPED_TRACE(name_of(*m.info));
         sample in(*m.info, 1, 0);
-        each_vector(*m.info, in.record(), [](const slot_info &slot, void *record) {
+        each_vector(*m.info, in.record(), [](const vorl::slot &slot, void *record) {
             set_vector(record, slot, 0, nullptr);
         });
         std::vector<std::uint8_t> out = unpacked(m, in);
-        m.info->functions.free_unpacked(out.data());
+        functions_of(*m.info).free_unpacked(out.data());
         EXPECT_TRUE(the_platform().memory.empty());
     }
 }
@@ -113,12 +113,12 @@ TEST_F(release, of_a_record_without_elements_does_nothing)
 TEST_F(release, in_another_thread_than_the_unpack)
 {
     for (const known_message &m : messages_where(false)) {
-        SCOPED_TRACE(m.info->name);
+        SCOPED_TRACE(name_of(*m.info));
         sample in(*m.info);
         std::vector<std::uint8_t> out;
         std::thread([&] { out = unpacked(m, in); }).join();
         EXPECT_GT(the_platform().live_blocks, 0u);
-        std::thread([&] { m.info->functions.free_unpacked(out.data()); }).join();
+        std::thread([&] { functions_of(*m.info).free_unpacked(out.data()); }).join();
         EXPECT_EQ(the_platform().live_blocks, 0u);
     }
 }

@@ -16,7 +16,7 @@ void expect_frame_of(const known_message &m, const bus_call::frame &frame, const
     EXPECT_EQ(frame.msg_id, m.fact->msg_id);
     ASSERT_EQ(frame.bytes.size(), m.fact->frame_length);
     std::vector<std::uint8_t> out(m.fact->record_size);
-    m.info->functions.unpack(frame.bytes.data(), static_cast<std::int32_t>(frame.bytes.size()),
+    functions_of(*m.info).unpack(frame.bytes.data(), static_cast<std::int32_t>(frame.bytes.size()),
                              out.data());
     EXPECT_TRUE(same_record(*m.info, record, out.data()));
 }
@@ -35,7 +35,7 @@ TEST_F(send_fixed, has_messages_of_which_two_are_large)
 TEST_F(send_fixed, one_record)
 {
     for (const known_message &m : messages_where(true)) {
-        SCOPED_TRACE(m.info->name);
+        SCOPED_TRACE(name_of(*m.info));
         sample in(*m.info);
         for (const single_way &way : single_ways) {
             SCOPED_TRACE(way.name);
@@ -60,7 +60,7 @@ TEST_F(send_fixed, one_record)
 TEST_F(send_fixed, many_records)
 {
     for (const known_message &m : messages_where(true)) {
-        SCOPED_TRACE(m.info->name);
+        SCOPED_TRACE(name_of(*m.info));
         const std::uint32_t length = m.fact->frame_length;
         sample in(*m.info, 3);
         for (const batch_way &way : batch_ways) {
@@ -107,12 +107,12 @@ TEST_F(send_fixed, batches_ask_for_these_sizes)
 {
     for (const block_size &expected : block_sizes) {
         SCOPED_TRACE(expected.message);
-        const message_info *m = catalogue::find_message(expected.message);
+        const message *m = &catalogue::find_message(expected.message)->data;
         ASSERT_NE(m, nullptr);
         sample in(*m, 5);
         for (std::uint32_t count : {1u, 2u, 5u}) {
             the_platform().forget_calls();
-            EXPECT_EQ(m->functions.sendbatch(1, in.record(), count, 0), 0u);
+            EXPECT_EQ(functions_of(*m).sendbatch(1, in.record(), count, 0), 0u);
             EXPECT_EQ(the_platform().memory.at(0).size, count * expected.of_one);
         }
     }
@@ -124,19 +124,19 @@ std::uint64_t frame_address;
 // The descriptor as the bus finds it in memory: the address, then one 64-bit word.
 TEST_F(send_fixed, a_descriptor_is_two_64_bit_words)
 {
-    const message_info *m = catalogue::find_message("srv6_vrf_class_data");
+    const message *m = &catalogue::find_message("srv6_vrf_class_data")->data;
     ASSERT_NE(m, nullptr);
     sample in(*m, 3);
     the_platform().on_send = [](const frame_desc *descs, std::uint32_t count) {
         std::memcpy(captured_descriptor, descs + (count - 1), sizeof captured_descriptor);
     };
-    EXPECT_EQ(m->functions.sendsingle(1, in.record(), 0, 0), 0u);
+    EXPECT_EQ(functions_of(*m).sendsingle(1, in.record(), 0, 0), 0u);
     frame_address = reinterpret_cast<std::uint64_t>(only_call().frames.at(0).data);
     EXPECT_EQ(captured_descriptor[0], frame_address);
     EXPECT_EQ(captured_descriptor[1], 0x00000030AEF44FB0u);
 
     the_platform().forget_calls();
-    EXPECT_EQ(m->functions.sendmsg(1, in.record(), 3), 0u);
+    EXPECT_EQ(functions_of(*m).sendmsg(1, in.record(), 3), 0u);
     frame_address = reinterpret_cast<std::uint64_t>(block()) + 96;
     EXPECT_EQ(captured_descriptor[0], frame_address);
     EXPECT_EQ(captured_descriptor[1], 0x00000030AEF44FB0u);
@@ -145,7 +145,7 @@ TEST_F(send_fixed, a_descriptor_is_two_64_bit_words)
 TEST_F(send_fixed, no_memory)
 {
     for (const known_message &m : messages_where(true)) {
-        SCOPED_TRACE(m.info->name);
+        SCOPED_TRACE(name_of(*m.info));
         sample in(*m.info, 2);
         const auto expect_refused = [&](auto &&send) {
             the_platform().forget_calls();
@@ -157,7 +157,7 @@ TEST_F(send_fixed, no_memory)
         for (const std::uint64_t to : some_targets) {
             for (const batch_way &way : batch_ways)
                 expect_refused([&] { return way.send(*m.info, in.record(), 2, to); });
-            expect_refused([&] { return m.info->functions.sendbatch(1, nullptr, 0, to); });
+            expect_refused([&] { return functions_of(*m.info).sendbatch(1, nullptr, 0, to); });
             if (!is_large(m))
                 continue;
             for (const single_way &way : single_ways)

@@ -32,7 +32,7 @@ class send_overflow : public sending {
         }
         the_platform().forget_calls();
         the_platform().fail_allocation_at = 1;
-        EXPECT_EQ(m.info->functions.sendbatch(1, untouchable_, count, 0), not_sent);
+        EXPECT_EQ(functions_of(*m.info).sendbatch(1, untouchable_, count, 0), not_sent);
         EXPECT_EQ(the_platform().memory.size(), 1u); // nothing to give back
         expect_nothing_sent();
     }
@@ -43,7 +43,7 @@ class send_overflow : public sending {
         SCOPED_TRACE(count);
         the_platform().forget_calls();
         the_platform().fail_allocation_at = 1;
-        EXPECT_EQ(m.info->functions.sendbatch(1, untouchable_, count, 0), not_sent);
+        EXPECT_EQ(functions_of(*m.info).sendbatch(1, untouchable_, count, 0), not_sent);
         ASSERT_EQ(the_platform().memory.size(), 1u);
         EXPECT_EQ(the_platform().memory[0].size, size);
         expect_nothing_sent();
@@ -51,7 +51,7 @@ class send_overflow : public sending {
 
     static known_message find(const char *name)
     {
-        return {catalogue::find_message(name), &fact_of(name)};
+        return {&catalogue::find_message(name)->data, &fact_of(name)};
     }
 
     void *untouchable_ = nullptr;
@@ -78,7 +78,7 @@ TEST_F(send_overflow, of_frames_of_14872_bytes)
 TEST_F(send_overflow, of_every_fixed_size_message)
 {
     for (const known_message &m : messages_where(true)) {
-        SCOPED_TRACE(m.info->name);
+        SCOPED_TRACE(name_of(*m.info));
         const std::uint64_t of_one = m.fact->frame_length + 16;
         const std::uint64_t most = 0xFFFFFFFF / of_one;
         expect_asked_for(m, static_cast<std::uint32_t>(most),
@@ -93,7 +93,7 @@ TEST_F(send_overflow, of_every_fixed_size_message)
 TEST_F(send_overflow, of_every_variable_size_message)
 {
     for (const known_message &m : messages_where(false)) {
-        SCOPED_TRACE(m.info->name);
+        SCOPED_TRACE(name_of(*m.info));
         expect_asked_for(m, 268431359, 0xFFFFFFF0);
         expect_refused(m, 268431360, 0); // 2^28 - 4096
         expect_refused(m, 268431361, 16);

@@ -17,7 +17,7 @@ TEST_F(send_variable, has_its_messages)
 TEST_F(send_variable, one_record)
 {
     for (const known_message &m : messages_where(false)) {
-        SCOPED_TRACE(m.info->name);
+        SCOPED_TRACE(name_of(*m.info));
         sample in(*m.info);
         const std::vector<std::uint8_t> bytes = packed(*m.info, in.record());
         for (const single_way &way : single_ways) {
@@ -40,7 +40,7 @@ TEST_F(send_variable, one_record)
 TEST_F(send_variable, many_records)
 {
     for (const known_message &m : messages_where(false)) {
-        SCOPED_TRACE(m.info->name);
+        SCOPED_TRACE(name_of(*m.info));
         sample in(*m.info, 3, 1);
         for (const batch_way &way : batch_ways) {
             SCOPED_TRACE(way.name);
@@ -81,7 +81,7 @@ constexpr empty_record_size empty_record_sizes[] = {
 TEST_F(send_variable, a_record_of_zeros_measures)
 {
     for (const known_message &m : messages_where(false)) {
-        SCOPED_TRACE(m.info->name);
+        SCOPED_TRACE(name_of(*m.info));
         std::uint32_t expected = 16; // every batch of objects or keys
         for (const empty_record_size &known : empty_record_sizes) {
             if (known.message == m.fact->name)
@@ -89,7 +89,7 @@ TEST_F(send_variable, a_record_of_zeros_measures)
         }
         const std::vector<std::uint8_t> record(m.fact->record_size);
         the_platform().forget_calls();
-        EXPECT_EQ(m.info->functions.sendsingle(1, record.data(), 0, 0), 0u);
+        EXPECT_EQ(functions_of(*m.info).sendsingle(1, record.data(), 0, 0), 0u);
         EXPECT_EQ(only_call().frames.at(0).bytes.size(), expected);
         expect_one_block(expected, std::string(m.fact->name) + "__sendsingle");
     }
@@ -98,13 +98,13 @@ TEST_F(send_variable, a_record_of_zeros_measures)
 TEST_F(send_variable, no_record_where_one_is_promised)
 {
     for (const known_message &m : messages_where(false)) {
-        SCOPED_TRACE(m.info->name);
+        SCOPED_TRACE(name_of(*m.info));
         for (const std::uint64_t to : some_targets) {
             the_platform().forget_calls();
             for (const single_way &way : single_ways)
                 EXPECT_EQ(way.send(*m.info, nullptr, to), not_sent);
             EXPECT_TRUE(the_platform().memory.empty());
-            EXPECT_EQ(m.info->functions.sendbatch(1, nullptr, 1, to), not_sent);
+            EXPECT_EQ(functions_of(*m.info).sendbatch(1, nullptr, 1, to), not_sent);
             expect_one_block(65552, std::string(m.fact->name) + "__sendbatch");
             expect_nothing_sent();
         }
@@ -114,7 +114,7 @@ TEST_F(send_variable, no_record_where_one_is_promised)
 TEST_F(send_variable, no_memory)
 {
     for (const known_message &m : messages_where(false)) {
-        SCOPED_TRACE(m.info->name);
+        SCOPED_TRACE(name_of(*m.info));
         sample in(*m.info, 2, 1);
         const auto expect_refused = [&](auto &&send) {
             the_platform().forget_calls();
@@ -128,7 +128,7 @@ TEST_F(send_variable, no_memory)
                 expect_refused([&] { return way.send(*m.info, in.record(), to); });
             for (const batch_way &way : batch_ways)
                 expect_refused([&] { return way.send(*m.info, in.record(), 2, to); });
-            expect_refused([&] { return m.info->functions.sendbatch(1, nullptr, 0, to); });
+            expect_refused([&] { return functions_of(*m.info).sendbatch(1, nullptr, 0, to); });
         }
     }
 }
@@ -137,10 +137,10 @@ TEST_F(send_variable, no_memory)
 TEST_F(send_variable, a_damaged_record_is_refused_with_the_batch_that_holds_it)
 {
     for (const known_message &m : messages_where(false)) {
-        SCOPED_TRACE(m.info->name);
+        SCOPED_TRACE(name_of(*m.info));
         for (std::size_t damaged = 0; damaged < 3; ++damaged) {
             sample in(*m.info, 3, 1);
-            each_vector(*m.info, in.record(damaged), [&](const slot_info &slot, void *record) {
+            each_vector(*m.info, in.record(damaged), [&](const vorl::slot &slot, void *record) {
                 void *elements = pointer_of(record, slot);
                 set_vector(record, slot, 1, nullptr);
                 for (const std::uint64_t to : some_targets) {

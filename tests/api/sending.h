@@ -69,52 +69,52 @@ class sending : public testing::Test {
 /// The ways in which one record is sent to `to`.
 struct single_way {
     const char *name;
-    std::uint32_t (*send)(const message_info &m, const void *record, std::uint64_t to);
+    std::uint32_t (*send)(const message &m, const void *record, std::uint64_t to);
 };
 inline constexpr single_way single_ways[] = {
     {"__sendsingle",
-     [](const message_info &m, const void *record, std::uint64_t to) {
-         return m.functions.sendsingle(some_dest, record, 0, to);
+     [](const message &m, const void *record, std::uint64_t to) {
+         return functions_of(m).sendsingle(some_dest, record, 0, to);
      }},
     {"__sendsingle, third argument 1",
-     [](const message_info &m, const void *record, std::uint64_t to) {
-         return m.functions.sendsingle(some_dest, record, 1, to);
+     [](const message &m, const void *record, std::uint64_t to) {
+         return functions_of(m).sendsingle(some_dest, record, 1, to);
      }},
     {"__sendsingle, third argument 0xFFFFFFFF",
-     [](const message_info &m, const void *record, std::uint64_t to) {
-         return m.functions.sendsingle(some_dest, record, 0xFFFFFFFF, to);
+     [](const message &m, const void *record, std::uint64_t to) {
+         return functions_of(m).sendsingle(some_dest, record, 0xFFFFFFFF, to);
      }},
     {"__sendtomsg",
-     [](const message_info &m, const void *record, std::uint64_t to) {
-         return m.functions.sendtomsg(some_dest, record, 1, to);
+     [](const message &m, const void *record, std::uint64_t to) {
+         return functions_of(m).sendtomsg(some_dest, record, 1, to);
      }},
     {"__sendmsg",
-     [](const message_info &m, const void *record, std::uint64_t to) {
+     [](const message &m, const void *record, std::uint64_t to) {
          // Without a target of its own.
-         return to == 0 ? m.functions.sendmsg(some_dest, record, 1)
-                        : m.functions.sendtomsg(some_dest, record, 1, to);
+         return to == 0 ? functions_of(m).sendmsg(some_dest, record, 1)
+                        : functions_of(m).sendtomsg(some_dest, record, 1, to);
      }},
 };
 
 /// The ways in which `count` records are sent as a batch.
 struct batch_way {
     const char *name;
-    std::uint32_t (*send)(const message_info &m, const void *records, std::uint32_t count,
+    std::uint32_t (*send)(const message &m, const void *records, std::uint32_t count,
                           std::uint64_t to);
 };
 inline constexpr batch_way batch_ways[] = {
     {"__sendbatch",
-     [](const message_info &m, const void *records, std::uint32_t count, std::uint64_t to) {
-         return m.functions.sendbatch(some_dest, records, count, to);
+     [](const message &m, const void *records, std::uint32_t count, std::uint64_t to) {
+         return functions_of(m).sendbatch(some_dest, records, count, to);
      }},
     {"__sendtomsg",
-     [](const message_info &m, const void *records, std::uint32_t count, std::uint64_t to) {
-         return m.functions.sendtomsg(some_dest, records, count, to);
+     [](const message &m, const void *records, std::uint32_t count, std::uint64_t to) {
+         return functions_of(m).sendtomsg(some_dest, records, count, to);
      }},
     {"__sendmsg",
-     [](const message_info &m, const void *records, std::uint32_t count, std::uint64_t to) {
-         return to == 0 ? m.functions.sendmsg(some_dest, records, count)
-                        : m.functions.sendtomsg(some_dest, records, count, to);
+     [](const message &m, const void *records, std::uint32_t count, std::uint64_t to) {
+         return to == 0 ? functions_of(m).sendmsg(some_dest, records, count)
+                        : functions_of(m).sendtomsg(some_dest, records, count, to);
      }},
 };
 

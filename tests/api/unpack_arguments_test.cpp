@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/codec/support/fixture.h"
 #include "tests/support/bindings.h"
 #include "tests/support/platform.h"
 #include "tests/support/samples.h"
@@ -38,7 +39,7 @@ TEST(unpack_arguments, bad_ones_are_logged_once_and_touch_nothing)
 {
     const std::uint8_t bytes[100] = {};
     for (const known_message &m : all_messages()) {
-        SCOPED_TRACE(m.info->name);
+        SCOPED_TRACE(name_of(*m.info));
         for (const bad_call &bad : bad_calls) {
             SCOPED_TRACE(bad.text);
             forget_bindings();
@@ -48,7 +49,7 @@ TEST(unpack_arguments, bad_ones_are_logged_once_and_touch_nothing)
                 out[i] = static_cast<std::uint8_t>(0xC3 + 7 * i);
             const std::vector<std::uint8_t> untouched = out;
 
-            EXPECT_EQ(m.info->functions.unpack(bad.has_buf ? bytes : nullptr, bad.len,
+            EXPECT_EQ(functions_of(*m.info).unpack(bad.has_buf ? bytes : nullptr, bad.len,
                                                bad.has_out ? out.data() : nullptr),
                       m.fact->record_size);
             EXPECT_EQ(out, untouched);
@@ -72,13 +73,13 @@ TEST(unpack_arguments, bad_ones_are_silent_without_a_log)
 {
     const std::uint8_t bytes[100] = {};
     for (const known_message &m : all_messages()) {
-        SCOPED_TRACE(m.info->name);
+        SCOPED_TRACE(name_of(*m.info));
         for (const bad_call &bad : bad_calls) {
             forget_bindings();
             reset_platform();
             the_platform().has_log = false;
             std::vector<std::uint8_t> out(m.fact->record_size, 0xC3);
-            EXPECT_EQ(m.info->functions.unpack(bad.has_buf ? bytes : nullptr, bad.len,
+            EXPECT_EQ(functions_of(*m.info).unpack(bad.has_buf ? bytes : nullptr, bad.len,
                                                bad.has_out ? out.data() : nullptr),
                       m.fact->record_size);
             EXPECT_EQ(out, std::vector<std::uint8_t>(out.size(), 0xC3));
@@ -92,24 +93,24 @@ TEST(unpack_arguments, bad_ones_are_silent_without_a_log)
 TEST(unpack_arguments, no_record_is_refused_by_a_side_in_use)
 {
     for (const known_message &m : all_messages()) {
-        SCOPED_TRACE(m.info->name);
+        SCOPED_TRACE(name_of(*m.info));
         forget_bindings();
         reset_platform();
         sample in(*m.info);
-        m.info->functions.sendsingle(1, in.record(), 0, 0);
+        functions_of(*m.info).sendsingle(1, in.record(), 0, 0);
         ASSERT_EQ(the_platform().sends.size(), 1u);
         const std::vector<std::uint8_t> forms[] = {packed(*m.info, in.record()),
                                                    the_platform().sends[0].frames[0].bytes};
         std::vector<std::uint8_t> out(m.fact->record_size);
         for (const std::vector<std::uint8_t> &bytes : forms) {
             const auto len = static_cast<std::int32_t>(bytes.size());
-            m.info->functions.unpack(bytes.data(), len, out.data());
+            functions_of(*m.info).unpack(bytes.data(), len, out.data());
             EXPECT_TRUE(same_record(*m.info, in.record(), out.data()));
-            m.info->functions.free_unpacked(out.data());
+            functions_of(*m.info).free_unpacked(out.data());
             EXPECT_EQ(serial_ctxs[2 * m.fact->package()].cache_bound, 1u);
 
             the_platform().forget_calls();
-            EXPECT_EQ(m.info->functions.unpack(bytes.data(), len, nullptr), m.fact->record_size);
+            EXPECT_EQ(functions_of(*m.info).unpack(bytes.data(), len, nullptr), m.fact->record_size);
             ASSERT_EQ(the_platform().logs.size(), 1u);
             EXPECT_EQ(the_platform().logs[0].text,
                       "[ZELKO]:Param invalid(nonNull, " + std::to_string(len) + ", null)");
@@ -121,13 +122,14 @@ TEST(unpack_arguments, no_record_is_refused_by_a_side_in_use)
 // Four bytes hold a root offset and no table: the least that is not a bad argument.
 TEST(unpack_arguments, four_bytes_are_enough_to_be_read)
 {
-    const std::uint8_t bytes[4] = {4, 0, 0, 0};
+    const std::vector<std::uint8_t> bytes = buffer_of("u32 table  table:");
+    ASSERT_EQ(bytes.size(), 4u);
     for (const known_message &m : all_messages()) {
-        SCOPED_TRACE(m.info->name);
+        SCOPED_TRACE(name_of(*m.info));
         forget_bindings();
         reset_platform();
         std::vector<std::uint8_t> out(m.fact->record_size, 0xC3);
-        EXPECT_EQ(m.info->functions.unpack(bytes, 4, out.data()), m.fact->record_size);
+        EXPECT_EQ(functions_of(*m.info).unpack(bytes.data(), 4, out.data()), m.fact->record_size);
         ASSERT_EQ(the_platform().logs.size(), 1u);
         EXPECT_EQ(the_platform().logs[0].text, "[ZELKO]:Table offset(4) is out of range(4 - 4)");
     }

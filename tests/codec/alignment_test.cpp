@@ -12,17 +12,17 @@ constexpr std::size_t margin = 16;
 TEST(alignment, buffers_at_any_address)
 {
     random_source random(11);
-    for_all_messages([&random](const message_info &m, order o) {
+    for_all_messages([&random](const message &m, order o) {
         const sample s = sample::random(m, random, 2);
         const bytes expected = reference::pack(m, s.data(), o);
-        const bytes before(s.message().record_size);
+        const bytes before(s.type().record_size);
         std::vector<std::uint64_t> aligned(expected.size() / 8 + 8);
         auto *const memory = reinterpret_cast<std::uint8_t *>(aligned.data());
         for (std::size_t offset = 0; offset < 16; ++offset) {
             SCOPED_TRACE("offset " + std::to_string(offset));
             std::fill_n(memory, expected.size() + margin + 16, std::uint8_t{0xEE});
             auto length = static_cast<std::uint32_t>(expected.size());
-            ASSERT_EQ(m.functions.pack(s.data(), memory + offset, &length), 0u);
+            ASSERT_EQ(functions_of(m).pack(s.data(), memory + offset, &length), 0u);
             ASSERT_TRUE(std::equal(expected.begin(), expected.end(), memory + offset));
             ASSERT_TRUE(std::all_of(memory, memory + offset,
                                     [](std::uint8_t byte) { return byte == 0xEE; }));
@@ -40,8 +40,8 @@ TEST(alignment, buffers_at_any_address)
 TEST(alignment, frames_at_any_address)
 {
     random_source random(12);
-    for_all_messages([&random](const message_info &m, order o) {
-        if (!m.is_fixed_size())
+    for_all_messages([&random](const message &m, order o) {
+        if (!is_fixed_size(m))
             return;
         const sample s = sample::random(m, random);
         const bytes frame = reference::frame(m, s.data(), o);

@@ -11,7 +11,7 @@ namespace vorl::test {
 namespace {
 
 struct seed_buffer {
-    const message_info *message;
+    const vorl::message *message;
     const char *path;             ///< that it takes while undamaged
     std::uint64_t bytes_per_word; ///< of memory, at the most
     bytes content;
@@ -21,7 +21,7 @@ struct seed_buffer {
 std::vector<seed_buffer> seed_buffers(order o, random_source &random)
 {
     std::vector<seed_buffer> seeds;
-    const auto add = [&](const message_info &m, const char *path, bytes content) {
+    const auto add = [&](const message &m, const char *path, bytes content) {
         std::set<std::uint64_t> edges;
         expected_unpack(m, content, o, 0, 0, &edges);
         seeds.push_back({&m,
@@ -30,7 +30,7 @@ std::vector<seed_buffer> seed_buffers(order o, random_source &random)
                          std::move(content),
                          {edges.begin(), edges.end()}});
     };
-    for (const message_info *m : all_messages()) {
+    for (const message *m : all_messages()) {
         const sample full = sample::ones(*m);
         const sample sparse = sample::random(*m, random);
         if (is_plain(*m)) {
@@ -44,7 +44,7 @@ std::vector<seed_buffer> seed_buffers(order o, random_source &random)
             add(*m, "read framed elements",
                 reference::pack(*m, sparse.data(), o, reference::inner_form::framed));
         }
-        if (m->is_fixed_size())
+        if (is_fixed_size(*m))
             add(*m, "read frame", reference::frame(*m, sparse.data(), o));
     }
     return seeds;
@@ -112,7 +112,7 @@ void run(order o)
     std::uint64_t runs = 0;
     for (; !paths.is_enough(runs, 5); ++runs) {
         const seed_buffer &seed = seeds[random() % seeds.size()];
-        const message_info &m = *seed.message;
+        const message &m = *seed.message;
         bytes buffer = seed.content;
         for (std::uint64_t n = 1 + random() % 3; n != 0; --n)
             damage(buffer, seed.edges, o, random);
@@ -126,15 +126,15 @@ void run(order o)
         succeeded += expected.logs.empty();
         logged += !expected.logs.empty();
         allocated += !expected.blocks.empty();
-        ASSERT_LE(expected.logs.size(), 1u) << m.name << ", run " << runs;
+        ASSERT_LE(expected.logs.size(), 1u) << name_of(m) << ", run " << runs;
         std::uint64_t memory_taken = 0;
         for (const reference::memory_event &call : expected.memory)
             memory_taken += call.size; // 0 in a release
         ASSERT_LE(memory_taken, buffer.size() / 4 * seed.bytes_per_word)
-            << m.name << ", run " << runs;
+            << name_of(m) << ", run " << runs;
         ASSERT_EQ(reading_difference(m, {at, buffer.size()}, std::move(expected), fill, fail_at),
                   "")
-            << m.name << ", run " << runs << '\n'
+            << name_of(m) << ", run " << runs << '\n'
             << hex(buffer);
     }
     paths.print();

@@ -53,29 +53,25 @@ class record_maker {
         zeros_ = 1 + random_() % 15; // of 16
     }
 
-    void make(const message_info &m, std::uint8_t *record)
+    void make(const message &m, std::uint8_t *record)
     {
-        for (const slot_info &slot : m.slots) {
-            std::uint8_t *member = record + slot.record_offset;
-            switch (slot.type) {
-            case wire_type::uint8:
-            case wire_type::uint16:
-            case wire_type::uint32:
-            case wire_type::uint64: scalar(member, reference::width_of(slot.type)); break;
-            case wire_type::array_uint8:
-            case wire_type::array_uint32:
+        for (const vorl::slot &slot : m.slots) {
+            std::uint8_t *member = record + slot.record_at;
+            switch (slot.shape) {
+            case slot_shape::scalar: scalar(member, slot.width); break;
+            case slot_shape::array:
                 if (random_() % 4 == 0)
-                    std::memset(member, 0, slot.count * reference::width_of(slot.type));
+                    std::memset(member, 0, slot.count * slot.width);
                 break;
-            case wire_type::table: make(*slot.element, member); break;
-            case wire_type::array_table: make_all(*slot.element, member, slot.count); break;
-            case wire_type::vector_uint8:
-            case wire_type::vector_table: vector(slot, record); break;
+            case slot_shape::table: make(*slot.nested, member); break;
+            case slot_shape::table_array: make_all(*slot.nested, member, slot.count); break;
+            case slot_shape::byte_vector:
+            case slot_shape::table_vector: vector(slot, record); break;
             }
         }
     }
 
-    void make_all(const message_info &m, std::uint8_t *records, std::uint64_t count)
+    void make_all(const message &m, std::uint8_t *records, std::uint64_t count)
     {
         for (std::uint64_t i = 0; i < count; ++i)
             make(m, records + i * m.record_size);
@@ -93,9 +89,9 @@ class record_maker {
             member[0] |= 1;
     }
 
-    void vector(const slot_info &slot, std::uint8_t *record)
+    void vector(const vorl::slot &slot, std::uint8_t *record)
     {
-        const std::size_t width = slot.element != nullptr ? slot.element->record_size : 1;
+        const std::size_t width = slot.nested != nullptr ? slot.nested->record_size : 1;
         const std::uint64_t room = region_size / width;
         std::uint64_t count = random_() % 5;
         std::uint64_t first = 1 + random_() % 64; // an address where nobody may look
@@ -106,15 +102,15 @@ class record_maker {
             break;
         case 1: count = 0; break;
         case 2:
-            if (slot.element == nullptr) { // more bytes than any buffer of this test holds
+            if (slot.nested == nullptr) { // more bytes than any buffer of this test holds
                 const std::uint64_t most[] = {0xFFFFFFFF, 0xFFFFFF00, 0x80000000, 200000};
                 count = most[random_() % 4] - random_() % 256;
                 break;
             }
             [[fallthrough]];
         case 3:
-            if (slot.element == nullptr || random_() % 8 == 0)
-                count = 1 + random_() % std::min<std::uint64_t>(room, slot.element ? 600 : 66000);
+            if (slot.nested == nullptr || random_() % 8 == 0)
+                count = 1 + random_() % std::min<std::uint64_t>(room, slot.nested ? 600 : 66000);
             [[fallthrough]];
         default:
             if (!memory_.has_room())
@@ -122,14 +118,14 @@ class record_maker {
             first = 0;
             if (count != 0) {
                 std::uint8_t *elements = memory_.take(count * width, random_);
-                if (slot.element != nullptr)
-                    make_all(*slot.element, elements, count);
+                if (slot.nested != nullptr)
+                    make_all(*slot.nested, elements, count);
                 first = reinterpret_cast<std::uintptr_t>(elements);
             }
             break;
         }
-        reference::store(record + slot.count_offset, count, 4, order::little);
-        std::memcpy(record + slot.record_offset, &first, sizeof first);
+        reference::store(record + slot.count_at, count, 4, order::little);
+        std::memcpy(record + slot.record_at, &first, sizeof first);
     }
 
     arena &memory_;
@@ -141,18 +137,18 @@ class record_maker {
 /// A byte vector of the record, nested ones included, and the record that holds it; a null slot when
 /// there is none.
 struct byte_vector {
-    const slot_info *slot = nullptr;
+    const vorl::slot *slot = nullptr;
     std::uint8_t *holder = nullptr;
 };
 
-byte_vector find_byte_vector(const message_info &m, std::uint8_t *record)
+byte_vector find_byte_vector(const message &m, std::uint8_t *record)
 {
     byte_vector found;
-    for (const slot_info &slot : m.slots) {
-        if (slot.type == wire_type::vector_uint8)
+    for (const vorl::slot &slot : m.slots) {
+        if (slot.shape == slot_shape::byte_vector)
             found = {&slot, record};
-        else if (slot.type == wire_type::table && found.slot == nullptr)
-            found = find_byte_vector(*slot.element, record + slot.record_offset);
+        else if (slot.shape == slot_shape::table && found.slot == nullptr)
+            found = find_byte_vector(*slot.nested, record + slot.record_at);
     }
     return found;
 }
@@ -223,7 +219,7 @@ class writing_run {
     writing_run(order o, std::uint64_t seed) : order_(o), random_(seed) {}
 
     /// One message's __pack, or one send of it, by both. Empty when they did the same.
-    std::string once(const message_info &m)
+    std::string once(const message &m)
     {
         memory_.reset();
         the_platform().forget_calls();
@@ -236,7 +232,7 @@ class writing_run {
   private:
     std::uint8_t any_byte() { return static_cast<std::uint8_t>(random_()); }
 
-    std::uint8_t *records(const message_info &m, std::uint32_t count)
+    std::uint8_t *records(const message &m, std::uint32_t count)
     {
         const std::uint64_t which = random_() % 8;
         shape_ = which < 3 ? shape::full : which < 7 ? shape::sparse : shape::empty;
@@ -262,7 +258,7 @@ class writing_run {
         }
     }
 
-    std::string pack(const message_info &m)
+    std::string pack(const message &m)
     {
         const std::uint8_t *record = random_() % 64 == 0 ? nullptr : records(m, 1);
         const std::uint64_t size =
@@ -290,7 +286,7 @@ class writing_run {
 
         reference::writing library;
         library.length = call.capacity;
-        library.result = m.functions.pack(record, buffer, &library.length);
+        library.result = functions_of(m).pack(record, buffer, &library.length);
         library.buffer.assign(buffer, buffer + call.buffer_before.size());
         library.memory = main_memory_calls();
         library.logs = take_logs(m, side::send);
@@ -299,10 +295,10 @@ class writing_run {
     }
 
     /// Of a block whose size passes 32 bits, or for which this test has no memory.
-    std::uint32_t impossible_count(const message_info &m)
+    std::uint32_t impossible_count(const message &m)
     {
-        const std::uint64_t each = 16 + std::uint64_t{m.frame_length};
-        const std::uint64_t area = m.is_fixed_size() ? 0 : 65536;
+        const std::uint64_t each = 16 + std::uint64_t{catalogue::frame_length(m)};
+        const std::uint64_t area = is_fixed_size(m) ? 0 : 65536;
         const std::uint64_t wraps = ((std::uint64_t{1} << 32) - area + each - 1) / each;
         return static_cast<std::uint32_t>(random_() % 2 == 0 ? wraps + random_() % 4
                                                              : 10000 + random_() % 0xFFFF0000);
@@ -310,24 +306,24 @@ class writing_run {
 
     /// Where it can, gives the last record's bytes such a count that all frames of the batch fill the
     /// area to the last byte, or miss it by one.
-    void fill_area(const message_info &m, std::uint8_t *all, std::uint32_t count)
+    void fill_area(const message &m, std::uint8_t *all, std::uint32_t count)
     {
         const auto [slot, holder] = find_byte_vector(m, all + (count - 1) * m.record_size);
         if (slot == nullptr || !memory_.has_room())
             return;
         const void *content = memory_.take(65536, random_);
-        reference::store(holder + slot->count_offset, 1, 4, order::little);
-        std::memcpy(holder + slot->record_offset, &content, sizeof content);
+        reference::store(holder + slot->count_at, 1, 4, order::little);
+        std::memcpy(holder + slot->record_at, &content, sizeof content);
         std::uint64_t others = 0;
         for (std::uint32_t i = 0; i < count; ++i)
             others += reference::measured_size(m, all + i * m.record_size).value_or(65536);
         // With one byte in it, this vector leaves 65536 - others.
         if (others < 65536)
-            reference::store(holder + slot->count_offset, 65536 - others + random_() % 3, 4,
+            reference::store(holder + slot->count_at, 65536 - others + random_() % 3, 4,
                              order::little);
     }
 
-    std::string send(const message_info &m)
+    std::string send(const message &m)
     {
         reference::send_call call{.kind = static_cast<reference::send_kind>(random_() % 4),
                                   .dest = static_cast<std::uint32_t>(random_()),
@@ -345,13 +341,13 @@ class writing_run {
         const bool is_impossible = !is_single && random_() % 32 == 0;
         if (is_impossible) {
             call.count = impossible_count(m);
-        } else if (!is_single && call.count != 0 && random_() % 32 == 0 && !m.is_fixed_size()) {
+        } else if (!is_single && call.count != 0 && random_() % 32 == 0 && !is_fixed_size(m)) {
             // No records where there should be some.
         } else if (is_single || call.count != 0 || random_() % 2 == 0) {
             const std::uint32_t count = is_single ? 1 : std::max(call.count, 1u);
             std::uint8_t *all = records(m, count);
             call.records = all;
-            if (!m.is_fixed_size() && random_() % 8 == 0)
+            if (!is_fixed_size(m) && random_() % 8 == 0)
                 fill_area(m, all, count);
         }
         // The block ends at the unreadable page, or lies anyhow. What cannot be had is refused.
@@ -365,7 +361,7 @@ class writing_run {
                                     call.fresh_memory);
         }
         refused_ += expected.sends.empty();
-        paths_.add(m.is_fixed_size() ? "send frame" : "send packed");
+        paths_.add(is_fixed_size(m) ? "send frame" : "send packed");
 
         the_platform().bus_result = call.bus_result;
         the_platform().fail_allocation_at = call.fail_allocation ? 1 : 0;
@@ -381,31 +377,31 @@ class writing_run {
     }
 
     /// Fails the allocation of a block that this test has no memory for.
-    const reference::send_call &limited(const message_info &m, reference::send_call &call)
+    const reference::send_call &limited(const message &m, reference::send_call &call)
     {
         std::uint64_t size = 0;
         const bool is_batch = call.kind == reference::send_kind::batch ||
                               (call.kind != reference::send_kind::single && call.count > 1);
         if (is_batch)
-            size = (m.is_fixed_size() ? std::uint64_t{call.count} * m.frame_length : 65536) +
+            size = (is_fixed_size(m) ? std::uint64_t{call.count} * catalogue::frame_length(m) : 65536) +
                    std::uint64_t{call.count} * 16;
-        else if (!m.is_fixed_size() && call.records != nullptr)
+        else if (!is_fixed_size(m) && call.records != nullptr)
             size = reference::measured_size(m, call.records).value_or(0);
         if (static_cast<std::uint32_t>(size) > region_size - 16)
             call.fail_allocation = true;
         return call;
     }
 
-    std::uint32_t called(const message_info &m, const reference::send_call &call)
+    std::uint32_t called(const message &m, const reference::send_call &call)
     {
         switch (call.kind) {
         case reference::send_kind::single:
-            return m.functions.sendsingle(call.dest, call.records, call.count, call.to);
+            return functions_of(m).sendsingle(call.dest, call.records, call.count, call.to);
         case reference::send_kind::batch:
-            return m.functions.sendbatch(call.dest, call.records, call.count, call.to);
+            return functions_of(m).sendbatch(call.dest, call.records, call.count, call.to);
         case reference::send_kind::msg:
-            return m.functions.sendmsg(call.dest, call.records, call.count);
-        default: return m.functions.sendtomsg(call.dest, call.records, call.count, call.to);
+            return functions_of(m).sendmsg(call.dest, call.records, call.count);
+        default: return functions_of(m).sendtomsg(call.dest, call.records, call.count, call.to);
         }
     }
 
@@ -454,9 +450,9 @@ void run(order o)
     random_source random(seed + 1);
     std::uint64_t runs = 0;
     for (; !writes.paths().is_enough(runs, 5); ++runs) {
-        const message_info &m = *all_messages()[random() % all_messages().size()];
-        ASSERT_EQ(writes.once(m), "") << m.name << ", run " << runs;
-        ASSERT_FALSE(::testing::Test::HasFailure()) << m.name << ", run " << runs;
+        const message &m = *all_messages()[random() % all_messages().size()];
+        ASSERT_EQ(writes.once(m), "") << name_of(m) << ", run " << runs;
+        ASSERT_FALSE(::testing::Test::HasFailure()) << name_of(m) << ", run " << runs;
     }
     EXPECT_EQ(the_platform().live_blocks, 0u);
     writes.paths().print();

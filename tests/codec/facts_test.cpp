@@ -15,21 +15,18 @@
 namespace vorl::test {
 namespace {
 
-std::string type_of(const slot_info &slot)
+std::string type_of(const vorl::slot &slot)
 {
-    const std::string element = slot.element != nullptr ? slot.element->name : "";
+    const std::string element = slot.nested != nullptr ? name_of(*slot.nested) : "";
+    const std::string integer = "uint" + std::to_string(8 * slot.width);
     const std::string count = std::to_string(slot.count);
-    switch (slot.type) {
-    case wire_type::uint8: return "uint8";
-    case wire_type::uint16: return "uint16";
-    case wire_type::uint32: return "uint32";
-    case wire_type::uint64: return "uint64";
-    case wire_type::array_uint8: return "array<uint8," + count + ">";
-    case wire_type::array_uint32: return "array<uint32," + count + ">";
-    case wire_type::array_table: return "array<table:" + element + "," + count + ">";
-    case wire_type::vector_uint8: return "vector<uint8>";
-    case wire_type::vector_table: return "vector<table:" + element + ">";
-    case wire_type::table: return "table:" + element;
+    switch (slot.shape) {
+    case slot_shape::scalar: return integer;
+    case slot_shape::array: return "array<" + integer + "," + count + ">";
+    case slot_shape::table_array: return "array<table:" + element + "," + count + ">";
+    case slot_shape::byte_vector: return "vector<" + integer + ">";
+    case slot_shape::table_vector: return "vector<table:" + element + ">";
+    case slot_shape::table: return "table:" + element;
     }
     return {};
 }
@@ -37,9 +34,9 @@ std::string type_of(const slot_info &slot)
 TEST(facts, are_of_the_messages_that_are_described)
 {
     for (const catalogue::package_info *package : catalogue::packages) {
-        for (const message_info *m : package->messages) {
-            if (find_fact(m->name) == nullptr)
-                ADD_FAILURE() << m->name
+        for (const catalogue::message_info &info : package->messages) {
+            if (find_fact(name_of(info.data)) == nullptr)
+                ADD_FAILURE() << name_of(info.data)
                               << " is in the descriptions but not in tests/facts/messages.inc; "
                                  "add its facts";
         }
@@ -74,16 +71,17 @@ TEST(facts, counts)
         EXPECT_EQ(package.name, counts::packages[i].name);
         expect_count(counts::packages[i].messages, package.messages.size(),
                      std::string("in ") + package.name);
-        for (const message_info *m : package.messages) {
-            const auto &slots = m->slots;
+        for (const catalogue::message_info &info : package.messages) {
+            const message &m = info.data;
+            const slot_list &slots = m.slots;
             const bool has_table =
                 std::any_of(slots.begin(), slots.end(),
-                            [](const slot_info &slot) { return slot.element != nullptr; });
-            const bool is_batch = slots.size() == 2 && slots[0].type == wire_type::uint32 &&
-                                  slots[1].type == wire_type::vector_table;
-            fixed_size += m->is_fixed_size();
-            fixed_size_with_tables += m->is_fixed_size() && has_table;
-            variable_size_but_no_batch += !m->is_fixed_size() && !is_batch;
+                            [](const vorl::slot &slot) { return slot.nested != nullptr; });
+            const bool is_batch = slots.size == 2 && slots[0].width == 4 &&
+                                  slots[1].shape == slot_shape::table_vector;
+            fixed_size += is_fixed_size(m);
+            fixed_size_with_tables += is_fixed_size(m) && has_table;
+            variable_size_but_no_batch += !is_fixed_size(m) && !is_batch;
         }
     }
     expect_count(counts::fixed_size, fixed_size, "of fixed size");
@@ -101,19 +99,19 @@ TEST(facts, every_message_in_registration_order)
         if (catalogue::find_message(f.message) == nullptr)
             continue;
         ASSERT_LT(i, all_messages().size());
-        const message_info &m = *all_messages()[i++];
-        ASSERT_EQ(m.name, f.message) << "tests/facts/messages.inc has another order than the "
-                                        "descriptions; they have the first of these here";
+        const message &m = *all_messages()[i++];
+        ASSERT_EQ(name_of(m), f.message) << "tests/facts/messages.inc has another order than the "
+                                            "descriptions; they have the first of these here";
         SCOPED_TRACE(f.message);
         EXPECT_EQ(m.msg_id, f.msg_id);
         EXPECT_EQ(m.record_size, f.record_size);
-        EXPECT_EQ(m.frame_length, f.frame_length);
-        EXPECT_EQ(m.table_length, f.table_length);
-        ASSERT_EQ(m.slots.size(), f.slots.size());
+        EXPECT_EQ(catalogue::frame_length(m), f.frame_length);
+        EXPECT_EQ(catalogue::frame_table_length(m), f.table_length);
+        ASSERT_EQ(m.slots.size, f.slots.size());
         for (std::size_t s = 0; s < f.slots.size(); ++s) {
-            EXPECT_EQ(m.slots[s].name, "f" + std::to_string(s));
+            EXPECT_EQ(catalogue::info_of(m).slots[s].name, "f" + std::to_string(s));
             EXPECT_EQ(type_of(m.slots[s]), f.slots[s].type);
-            EXPECT_EQ(m.slots[s].frame_offset, f.slots[s].frame_offset) << "slot " << s;
+            EXPECT_EQ(catalogue::frame_offset(m, s), f.slots[s].frame_offset) << "slot " << s;
         }
     }
     EXPECT_EQ(i, all_messages().size());
@@ -125,9 +123,9 @@ TEST(facts, identifiers_are_hashes_of_the_names)
     EXPECT_EQ(fnv1a("srv6_cfg.query_dfx_rec"), 0x301BC2B7u);
     EXPECT_EQ(fnv1a("srv6_sync.bsid_fwd"), 0xCD35A130u);
     std::set<std::uint32_t> distinct;
-    for (const message_info *m : all_messages()) {
-        const std::string package = m->package;
-        const std::string name = m->name;
+    for (const message *m : all_messages()) {
+        const std::string package = catalogue::package_of(*m).name;
+        const std::string name = name_of(*m);
         ASSERT_EQ(name.substr(0, package.size() + 1), package + "_");
         EXPECT_EQ(m->msg_id, fnv1a(package + "." + name.substr(package.size() + 1))) << name;
         distinct.insert(m->msg_id);
@@ -138,18 +136,17 @@ TEST(facts, identifiers_are_hashes_of_the_names)
 // Members in slot order, each at its natural alignment, a vector as its count and then its pointer.
 TEST(facts, members_stand_in_slot_order_at_their_natural_alignment)
 {
-    const auto alignment = [](const message_info &m, auto &&self) -> std::size_t {
+    const auto alignment = [](const message &m, auto &&self) -> std::size_t {
         std::size_t most = 1;
-        for (const slot_info &slot : m.slots) {
-            const bool is_vector =
-                slot.type == wire_type::vector_uint8 || slot.type == wire_type::vector_table;
-            most = std::max(most, is_vector                 ? 8
-                                  : slot.element != nullptr ? self(*slot.element, self)
-                                                            : reference::width_of(slot.type));
+        for (const vorl::slot &slot : m.slots) {
+            const std::size_t own = slot.is_vector()         ? 8
+                                    : slot.nested != nullptr ? self(*slot.nested, self)
+                                                             : slot.width;
+            most = std::max(most, own);
         }
         return most;
     };
-    for (const message_info *m : all_messages()) {
+    for (const message *m : all_messages()) {
         std::size_t at = 0;
         const auto place = [&at](std::size_t size, std::size_t aligned) {
             at = (at + aligned - 1) / aligned * aligned;
@@ -157,22 +154,22 @@ TEST(facts, members_stand_in_slot_order_at_their_natural_alignment)
             at += size;
             return begin;
         };
-        for (const slot_info &slot : m->slots) {
-            SCOPED_TRACE(std::string(m->name) + " " + slot.name);
+        for (const vorl::slot &slot : m->slots) {
+            SCOPED_TRACE(name_of(*m));
             const std::size_t count = slot.count == 0 ? 1 : slot.count;
-            const std::size_t width = reference::width_of(slot.type);
-            if (slot.type == wire_type::vector_uint8 || slot.type == wire_type::vector_table) {
-                EXPECT_EQ(slot.count_offset, place(4, 4));
-                EXPECT_EQ(slot.record_offset, place(8, 8));
-            } else if (slot.element != nullptr) {
-                EXPECT_EQ(slot.record_offset, place(count * slot.element->record_size,
-                                                    alignment(*slot.element, alignment)));
+            const std::size_t width = slot.width;
+            if (slot.is_vector()) {
+                EXPECT_EQ(slot.count_at, place(4, 4));
+                EXPECT_EQ(slot.record_at, place(8, 8));
+            } else if (slot.nested != nullptr) {
+                EXPECT_EQ(slot.record_at, place(count * slot.nested->record_size,
+                                                alignment(*slot.nested, alignment)));
             } else {
-                EXPECT_EQ(slot.record_offset, place(count * width, width));
+                EXPECT_EQ(slot.record_at, place(count * width, width));
             }
         }
         const std::size_t a = alignment(*m, alignment);
-        EXPECT_EQ(m->record_size, (at + a - 1) / a * a) << m->name;
+        EXPECT_EQ(m->record_size, (at + a - 1) / a * a) << name_of(*m);
     }
 }
 

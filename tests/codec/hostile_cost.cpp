@@ -24,7 +24,7 @@ struct cost {
     double rate() const { return ns / static_cast<double>(input); }
 };
 
-double time_of(const message_info &m, const bytes &input, void *record)
+double time_of(const message &m, const bytes &input, void *record)
 {
     using clock = std::chrono::steady_clock;
     double least = 1e18;
@@ -32,8 +32,8 @@ double time_of(const message_info &m, const bytes &input, void *record)
     for (int i = 0; i < 7; ++i) {
         const auto begin = clock::now();
         for (std::uint32_t n = 0; n < calls; ++n) {
-            m.functions.unpack(input.data(), static_cast<std::int32_t>(input.size()), record);
-            m.functions.free_unpacked(record);
+            functions_of(m).unpack(input.data(), static_cast<std::int32_t>(input.size()), record);
+            functions_of(m).free_unpacked(record);
         }
         const double ns =
             std::chrono::duration<double, std::nano>(clock::now() - begin).count() / calls;
@@ -46,7 +46,7 @@ double time_of(const message_info &m, const bytes &input, void *record)
 
 class search {
   public:
-    explicit search(const message_info &m) : m_(m), record_((m.record_size + 7) / 8) {}
+    explicit search(const message &m) : m_(m), record_((m.record_size + 7) / 8) {}
 
     cost worst()
     {
@@ -66,7 +66,7 @@ class search {
                     break;
             }
         }
-        if (m_.is_fixed_size())
+        if (is_fixed_size(m_))
             add("a frame", reference::frame(m_, sample::ones(m_).data(), order::little));
         add("packed, full", reference::pack(m_, sample::ones(m_).data(), order::little));
         for (int i = 0; i < 8; ++i)
@@ -98,7 +98,7 @@ class search {
         best_input_ = std::move(input);
     }
 
-    const message_info &m_;
+    const message &m_;
     std::vector<std::uint64_t> record_;
     random_source random_{5};
     cost worst_;
@@ -107,9 +107,9 @@ class search {
 
 int run(const char *only)
 {
-    std::vector<std::pair<const message_info *, cost>> costs;
-    for (const message_info *m : all_messages()) {
-        if (only == nullptr || std::strcmp(m->name, only) == 0)
+    std::vector<std::pair<const message *, cost>> costs;
+    for (const message *m : all_messages()) {
+        if (only == nullptr || std::strcmp(name_of(*m), only) == 0)
             costs.emplace_back(m, search(*m).worst());
         if (costs.size() % 10 == 0)
             std::fprintf(stderr, "hostile_cost: %zu of %zu messages\n", costs.size(),
@@ -121,7 +121,7 @@ int run(const char *only)
                 "bytes/byte");
     for (const auto &[m, c] : costs)
         std::printf("%8.2f %10zu %12.0f %11.1f  %s: %s\n", c.rate(), c.input, c.ns,
-                    static_cast<double>(hostile_bytes_per_word(*m)) / 4, m->name, c.what.c_str());
+                    static_cast<double>(hostile_bytes_per_word(*m)) / 4, name_of(*m), c.what.c_str());
     return costs.empty() ? 1 : 0;
 }
 

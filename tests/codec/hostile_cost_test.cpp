@@ -14,7 +14,7 @@
 namespace vorl::test {
 namespace {
 
-std::uint64_t allocated_for(const message_info &m, const bytes &buffer)
+std::uint64_t allocated_for(const message &m, const bytes &buffer)
 {
     const unpacked u(m, buffer.data(), length_of(buffer));
     EXPECT_TRUE(u.what().logs.empty());
@@ -27,15 +27,15 @@ std::uint64_t allocated_for(const message_info &m, const bytes &buffer)
 TEST(hostile_cost, messages_with_a_figure)
 {
     std::size_t with_a_figure = 0;
-    for (const message_info *m : all_messages())
-        with_a_figure += hostile_bytes_per_word(*m) != 0;
+    for (const message *m : all_messages())
+        with_a_figure += hostile_bytes_per_word(m) != 0;
     EXPECT_EQ(with_a_figure, counts::variable_size)
         << "the figures stand in tests/codec/support/hostile.cpp";
 }
 
 TEST(hostile_cost, of_the_worst_buffer)
 {
-    for_all_messages([](const message_info &m, order o) {
+    for_all_messages([](const message &m, order o) {
         // 4,000 bytes more of buffer are 1,000 times the figure more of memory.
         const bytes some = hostile_buffer(m, 1000, o);
         const bytes more = hostile_buffer(m, 2000, o);
@@ -52,20 +52,19 @@ TEST(hostile_cost, in_the_headers)
         const std::string name = package->name;
         std::ifstream file(std::string(VORL_DESCRIPTIONS) + "/" + name + "/" + name + ".h");
         const std::string text{std::istreambuf_iterator<char>(file), {}};
-        for (const message_info *m : package->messages) {
-            SCOPED_TRACE(m->name);
-            const std::size_t begin = text.find("\n/*\n * " + std::string(m->name) + "\n");
+        for (const catalogue::message_info &info : package->messages) {
+            const message &m = info.data;
+            SCOPED_TRACE(name_of(m));
+            const std::size_t begin = text.find("\n/*\n * " + std::string(name_of(m)) + "\n");
             ASSERT_NE(begin, std::string::npos);
             const std::string own = text.substr(begin, text.find("*/", begin) - begin);
-            const std::string sentence = "Of hostile bytes every 4 make __unpack allocate up to ";
-            if (hostile_bytes_per_word(*m) == 0) {
-                EXPECT_EQ(own.find("hostile"), std::string::npos);
-            } else {
-                EXPECT_NE(own.find(" * " + sentence + std::to_string(hostile_bytes_per_word(*m)) +
-                                   " bytes.\n"),
-                          std::string::npos)
-                    << own;
-            }
+            const std::uint64_t figure = hostile_bytes_per_word(m);
+            const std::string sentence = " * __unpack allocates at most " + std::to_string(figure) +
+                                         " bytes for every 4 bytes of buf, whatever they hold.\n";
+            if (figure == 0)
+                EXPECT_EQ(own.find("allocates"), std::string::npos);
+            else
+                EXPECT_NE(own.find(sentence), std::string::npos) << own;
         }
     }
 }

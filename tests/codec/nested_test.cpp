@@ -27,19 +27,19 @@ constexpr byte_vector_place byte_vector_places[] = {
      "srv6_cfg_query_comm_rec_unpack", "srv6_cfg_query_comm_rec_free_unpacked"},
     {"srv6_cfg_query_trastat_key",
      "u32 table  vtable: u16 6  u16 0  u16 4  table: u32 table-vtable  u32 @inner "
-     "invtable: u16 10  u16 0  u16 0  u16 0  u16 4  inner: u32 inner-invtable ",
+     "inner_vtable: u16 10  u16 0  u16 0  u16 0  u16 4  inner: u32 inner-inner_vtable ",
      8, "srv6_cfg_query_comm_param_unpack_non_root", "srv6_cfg_query_comm_param_free_unpacked"},
     {"srv6_cfg_query_trastat_rec",
      "u32 table  vtable: u16 6  u16 0  u16 4  table: u32 table-vtable  u32 @inner "
-     "invtable: u16 12  u16 0  u16 0  u16 0  u16 0  u16 4  inner: u32 inner-invtable ",
+     "inner_vtable: u16 12  u16 0  u16 0  u16 0  u16 0  u16 4  inner: u32 inner-inner_vtable ",
      12, "srv6_cfg_query_comm_rec_unpack_non_root", "srv6_cfg_query_comm_rec_free_unpacked"},
     {"srv6_cfg_query_dfx_key",
      "u32 table  vtable: u16 6  u16 0  u16 4  table: u32 table-vtable  u32 @inner "
-     "invtable: u16 10  u16 0  u16 0  u16 0  u16 4  inner: u32 inner-invtable ",
+     "inner_vtable: u16 10  u16 0  u16 0  u16 0  u16 4  inner: u32 inner-inner_vtable ",
      8, "srv6_cfg_query_comm_param_unpack_non_root", "srv6_cfg_query_comm_param_free_unpacked"},
     {"srv6_cfg_query_dfx_rec",
      "u32 table  vtable: u16 6  u16 0  u16 4  table: u32 table-vtable  u32 @inner "
-     "invtable: u16 12  u16 0  u16 0  u16 0  u16 0  u16 4  inner: u32 inner-invtable ",
+     "inner_vtable: u16 12  u16 0  u16 0  u16 0  u16 0  u16 4  inner: u32 inner-inner_vtable ",
      12, "srv6_cfg_query_comm_rec_unpack_non_root", "srv6_cfg_query_comm_rec_free_unpacked"},
 };
 
@@ -65,7 +65,7 @@ std::size_t pointer_at(const byte_vector_place &place) { return place.count_at /
 
 TEST(byte_vectors, are_copied_and_released)
 {
-    for_byte_vectors([](const byte_vector_place &place, const message_info &m, order o) {
+    for_byte_vectors([](const byte_vector_place &place, const message &m, order o) {
         guarded_buffer memory(256);
         const bytes buffer =
             buffer_of(std::string(place.text) + "u32 @list  list: u32 5  bytes A1 B2 C3 D4 E5", o);
@@ -88,7 +88,7 @@ TEST(byte_vectors, are_copied_and_released)
 
 TEST(byte_vectors, bounds)
 {
-    for_byte_vectors([](const byte_vector_place &place, const message_info &m, order o) {
+    for_byte_vectors([](const byte_vector_place &place, const message &m, order o) {
         guarded_buffer memory(256);
         for (const char *rest : {
                  "zeros 3",                        // the offset word is cut
@@ -121,7 +121,7 @@ TEST(byte_vectors, bounds)
 TEST(byte_vectors, the_largest_and_one_more)
 {
     const sparse_memory memory((std::size_t{1} << 30) + 256);
-    for_byte_vectors([&memory](const byte_vector_place &place, const message_info &m, order o) {
+    for_byte_vectors([&memory](const byte_vector_place &place, const message &m, order o) {
         bytes head = buffer_of(std::string(place.text) + "u32 4  u32 0x3FFFFFFF", o);
         const std::int32_t len = length_of(head) + (1 << 30);
         std::copy(head.begin(), head.end(), memory.data());
@@ -143,11 +143,11 @@ TEST(byte_vectors, the_largest_and_one_more)
 TEST(nested, a_later_failure_releases_what_was_read)
 {
     const std::string param =
-        "pv: u16 10  u16 0  u16 4  u16 8  u16 12  p: u32 p-pv  u32 0x11  u32 0x22  u32 @list "
-        "list: u32 2  bytes A1 B2 ";
+        "p_vtable: u16 10  u16 0  u16 4  u16 8  u16 12 "
+        "p: u32 p-p_vtable  u32 0x11  u32 0x22  u32 @list  list: u32 2  bytes A1 B2 ";
     const std::string rec =
-        "pv: u16 12  u16 0  u16 4  u16 8  u16 12  u16 16  p: u32 p-pv  u32 0x11  u32 0x22 "
-        "u32 0x33  u32 @list  list: u32 2  bytes A1 B2 ";
+        "p_vtable: u16 12  u16 0  u16 4  u16 8  u16 12  u16 16 "
+        "p: u32 p-p_vtable  u32 0x11  u32 0x22  u32 0x33  u32 @list  list: u32 2  bytes A1 B2 ";
     const std::string root =
         "u32 table  vtable: u16 8  u16 0  u16 4  u16 8  table: u32 table-vtable  u32 @p ";
     struct {
@@ -163,7 +163,7 @@ TEST(nested, a_later_failure_releases_what_was_read)
     in_both_orders([&](order o) {
         for (const auto &c : cases) {
             SCOPED_TRACE(c.message);
-            const message_info &m = message_named(c.message);
+            const message &m = message_named(c.message);
             const std::string nested =
                 c.common == param ? "srv6_cfg_query_comm_param" : "srv6_cfg_query_comm_rec";
             const std::vector<memory_event> both = {allocation(nested + "_unpack_non_root", 2, 1),
@@ -199,7 +199,9 @@ TEST(nested, a_later_failure_releases_what_was_read)
             {
                 // Its vtable is too long.
                 const bytes buffer =
-                    buffer_of(root + "u32 @bad " + c.common + "v: u16 9  u16 0  bad: u32 bad-v", o);
+                    buffer_of(root + "u32 @bad " + c.common +
+                                  "bad_vtable: u16 9  u16 0  bad: u32 bad-bad_vtable",
+                              o);
                 const unpacked u(m, buffer.data(), length_of(buffer));
                 expect_released(u);
                 ASSERT_EQ(u.what().logs.size(), 1u);
@@ -209,7 +211,8 @@ TEST(nested, a_later_failure_releases_what_was_read)
             {
                 // A field of it is outside; its offset wraps; its word is cut. All silent.
                 for (const std::string &rest :
-                     {"u32 @bad " + c.common + "v: u16 6  u16 0  u16 4  bad: u32 bad-v",
+                     {"u32 @bad " + c.common +
+                          "bad_vtable: u16 6  u16 0  u16 4  bad: u32 bad-bad_vtable",
                       "u32 0xFFFFFFF0 " + c.common}) {
                     const bytes buffer = buffer_of(root + rest, o);
                     const unpacked u(m, buffer.data(), length_of(buffer));
@@ -229,7 +232,7 @@ TEST(nested, a_later_failure_releases_what_was_read)
 
 TEST(nested, no_memory_for_a_nested_vector_ends_the_read)
 {
-    for_byte_vectors([](const byte_vector_place &place, const message_info &m, order o) {
+    for_byte_vectors([](const byte_vector_place &place, const message &m, order o) {
         const bytes buffer = buffer_of(std::string(place.text) + "u32 4  u32 3  bytes A1 B2 C3", o);
         unpacked u(m, buffer.data(), length_of(buffer), 0xEE, 1);
         EXPECT_EQ(u.what().memory, (std::vector{allocation(place.allocation_tag, 3, 0)}));
@@ -244,11 +247,12 @@ TEST(nested, no_memory_for_a_nested_vector_ends_the_read)
 // dfx_rec owns two blocks: the items go back first, then the bytes of its header.
 TEST(nested, dfx_rec_releases_its_items_first)
 {
-    const message_info &m = message_named("srv6_cfg_query_dfx_rec");
-    const std::string text =
-        "u32 table  vtable: u16 8  u16 0  u16 4  u16 8  table: u32 8  u32 @rec  u32 @list "
-        "rv: u16 12  u16 0  u16 0  u16 0  u16 0  u16 4  rec: u32 rec-rv  u32 4  u32 1  bytes A1 "
-        "list: u32 2  u32 @a  u32 ";
+    const message &m = message_named("srv6_cfg_query_dfx_rec");
+    const std::string text = "u32 table  vtable: u16 8  u16 0  u16 4  u16 8 "
+                             "table: u32 table-vtable  u32 @rec  u32 @list "
+                             "rec_vtable: u16 12  u16 0  u16 0  u16 0  u16 0  u16 4 "
+                             "rec: u32 rec-rec_vtable  u32 @run  run: u32 1  bytes A1 "
+                             "list: u32 2  u32 @a  u32 ";
     const std::vector<memory_event> allocations = {
         allocation("srv6_cfg_query_comm_rec_unpack_non_root", 1, 1),
         allocation("srv6_cfg_query_dfx_rec_unpack", 33144, 2)};
@@ -296,7 +300,7 @@ TEST(nested, changes)
         for (const char *base :
              {"srv6_vrf_class_data", "srv6_vrf_class_state", "srv6_class_item", "srv6_pid_state"}) {
             SCOPED_TRACE(base);
-            const message_info &m = message_named(std::string(base) + "_chg");
+            const message &m = message_named(std::string(base) + "_chg");
             const std::string nested_name = std::string(base) + "_unpack_non_root";
             const std::string root = "u32 table  vtable: u16 8  u16 0  u16 4  u16 8 "
                                      "table: u32 table-vtable  u32 0x11 ";
@@ -317,8 +321,11 @@ TEST(nested, changes)
                 EXPECT_TRUE(u.what().memory.empty());
             };
             // Absent: by its entry, or by a vtable that ends before it.
-            check("u32 table  vtable: u16 8  u16 0  u16 4  u16 0  table: u32 8  u32 0x11", "", 0);
-            check("u32 table  vtable: u16 6  u16 0  u16 4  table: u32 6  u32 0x11", "", 0);
+            check(
+                "u32 table  vtable: u16 8  u16 0  u16 4  u16 0  table: u32 table-vtable  u32 0x11",
+                "", 0);
+            check("u32 table  vtable: u16 6  u16 0  u16 4  table: u32 table-vtable  u32 0x11", "",
+                  0);
             check(root + "u32 @n " + empty_element("n"), "", 0);
             // The word is cut, the position wraps.
             check(root + "zeros 3", "", 0);
@@ -328,11 +335,12 @@ TEST(nested, changes)
             check(root + "u32 0", "", 0); // its own table, its own vtable, of length 0
             check(root + "u32 @n  n: u32 n-3", "[ZELKO]:Vtable offset(24) is out of range(4 - 24)",
                   0);
-            check(root + "u32 @n  v: u16 9  u16 0  n: u32 n-v",
+            check(root + "u32 @n  n_vtable: u16 9  u16 0  n: u32 n-n_vtable",
                   "[ZELKO]:Vtable Len(9) is out of range(0 - 8)", 0);
             // What was read before a failing field stays.
-            check(root + "u32 @n  v: u16 8  u16 0  u16 4  u16 8  n: u32 n-v  u32 0x22  zeros 3", "",
-                  0x22);
+            check(root + "u32 @n  n_vtable: u16 8  u16 0  u16 4  u16 8 "
+                         "n: u32 n-n_vtable  u32 0x22  zeros 3",
+                  "", 0x22);
         }
     });
 }
@@ -340,7 +348,7 @@ TEST(nested, changes)
 // 128 elements and no other number, each read under the item's name.
 TEST(nested, trastat_rec_info)
 {
-    const message_info &m = message_named("srv6_cfg_query_trastat_rec_info");
+    const message &m = message_named("srv6_cfg_query_trastat_rec_info");
     const std::string root = "u32 table  vtable: u16 6  u16 0  u16 4  table: u32 table-vtable "
                              "u32 @list  list: u32 ";
     // One table for all: entry i leads to it.
@@ -350,7 +358,8 @@ TEST(nested, trastat_rec_info)
             text += "u32 @item ";
         return text;
     };
-    const std::string item = "v: u16 6  u16 0  u16 4  item: u32 item-v  u32 0x44";
+    const std::string item =
+        "item_vtable: u16 6  u16 0  u16 4  item: u32 item-item_vtable  u32 0x44";
     in_both_orders([&](order o) {
         const auto read = [&](const std::string &text) {
             const bytes buffer = buffer_of(text, o);
@@ -385,20 +394,20 @@ TEST(nested, trastat_rec_info)
 
 TEST(release, of_null_and_of_what_owns_nothing)
 {
-    for_all_messages([](const message_info &m, order) {
+    for_all_messages([](const message &m, order) {
         platform &p = the_platform();
         p.forget_calls();
-        m.functions.free_unpacked(nullptr);
-        if (m.is_fixed_size()) {
+        functions_of(m).free_unpacked(nullptr);
+        if (is_fixed_size(m)) {
             // Whatever it is passed, and whatever that holds.
             sample s(m, 0xEE);
             const bytes before(s.at(0), s.at(0) + m.record_size);
-            m.functions.free_unpacked(s.data());
+            functions_of(m).free_unpacked(s.data());
             EXPECT_EQ(bytes(s.at(0), s.at(0) + m.record_size), before);
-            m.functions.free_unpacked(reinterpret_cast<void *>(1));
+            functions_of(m).free_unpacked(reinterpret_cast<void *>(1));
         } else {
             sample s = sample::zeros(m);
-            m.functions.free_unpacked(s.data());
+            functions_of(m).free_unpacked(s.data());
             EXPECT_EQ(bytes(s.at(0), s.at(0) + m.record_size), bytes(m.record_size));
         }
         EXPECT_TRUE(p.memory.empty());

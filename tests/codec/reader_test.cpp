@@ -19,19 +19,19 @@ namespace {
 
 constexpr std::uint8_t dirt = 0xEE;
 
-bytes untouched(const message_info &m) { return bytes(m.record_size, dirt); }
-bytes zeroed(const message_info &m) { return bytes(m.record_size, 0); }
+bytes untouched(const message &m) { return bytes(m.record_size, dirt); }
+bytes zeroed(const message &m) { return bytes(m.record_size, 0); }
 
 /// What a record is when its root table is refused.
-bytes refused(const message_info &m)
+bytes refused(const message &m)
 {
-    return leads_elsewhere(fact_of(m.name)) ? untouched(m) : zeroed(m);
+    return leads_elsewhere(fact_of(name_of(m))) ? untouched(m) : zeroed(m);
 }
 
-std::string root_name(const message_info &m)
+std::string root_name(const message &m)
 {
-    return std::string(m.name) +
-           (leads_elsewhere(fact_of(m.name)) ? "_unpack" : "_unpack_non_root");
+    return std::string(name_of(m)) +
+           (leads_elsewhere(fact_of(name_of(m))) ? "_unpack" : "_unpack_non_root");
 }
 
 void expect_nothing_logged(const unpacked &u)
@@ -68,8 +68,8 @@ TEST(reader, messages_that_check_their_root_themselves)
 TEST(reader, bad_arguments_leave_the_record)
 {
     const std::string format = "[ZELKO]:Param invalid(%s, %d, %s)";
-    for_all_messages([&](const message_info &m, order) {
-        const std::string name = std::string(m.name) + "_unpack";
+    for_all_messages([&](const message &m, order) {
+        const std::string name = std::string(name_of(m)) + "_unpack";
         const std::uint8_t buffer[64] = {};
         for (const std::int32_t len : {3, 2, 1, 0, -1, INT_MIN}) {
             const unpacked u(m, buffer, len);
@@ -89,19 +89,20 @@ TEST(reader, bad_arguments_leave_the_record)
 
 TEST(reader, root_offset_out_of_range)
 {
-    for_all_messages([](const message_info &m, order o) {
+    for_all_messages([](const message &m, order o) {
         struct {
             const char *text;
             const char *arguments;
         } const cases[] = {
-            {"u32 4", "4(4 - 4)"}, // four bytes hold no table
-            {"u32 0 zeros 60", "0(4 - 64)"},
-            {"u32 3 zeros 60", "3(4 - 64)"},
-            {"u32 61 zeros 60", "61(4 - 64)"}, // 60 is the last
-            {"u32 64 zeros 60", "64(4 - 64)"},
-            {"u32 0xFFFFFFFF zeros 60", "4294967295(4 - 64)"},
-            {"u32 0x80000000 zeros 60", "2147483648(4 - 64)"},
-            {"u32 4 zeros 3", "4(4 - 7)"}, // the soffset is cut
+            // A root offset, and no table that it could lead to.
+            {"u32 table  table:", "4(4 - 4)"},
+            {"u32 0  zeros 60", "0(4 - 64)"},
+            {"u32 3  zeros 60", "3(4 - 64)"},
+            {"u32 end-3  zeros 60", "61(4 - 64)"}, // end - 4 is the last in range
+            {"u32 end  zeros 60", "64(4 - 64)"},
+            {"u32 0xFFFFFFFF  zeros 60", "4294967295(4 - 64)"},
+            {"u32 0x80000000  zeros 60", "2147483648(4 - 64)"},
+            {"u32 table  table: zeros 3", "4(4 - 7)"}, // the soffset is cut
         };
         guarded_buffer memory(64);
         for (const auto &c : cases) {
@@ -120,15 +121,16 @@ TEST(reader, root_offset_out_of_range)
 // The log has the table's position, not the vtable's.
 TEST(reader, vtable_position_out_of_range)
 {
-    for_all_messages([](const message_info &m, order o) {
+    for_all_messages([](const message &m, order o) {
         guarded_buffer memory(64);
         for (const char *text : {
-                 "u32 8  zeros 4  u32 8  zeros 20",    // vtable at 0
-                 "u32 8  zeros 4  u32 5  zeros 20",    // at 3
-                 "u32 8  zeros 4  u32 8-29  zeros 20", // at 29, cut
-                 "u32 8  zeros 4  u32 8-32  zeros 20", // at the end
-                 "u32 8  zeros 4  u32 9  zeros 20",    // the subtraction wraps
-                 "u32 8  zeros 4  u32 0xFFFFFFFF",     // at 9 of 12
+                 // The soffset leads back from the table to
+                 "u32 table  zeros 4  table: u32 table-0  zeros 20",     // 0
+                 "u32 table  zeros 4  table: u32 table-3  zeros 20",     // 3
+                 "u32 table  zeros 4  table: u32 table-end+3  zeros 20", // 3 before the end: cut
+                 "u32 table  zeros 4  table: u32 table-end  zeros 20",   // the end
+                 "u32 table  zeros 4  table: u32 table+1  zeros 20", // -1: the subtraction wraps
+                 "u32 table  zeros 4  table: u32 table-9",           // 9 of 12
              }) {
             const bytes buffer = buffer_of(text, o);
             const unpacked u(m, memory.holding(buffer), length_of(buffer));
@@ -143,15 +145,18 @@ TEST(reader, vtable_position_out_of_range)
 
 TEST(reader, vtable_length_out_of_range)
 {
-    for_all_messages([](const message_info &m, order o) {
+    for_all_messages([](const message &m, order o) {
         guarded_buffer memory(64);
         struct {
             const char *text;
             const char *arguments;
         } const cases[] = {
-            {"u32 12  u16 13  u16 0  zeros 4  u32 8  ", "13) is out of range(0 - 12)"},
-            {"u32 12  u16 65535  u16 0  zeros 4  u32 8  ", "65535) is out of range(0 - 12)"},
-            {"u32 4  u32 4-8  u16 5  u16 0", "5) is out of range(0 - 4)"}, // at the very end
+            {"u32 table  vtable: u16 13  u16 0  zeros 4  table: u32 table-vtable",
+             "13) is out of range(0 - 12)"},
+            {"u32 table  vtable: u16 65535  u16 0  zeros 4  table: u32 table-vtable",
+             "65535) is out of range(0 - 12)"},
+            {"u32 table  table: u32 table-vtable  vtable: u16 5  u16 0", // at the very end
+             "5) is out of range(0 - 4)"},
         };
         for (const auto &c : cases) {
             const bytes buffer = buffer_of(c.text, o);
@@ -167,18 +172,22 @@ TEST(reader, vtable_length_out_of_range)
 // length.
 TEST(reader, tables_without_slots_are_read_as_zeros)
 {
-    for_all_messages([](const message_info &m, order o) {
+    for_all_messages([](const message &m, order o) {
         guarded_buffer memory(64);
         for (const char *text : {
-                 "u32 12  u16 4  u16 4  zeros 4  u32 8",  // table at len - 4, vtable at 4
-                 "u32 4  u32 4-8  u16 4  u16 4",          // vtable at len - 4, table at 4
-                 "u32 4  u32 0",                          // both at 4: the vtable's length is 0
-                 "u32 4  u32 4-8  u16 0  u16 4  zeros 8", // lengths below 4
-                 "u32 4  u32 4-8  u16 1  u16 4  zeros 8", //
-                 "u32 4  u32 4-8  u16 2  u16 4  zeros 8", //
-                 "u32 4  u32 4-8  u16 3  u16 4  zeros 8", //
-                 "u32 4  u32 4-8  u16 5  u16 4  u16 4  u32 1 zeros 32", // half an entry
-                 "u32 4  u32 4-8  u16 12  u16 4  zeros 8",              // entries of 0
+                 // The table at len - 4, the vtable at 4; and the other way round.
+                 "u32 table  vtable: u16 4  u16 4  zeros 4  table: u32 table-vtable",
+                 "u32 table  table: u32 table-vtable  vtable: u16 4  u16 4",
+                 // Both at 4: the soffset is the vtable's length, too, of 0.
+                 "u32 table  vtable: table: u32 table-vtable",
+                 // Lengths below 4.
+                 "u32 table  table: u32 table-vtable  vtable: u16 0  u16 4  zeros 8",
+                 "u32 table  table: u32 table-vtable  vtable: u16 1  u16 4  zeros 8",
+                 "u32 table  table: u32 table-vtable  vtable: u16 2  u16 4  zeros 8",
+                 "u32 table  table: u32 table-vtable  vtable: u16 3  u16 4  zeros 8",
+                 // Half an entry; entries of 0.
+                 "u32 table  table: u32 table-vtable  vtable: u16 5  u16 4  u16 4  u32 1  zeros 32",
+                 "u32 table  table: u32 table-vtable  vtable: u16 12  u16 4  zeros 8",
              }) {
             const bytes buffer = buffer_of(text, o);
             const unpacked u(m, memory.holding(buffer), length_of(buffer));
@@ -191,22 +200,22 @@ TEST(reader, tables_without_slots_are_read_as_zeros)
 // A vtable cut to k slots, and to k slots and a half.
 TEST(reader, slots_beyond_the_vtable_are_zero)
 {
-    for_all_messages([](const message_info &m, order o) {
+    for_all_messages([](const message &m, order o) {
         const sample ones = sample::ones(m, 1);
         const bytes packed = library_pack(ones);
-        for (std::size_t slots = 0; slots <= m.slots.size(); ++slots) {
+        for (std::size_t slots = 0; slots <= m.slots.size; ++slots) {
             for (const std::size_t odd : {std::size_t{0}, std::size_t{1}}) {
                 bytes buffer = packed;
                 reference::store(&buffer[4], 4 + 2 * slots + odd, 2, o);
                 const unpacked u(m, buffer.data(), length_of(buffer));
                 EXPECT_TRUE(u.what().logs.empty());
                 sample expected = sample::ones(m, 1);
-                for (std::size_t s = slots; s < m.slots.size(); ++s) {
+                for (std::size_t s = slots; s < m.slots.size; ++s) {
                     const std::size_t end =
-                        s + 1 < m.slots.size() ? m.slots[s + 1].record_offset : m.record_size;
-                    const std::size_t begin = m.slots[s].count_offset != 0
-                                                  ? m.slots[s].count_offset
-                                                  : m.slots[s].record_offset;
+                        s + 1 < m.slots.size ? m.slots[s + 1].record_at : m.record_size;
+                    const std::size_t begin = m.slots[s].count_at != 0
+                                                  ? m.slots[s].count_at
+                                                  : m.slots[s].record_at;
                     std::memset(expected.at(begin), 0, end - begin);
                 }
                 EXPECT_EQ(meaning(m, u.record()), meaning(m, expected.data())) << slots << " slots";
@@ -218,8 +227,8 @@ TEST(reader, slots_beyond_the_vtable_are_zero)
 TEST(reader, vrf_class_data_with_a_vtable_of_length_8)
 {
     in_both_orders([](order o) {
-        const bytes buffer = buffer_of("u32 12  u16 8  u16 12  u16 4  u16 8  "
-                                       "u32 8  u32 0x0A0A0A0A  u32 0x0B0B0B0B",
+        const bytes buffer = buffer_of("u32 table  vtable: u16 8  u16 12  u16 4  u16 8 "
+                                       "table: u32 table-vtable  u32 0x0A0A0A0A  u32 0x0B0B0B0B",
                                        o);
         const unpacked u(message_named("srv6_vrf_class_data"), buffer.data(), length_of(buffer));
         srv6_vrf_class_data r;
@@ -235,7 +244,7 @@ TEST(reader, vrf_class_data_with_a_vtable_of_length_8)
 TEST(reader, tables_laid_out_in_any_way)
 {
     in_both_orders([](order o) {
-        const message_info &m = message_named("srv6_class_item");
+        const message &m = message_named("srv6_class_item");
         struct {
             const char *what;
             const char *text;
@@ -290,15 +299,15 @@ struct last_field_buffer {
     static constexpr std::uint64_t shared = 0xA8A7A6A5A4A3A2A1;
     static constexpr std::size_t field_entry = 12; ///< behind soffset and shared bytes
 
-    last_field_buffer(const message_info &m, std::size_t last, const bytes &field, order o)
-        : table(8 + 2 * m.slots.size()), field_at(table + field_entry)
+    last_field_buffer(const message &m, std::size_t last, const bytes &field, order o)
+        : table(8 + 2 * m.slots.size), field_at(table + field_entry)
     {
         content.resize(field_at);
         reference::store(&content[0], table, 4, o);
-        reference::store(&content[4], 4 + 2 * m.slots.size(), 2, o);
-        for (std::size_t s = 0; s < m.slots.size(); ++s) {
+        reference::store(&content[4], 4 + 2 * m.slots.size, 2, o);
+        for (std::size_t s = 0; s < m.slots.size; ++s) {
             const std::size_t entry = s == last                               ? field_entry
-                                      : reference::is_scalar(m.slots[s].type) ? 4
+                                      : reference::is_scalar(m.slots[s]) ? 4
                                                                               : 0;
             reference::store(&content[8 + 2 * s], entry, 2, o);
         }
@@ -313,17 +322,17 @@ struct last_field_buffer {
 };
 
 /// The record when slots before `end` were read, all of them scalars with the shared bytes.
-bytes shared_up_to(const message_info &m, std::size_t end, order o)
+bytes shared_up_to(const message &m, std::size_t end, order o)
 {
     bytes record(m.record_size);
     for (std::size_t s = 0; s < end; ++s) {
-        const slot_info &slot = m.slots[s];
-        if (!reference::is_scalar(slot.type))
+        const vorl::slot &slot = m.slots[s];
+        if (!reference::is_scalar(slot))
             continue;
-        const std::size_t width = reference::width_of(slot.type);
+        const std::size_t width = slot.width;
         std::uint8_t raw[8];
         reference::store(raw, last_field_buffer::shared, 8, order::little);
-        reference::store(&record[slot.record_offset], reference::load(raw, width, o), width,
+        reference::store(&record[slot.record_at], reference::load(raw, width, o), width,
                          order::little);
     }
     return record;
@@ -334,23 +343,23 @@ bytes shared_up_to(const message_info &m, std::size_t end, order o)
 TEST(reader, scalars_at_the_end_of_the_buffer)
 {
     std::size_t scalars = 0;
-    for_all_messages([&scalars](const message_info &m, order o) {
+    for_all_messages([&scalars](const message &m, order o) {
         guarded_buffer memory(4096);
-        for (std::size_t s = 0; s < m.slots.size(); ++s) {
-            const slot_info &slot = m.slots[s];
-            if (!reference::is_scalar(slot.type))
+        for (std::size_t s = 0; s < m.slots.size; ++s) {
+            const vorl::slot &slot = m.slots[s];
+            if (!reference::is_scalar(slot))
                 continue;
             ++scalars;
-            const std::size_t width = reference::width_of(slot.type);
+            const std::size_t width = slot.width;
             bytes field(width);
             reference::store(field.data(), 0xB8B7B6B5B4B3B2B1, width, o);
             const last_field_buffer b(m, s, field, o);
 
-            bytes expected = shared_up_to(m, m.slots.size(), o);
-            reference::store(&expected[slot.record_offset], 0xB8B7B6B5B4B3B2B1, width,
+            bytes expected = shared_up_to(m, m.slots.size, o);
+            reference::store(&expected[slot.record_at], 0xB8B7B6B5B4B3B2B1, width,
                              order::little);
             const unpacked whole(m, memory.holding(b.content), length_of(b.content));
-            EXPECT_EQ(whole.what().record, expected) << slot.name;
+            EXPECT_EQ(whole.what().record, expected) << "slot " << s;
             expect_nothing_logged(whole);
 
             expected = shared_up_to(m, s, o);
@@ -358,7 +367,7 @@ TEST(reader, scalars_at_the_end_of_the_buffer)
                 const auto shorter = std::span(b.content).first(b.content.size() - cut);
                 const unpacked u(m, memory.holding(shorter),
                                  static_cast<std::int32_t>(shorter.size()));
-                EXPECT_EQ(u.what().record, expected) << slot.name << " less " << cut;
+                EXPECT_EQ(u.what().record, expected) << "slot " << s << " less " << cut;
                 expect_nothing_logged(u);
             }
         }
@@ -369,30 +378,30 @@ TEST(reader, scalars_at_the_end_of_the_buffer)
 // The same with entries that lie far outside.
 TEST(reader, scalars_far_behind_the_buffer)
 {
-    for_all_messages([](const message_info &m, order o) {
-        for (std::size_t s = 0; s < m.slots.size(); ++s) {
-            if (!reference::is_scalar(m.slots[s].type))
+    for_all_messages([](const message &m, order o) {
+        for (std::size_t s = 0; s < m.slots.size; ++s) {
+            if (!reference::is_scalar(m.slots[s]))
                 continue;
             last_field_buffer b(m, s, {}, o);
             for (const std::uint64_t entry : {std::uint64_t{65535}, std::uint64_t{0x8000}}) {
                 reference::store(&b.content[8 + 2 * s], entry, 2, o);
                 const unpacked u(m, b.content.data(), length_of(b.content));
-                EXPECT_EQ(u.what().record, shared_up_to(m, s, o)) << m.slots[s].name;
+                EXPECT_EQ(u.what().record, shared_up_to(m, s, o)) << "slot " << s;
                 expect_nothing_logged(u);
             }
         }
     });
 }
 
-bool is_scalar_array(const slot_info &slot)
+bool is_scalar_array(const vorl::slot &slot)
 {
-    return slot.type == wire_type::array_uint8 || slot.type == wire_type::array_uint32;
+    return slot.shape == slot_shape::array;
 }
 
 /// Offset word 4, count, elements 1, 2, 3 ... in the wire's order.
-bytes array_field(const slot_info &slot, std::uint32_t count, order o)
+bytes array_field(const vorl::slot &slot, std::uint32_t count, order o)
 {
-    const std::size_t width = reference::width_of(slot.type);
+    const std::size_t width = slot.width;
     bytes field(8 + count * width);
     reference::store(&field[0], 4, 4, o);
     reference::store(&field[4], count, 4, o);
@@ -404,20 +413,20 @@ bytes array_field(const slot_info &slot, std::uint32_t count, order o)
 TEST(reader, arrays_at_the_end_of_the_buffer)
 {
     std::size_t arrays = 0;
-    for_all_messages([&arrays](const message_info &m, order o) {
+    for_all_messages([&arrays](const message &m, order o) {
         guarded_buffer memory(32768);
-        for (std::size_t s = 0; s < m.slots.size(); ++s) {
-            const slot_info &slot = m.slots[s];
+        for (std::size_t s = 0; s < m.slots.size; ++s) {
+            const vorl::slot &slot = m.slots[s];
             if (!is_scalar_array(slot))
                 continue;
             ++arrays;
             const last_field_buffer b(m, s, array_field(slot, slot.count, o), o);
             const bytes as_read = array_field(slot, slot.count, order::little);
-            bytes expected = shared_up_to(m, m.slots.size(), o);
+            bytes expected = shared_up_to(m, m.slots.size, o);
             std::copy(as_read.begin() + 8, as_read.end(),
-                      expected.begin() + static_cast<std::ptrdiff_t>(slot.record_offset));
+                      expected.begin() + static_cast<std::ptrdiff_t>(slot.record_at));
             const unpacked whole(m, memory.holding(b.content), length_of(b.content));
-            EXPECT_EQ(whole.what().record, expected) << slot.name;
+            EXPECT_EQ(whole.what().record, expected) << "slot " << s;
             expect_nothing_logged(whole);
 
             expected = shared_up_to(m, s, o);
@@ -426,7 +435,7 @@ TEST(reader, arrays_at_the_end_of_the_buffer)
                  size += size + step < b.content.size() ? step : 1) {
                 const unpacked u(m, memory.holding(std::span(b.content).first(size)),
                                  static_cast<std::int32_t>(size));
-                EXPECT_EQ(u.what().record, expected) << slot.name << " in " << size;
+                EXPECT_EQ(u.what().record, expected) << "slot " << s << " in " << size;
                 expect_nothing_logged(u);
             }
         }
@@ -442,15 +451,15 @@ TEST(reader, arrays_at_the_end_of_the_buffer)
 // A count other than N fails, be the bytes there or not; so does an offset that leads outside.
 TEST(reader, arrays_of_another_count_or_elsewhere)
 {
-    for_all_messages([](const message_info &m, order o) {
-        for (std::size_t s = 0; s < m.slots.size(); ++s) {
-            const slot_info &slot = m.slots[s];
+    for_all_messages([](const message &m, order o) {
+        for (std::size_t s = 0; s < m.slots.size; ++s) {
+            const vorl::slot &slot = m.slots[s];
             if (!is_scalar_array(slot))
                 continue;
             const bytes expected = shared_up_to(m, s, o);
             const auto expect_failure = [&](const bytes &buffer, const std::string &what) {
                 const unpacked u(m, buffer.data(), length_of(buffer));
-                EXPECT_EQ(u.what().record, expected) << slot.name << ": " << what;
+                EXPECT_EQ(u.what().record, expected) << "slot " << s << ": " << what;
                 expect_nothing_logged(u);
             };
             for (const std::uint32_t count : {slot.count - 1, slot.count + 1, 0u}) {
@@ -481,7 +490,7 @@ TEST(reader, arrays_of_another_count_or_elsewhere)
 TEST(reader, array_bodies_anywhere)
 {
     in_both_orders([](order o) {
-        const message_info &m = message_named("srv6_localsid_fwd_key");
+        const message &m = message_named("srv6_localsid_fwd_key");
         const std::string head = "u32 table  vtable: u16 12  u16 0  u16 0  u16 0  u16 4  u16 0 "
                                  "table: u32 table-vtable ";
         const auto f2_of = [&](const std::string &rest) {
@@ -507,21 +516,21 @@ TEST(reader, bodies_among_the_fields_at_the_end_of_the_buffer)
         const bytes whole =
             buffer_of("u32 table "
                       "vtable: u16 40  u16 0  zeros 14  u16 4  u16 0  u16 12  zeros 16 "
-                      "table: u32 table-vtable  u32 4  u32 4  u32 16  u32 2  u32 3 "
-                      "u32 4  u32 4  u32 5  u32 6  u32 7  u32 8  end: zeros 32",
+                      "table: u32 table-vtable  u32 @f7  f7: u32 4  u32 @f9  u32 2  u32 3  u32 4 "
+                      "f9: u32 4  u32 5  u32 6  u32 7  u32 8  zeros 32",
                       o);
         const std::size_t end = 4 + 40 + 48;
-        srv6_policy_fwd expected = {};
+        bytes expected(sizeof(srv6_policy_fwd));
         const std::uint32_t f7[] = {16, 2, 3, 4};
         const std::uint32_t f9[] = {5, 6, 7, 8};
-        std::memcpy(expected.f7, f7, sizeof f7);
-        std::memcpy(expected.f9, f9, sizeof f9);
+        std::memcpy(&expected[offsetof(srv6_policy_fwd, f7)], f7, sizeof f7);
+        std::memcpy(&expected[offsetof(srv6_policy_fwd, f9)], f9, sizeof f9);
         guarded_buffer memory(4096);
         for (std::size_t size = end; size <= whole.size(); ++size) {
             const unpacked u(message_named("srv6_policy_fwd"),
                              memory.holding(std::span(whole).first(size)),
                              static_cast<std::int32_t>(size));
-            EXPECT_EQ(std::memcmp(u.record(), &expected, sizeof expected), 0) << size;
+            EXPECT_EQ(u.what().record, expected) << size;
             expect_nothing_logged(u);
         }
     });
@@ -533,8 +542,8 @@ TEST(reader, an_offset_that_wraps_to_where_the_body_belongs)
     in_both_orders([](order o) {
         const bytes buffer =
             buffer_of("u32 table  vtable: u16 24  u16 0  u16 0  u16 0  u16 4  zeros 12  u16 32 "
-                      "table: u32 table-vtable  u32 4  u32 4  u32 1  u32 2  u32 3  u32 4 "
-                      "u32 8  u32 0xFFFFFFFC  zeros 100",
+                      "table: u32 table-vtable  u32 @f2  f2: u32 4  u32 1  u32 2  u32 3  u32 4 "
+                      "f9_body: u32 8  f9: u32 f9_body-f9  zeros 100",
                       o);
         const unpacked u(message_named("srv6_sync_iid_fwd"), buffer.data(), length_of(buffer));
         srv6_sync_iid_fwd expected = {};
@@ -549,7 +558,7 @@ TEST(reader, an_offset_that_wraps_to_where_the_body_belongs)
 TEST(reader, the_other_byte_order_is_refused)
 {
     use_order(order::little);
-    const message_info &m = message_named("srv6_vrf_class_data");
+    const message &m = message_named("srv6_vrf_class_data");
     const bytes frame = reference::frame(m, sample::ones(m).data(), order::big);
     const unpacked u(m, frame.data(), length_of(frame));
     EXPECT_EQ(u.what().record, zeroed(m));

@@ -20,17 +20,16 @@ TEST(sides, each_has_a_byte_order_of_its_own)
     random_source random(8);
     for (std::size_t side = 0; side < 6; ++side) {
         swap_one_side(side);
-        for (const message_info *m : all_messages()) {
-            SCOPED_TRACE(m->name + std::string(", side ") + std::to_string(side));
-            const std::size_t package = m->package == std::string("srv6")       ? 0
-                                        : m->package == std::string("srv6_cfg") ? 1
-                                                                                : 2;
+        for (const message *m : all_messages()) {
+            SCOPED_TRACE(name_of(*m) + std::string(", side ") + std::to_string(side));
+            const std::string name = catalogue::package_of(*m).name;
+            const std::size_t package = name == "srv6" ? 0 : name == "srv6_cfg" ? 1 : 2;
             const order received = side == 2 * package ? order::big : order::little;
             const order sent = side == 2 * package + 1 ? order::big : order::little;
             const sample s = sample::random(*m, random);
             ASSERT_EQ(hex(library_pack(s)), hex(reference::pack(*m, s.data(), sent)));
             EXPECT_EQ(hex(sent_single(*m, s.data())),
-                      hex(m->is_fixed_size() ? reference::frame(*m, s.data(), sent)
+                      hex(is_fixed_size(*m) ? reference::frame(*m, s.data(), sent)
                                              : reference::pack(*m, s.data(), sent)));
             // A table somewhere else than writers put it, so that no short cut reads it.
             bytes moved = reference::pack(*m, s.data(), received);

@@ -13,7 +13,7 @@ namespace {
 constexpr std::size_t every_byte_up_to = 1024;
 constexpr std::size_t stride = 61;
 
-std::set<std::size_t> cuts_of(const message_info &m, const bytes &whole, order o)
+std::set<std::size_t> cuts_of(const message &m, const bytes &whole, order o)
 {
     std::set<std::uint64_t> edges;
     expected_unpack(m, whole, o, 0, 0, &edges);
@@ -29,7 +29,7 @@ std::set<std::size_t> cuts_of(const message_info &m, const bytes &whole, order o
     return cuts;
 }
 
-void check_cuts(const message_info &m, const bytes &whole, order o, guarded_buffer &memory)
+void check_cuts(const message &m, const bytes &whole, order o, guarded_buffer &memory)
 {
     for (const std::size_t size : cuts_of(m, whole, o)) {
         const auto cut = std::span(whole).first(size);
@@ -42,7 +42,7 @@ TEST(truncation, packed)
 {
     random_source random(8);
     guarded_buffer memory(65536);
-    for_all_messages([&](const message_info &m, order o) {
+    for_all_messages([&](const message &m, order o) {
         check_cuts(m, reference::pack(m, sample::ones(m).data(), o), o, memory);
         check_cuts(m, reference::pack(m, sample::random(m, random).data(), o), o, memory);
     });
@@ -52,8 +52,8 @@ TEST(truncation, framed)
 {
     random_source random(9);
     guarded_buffer memory(65536);
-    for_all_messages([&](const message_info &m, order o) {
-        if (m.is_fixed_size())
+    for_all_messages([&](const message &m, order o) {
+        if (is_fixed_size(m))
             check_cuts(m, reference::frame(m, sample::random(m, random).data(), o), o, memory);
     });
 }

@@ -13,11 +13,11 @@ namespace vorl::test {
 namespace {
 
 /// The 31 batches and srv6_cfg_query_dfx_rec: all with a vector of tables, in slot 1.
-std::vector<const message_info *> messages_with_elements()
+std::vector<const message *> messages_with_elements()
 {
-    std::vector<const message_info *> list;
-    for (const message_info *m : all_messages()) {
-        if (m->slots.size() == 2 && m->slots[1].type == wire_type::vector_table)
+    std::vector<const message *> list;
+    for (const message *m : all_messages()) {
+        if (m->slots.size == 2 && m->slots[1].shape == slot_shape::table_vector)
             list.push_back(m);
     }
     return list;
@@ -28,8 +28,8 @@ void for_messages_with_elements(Work &&work)
 {
     ASSERT_EQ(messages_with_elements().size(), counts::batches + 1); // and dfx_rec
     in_both_orders([&work](order o) {
-        for (const message_info *m : messages_with_elements()) {
-            SCOPED_TRACE(m->name);
+        for (const message *m : messages_with_elements()) {
+            SCOPED_TRACE(name_of(*m));
             work(*m, o);
         }
     });
@@ -41,15 +41,15 @@ struct vector_state {
     std::uint64_t block; ///< its number; 0: null
 };
 
-vector_state state_of(const unpacked &u, const slot_info &slot)
+vector_state state_of(const unpacked &u, const vorl::slot &slot)
 {
     const bytes &record = u.what().record;
     return {
-        static_cast<std::uint32_t>(reference::load(&record[slot.count_offset], 4, order::little)),
-        reference::load(&record[slot.record_offset], 8, order::little)};
+        static_cast<std::uint32_t>(reference::load(&record[slot.count_at], 4, order::little)),
+        reference::load(&record[slot.record_at], 8, order::little)};
 }
 
-void expect_vector(const unpacked &u, const slot_info &slot, std::uint32_t count,
+void expect_vector(const unpacked &u, const vorl::slot &slot, std::uint32_t count,
                    std::uint64_t block)
 {
     EXPECT_EQ(state_of(u, slot).count, count);
@@ -66,7 +66,7 @@ bytes vector_buffer(const std::string &rest, order o)
 
 TEST(vectors, empty_ones_allocate_nothing)
 {
-    for_messages_with_elements([](const message_info &m, order o) {
+    for_messages_with_elements([](const message &m, order o) {
         for (const char *rest : {
                  "u32 @list  list: u32 0",
                  "u32 @list  list: u32 0  u32 0xFFFFFFFF",
@@ -80,11 +80,12 @@ TEST(vectors, empty_ones_allocate_nothing)
         }
         // No slot 1: vtables of 6 bytes, 7 bytes, and of 8 with an entry of 0.
         for (const char *text : {
-                 "u32 table  vtable: u16 6  u16 0  u16 0  u16 4  table: u32 8  u32 4  u32 1",
-                 "u32 table  vtable: u16 7  u16 0  u16 0  u16 4  table: u32 8  u32 4  u32 1",
-                 "u32 table  vtable: u16 8  u16 0  u16 0  u16 0  table: u32 8  u32 4  u32 1",
+                 "u32 table  vtable: u16 6  u16 0  u16 0  u16 4 ",
+                 "u32 table  vtable: u16 7  u16 0  u16 0  u16 4 ",
+                 "u32 table  vtable: u16 8  u16 0  u16 0  u16 0 ",
              }) {
-            const bytes buffer = buffer_of(text, o);
+            const bytes buffer =
+                buffer_of(text + std::string("table: u32 table-vtable  u32 @list  list: u32 1"), o);
             const unpacked u(m, buffer.data(), length_of(buffer));
             EXPECT_EQ(u.what().record, bytes(m.record_size));
             EXPECT_TRUE(u.what().memory.empty());
@@ -94,7 +95,7 @@ TEST(vectors, empty_ones_allocate_nothing)
 
 TEST(vectors, bounds_are_checked_before_anything_is_allocated)
 {
-    for_messages_with_elements([](const message_info &m, order o) {
+    for_messages_with_elements([](const message &m, order o) {
         guarded_buffer memory(256);
         for (const char *rest : {
                  "zeros 3",                         // the offset word is cut
@@ -129,14 +130,14 @@ TEST(vectors, bounds_are_checked_before_anything_is_allocated)
 TEST(vectors, a_failing_slot_0_ends_the_read)
 {
     in_both_orders([](order o) {
-        for (const message_info *m : messages_with_elements()) {
+        for (const message *m : messages_with_elements()) {
             const bytes buffer =
-                buffer_of("u32 table  vtable: u16 8  u16 0  u16 end-table-3  u16 4  table: u32 8 "
-                          "u32 @list  list: u32 1  u32 @e " +
+                buffer_of("u32 table  vtable: u16 8  u16 0  u16 end-table-3  u16 4 "
+                          "table: u32 table-vtable  u32 @list  list: u32 1  u32 @e " +
                               empty_element("e"),
                           o);
             const unpacked u(*m, buffer.data(), length_of(buffer));
-            EXPECT_EQ(u.what().record, bytes(m->record_size)) << m->name;
+            EXPECT_EQ(u.what().record, bytes(m->record_size)) << name_of(*m);
             EXPECT_TRUE(u.what().memory.empty());
         }
     });
@@ -144,24 +145,24 @@ TEST(vectors, a_failing_slot_0_ends_the_read)
 
 TEST(vectors, elements_are_owned_until_released_once)
 {
-    for_messages_with_elements([](const message_info &m, order o) {
-        const slot_info &slot = m.slots[1];
+    for_messages_with_elements([](const message &m, order o) {
+        const vorl::slot &slot = m.slots[1];
         const bytes buffer = vector_buffer("u32 @list  list: u32 3  u32 @a  u32 @a  u32 @b " +
                                                empty_element("a") + empty_element("b"),
                                            o);
         unpacked u(m, buffer.data(), length_of(buffer));
-        const std::uint64_t size = 3 * slot.element->record_size;
+        const std::uint64_t size = 3 * slot.nested->record_size;
         expect_vector(u, slot, 3, 1);
         ASSERT_EQ(u.what().blocks.size(), 1u);
         EXPECT_EQ(u.what().blocks[0], bytes(size)); // absent slots: zeros in a block that was dirty
         EXPECT_GE(the_platform().memset_s_calls, 1u);
         EXPECT_EQ(u.what().memory,
-                  (std::vector{allocation(std::string(m.name) + "_unpack", size, 1)}));
+                  (std::vector{allocation(std::string(name_of(m)) + "_unpack", size, 1)}));
         EXPECT_TRUE(u.what().logs.empty());
 
         const std::vector<memory_event> both = {
-            allocation(std::string(m.name) + "_unpack", size, 1),
-            release(std::string(m.name) + "_free_unpacked", 1)};
+            allocation(std::string(name_of(m)) + "_unpack", size, 1),
+            release(std::string(name_of(m)) + "_free_unpacked", 1)};
         u.release();
         EXPECT_EQ(u.what().memory, both);
         expect_vector(u, slot, 3, 0); // the count stays
@@ -176,18 +177,18 @@ TEST(vectors, elements_are_owned_until_released_once)
 TEST(vectors, an_element_before_its_word_is_refused)
 {
     random_source random(15);
-    for_messages_with_elements([&random](const message_info &m, order o) {
-        const slot_info &slot = m.slots[1];
-        for (const sample &element : {sample::zeros(*slot.element), sample::ones(*slot.element),
-                                      sample::random(*slot.element, random)}) {
-            bytes buffer = reference::pack(*slot.element, element.data(), o);
+    for_messages_with_elements([&random](const message &m, order o) {
+        const vorl::slot &slot = m.slots[1];
+        for (const sample &element : {sample::zeros(*slot.nested), sample::ones(*slot.nested),
+                                      sample::random(*slot.nested, random)}) {
+            bytes buffer = reference::pack(*slot.nested, element.data(), o);
             const std::uint64_t element_at = reference::load(&buffer[0], 4, o);
-            // vtable of two slots, table, count, word
             const std::size_t vtable = buffer.size();
             const std::uint64_t word = vtable + 8 + 8 + 4;
             reference::store(&buffer[0], vtable + 8, 4, o);
-            const bytes batch =
-                buffer_of("u16 8  u16 8  u16 0  u16 4  u32 8  u32 4  u32 1  u32 0", o);
+            const bytes batch = buffer_of("vtable: u16 8  u16 8  u16 0  u16 4 "
+                                          "table: u32 table-vtable  u32 @list  list: u32 1  u32 0",
+                                          o);
             buffer.insert(buffer.end(), batch.begin(), batch.end());
             reference::store(&buffer[word], element_at - word, 4, o);
             unpacked u(m, buffer.data(), length_of(buffer));
@@ -200,8 +201,8 @@ TEST(vectors, an_element_before_its_word_is_refused)
 
 TEST(vectors, the_third_element_is_damaged)
 {
-    for_messages_with_elements([](const message_info &m, order o) {
-        const slot_info &slot = m.slots[1];
+    for_messages_with_elements([](const message &m, order o) {
+        const vorl::slot &slot = m.slots[1];
         const std::string head = "u32 @list  list: u32 4  u32 @a  u32 @a  third: ";
         const std::string tail = "  u32 @a " + empty_element("a");
         struct {
@@ -221,10 +222,11 @@ TEST(vectors, the_third_element_is_damaged)
             {head + "u32 @bad" + tail + "bad: u32 bad",
              "[ZELKO]:Vtable offset(%u) is out of range(4 - %u)",
              "[ZELKO]:Vtable offset(48) is out of range(4 - 48)"},
-            {head + "u32 @bad" + tail + "v: u16 9  u16 0  bad: u32 bad-v",
+            {head + "u32 @bad" + tail + "bad_vtable: u16 9  u16 0  bad: u32 bad-bad_vtable",
              "[ZELKO]:Vtable Len(%u) is out of range(0 - %u)",
              "[ZELKO]:Vtable Len(9) is out of range(0 - 8)"},
-            {head + "u32 @bad" + tail + "v: u16 6  u16 0  u16 4  bad: u32 bad-v", "", ""},
+            {head + "u32 @bad" + tail + "bad_vtable: u16 6  u16 0  u16 4  bad: u32 bad-bad_vtable",
+             "", ""},
         };
         for (const auto &c : cases) {
             SCOPED_TRACE(c.rest);
@@ -232,15 +234,15 @@ TEST(vectors, the_third_element_is_damaged)
             unpacked u(m, buffer.data(), length_of(buffer));
             expect_vector(u, slot, 4, 0);
             const std::vector<memory_event> both = {
-                allocation(std::string(m.name) + "_unpack", 4 * slot.element->record_size, 1),
-                release(std::string(m.name) + "_free_unpacked", 1)};
+                allocation(std::string(name_of(m)) + "_unpack", 4 * slot.nested->record_size, 1),
+                release(std::string(name_of(m)) + "_free_unpacked", 1)};
             EXPECT_EQ(u.what().memory, both);
             if (c.text.empty()) {
                 EXPECT_TRUE(u.what().logs.empty());
             } else {
                 ASSERT_EQ(u.what().logs.size(), 1u);
                 EXPECT_EQ(u.what().logs[0], (reference::log_event{22, u.what().logs[0].line,
-                                                                  std::string(slot.element->name) +
+                                                                  std::string(name_of(*slot.nested)) +
                                                                       "_unpack_non_root",
                                                                   c.format, c.text}));
             }
@@ -252,16 +254,16 @@ TEST(vectors, the_third_element_is_damaged)
 
 TEST(vectors, no_memory_for_elements)
 {
-    for_messages_with_elements([](const message_info &m, order o) {
-        const slot_info &slot = m.slots[1];
+    for_messages_with_elements([](const message &m, order o) {
+        const vorl::slot &slot = m.slots[1];
         const bytes buffer = vector_buffer(
             "u32 @list  list: u32 3  u32 @a  u32 @a  u32 @a " + empty_element("a"), o);
         unpacked u(m, buffer.data(), length_of(buffer), 0xEE, 1);
-        const std::string name = std::string(m.name) + "_unpack";
-        const auto size = static_cast<std::uint32_t>(3 * slot.element->record_size);
+        const std::string name = std::string(name_of(m)) + "_unpack";
+        const auto size = static_cast<std::uint32_t>(3 * slot.nested->record_size);
         expect_vector(u, slot, 3, 0);
         EXPECT_EQ(u.what().memory, (std::vector{allocation(name, size, 0)}));
-        const bool is_dfx = std::string_view(m.name) == "srv6_cfg_query_dfx_rec";
+        const bool is_dfx = std::string_view(name_of(m)) == "srv6_cfg_query_dfx_rec";
         expect_no_memory_log(u.what(), name, is_dfx ? text_with_blanks : usual_text, size);
         u.release();
         EXPECT_EQ(u.what().memory.size(), 1u);
@@ -273,20 +275,20 @@ TEST(vectors, no_memory_for_elements)
 TEST(vectors, block_sizes_past_32_bits)
 {
     std::size_t reachable = 0;
-    for_messages_with_elements([&reachable](const message_info &m, order o) {
-        const slot_info &slot = m.slots[1];
-        const std::uint64_t element = slot.element->record_size;
+    for_messages_with_elements([&reachable](const message &m, order o) {
+        const vorl::slot &slot = m.slots[1];
+        const std::uint64_t element = slot.nested->record_size;
         const auto most = static_cast<std::uint32_t>(0xFFFFFFFF / element);
         const std::uint64_t size = 24 + 4 * (std::uint64_t{most} + 1);
         if (size > 0x7FFFFFFF)
             return; // more words than an int32 length has bytes
         ++reachable;
         const sparse_memory memory(size);
-        const bytes head = vector_buffer("u32 4  u32 0", o);
+        const bytes head = vector_buffer("u32 @list  list: u32 0", o);
         ASSERT_EQ(head.size(), 24u);
         std::copy(head.begin(), head.end(), memory.data());
-        const std::string name = std::string(m.name) + "_unpack";
-        const bool is_dfx = std::string_view(m.name) == "srv6_cfg_query_dfx_rec";
+        const std::string name = std::string(name_of(m)) + "_unpack";
+        const bool is_dfx = std::string_view(name_of(m)) == "srv6_cfg_query_dfx_rec";
         const char *format = is_dfx ? text_with_blanks : usual_text;
 
         reference::store(memory.data() + 20, most, 4, o);

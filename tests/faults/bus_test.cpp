@@ -29,7 +29,7 @@ std::vector<frames> frames_by_way(const known_message &m, sample &in)
             std::vector<std::uint8_t> out(m.fact->record_size);
             unpack(m, expected.back().at(i), out.data());
             EXPECT_TRUE(same_record(*m.info, in.record(i), out.data()));
-            m.info->functions.free_unpacked(out.data());
+            functions_of(*m.info).free_unpacked(out.data());
         }
     }
     return expected;
@@ -39,7 +39,7 @@ TEST(bus_faults, at_every_call_of_a_session)
 {
     std::uint64_t injected = 0;
     for (const known_message &m : all_messages()) {
-        SCOPED_TRACE(m.info->name);
+        SCOPED_TRACE(name_of(*m.info));
         sample in(*m.info, 3, 1);
         enter({});
         const std::vector<frames> expected = frames_by_way(m, in);
@@ -74,7 +74,7 @@ TEST(bus_faults, after_some_frames_of_a_batch)
 {
     std::uint64_t injected = 0;
     for (const known_message &m : all_messages()) {
-        SCOPED_TRACE(m.info->name);
+        SCOPED_TRACE(name_of(*m.info));
         sample in(*m.info, 3, 1);
         enter({});
         the_platform().send_refusal = 3;
@@ -89,14 +89,14 @@ TEST(bus_faults, after_some_frames_of_a_batch)
                 accepted.emplace_back(bytes, bytes + desc.length);
             }
         };
-        EXPECT_EQ(m.info->functions.sendbatch(1, in.record(), 3, 0), 3u);
+        EXPECT_EQ(functions_of(*m.info).sendbatch(1, in.record(), 3, 0), 3u);
         ++injected;
         ASSERT_EQ(accepted.size(), 2u);
         for (std::size_t i = 0; i < 2; ++i) {
             std::vector<std::uint8_t> out(m.fact->record_size);
             unpack(m, accepted[i], out.data());
             EXPECT_TRUE(same_record(*m.info, in.record(i), out.data()));
-            m.info->functions.free_unpacked(out.data());
+            functions_of(*m.info).free_unpacked(out.data());
         }
         EXPECT_EQ(live_blocks(), 0u);
     }

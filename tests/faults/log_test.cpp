@@ -1,5 +1,6 @@
 // The log writer calls the library from within its call: the caller's result, record, memory and
 // log line are those of a writer that only writes, and what it calls works, or fails, as ever.
+#include "tests/codec/support/fixture.h"
 #include "tests/faults/worlds.h"
 
 namespace vorl::test {
@@ -35,41 +36,38 @@ void unpack_into(outcome &what, const known_message &m, const std::vector<std::u
 {
     what.record.assign(m.fact->record_size, 0);
     what.result = unpack(m, bytes, what.record.data());
-    m.info->functions.free_unpacked(what.record.data());
+    functions_of(*m.info).free_unpacked(what.record.data());
 }
 
-std::vector<std::uint8_t> words(const known_message &m, std::initializer_list<std::uint32_t> values)
+/// The buffer that the text shows, in the byte order of the side that receives the message.
+std::vector<std::uint8_t> received(const known_message &m, const char *text)
 {
     const bool swaps = swaps_bytes(static_cast<package>(m.fact->package()), direction::receive);
-    std::vector<std::uint8_t> bytes;
-    for (const std::uint32_t value : values) {
-        for (unsigned i = 0; i < 4; ++i)
-            bytes.push_back(static_cast<std::uint8_t>(value >> 8 * (swaps ? 3 - i : i)));
-    }
-    return bytes;
+    return buffer_of(text, swaps ? reference::order::big : reference::order::little);
 }
 
 constexpr site sites[] = {
     {"pack without a buffer", false,
      [](const known_message &m, sample &in, outcome &what) {
          what.length = 70000;
-         what.result = m.info->functions.pack(in.record(), nullptr, &what.length);
+         what.result = functions_of(*m.info).pack(in.record(), nullptr, &what.length);
      }},
     {"unpack of nothing", false,
      [](const known_message &m, sample &, outcome &what) {
-         what.result = m.info->functions.unpack(nullptr, 0, nullptr);
+         what.result = functions_of(*m.info).unpack(nullptr, 0, nullptr);
      }},
     {"no root table", false,
-     [](const known_message &m, sample &, outcome &what) { unpack_into(what, m, words(m, {4})); }},
+     [](const known_message &m, sample &, outcome &what) {
+         unpack_into(what, m, received(m, "u32 table  table:"));
+     }},
     {"a root table without its vtable", false,
      [](const known_message &m, sample &, outcome &what) {
-         unpack_into(what, m, words(m, {4, 4, 0}));
+         unpack_into(what, m, received(m, "u32 table  table: u32 table-0  zeros 4"));
      }},
     {"a vtable of odd length", false,
      [](const known_message &m, sample &, outcome &what) {
-         std::vector<std::uint8_t> bytes = words(m, {4, 0xFFFFFFFC, 0});
-         bytes[words(m, {1})[0] == 1 ? 8 : 9] = 5;
-         unpack_into(what, m, bytes);
+         unpack_into(what, m,
+                     received(m, "u32 table  table: u32 table-vtable  vtable: u16 5  u16 0"));
      }},
     // Behind root offset, vtable, soffset and f0: the vector's offset, its count, and here the
     // offset of the first element, out of range in either byte order.
@@ -102,7 +100,7 @@ TEST(log_faults, a_log_writer_that_calls_the_library_changes_nothing)
     for (const binding_state binding : every_binding_state) {
         for (const memory from : {memory::of_platform, memory::of_heap}) {
             for (const known_message &m : all_messages()) {
-                SCOPED_TRACE(m.info->name);
+                SCOPED_TRACE(name_of(*m.info));
                 for (const site &s : sites) {
                     if (s.of_batches_only && (m.fact->is_fixed_size() || m.fact->package() != 0))
                         continue;

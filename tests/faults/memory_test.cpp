@@ -25,7 +25,7 @@ TEST(memory_faults, in_unpack)
     std::uint64_t injected = 0;
     for_all_worlds([&](const world &w) {
         for (const known_message &m : all_messages()) {
-            SCOPED_TRACE(m.info->name);
+            SCOPED_TRACE(name_of(*m.info));
             sample in(*m.info);
             std::vector<std::uint8_t> out(m.fact->record_size);
             std::uint64_t at = 1;
@@ -44,15 +44,15 @@ TEST(memory_faults, in_unpack)
                     EXPECT_EQ(allocations(), at);
                     EXPECT_EQ(live_blocks(), 0u);
                     expect_no_memory_line(w, m);
-                    each_vector(*m.info, out.data(), [](const slot_info &slot, void *record) {
+                    each_vector(*m.info, out.data(), [](const vorl::slot &slot, void *record) {
                         EXPECT_EQ(pointer_of(record, slot), nullptr);
                     });
-                    m.info->functions.free_unpacked(out.data());
+                    functions_of(*m.info).free_unpacked(out.data());
                     unpack(m, bytes, out.data());
                     EXPECT_TRUE(same_record(*m.info, in.record(), out.data()));
                     EXPECT_EQ(the_platform().logs.size(), lines_of(w));
                 }
-                m.info->functions.free_unpacked(out.data());
+                functions_of(*m.info).free_unpacked(out.data());
                 EXPECT_EQ(live_blocks(), 0u);
                 EXPECT_TRUE(the_platform().sends.empty());
             }
@@ -69,7 +69,7 @@ TEST(memory_faults, in_unpack_of_buffers_cut_anywhere)
     for (const binding_state binding : every_binding_state) {
         const world w{log_writer::present, binding, memory::of_platform};
         for (const known_message &m : messages_where(false)) {
-            SCOPED_TRACE(m.info->name);
+            SCOPED_TRACE(name_of(*m.info));
             const bool is_batch = m.fact->package() == 0;
             sample in(*m.info);
             enter(w);
@@ -87,7 +87,7 @@ TEST(memory_faults, in_unpack_of_buffers_cut_anywhere)
                         ++injected;
                         EXPECT_EQ(live_blocks(), 0u);
                     }
-                    m.info->functions.free_unpacked(out.data());
+                    functions_of(*m.info).free_unpacked(out.data());
                     EXPECT_EQ(live_blocks(), 0u);
                     // A batch allocates as soon as its count and both element offsets are there.
                     if (is_batch) {
@@ -106,7 +106,7 @@ TEST(memory_faults, in_sends)
     std::uint64_t injected = 0;
     for_all_worlds([&](const world &w) {
         for (const known_message &m : all_messages()) {
-            SCOPED_TRACE(m.info->name);
+            SCOPED_TRACE(name_of(*m.info));
             sample in(*m.info, 3, 1);
             for (const sending_way &way : sending_ways()) {
                 SCOPED_TRACE(way.name);
@@ -138,7 +138,7 @@ TEST(memory_faults, do_not_reach_pack_and_release)
 {
     for_all_worlds([&](const world &w) {
         for (const known_message &m : all_messages()) {
-            SCOPED_TRACE(m.info->name);
+            SCOPED_TRACE(name_of(*m.info));
             sample in(*m.info);
             std::vector<std::uint8_t> out(m.fact->record_size);
             enter(w, &m);
@@ -149,12 +149,12 @@ TEST(memory_faults, do_not_reach_pack_and_release)
             EXPECT_EQ(packed(*m.info, in.record()), bytes);
             fail_allocation(0); // else it would strike in a log writer that calls back in
             std::uint32_t room = 200000;
-            EXPECT_EQ(m.info->functions.pack(in.record(), nullptr, &room), 0u);
+            EXPECT_EQ(functions_of(*m.info).pack(in.record(), nullptr, &room), 0u);
             EXPECT_EQ(room, bytes.size());
             EXPECT_EQ(re_entries(), w.log == log_writer::re_entrant ? 1u : 0u);
             fail_allocation(1);
-            m.info->functions.free_unpacked(out.data());
-            m.info->functions.free_unpacked(out.data());
+            functions_of(*m.info).free_unpacked(out.data());
+            functions_of(*m.info).free_unpacked(out.data());
             EXPECT_EQ(allocations(), made);
             EXPECT_EQ(live_blocks(), 0u);
         }

@@ -47,7 +47,7 @@ TEST(misaligned_memory, serves_all_messages)
     for (const binding_state binding : every_binding_state) {
         for (std::size_t misalignment = 1; misalignment < 16; ++misalignment) {
             for (const known_message &m : all_messages()) {
-                SCOPED_TRACE(m.info->name);
+                SCOPED_TRACE(name_of(*m.info));
                 enter({log_writer::present, binding, memory::of_platform});
                 the_platform().misalignment = misalignment;
                 sample in(*m.info, 3, 1);
@@ -56,8 +56,8 @@ TEST(misaligned_memory, serves_all_messages)
                 EXPECT_EQ(unpack(m, bytes, out.data()), m.fact->record_size);
                 EXPECT_TRUE(same_record(*m.info, in.record(), out.data()));
                 EXPECT_EQ(packed(*m.info, out.data()), bytes);
-                EXPECT_EQ(m.info->functions.sendsingle(1, out.data(), 0, 0), 0u);
-                m.info->functions.free_unpacked(out.data());
+                EXPECT_EQ(functions_of(*m.info).sendsingle(1, out.data(), 0, 0), 0u);
+                functions_of(*m.info).free_unpacked(out.data());
                 injected += misaligned_blocks(misalignment);
 
                 for (const sending_way &way : sending_ways()) {
@@ -73,7 +73,7 @@ TEST(misaligned_memory, serves_all_messages)
                         std::vector<std::uint64_t> back(m.fact->record_size / 8 + 1);
                         unpack(m, frames[i].bytes, back.data());
                         EXPECT_TRUE(same_record(*m.info, in.record(i), back.data()));
-                        m.info->functions.free_unpacked(back.data());
+                        functions_of(*m.info).free_unpacked(back.data());
                     }
                 }
                 EXPECT_EQ(live_blocks(), 0u);

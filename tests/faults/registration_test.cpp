@@ -17,7 +17,7 @@ TEST(registration_faults, at_every_position_leave_what_came_before)
         for (std::uint32_t refused = 1; refused <= count; ++refused) {
             enter({});
             the_platform().refuse_registration_at = refused;
-            EXPECT_EQ(refused_package.recv_init(), 7u);
+            EXPECT_EQ(functions_of(refused_package).recv_init(), 7u);
             ++injected;
             const std::vector<registration_call> hooks = the_platform().registrations;
             ASSERT_EQ(hooks.size(), refused);
@@ -38,8 +38,8 @@ TEST(registration_faults, at_every_position_leave_what_came_before)
 
             reset_platform();
             for (const catalogue::package_info *next : catalogue::packages) {
-                EXPECT_EQ(next->recv_init(), 0u);
-                EXPECT_EQ(next->send_init(), 0u);
+                EXPECT_EQ(functions_of(*next).recv_init(), 0u);
+                EXPECT_EQ(functions_of(*next).send_init(), 0u);
             }
             ASSERT_EQ(the_platform().registrations.size(), counts::messages);
             for (std::size_t i = 0; i < counts::messages; ++i)
@@ -57,12 +57,12 @@ TEST(registration_faults, of_a_sender_leave_its_sends_alone)
     for (const catalogue::package_info *package : catalogue::packages) {
         enter({});
         the_platform().bus_result = 9;
-        EXPECT_EQ(package->send_init(), 9u);
+        EXPECT_EQ(functions_of(*package).send_init(), 9u);
         ++injected;
         the_platform().bus_result = 0;
         for (const known_message &m : all_messages()) {
             sample in(*m.info, 1, 1);
-            EXPECT_EQ(m.info->functions.sendmsg(1, in.record(), 1), 0u);
+            EXPECT_EQ(functions_of(*m.info).sendmsg(1, in.record(), 1), 0u);
         }
         EXPECT_EQ(the_platform().sends.size(), counts::messages);
         EXPECT_EQ(the_platform().clean_registrations.size(), 1u);

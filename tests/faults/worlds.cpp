@@ -52,9 +52,9 @@ void use(const known_message &m)
     std::vector<std::uint8_t> out(m.fact->record_size);
     EXPECT_EQ(unpack(m, bytes, out.data()), m.fact->record_size);
     EXPECT_TRUE(same_record(*m.info, in.record(), out.data()));
-    m.info->functions.free_unpacked(out.data());
-    EXPECT_EQ(m.info->functions.sendbatch(1, in.record(), 3, 0), 0u);
-    EXPECT_EQ(m.info->functions.sendsingle(1, in.record(), 0, 2), 0u);
+    functions_of(*m.info).free_unpacked(out.data());
+    EXPECT_EQ(functions_of(*m.info).sendbatch(1, in.record(), 3, 0), 0u);
+    EXPECT_EQ(functions_of(*m.info).sendsingle(1, in.record(), 0, 2), 0u);
     expect_sent(4);
 }
 
@@ -74,14 +74,14 @@ void use_and_fail(const known_message &m)
         ++inner_faults;
     }
     fail_allocation(1);
-    EXPECT_EQ(m.info->functions.sendbatch(1, in.record(), 3, 0), not_sent);
+    EXPECT_EQ(functions_of(*m.info).sendbatch(1, in.record(), 3, 0), not_sent);
     expect_sent(0);
     the_platform().refuse_send_at = 1;
-    EXPECT_EQ(m.info->functions.sendmsg(1, in.record(), 1), 7u);
+    EXPECT_EQ(functions_of(*m.info).sendmsg(1, in.record(), 1), 7u);
     expect_sent(1);
     inner_faults += 2;
     the_platform().logs.clear();
-    EXPECT_EQ(m.info->functions.unpack(nullptr, 0, nullptr), m.fact->record_size);
+    EXPECT_EQ(functions_of(*m.info).unpack(nullptr, 0, nullptr), m.fact->record_size);
     EXPECT_EQ(the_platform().logs.size(), 1u);
 }
 

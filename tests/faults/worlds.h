@@ -73,7 +73,7 @@ inline void expect_injected(std::uint64_t injected, std::uint64_t expected)
 inline std::uint32_t unpack(const known_message &m, const std::vector<std::uint8_t> &bytes,
                             void *out)
 {
-    return m.info->functions.unpack(bytes.data(), static_cast<std::int32_t>(bytes.size()), out);
+    return functions_of(*m.info).unpack(bytes.data(), static_cast<std::int32_t>(bytes.size()), out);
 }
 
 inline std::uint32_t vectors_of(const known_message &m)
@@ -93,8 +93,8 @@ inline bool allocates_single(const known_message &m)
 /// Every way of sending one record, and three as a batch, with and without a target.
 struct sending_way {
     const char *name;
-    std::uint32_t (*one)(const message_info &, const void *, std::uint64_t);
-    std::uint32_t (*many)(const message_info &, const void *, std::uint32_t, std::uint64_t);
+    std::uint32_t (*one)(const message &, const void *, std::uint64_t);
+    std::uint32_t (*many)(const message &, const void *, std::uint32_t, std::uint64_t);
     std::uint64_t to;
 
     std::uint32_t records() const { return one != nullptr ? 1 : 3; }

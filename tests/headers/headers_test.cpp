@@ -253,7 +253,7 @@ TEST(header, carries_the_comments_of_the_descriptions)
     const std::regex message_line(R"(message (\w+) \{)");
     const std::regex slot_line(R"(\s+\S.*\bf(\d+);\s*(?:///<\s*(.*))?)");
     const std::regex cost_line(
-        R"(\nOf hostile bytes every 4 make __unpack allocate up to \d+ bytes\.$)");
+        R"(\n__unpack allocates at most \d+ bytes for every 4 bytes of buf, whatever they hold\.$)");
     std::size_t messages = 0;
     std::size_t costs = 0;
     std::size_t slot_comments = 0;

@@ -274,11 +274,11 @@ TEST(checker, accepts_what_just_fits)
             .slots[1]
             .count,
         1073741823U);
-    EXPECT_EQ(checked({"package p;\nmessage p_rec_info { uint8 f0; }\n"
-                       "message p_rec { table p_rec_info f0; }"})[0]
+    EXPECT_EQ(checked({"package p;\nmessage p_rec_slots { uint8 f0; }\n"
+                       "message p_rec { table p_rec_slots f0; }"})[0]
                   .messages.size(),
               2U)
-        << "a name of the catalogue hides only what follows it";
+        << "a name among the messages hides only what follows it";
     EXPECT_EQ(checked({"package p;\nmessage p_a { uint8 f0; }",
                        "package p_q;\nmessage p_q_a { uint8 f0; }"})
                   .size(),

@@ -20,8 +20,10 @@ TEST(refused, by_every_compiler_with_a_clear_message)
         ASSERT_EQ(first.rfind("// expect: ", 0), 0U) << source;
         const std::string expected = first.substr(sizeof "// expect: " - 1);
         for (const std::string compiler : {COMPILERS_CXX}) {
-            const std::string command =
-                compiler + " -std=c++20 -fsyntax-only -I '" PROJECT_ROOT "' '" + source + "'";
+            const std::string command = compiler +
+                                        " " ARCHITECTURE_FLAGS
+                                        " -std=c++20 -fsyntax-only -I '" PROJECT_ROOT "' '" +
+                                        source + "'";
             const outcome bad = run("/", command);
             EXPECT_NE(bad.status, 0) << source;
             EXPECT_TRUE(bad.err.find(expected) != std::string::npos) << bad.err;

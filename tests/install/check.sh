@@ -65,9 +65,17 @@ share/man/man1/vorl.1" "$(files_in "$tree")"
     ! grep -rqF "$BUILD" "$tree/lib/cmake" "$tree/lib/pkgconfig" "$tree/share" || fail "a path of the build was installed"
     ;;
 
+# Without the bus it does all but send and receive, and then says what it misses; with it, it finds the library.
 tool)
-    run "$tree/bin/vorl" list >"$work/list"
+    readelf -dW "$tree/bin/vorl" >"$work/dynamic"
+    ! grep -E 'NEEDED.*(vorl_srv6|kavrovorl)' "$work/dynamic" || fail "vorl is linked with the library or the bus"
+    $EMULATOR "$tree/bin/vorl" list >"$work/list"
     grep -q srv6_localsid_fwd "$work/list" || fail "vorl list does not name srv6_localsid_fwd"
+    echo '{"message":"srv6_localsid_fwd"}' >"$work/object"
+    ! $EMULATOR "$tree/bin/vorl" send --to 7 "$work/object" 2>"$work/err" || fail "vorl sent without the bus"
+    grep -q 'cannot load libvorl_srv6.so.1 (libkavrovorl.so: ' "$work/err" || fail "it does not name the bus: $(cat "$work/err")"
+    ! VORL_BUS_DIR=$work/bus run "$tree/bin/vorl" send --to 7 "$work/object" 2>"$work/err" || fail "somebody receives"
+    grep -q 'nobody receives at destination 7' "$work/err" || fail "it did not get as far as the bus: $(cat "$work/err")"
     ;;
 
 manual)
@@ -143,8 +151,9 @@ usr/share/man/man1/vorl.1" "$(files_in "$work/vorl-srv6-tool")"
     same "Depends of libvorl-srv6-1" "libc6 (>= 2.34)" "$(depends libvorl-srv6-1)"
     same "glibc that the library needs" GLIBC_2.34 "$(glibc_of "$library")"
     same "Depends of libvorl-srv6-dev" "libvorl-srv6-1 (= $VERSION)" "$(depends libvorl-srv6-dev)"
-    same "Depends of vorl-srv6-tool" "libvorl-srv6-1 (= $VERSION), libc6 (>= 2.34), libgcc-s1 (>= 4.2), libstdc++6 (>= 12)" \
-        "$(depends vorl-srv6-tool)"
+    same "Depends of vorl-srv6-tool" "libc6 (>= 2.34), libgcc-s1 (>= 4.2), libstdc++6 (>= 12)" "$(depends vorl-srv6-tool)"
+    same "Recommends of vorl-srv6-tool" "libvorl-srv6-1 (= $VERSION)" \
+        "$(dpkg-deb -f "$work/vorl-srv6-tool_${VERSION}_$DEB.deb" Recommends)"
     same "glibc that the tool needs" GLIBC_2.34 "$(glibc_of "$work/vorl-srv6-tool/usr/bin/vorl")"
     ! readelf -SW "$library" | grep -q '\.debug_info' || fail "the packaged library was not stripped"
     ;;

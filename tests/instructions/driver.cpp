@@ -25,11 +25,11 @@ void counted(const std::string &path, uint64_t calls, const std::function<void()
     printf("%s %llu\n", path.c_str(), static_cast<unsigned long long>(calls));
 }
 
-void count_packed(const exported &functions, const record_set &records, const std::string &end)
+void count_packed(const message_functions &functions, const record_set &records, const std::string &end)
 {
     const encodings bytes = packed(records);
     check_round_trip(records, bytes);
-    const ring to(bytes.longest() + records.message().record_size);
+    const ring to(bytes.longest() + records.type().record_size);
     counted("pack_" + end, count, [&] {
         for (uint32_t i = 0; i < count; ++i) {
             uint32_t size = bytes.longest();
@@ -42,11 +42,11 @@ void count_packed(const exported &functions, const record_set &records, const st
     });
 }
 
-void count_frames(const exported &functions, const record_set &records, const std::string &end)
+void count_frames(const message_functions &functions, const record_set &records, const std::string &end)
 {
     const encodings frames = frames_of(records);
     check_round_trip(records, frames);
-    const ring to(records.message().record_size);
+    const ring to(records.type().record_size);
     counted("frame_send_" + end, count, [&] {
         for (uint32_t i = 0; i < count; ++i)
             functions.sendsingle(1, records.at(i), 0, 0);
@@ -62,13 +62,13 @@ void count_frames(const exported &functions, const record_set &records, const st
 /// unpacking is counted for both.
 void count_compound(const record_set &records, const std::string &end)
 {
-    const exported functions = exported_functions(records.message());
-    const bool fixed = records.message().is_fixed_size();
+    const message_functions functions = functions_of(records.type());
+    const bool fixed = is_fixed_size(records.type());
     const uint32_t calls = records.count();
 
     const auto count_unpack = [&](const std::string &path, const encodings &bytes) {
         check_round_trip(records, bytes);
-        const ring to(records.message().record_size);
+        const ring to(records.type().record_size);
         counted(path, calls, [&] {
             for (uint32_t i = 0; i < calls; ++i) {
                 functions.unpack(bytes.at(i), static_cast<int32_t>(bytes.length(i)), to.at(i));
@@ -96,8 +96,8 @@ void count_compound(const record_set &records, const std::string &end)
 /// One batch; counted per element.
 void count_batch(const char *batch_name, record_set &rows, const std::string &end)
 {
-    const message_info &message = message_named(batch_name);
-    const exported functions = exported_functions(message);
+    const vorl::message &message = message_named(batch_name);
+    const message_functions functions = functions_of(message);
     record_set batch(message, pattern::dense, 1, 0);
     // Every batch is a word, a count and the address of its elements.
     srv6_common_fwd_update header = {7, elements, nullptr};
@@ -134,8 +134,8 @@ int main()
                           {"srv6_bsid_fwd", "srv6_bsid_fwd_update"},
                           {"srv6_sync_policy_fwd", nullptr}};
     for (const type &t : types) {
-        const message_info &message = message_named(t.name);
-        const exported functions = exported_functions(message);
+        const vorl::message &message = message_named(t.name);
+        const message_functions functions = functions_of(message);
         for (const auto &[which, zeros] :
              {std::pair("D", pattern::dense), std::pair("Z", pattern::sparse)}) {
             record_set records(message, zeros, count);
@@ -165,7 +165,7 @@ int main()
     for (const compound &c : compounds) {
         const std::string elements_of = c.elements == 0 ? "" : std::to_string(c.elements) + "_";
         const std::string end = "_" + elements_of + c.name;
-        const message_info &message = message_named(c.name);
+        const vorl::message &message = message_named(c.name);
         count_compound(record_set(message, pattern::dense, c.records, c.elements), "D" + end);
         if (c.zeros_too)
             count_compound(record_set(message, pattern::sparse, c.records, c.elements), "Z" + end);

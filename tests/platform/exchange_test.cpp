@@ -18,11 +18,11 @@ namespace {
 class exchange : public bus_test {};
 
 /// A batch of variable size has 65536 bytes for its frames, so vectors of large elements have one.
-sample sample_of(const message_info &message, std::uint32_t count, std::uint32_t seed)
+sample sample_of(const vorl::message &message, std::uint32_t count, std::uint32_t seed)
 {
     const bool is_large =
-        std::any_of(message.slots.begin(), message.slots.end(), [](const slot_info &slot) {
-            return slot.type == wire_type::vector_table && slot.element->record_size > 4096;
+        std::any_of(message.slots.begin(), message.slots.end(), [](const vorl::slot &slot) {
+            return slot.shape == slot_shape::table_vector && slot.nested->record_size > 4096;
         });
     return sample(message, count, is_large ? 1 : 2, seed);
 }
@@ -42,18 +42,18 @@ struct expected_messages {
         const std::size_t position = expected.came % records_each;
         ++expected.came;
         ASSERT_LT(number, expected.messages.size());
-        const message_info &message = *expected.messages[number].info;
-        EXPECT_EQ(msg_id, message.msg_id) << message.name;
-        EXPECT_EQ(record_size, message.record_size) << message.name;
-        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(record) % 8, 0U) << message.name;
-        if (message.is_fixed_size()) {
-            EXPECT_EQ(frame_length, message.frame_length) << message.name;
+        const vorl::message &message = *expected.messages[number].info;
+        EXPECT_EQ(msg_id, message.msg_id) << name_of(message);
+        EXPECT_EQ(record_size, message.record_size) << name_of(message);
+        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(record) % 8, 0U) << name_of(message);
+        if (is_fixed_size(message)) {
+            EXPECT_EQ(frame_length, catalogue::frame_length(message)) << name_of(message);
         }
         const auto seed = static_cast<std::uint32_t>(number);
         sample sent =
             position == 0 ? sample_of(message, 1, seed) : sample_of(message, 3, seed + 1000);
         EXPECT_TRUE(same_record(message, record, sent.record(position == 0 ? 0 : position - 1)))
-            << message.name << ", record " << position;
+            << name_of(message) << ", record " << position;
     }
 };
 
@@ -66,12 +66,13 @@ TEST_F(exchange, all_types_arrive_alone_and_in_batches)
     child sender([&] {
         opened.get();
         for (std::size_t i = 0; i < expected.messages.size(); ++i) {
-            const message_info &message = *expected.messages[i].info;
+            const vorl::message &message = *expected.messages[i].info;
             const auto seed = static_cast<std::uint32_t>(i);
             sample one = sample_of(message, 1, seed);
-            EXPECT_EQ(message.functions.sendmsg(7, one.record(), 1), 0U) << message.name;
+            EXPECT_EQ(functions_of(message).sendmsg(7, one.record(), 1), 0U) << name_of(message);
             sample three = sample_of(message, 3, seed + 1000);
-            EXPECT_EQ(message.functions.sendtomsg(8, three.record(), 3, 7), 0U) << message.name;
+            EXPECT_EQ(functions_of(message).sendtomsg(8, three.record(), 3, 7), 0U)
+                << name_of(message);
         }
     });
     register_all();

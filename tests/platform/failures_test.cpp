@@ -168,10 +168,10 @@ TEST_F(failures, a_frame_that_unpack_refuses_gives_a_zero_record)
     ASSERT_NE(receiver, nullptr);
     // A frame with elements first, so that a record left as it was would show them.
     EXPECT_TRUE(in_child([] {
-        const auto *update = catalogue::find_message("srv6_common_fwd_update");
+        const message *update = &catalogue::find_message("srv6_common_fwd_update")->data;
         sample record(*update);
         for (int i = 0; i < 2; ++i) {
-            EXPECT_EQ(update->functions.sendmsg(7, record.record(), 1), 0U);
+            EXPECT_EQ(functions_of(*update).sendmsg(7, record.record(), 1), 0U);
             EXPECT_EQ(send_frame(7, update->msg_id, std::vector<std::uint8_t>(40, 0xFF)), 0U);
         }
     }));

@@ -11,7 +11,7 @@ constexpr std::uint64_t past_32_bits = std::uint64_t{1} << 32;
 constexpr std::uint64_t descriptor_size = 16;
 
 /// The size in bytes; nothing when the record is null, damaged or too large.
-std::optional<std::uint32_t> size_of(const message_info &m, const void *record)
+std::optional<std::uint32_t> size_of(const message &m, const void *record)
 {
     if (record == nullptr)
         return std::nullopt;
@@ -23,16 +23,19 @@ std::optional<std::uint32_t> size_of(const message_info &m, const void *record)
 
 class sender {
   public:
-    sender(const message_info &m, const send_call &call, writing &result)
+    sender(const message &m, const send_call &call, writing &result)
         : m_(m), call_(call), result_(result)
-    {}
+    {
+        if (!holds_vectors(m))
+            frame_length_ = frame_length(m);
+    }
 
     void single(std::uint64_t to)
     {
-        const auto length = m_.is_fixed_size() ? m_.frame_length : size_of(m_, call_.records);
+        const auto length = length_of(call_.records);
         if (!length)
             return refuse();
-        if (m_.is_fixed_size() && m_.frame_length <= 1024)
+        if (frame_length_ && *frame_length_ <= 1024)
             return hand_over({{m_.msg_id, on_stack, encoded(0)}}, 1, on_stack, to);
         if (!allocate(*length, "__sendsingle"))
             return refuse();
@@ -43,13 +46,13 @@ class sender {
     void batch(std::uint64_t to)
     {
         const std::uint64_t count = call_.count;
-        const std::uint64_t area = m_.is_fixed_size() ? count * m_.frame_length : 65536;
+        const std::uint64_t area = frame_length_ ? count * *frame_length_ : 65536;
         if (!allocate(area + count * descriptor_size, "__sendbatch"))
             return refuse();
         std::vector<frame_event> frames;
         std::uint64_t used = 0;
         for (std::uint64_t i = 0; i < count; ++i) {
-            const auto length = m_.is_fixed_size() ? m_.frame_length : size_of(m_, record_at(i));
+            const auto length = length_of(record_at(i));
             if (!length || *length > area - used) {
                 release();
                 return refuse();
@@ -71,16 +74,21 @@ class sender {
                    : static_cast<const std::uint8_t *>(call_.records) + i * m_.record_size;
     }
 
+    std::optional<std::uint32_t> length_of(const void *record) const
+    {
+        return frame_length_ ? frame_length_ : size_of(m_, record);
+    }
+
     bytes encoded(std::uint64_t i) const
     {
-        return m_.is_fixed_size() ? frame(m_, record_at(i), call_.byte_order)
-                                  : pack(m_, record_at(i), call_.byte_order);
+        return frame_length_ ? frame(m_, record_at(i), call_.byte_order)
+                             : pack(m_, record_at(i), call_.byte_order);
     }
 
     /// Asks in 32 bits; false when there is no memory, or too little because the size has more.
     bool allocate(std::uint64_t size, const char *function)
     {
-        tag_ = std::string(m_.name) + function;
+        tag_ = std::string(name_of(m_)) + function;
         result_.memory.push_back({memory_event::allocate, static_cast<std::uint32_t>(size), tag_,
                                   call_.fail_allocation ? std::size_t{0} : 1});
         if (call_.fail_allocation)
@@ -110,16 +118,17 @@ class sender {
         result_.result = call_.bus_result;
     }
 
-    const message_info &m_;
+    const message &m_;
     const send_call &call_;
     writing &result_;
+    std::optional<std::uint32_t> frame_length_; ///< of a message whose frames have one length
     std::string tag_;
     std::uint64_t block_size_ = 0;
 };
 
 } // namespace
 
-writing pack(const message_info &m, const pack_call &call)
+writing pack(const message &m, const pack_call &call)
 {
     writing result;
     result.length = call.capacity;
@@ -134,7 +143,7 @@ writing pack(const message_info &m, const pack_call &call)
         const char *format = "[ZELKO]:Param invalid(%s, %u, %s)";
         char text[100];
         std::snprintf(text, sizeof text, format, "null", call.capacity, "nonNull");
-        result.logs.push_back({22, 1, std::string(m.name) + "_pack", format, text});
+        result.logs.push_back({22, 1, std::string(name_of(m)) + "_pack", format, text});
         return result;
     }
     const bytes packed = pack(m, call.in, call.byte_order);
@@ -142,7 +151,7 @@ writing pack(const message_info &m, const pack_call &call)
     return result;
 }
 
-writing send(const message_info &m, const send_call &call)
+writing send(const message &m, const send_call &call)
 {
     writing result;
     sender s(m, call, result);

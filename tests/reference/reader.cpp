@@ -9,9 +9,6 @@ namespace {
 
 constexpr std::uint64_t past_32_bits = std::uint64_t{1} << 32;
 
-/// A field that failed, or a table. Ends the read.
-struct stop {};
-
 std::string text_of(const char *format, auto... arguments)
 {
     char text[256];
@@ -33,34 +30,37 @@ class reader {
         std::uint64_t vtable_length;
     };
 
-    table_place check_table(const std::string &name, std::uint64_t at)
+    /// Nothing when the table failed, which ends the read, as everything that fails does.
+    std::optional<table_place> check_table(const std::string &name, std::uint64_t at)
     {
         edge(at + 4);
         if (at < 4 || at > len_ - 4)
-            refuse(0, name, "[ZELKO]:Table offset(%u) is out of range(4 - %u)", at, len_);
+            return refuse(0, name, "[ZELKO]:Table offset(%u) is out of range(4 - %u)", at, len_);
         const std::uint64_t soffset = word(at, 4);
         const std::uint64_t vtable = (at + past_32_bits - soffset) % past_32_bits;
         edge(vtable + 4);
         if (vtable < 4 || vtable > len_ - 4)
-            refuse(1, name, "[ZELKO]:Vtable offset(%u) is out of range(4 - %u)", at, len_ - 4);
+            return refuse(1, name, "[ZELKO]:Vtable offset(%u) is out of range(4 - %u)", at,
+                          len_ - 4);
         const std::uint64_t length = word(vtable, 2);
         edge(vtable + length);
         if (vtable + length > len_)
-            refuse(2, name, "[ZELKO]:Vtable Len(%u) is out of range(0 - %u)", length,
-                   len_ - vtable);
-        return {at, vtable, length};
+            return refuse(2, name, "[ZELKO]:Vtable Len(%u) is out of range(0 - %u)", length,
+                          len_ - vtable);
+        return table_place{at, vtable, length};
     }
 
-    void read_slots(const message_info &m, const std::string &name, const table_place &table,
+    bool read_slots(const message &m, const std::string &name, const table_place &table,
                     std::uint8_t *record)
     {
-        for (std::size_t s = 0; s < m.slots.size(); ++s) {
+        for (std::size_t s = 0; s < m.slots.size; ++s) {
             if (table.vtable_length < 2 * s + 6)
                 continue;
             const std::uint64_t entry = word(table.vtable + 4 + 2 * s, 2);
-            if (entry != 0)
-                read_slot(m, name, m.slots[s], table.at + entry, record);
+            if (entry != 0 && !read_slot(m, name, m.slots[s], table.at + entry, record))
+                return false;
         }
+        return true;
     }
 
     std::uint64_t word(std::uint64_t at, std::size_t width) const
@@ -71,13 +71,13 @@ class reader {
     }
 
   private:
-    [[noreturn]] void refuse(std::uint32_t check, const std::string &name, const char *format,
-                             std::uint64_t a, std::uint64_t b)
+    std::nullopt_t refuse(std::uint32_t check, const std::string &name, const char *format,
+                          std::uint64_t a, std::uint64_t b)
     {
         result_.logs.push_back(
             {22, (is_root(name) ? 10 : 20) + check, name, format,
              text_of(format, static_cast<unsigned>(a), static_cast<unsigned>(b))});
-        throw stop{};
+        return std::nullopt;
     }
 
     /// Whether the function of that name logs as __unpack itself.
@@ -90,50 +90,56 @@ class reader {
     }
 
     /// Bytes up to `end` must be in the buffer.
-    void need(std::uint64_t end)
+    bool has(std::uint64_t end)
     {
         edge(end);
-        if (end > len_)
-            throw stop{};
+        return end <= len_;
     }
 
     /// Where the offset word at `at` leads.
-    std::uint64_t target(std::uint64_t at)
+    std::optional<std::uint64_t> target(std::uint64_t at)
     {
-        need(at + 4);
+        if (!has(at + 4))
+            return std::nullopt;
         const std::uint64_t to = at + word(at, 4);
-        if (to >= past_32_bits)
-            throw stop{};
-        return to;
+        return to < past_32_bits ? std::optional(to) : std::nullopt;
     }
 
     /// A body of a count and so many elements; returns where the elements start.
-    std::uint64_t counted(std::uint64_t at, std::uint64_t element_size, std::uint64_t &count)
+    std::optional<std::uint64_t> counted(std::uint64_t at, std::uint64_t element_size,
+                                         std::uint64_t &count)
     {
-        const std::uint64_t body = target(at);
-        need(body);
-        need(body + 4);
-        count = word(body, 4);
-        if (count >= past_32_bits / 4)
-            throw stop{};
-        need(body + 4 + element_size * count);
-        return body + 4;
+        const std::optional<std::uint64_t> body = target(at);
+        if (!body || !has(*body) || !has(*body + 4))
+            return std::nullopt;
+        count = word(*body, 4);
+        if (count >= past_32_bits / 4 || !has(*body + 4 + element_size * count))
+            return std::nullopt;
+        return *body + 4;
     }
 
-    void read_element_table(const message_info &m, std::uint64_t at, std::uint8_t *record)
+    /// The table to which the offset word at `at` leads.
+    bool read_element_table(const message &m, std::uint64_t at, std::uint8_t *record)
     {
-        const std::string name = std::string(m.name) + "_unpack_non_root";
-        read_slots(m, name, check_table(name, at), record);
+        const std::optional<std::uint64_t> to = target(at);
+        if (!to)
+            return false;
+        const std::string name = std::string(name_of(m)) + "_unpack_non_root";
+        const std::optional<table_place> table = check_table(name, *to);
+        return table && read_slots(m, name, *table, record);
     }
 
-    void read_elements(const message_info &m, std::uint64_t words, std::uint64_t count,
+    bool read_elements(const message &m, std::uint64_t words, std::uint64_t count,
                        std::uint8_t *records)
     {
-        for (std::uint64_t i = 0; i < count; ++i)
-            read_element_table(m, target(words + 4 * i), records + i * m.record_size);
+        for (std::uint64_t i = 0; i < count; ++i) {
+            if (!read_element_table(m, words + 4 * i, records + i * m.record_size))
+                return false;
+        }
+        return true;
     }
 
-    /// A block of `size` bytes for the pointer member `pointer`. Null: nothing to fill.
+    /// A block of `size` bytes for the pointer member `pointer`. Null: it could not be had.
     std::uint8_t *allocate(std::uint64_t size, std::uint64_t slot, const std::string &name,
                            const char *no_memory_text, std::uint8_t *pointer)
     {
@@ -151,69 +157,67 @@ class reader {
         result_.logs.push_back({12,
                                 static_cast<std::uint32_t>((is_root(name) ? 1000 : 2000) + slot),
                                 name, no_memory_text, text_of(no_memory_text, low)});
-        throw stop{};
+        return nullptr;
     }
 
-    void read_slot(const message_info &m, const std::string &name, const slot_info &slot,
+    bool read_slot(const message &m, const std::string &name, const vorl::slot &slot,
                    std::uint64_t at, std::uint8_t *record)
     {
-        const auto number = static_cast<std::uint64_t>(&slot - m.slots.data());
-        std::uint8_t *member = record + slot.record_offset;
-        const std::size_t width = width_of(slot.type);
+        const auto number = static_cast<std::uint64_t>(&slot - m.slots.begin());
+        std::uint8_t *member = record + slot.record_at;
+        const std::size_t width = slot.width;
         std::uint64_t count = 0;
-        switch (slot.type) {
-        case wire_type::uint8:
-        case wire_type::uint16:
-        case wire_type::uint32:
-        case wire_type::uint64:
-            need(at + width);
+        switch (slot.shape) {
+        case slot_shape::scalar:
+            if (!has(at + width))
+                return false;
             store(member, word(at, width), width, order::little);
-            break;
-        case wire_type::array_uint8:
-        case wire_type::array_uint32: {
-            const std::uint64_t from = counted(at, width, count);
-            if (count != slot.count)
-                throw stop{};
+            return true;
+        case slot_shape::array: {
+            const auto from = counted(at, width, count);
+            if (!from || count != slot.count)
+                return false;
             for (std::uint64_t i = 0; i < count; ++i)
-                store(member + i * width, word(from + i * width, width), width, order::little);
-            break;
+                store(member + i * width, word(*from + i * width, width), width, order::little);
+            return true;
         }
-        case wire_type::table: {
-            read_element_table(*slot.element, target(at), member);
-            break;
+        case slot_shape::table: return read_element_table(*slot.nested, at, member);
+        case slot_shape::table_array: {
+            const auto words = counted(at, 4, count);
+            return words && count == slot.count &&
+                   read_elements(*slot.nested, *words, count, member);
         }
-        case wire_type::array_table: {
-            const std::uint64_t words = counted(at, 4, count);
-            if (count != slot.count)
-                throw stop{};
-            read_elements(*slot.element, words, count, member);
-            break;
-        }
-        case wire_type::vector_uint8: {
-            const std::uint64_t from = counted(at, 1, count);
-            store(record + slot.count_offset, count, 4, order::little);
+        case slot_shape::byte_vector: {
+            const auto from = counted(at, 1, count);
+            if (!from)
+                return false;
+            store(record + slot.count_at, count, 4, order::little);
             if (count == 0)
-                break;
+                return true;
             std::uint8_t *block = allocate(
                 count, number, name, "[ZELKO]:Malloc unpack data unsuccess, size(%u)", member);
-            std::memcpy(block, bytes_ + from, count);
-            break;
+            if (block == nullptr)
+                return false;
+            std::memcpy(block, bytes_ + *from, count);
+            return true;
         }
-        case wire_type::vector_table: {
-            const std::uint64_t words = counted(at, 4, count);
-            store(record + slot.count_offset, count, 4, order::little);
+        case slot_shape::table_vector: {
+            const auto words = counted(at, 4, count);
+            if (!words)
+                return false;
+            store(record + slot.count_at, count, 4, order::little);
             if (count == 0)
-                break;
-            const bool has_blanks = std::string_view(m.name) == "srv6_cfg_query_dfx_rec";
+                return true;
+            const bool has_blanks = std::string_view(name_of(m)) == "srv6_cfg_query_dfx_rec";
             std::uint8_t *block = allocate(
-                count * slot.element->record_size, number, name,
+                count * slot.nested->record_size, number, name,
                 has_blanks ? "[ZELKO]:Malloc unpack data unsuccess,                size(%u)"
                            : "[ZELKO]:Malloc unpack data unsuccess, size(%u)",
                 member);
-            read_elements(*slot.element, words, count, block);
-            break;
+            return block != nullptr && read_elements(*slot.nested, *words, count, block);
         }
         }
+        return false;
     }
 
     const std::uint8_t *bytes_;
@@ -225,69 +229,62 @@ class reader {
     std::set<std::uint64_t> *edges_;
 };
 
-void release(const message_info &m, std::uint8_t *record, outcome &state)
+void release(const message &m, std::uint8_t *record, outcome &state)
 {
-    for (const slot_info &slot : m.slots) {
-        if (slot.type != wire_type::vector_uint8 && slot.type != wire_type::vector_table)
+    for (const vorl::slot &slot : m.slots) {
+        if (slot.shape != slot_shape::byte_vector && slot.shape != slot_shape::table_vector)
             continue;
-        const std::uint64_t block = load(record + slot.record_offset, 8, order::little);
+        const std::uint64_t block = load(record + slot.record_at, 8, order::little);
         if (block == 0)
             continue;
         state.memory.push_back(
-            {memory_event::release, 0, std::string(m.name) + "_free_unpacked", block});
+            {memory_event::release, 0, std::string(name_of(m)) + "_free_unpacked", block});
         state.blocks[block - 1].clear();
-        store(record + slot.record_offset, 0, 8, order::little);
+        store(record + slot.record_at, 0, 8, order::little);
     }
-    for (const slot_info &slot : m.slots) {
-        if (slot.type == wire_type::table)
-            release(*slot.element, record + slot.record_offset, state);
+    for (const vorl::slot &slot : m.slots) {
+        if (slot.shape == slot_shape::table)
+            release(*slot.nested, record + slot.record_at, state);
     }
 }
 
 } // namespace
 
-bool checks_root_itself(const message_info &m)
+bool checks_root_itself(const message &m)
 {
-    for (const slot_info &slot : m.slots) {
-        if (slot.element != nullptr || slot.type == wire_type::vector_uint8)
+    for (const vorl::slot &slot : m.slots) {
+        if (slot.nested != nullptr || slot.shape == slot_shape::byte_vector)
             return true;
     }
     return false;
 }
 
-outcome unpack(const message_info &m, const unpack_call &call, std::set<std::uint64_t> *edges)
+outcome unpack(const message &m, const unpack_call &call, std::set<std::uint64_t> *edges)
 {
     outcome result;
     result.record = call.record_before;
     if (call.buf == nullptr || call.len < 4 || call.null_out) {
         const char *format = "[ZELKO]:Param invalid(%s, %d, %s)";
-        result.logs.push_back({22, 2, std::string(m.name) + "_unpack", format,
+        result.logs.push_back({22, 2, std::string(name_of(m)) + "_unpack", format,
                                text_of(format, call.buf == nullptr ? "null" : "nonNull", call.len,
                                        call.null_out ? "null" : "nonNull")});
         return result;
     }
     const bool at_root = checks_root_itself(m);
-    const std::string name = std::string(m.name) + (at_root ? "_unpack" : "_unpack_non_root");
+    const std::string name = std::string(name_of(m)) + (at_root ? "_unpack" : "_unpack_non_root");
     const bytes zeros(m.record_size);
     reader r(call, result, edges);
     if (!at_root)
         result.record = zeros;
-    try {
-        const reader::table_place root = r.check_table(name, r.word(0, 4));
-        result.record = zeros;
-        try {
-            r.read_slots(m, name, root, result.record.data());
-        } catch (const stop &) {
-            free_unpacked(m, result);
-        }
-    } catch (const stop &) {
-    }
+    const std::optional<reader::table_place> root = r.check_table(name, r.word(0, 4));
+    if (!root)
+        return result;
+    result.record = zeros;
+    if (!r.read_slots(m, name, *root, result.record.data()))
+        free_unpacked(m, result);
     return result;
 }
 
-void free_unpacked(const message_info &m, outcome &state)
-{
-    release(m, state.record.data(), state);
-}
+void free_unpacked(const message &m, outcome &state) { release(m, state.record.data(), state); }
 
 } // namespace vorl::reference

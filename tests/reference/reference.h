@@ -1,7 +1,8 @@
 // The encoding a second time, written for plainness and from the rules alone, to compare the
 // library with: reader, release, measuring, packer, frame writer and the sends in both byte orders,
-// driven by the catalogue's slot lists. It shares no code with the library. Positions and sizes are 64 bits
-// wide, so where a rule speaks of 32-bit sums that wrap, this tests for sums past 32 bits.
+// driven by the catalogue's slot lists, which it reads as data. It shares no code with the library:
+// what follows from the slots it computes for itself. Positions and sizes are 64 bits wide, so where
+// a rule speaks of 32-bit sums that wrap, this tests for sums past 32 bits.
 //
 // A record is its bytes. In a record that this reader made, a pointer member holds the number of
 // the block that it owns (1: the first one asked for, null: none), so that records compare as
@@ -19,9 +20,6 @@
 
 namespace vorl::reference {
 
-using catalogue::message_info;
-using catalogue::slot_info;
-using catalogue::wire_type;
 using bytes = std::vector<std::uint8_t>;
 
 enum class order { little, big };
@@ -66,24 +64,24 @@ struct unpack_call {
 
 /// What __unpack does with these arguments. `edges`, when given, collects every position that the
 /// reader held against the end of the buffer: shorter buffers differ there and nowhere else.
-outcome unpack(const message_info &m, const unpack_call &call,
+outcome unpack(const message &m, const unpack_call &call,
                std::set<std::uint64_t> *edges = nullptr);
 
 /// What _free__unpacked does to what unpack left.
-void free_unpacked(const message_info &m, outcome &state);
+void free_unpacked(const message &m, outcome &state);
 
 /// The packed size in bytes; nothing when a count has no pointer. Not limited to 32 bits.
-std::optional<std::uint64_t> measured_size(const message_info &m, const void *record);
+std::optional<std::uint64_t> measured_size(const message &m, const void *record);
 
 /// How the tables in a packed one are encoded. The library writes packed ones and reads both.
 enum class inner_form { packed, framed };
 
 /// The packed bytes of a record that measures; pointers in it are addresses.
-bytes pack(const message_info &m, const void *record, order byte_order,
+bytes pack(const message &m, const void *record, order byte_order,
            inner_form inner = inner_form::packed);
 
 /// The frame of a fixed-size record.
-bytes frame(const message_info &m, const void *record, order byte_order);
+bytes frame(const message &m, const void *record, order byte_order);
 
 /// A frame that the bus is given. Places are bytes from the start of the block that was allocated
 /// for the call; frames and descriptors on the stack have the place on_stack.
@@ -130,7 +128,7 @@ struct pack_call {
 };
 
 /// What __pack does with these arguments.
-writing pack(const message_info &m, const pack_call &call);
+writing pack(const message &m, const pack_call &call);
 
 enum class send_kind { single, batch, msg, to_msg };
 
@@ -147,18 +145,21 @@ struct send_call {
 };
 
 /// What a send does with these arguments.
-writing send(const message_info &m, const send_call &call);
+writing send(const message &m, const send_call &call);
 
 /// Whether __unpack checks the root table under its own name: a slot leads to another table or to
 /// a vector.
-bool checks_root_itself(const message_info &m);
+bool checks_root_itself(const message &m);
 
 // Words at any address.
 std::uint64_t load(const std::uint8_t *from, std::size_t width, order byte_order);
 void store(std::uint8_t *to, std::uint64_t value, std::size_t width, order byte_order);
 
-/// Bytes of a scalar, or of one element of an array of scalars; 0 for everything else.
-std::size_t width_of(wire_type type);
-bool is_scalar(wire_type type);
+bool is_scalar(const slot &s);
+bool is_vector(const slot &s);
+/// A vector in it, or in what it holds: its frames vary in length.
+bool holds_vectors(const message &m);
+/// Bytes of the frame of a message that holds no vectors.
+std::uint32_t frame_length(const message &m);
 
 } // namespace vorl::reference

@@ -4,6 +4,7 @@
 
 #include <functional>
 
+#include "tests/codec/support/fixture.h"
 #include "tests/facts/counts.h"
 #include "tests/support/samples.h"
 
@@ -40,13 +41,14 @@ class binding_use : public unbound_library {
     }
 };
 
-/// A root table that lies outside the buffer.
-const std::uint8_t misplaced_root[] = {5, 0, 0, 0, 0, 0, 0, 0};
+/// A root table that passes the end by a byte.
+const std::vector<std::uint8_t> misplaced_root = buffer_of("u32 table  zeros 1  table: zeros 3");
 
-bool is_flat(const message_info &m)
+/// No table leads to another: readers check its root as any table.
+bool is_one_table(const message &m)
 {
-    return std::all_of(m.slots.begin(), m.slots.end(), [](const slot_info &slot) {
-        return slot.element == nullptr && !is_vector(slot);
+    return std::all_of(m.slots.begin(), m.slots.end(), [](const vorl::slot &slot) {
+        return slot.nested == nullptr && !slot.is_vector();
     });
 }
 
@@ -54,18 +56,18 @@ TEST_F(binding_use, unpack)
 {
     std::size_t flat = 0;
     for (const known_message &m : all_messages()) {
-        SCOPED_TRACE(m.info->name);
+        SCOPED_TRACE(name_of(*m.info));
         sample in(*m.info);
         const std::vector<std::uint8_t> bytes = packed(*m.info, in.record());
         std::vector<std::uint8_t> out(m.fact->record_size, 0x5A);
         const auto unpack = [&](const void *buf, std::size_t len, void *to) {
-            m.info->functions.unpack(buf, static_cast<std::int32_t>(len), to);
+            functions_of(*m.info).unpack(buf, static_cast<std::int32_t>(len), to);
         };
 
         expect_lookups(m, side::receive, binding_b,
                        [&] { unpack(bytes.data(), bytes.size(), out.data()); });
         // The arrays came from the cache; a release in the same process takes them back.
-        m.info->functions.free_unpacked(out.data());
+        functions_of(*m.info).free_unpacked(out.data());
         EXPECT_EQ(the_platform().live_blocks, 0u);
 
         expect_lookups(m, side::receive, binding_a,
@@ -75,11 +77,11 @@ TEST_F(binding_use, unpack)
                        [&] { unpack(bytes.data(), bytes.size(), nullptr); });
 
         // Where the root is checked by __unpack itself, it is checked before the cache is bound.
-        const bool checked_by_reader = is_flat(*m.info);
+        const bool checked_by_reader = is_one_table(*m.info);
         flat += checked_by_reader ? 1 : 0;
         out.assign(out.size(), 0x5A);
         expect_lookups(m, side::receive, checked_by_reader ? both(binding_b, binding_a) : binding_a,
-                       [&] { unpack(misplaced_root, sizeof misplaced_root, out.data()); });
+                       [&] { unpack(misplaced_root.data(), misplaced_root.size(), out.data()); });
         EXPECT_EQ(out, std::vector<std::uint8_t>(out.size(), checked_by_reader ? 0 : 0x5A));
     }
     EXPECT_EQ(flat, counts::flat);
@@ -88,23 +90,23 @@ TEST_F(binding_use, unpack)
 TEST_F(binding_use, release)
 {
     for (const known_message &m : all_messages()) {
-        SCOPED_TRACE(m.info->name);
+        SCOPED_TRACE(name_of(*m.info));
         std::vector<std::uint8_t> empty(m.fact->record_size, 0);
-        expect_lookups(m, side::receive, {}, [&] { m.info->functions.free_unpacked(nullptr); });
+        expect_lookups(m, side::receive, {}, [&] { functions_of(*m.info).free_unpacked(nullptr); });
         expect_lookups(m, side::receive, m.fact->is_fixed_size() ? names{} : binding_b,
-                       [&] { m.info->functions.free_unpacked(empty.data()); });
+                       [&] { functions_of(*m.info).free_unpacked(empty.data()); });
     }
 }
 
 TEST_F(binding_use, pack)
 {
     for (const known_message &m : all_messages()) {
-        SCOPED_TRACE(m.info->name);
+        SCOPED_TRACE(name_of(*m.info));
         sample in(*m.info);
         std::vector<std::uint8_t> to(packed(*m.info, in.record()).size());
         const auto pack = [&](const void *record, void *buf, std::size_t capacity) {
             auto length = static_cast<std::uint32_t>(capacity);
-            m.info->functions.pack(record, buf, &length);
+            functions_of(*m.info).pack(record, buf, &length);
         };
         expect_lookups(m, side::send, binding_b, [&] { pack(in.record(), to.data(), to.size()); });
         expect_lookups(m, side::send, binding_a, [&] { pack(in.record(), nullptr, 1000000); });
@@ -117,9 +119,9 @@ TEST_F(binding_use, pack)
 TEST_F(binding_use, sends)
 {
     for (const known_message &m : all_messages()) {
-        SCOPED_TRACE(m.info->name);
+        SCOPED_TRACE(name_of(*m.info));
         sample in(*m.info, 2, 1);
-        const auto &f = m.info->functions;
+        const auto &f = functions_of(*m.info);
         const bool takes_memory = !m.fact->is_fixed_size() || m.fact->frame_length > 1024;
         const names one = takes_memory ? both(binding_a, binding_b) : binding_b;
         const names many = both(binding_a, binding_b);
@@ -150,9 +152,10 @@ TEST_F(binding_use, sends)
 TEST_F(binding_use, registration_binds_nothing)
 {
     for (const catalogue::package_info *package : catalogue::packages) {
-        package->recv_init();
-        package->send_init();
-        package->send_resource_clean();
+        const catalogue::package_functions functions = functions_of(*package);
+        functions.recv_init();
+        functions.send_init();
+        functions.send_resource_clean();
     }
     EXPECT_TRUE(the_platform().lookups.empty());
 }
@@ -160,7 +163,7 @@ TEST_F(binding_use, registration_binds_nothing)
 /// Calls that need both bindings of both sides. `bytes` are those of the packed record.
 void call_both_sides(const known_message &m, sample &in, const std::vector<std::uint8_t> &bytes)
 {
-    const auto &f = m.info->functions;
+    const auto &f = functions_of(*m.info);
     std::vector<std::uint8_t> out(m.fact->record_size);
     f.unpack(nullptr, 0, nullptr);
     f.unpack(bytes.data(), static_cast<std::int32_t>(bytes.size()), out.data());
@@ -172,7 +175,7 @@ void call_both_sides(const known_message &m, sample &in, const std::vector<std::
 TEST_F(binding_use, the_second_call_of_each_side_looks_nothing_up)
 {
     for (const known_message &m : all_messages()) {
-        SCOPED_TRACE(m.info->name);
+        SCOPED_TRACE(name_of(*m.info));
         sample in(*m.info, 2, 1);
         const std::vector<std::uint8_t> bytes = packed(*m.info, in.record());
         forget_bindings();
@@ -193,7 +196,7 @@ TEST_F(binding_use, a_bound_side_takes_no_lock)
     pthread_mutexattr_init(&checking);
     pthread_mutexattr_settype(&checking, PTHREAD_MUTEX_ERRORCHECK);
     for (const known_message &m : all_messages()) {
-        SCOPED_TRACE(m.info->name);
+        SCOPED_TRACE(name_of(*m.info));
         sample in(*m.info, 2, 1);
         const std::vector<std::uint8_t> bytes = packed(*m.info, in.record());
         forget_bindings();
@@ -212,20 +215,74 @@ TEST_F(binding_use, a_bound_side_takes_no_lock)
     }
 }
 
+std::size_t locks_held = 0;
+std::size_t lines_written = 0;
+
+/// A log writer that looks at all locks.
+void count_held_locks()
+{
+    ++lines_written;
+    for (serial_ctx &ctx : serial_ctxs) {
+        for (pthread_mutex_t *lock : {&ctx.service_lock, &ctx.cache_lock}) {
+            if (pthread_mutex_trylock(lock) != 0)
+                ++locks_held;
+            else
+                pthread_mutex_unlock(lock);
+        }
+    }
+}
+
+// Each line of the log is written while a frame is read, in the library's very first call, too: of
+// arguments, of the root table, and of an array for which there is no memory.
+TEST_F(binding_use, no_lock_is_held_while_a_frame_is_read)
+{
+    locks_held = 0;
+    lines_written = 0;
+    std::size_t expected = 0;
+    const auto reads = [&](const known_message &m, const void *bytes, std::size_t len) {
+        forget_bindings();
+        the_platform().on_log = count_held_locks;
+        std::vector<std::uint8_t> out(m.fact->record_size);
+        for (int round = 0; round < 2; ++round, ++expected)
+            functions_of(*m.info).unpack(bytes, static_cast<std::int32_t>(len), out.data());
+    };
+    for (const known_message &m : all_messages()) {
+        SCOPED_TRACE(name_of(*m.info));
+        reset_platform();
+        reads(m, nullptr, 8);
+        reads(m, misplaced_root.data(), misplaced_root.size());
+        if (m.fact->is_fixed_size())
+            continue;
+        sample in(*m.info);
+        const std::vector<std::uint8_t> bytes = packed(*m.info, in.record());
+        forget_bindings();
+        for (int round = 0; round < 2; ++round) {
+            the_platform().fail_allocation_at = 1;
+            std::vector<std::uint8_t> out(m.fact->record_size);
+            functions_of(*m.info).unpack(bytes.data(), static_cast<std::int32_t>(bytes.size()),
+                                     out.data());
+            ++expected;
+        }
+    }
+    EXPECT_EQ(lines_written, expected);
+    EXPECT_EQ(expected, 4 * counts::messages + 2 * counts::variable_size);
+    EXPECT_EQ(locks_held, 0u);
+}
+
 TEST_F(binding_use, a_swap_flag_set_before_the_first_call_is_cleared_by_it)
 {
     for (const known_message &m : messages_where(true)) {
-        SCOPED_TRACE(m.info->name);
+        SCOPED_TRACE(name_of(*m.info));
         sample in(*m.info);
         forget_bindings();
         reset_platform();
         byte_swap_flag[2 * m.fact->package() + 1] = 1;
-        m.info->functions.sendsingle(1, in.record(), 0, 0);
+        functions_of(*m.info).sendsingle(1, in.record(), 0, 0);
         EXPECT_EQ(byte_swap_flag[2 * m.fact->package() + 1], 0u);
         const std::vector<std::uint8_t> frame = the_platform().sends.at(0).frames.at(0).bytes;
         EXPECT_EQ(frame[0], 4); // root offset 4, least significant byte first
 
-        if (!is_flat(*m.info))
+        if (!is_one_table(*m.info))
             continue;
         // The root offset is read in the order of the flag, before the cache is bound; all the
         // rest after it.
@@ -233,7 +290,7 @@ TEST_F(binding_use, a_swap_flag_set_before_the_first_call_is_cleared_by_it)
         std::swap(bytes[0], bytes[3]);
         byte_swap_flag[2 * m.fact->package()] = 1;
         std::vector<std::uint8_t> out(m.fact->record_size, 0x5A);
-        m.info->functions.unpack(bytes.data(), static_cast<std::int32_t>(bytes.size()), out.data());
+        functions_of(*m.info).unpack(bytes.data(), static_cast<std::int32_t>(bytes.size()), out.data());
         EXPECT_EQ(byte_swap_flag[2 * m.fact->package()], 0u);
         EXPECT_TRUE(same_record(*m.info, in.record(), out.data()));
         EXPECT_TRUE(the_platform().logs.empty());
@@ -266,7 +323,7 @@ TEST_F(binding_use, receive_blocks_never_use_main_memory_and_send_blocks_never_t
     std::size_t allocations = 0;
     for (const known_message &m : all_messages()) {
         sample in(*m.info, 2, 1);
-        const auto &f = m.info->functions;
+        const auto &f = functions_of(*m.info);
         const std::vector<std::uint8_t> bytes = packed(*m.info, in.record());
         std::vector<std::uint8_t> out(m.fact->record_size);
         f.unpack(nullptr, 0, nullptr);

@@ -45,9 +45,9 @@ void race(const std::function<void(int thread)> &call, const std::function<void(
 
 TEST_F(first_calls, of_two_threads_bind_the_log_once)
 {
-    const catalogue::message_info *m = catalogue::find_message("srv6_vrf_class_data");
+    const message *m = &catalogue::find_message("srv6_vrf_class_data")->data;
     ASSERT_NE(m, nullptr);
-    race([m](int) { m->functions.unpack(nullptr, 0, nullptr); },
+    race([m](int) { functions_of(*m).unpack(nullptr, 0, nullptr); },
          [] {
              ASSERT_EQ(the_platform().lookups, binding_a);
              ASSERT_EQ(the_platform().logs.size(), 2u);
@@ -57,9 +57,9 @@ TEST_F(first_calls, of_two_threads_bind_the_log_once)
 
 TEST_F(first_calls, of_two_threads_bind_the_main_allocator_once)
 {
-    const catalogue::message_info *m = catalogue::find_message("srv6_cfg_query_comm_param");
+    const message *m = &catalogue::find_message("srv6_cfg_query_comm_param")->data;
     ASSERT_NE(m, nullptr);
-    race([m](int) { m->functions.sendbatch(1, nullptr, 0, 0); },
+    race([m](int) { functions_of(*m).sendbatch(1, nullptr, 0, 0); },
          [] {
              ASSERT_EQ(the_platform().lookups, binding_a);
              ASSERT_EQ(the_platform().sends.size(), 2u);
@@ -70,21 +70,21 @@ TEST_F(first_calls, of_two_threads_bind_the_main_allocator_once)
 
 TEST_F(first_calls, of_two_threads_bind_the_cache_once)
 {
-    const catalogue::message_info *m = catalogue::find_message("srv6_common_fwd_update");
+    const message *m = &catalogue::find_message("srv6_common_fwd_update")->data;
     ASSERT_NE(m, nullptr);
     sample in(*m);
     const std::vector<std::uint8_t> bytes = packed(*m, in.record());
     const auto length = static_cast<std::int32_t>(bytes.size());
     std::vector<std::uint8_t> out[2] = {std::vector<std::uint8_t>(16),
                                         std::vector<std::uint8_t>(16)};
-    race([&](int thread) { m->functions.unpack(bytes.data(), length, out[thread].data()); },
+    race([&](int thread) { functions_of(*m).unpack(bytes.data(), length, out[thread].data()); },
          [&] {
              ASSERT_EQ(the_platform().lookups, binding_b);
              ASSERT_EQ(the_platform().use_flag_arguments, std::vector<std::uint32_t>{12});
              ASSERT_EQ(the_platform().memory.size(), 2u);
              for (auto &record : out) {
                  ASSERT_TRUE(same_record(*m, in.record(), record.data()));
-                 m->functions.free_unpacked(record.data());
+                 functions_of(*m).free_unpacked(record.data());
              }
              ASSERT_EQ(the_platform().live_blocks, 0u);
              ASSERT_EQ(the_platform().lookups, binding_b);
@@ -93,7 +93,7 @@ TEST_F(first_calls, of_two_threads_bind_the_cache_once)
 
 TEST_F(first_calls, of_two_threads_on_two_sides_bind_both_sides)
 {
-    const catalogue::message_info *m = catalogue::find_message("srv6_sync_bsid_fwd");
+    const message *m = &catalogue::find_message("srv6_sync_bsid_fwd")->data;
     ASSERT_NE(m, nullptr);
     sample in(*m);
     const std::vector<std::uint8_t> bytes = packed(*m, in.record());
@@ -101,10 +101,10 @@ TEST_F(first_calls, of_two_threads_on_two_sides_bind_both_sides)
     race(
         [&](int thread) {
             if (thread == 0)
-                m->functions.unpack(bytes.data(), static_cast<std::int32_t>(bytes.size()),
+                functions_of(*m).unpack(bytes.data(), static_cast<std::int32_t>(bytes.size()),
                                     out.data());
             else
-                m->functions.sendsingle(1, in.record(), 0, 0);
+                functions_of(*m).sendsingle(1, in.record(), 0, 0);
         },
         [&] {
             ASSERT_EQ(the_platform().lookups.size(), 6u);

@@ -3,6 +3,7 @@
 
 #include <map>
 
+#include "tests/codec/support/fixture.h"
 #include "tests/facts/counts.h"
 #include "tests/support/samples.h"
 
@@ -14,23 +15,6 @@ enum class fault { table_position, vtable_position, vtable_length };
 constexpr fault every_fault[] = {fault::table_position, fault::vtable_position,
                                  fault::vtable_length};
 
-class buffer_builder {
-  public:
-    void word(std::uint32_t value) { append(value); }
-    void half(std::uint32_t value) { append(static_cast<std::uint16_t>(value)); }
-    std::uint32_t size() const { return static_cast<std::uint32_t>(bytes_.size()); }
-    const std::vector<std::uint8_t> &bytes() const { return bytes_; }
-
-  private:
-    template <class T>
-    void append(T value)
-    {
-        const auto *from = reinterpret_cast<const std::uint8_t *>(&value);
-        bytes_.insert(bytes_.end(), from, from + sizeof value);
-    }
-    std::vector<std::uint8_t> bytes_;
-};
-
 struct faulty_buffer {
     std::vector<std::uint8_t> bytes;
     std::string text; ///< that the reader logs
@@ -38,70 +22,51 @@ struct faulty_buffer {
 
 faulty_buffer faulty_root(fault kind)
 {
-    buffer_builder b;
     switch (kind) {
     case fault::table_position:
-        b.word(4);
-        return {b.bytes(), "[ZELKO]:Table offset(4) is out of range(4 - 4)"};
-    case fault::vtable_position:
-        b.word(4);
-        b.word(4); // the vtable at 0
-        b.word(0);
-        return {b.bytes(), "[ZELKO]:Vtable offset(4) is out of range(4 - 8)"};
+        return {buffer_of("u32 table  table:"), "[ZELKO]:Table offset(4) is out of range(4 - 4)"};
+    case fault::vtable_position: // at 0
+        return {buffer_of("u32 table  table: u32 table-0  zeros 4"),
+                "[ZELKO]:Vtable offset(4) is out of range(4 - 8)"};
     case fault::vtable_length:
-        b.word(4);
-        b.word(0xFFFFFFFC); // the vtable at 8, 5 bytes long
-        b.half(5);
-        b.half(0);
-        return {b.bytes(), "[ZELKO]:Vtable Len(5) is out of range(0 - 4)"};
+        return {buffer_of("u32 table  table: u32 table-vtable  vtable: u16 5  u16 0"),
+                "[ZELKO]:Vtable Len(5) is out of range(0 - 4)"};
     }
     return {};
 }
 
 /// A good root table whose slot `index` leads to a table that fails.
-faulty_buffer faulty_nested(const slot_info &slot, std::uint32_t index, fault kind)
+faulty_buffer faulty_nested(const vorl::slot &slot, std::uint32_t index, fault kind)
 {
     // Elements stand behind offset words, of which the first counts here; a nested table does not.
-    const std::uint32_t words = slot.type == wire_type::table          ? 0
-                                : slot.type == wire_type::vector_table ? 1
+    const std::uint32_t words = slot.shape == slot_shape::table          ? 0
+                                : slot.shape == slot_shape::table_vector ? 1
                                                                        : slot.count;
-    const std::uint32_t body = words == 0 ? 0 : 4 + 4 * words;
-    const std::uint32_t nested = 12 + body;
-    const std::uint32_t vtable = nested + 8;
-    const std::uint32_t length = vtable + 6 + 2 * index;
-    const std::uint32_t leads_to = kind == fault::table_position ? length : nested;
+    const std::string way = kind == fault::table_position ? "u32 @end " : "u32 @inner ";
+    const std::string field = words == 0 ? way
+                                         : "u32 @list  list: u32 " + std::to_string(words) + " " +
+                                               way + "zeros " + std::to_string(4 * (words - 1));
+    const std::string soffset =
+        kind == fault::vtable_position ? "u32 inner-0" : "u32 inner-inner_vtable";
+    const std::vector<std::uint8_t> bytes = buffer_of(
+        "u32 table  table: u32 table-vtable " + field + //
+        " inner: " + soffset +                          //
+        " inner_vtable: u16 0xFFFF  u16 0 "             //
+        " vtable: u16 " +
+        std::to_string(6 + 2 * index) + "  u16 8  zeros " + std::to_string(2 * index) + "  u16 4");
 
-    buffer_builder b;
-    b.word(4);
-    b.word(4 - vtable);
-    b.word(words == 0 ? leads_to - 8 : 4);
-    if (words != 0) {
-        b.word(words);
-        b.word(leads_to - 16);
-        for (std::uint32_t i = 1; i < words; ++i)
-            b.word(0);
-    }
-    b.word(kind == fault::vtable_position ? nested : 0xFFFFFFFC); // its vtable at 0, or 4 on
-    b.half(0xFFFF);
-    b.half(0);
-    b.half(6 + 2 * index);
-    b.half(8);
-    for (std::uint32_t i = 0; i < index; ++i)
-        b.half(0);
-    b.half(4);
-    EXPECT_EQ(b.size(), length);
-
+    const std::size_t length = bytes.size();
+    const std::size_t inner = 12 + (words == 0 ? 0 : 4 + 4 * words);
     const std::string limit = std::to_string(length);
     switch (kind) {
     case fault::table_position:
-        return {b.bytes(),
-                "[ZELKO]:Table offset(" + limit + ") is out of range(4 - " + limit + ")"};
+        return {bytes, "[ZELKO]:Table offset(" + limit + ") is out of range(4 - " + limit + ")"};
     case fault::vtable_position:
-        return {b.bytes(), "[ZELKO]:Vtable offset(" + std::to_string(nested) +
-                               ") is out of range(4 - " + std::to_string(length - 4) + ")"};
+        return {bytes, "[ZELKO]:Vtable offset(" + std::to_string(inner) + ") is out of range(4 - " +
+                           std::to_string(length - 4) + ")"};
     case fault::vtable_length:
-        return {b.bytes(), "[ZELKO]:Vtable Len(65535) is out of range(0 - " +
-                               std::to_string(length - nested - 4) + ")"};
+        return {bytes, "[ZELKO]:Vtable Len(65535) is out of range(0 - " +
+                           std::to_string(length - inner - 4) + ")"};
     }
     return {};
 }
@@ -141,7 +106,7 @@ class log_call_shape : public unbound_library {
     void unpack(const known_message &m, const std::vector<std::uint8_t> &bytes)
     {
         std::vector<std::uint8_t> out(m.fact->record_size, 0x5A);
-        EXPECT_EQ(m.info->functions.unpack(bytes.data(), static_cast<std::int32_t>(bytes.size()),
+        EXPECT_EQ(functions_of(*m.info).unpack(bytes.data(), static_cast<std::int32_t>(bytes.size()),
                                            out.data()),
                   m.fact->record_size);
         EXPECT_EQ(the_platform().live_blocks, 0u);
@@ -168,29 +133,29 @@ TEST_F(log_call_shape, of_every_site_of_every_message)
     // Every site twice.
     for (int round = 0; round < 2; ++round) {
         for (const known_message &m : all_messages()) {
-            SCOPED_TRACE(m.info->name);
-            const std::string name = m.info->name;
+            SCOPED_TRACE(name_of(*m.info));
+            const std::string name = name_of(*m.info);
             sample in(*m.info);
             bool is_flat = true;
 
             std::uint32_t length = 70000;
-            m.info->functions.pack(in.record(), nullptr, &length);
+            functions_of(*m.info).pack(in.record(), nullptr, &length);
             expect_line(m, true, usual, name + "_pack",
                         "[ZELKO]:Param invalid(null, 70000, nonNull)");
-            m.info->functions.unpack(&length, -7, nullptr);
+            functions_of(*m.info).unpack(&length, -7, nullptr);
             expect_line(m, false, usual, name + "_unpack",
                         "[ZELKO]:Param invalid(nonNull, -7, null)");
 
-            for (std::uint32_t i = 0; i < m.info->slots.size(); ++i) {
-                const slot_info &slot = m.info->slots[i];
-                is_flat = is_flat && slot.element == nullptr && !is_vector(slot);
-                if (slot.element == nullptr)
+            for (std::uint32_t i = 0; i < m.info->slots.size; ++i) {
+                const vorl::slot &slot = m.info->slots[i];
+                is_flat = is_flat && slot.nested == nullptr && !slot.is_vector();
+                if (slot.nested == nullptr)
                     continue;
                 for (const fault kind : every_fault) {
                     const faulty_buffer buffer = faulty_nested(slot, i, kind);
                     unpack(m, buffer.bytes);
                     expect_line(m, false, usual,
-                                std::string(slot.element->name) + "_unpack_non_root", buffer.text);
+                                std::string(name_of(*slot.nested)) + "_unpack_non_root", buffer.text);
                 }
             }
             for (const fault kind : every_fault) {
@@ -203,16 +168,16 @@ TEST_F(log_call_shape, of_every_site_of_every_message)
             // Each vector in turn finds no memory: the nested ones first, in slot order.
             const std::vector<std::uint8_t> bytes = packed(*m.info, in.record());
             std::uint32_t vectors = 0;
-            each_vector(*m.info, in.record(), [&](const slot_info &slot, void *record) {
+            each_vector(*m.info, in.record(), [&](const vorl::slot &slot, void *record) {
                 ++vectors;
-                const bool nested = &slot < m.info->slots.data() ||
-                                    &slot >= m.info->slots.data() + m.info->slots.size();
+                const bool nested = &slot < m.info->slots.begin() ||
+                                    &slot >= m.info->slots.end();
                 std::string function = name + "_unpack";
                 if (nested)
-                    function = std::string(m.info->slots[0].element->name) + "_unpack_non_root";
+                    function = std::string(name_of(*m.info->slots[0].nested)) + "_unpack_non_root";
                 std::uint32_t size = count_of(record, slot);
-                if (slot.element != nullptr)
-                    size *= fact_of(slot.element->name).record_size;
+                if (slot.nested != nullptr)
+                    size *= fact_of(name_of(*slot.nested)).record_size;
                 const std::string blanks =
                     name == "srv6_cfg_query_dfx_rec" && !nested ? std::string(16, ' ') : " ";
                 the_platform().fail_allocation_at = vectors;
@@ -236,7 +201,7 @@ TEST_F(log_call_shape, of_every_site_of_every_message)
 
 TEST_F(log_call_shape, of_a_failed_allocation_binds_the_log_after_the_cache)
 {
-    const catalogue::message_info *m = catalogue::find_message("srv6_common_fwd_update");
+    const message *m = &catalogue::find_message("srv6_common_fwd_update")->data;
     ASSERT_NE(m, nullptr);
     sample in(*m);
     const std::vector<std::uint8_t> bytes = packed(*m, in.record());
@@ -244,7 +209,7 @@ TEST_F(log_call_shape, of_a_failed_allocation_binds_the_log_after_the_cache)
     reset_platform();
     the_platform().fail_allocation_at = 1;
     std::vector<std::uint8_t> out(16);
-    m->functions.unpack(bytes.data(), static_cast<std::int32_t>(bytes.size()), out.data());
+    functions_of(*m).unpack(bytes.data(), static_cast<std::int32_t>(bytes.size()), out.data());
     names expected = binding_b;
     expected.insert(expected.end(), binding_a.begin(), binding_a.end());
     EXPECT_EQ(the_platform().lookups, expected);

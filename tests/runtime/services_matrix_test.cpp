@@ -4,6 +4,7 @@
 
 #include <malloc.h>
 
+#include "tests/codec/support/fixture.h"
 #include "tests/support/samples.h"
 
 namespace vorl::test {
@@ -78,21 +79,21 @@ TEST_F(services_matrix, there_are_64_sets) { EXPECT_EQ(every_set().size(), 64u);
 TEST_F(services_matrix, unpacked_arrays_come_from_the_cache_or_the_heap)
 {
     for (const known_message &m : all_messages()) {
-        SCOPED_TRACE(m.info->name);
+        SCOPED_TRACE(name_of(*m.info));
         sample in(*m.info);
         std::size_t vectors = 0;
-        each_vector(*m.info, in.record(), [&vectors](const slot_info &, void *) { ++vectors; });
+        each_vector(*m.info, in.record(), [&vectors](const slot &, void *) { ++vectors; });
         EXPECT_EQ(vectors > 0, !m.fact->is_fixed_size());
         const std::vector<std::uint8_t> bytes = packed(*m.info, in.record());
         const auto length = static_cast<std::int32_t>(bytes.size());
         for (const services &s : every_set()) {
             provide(s);
             std::vector<std::uint8_t> out(m.fact->record_size, 0x5A);
-            EXPECT_EQ(m.info->functions.unpack(bytes.data(), length, out.data()),
+            EXPECT_EQ(functions_of(*m.info).unpack(bytes.data(), length, out.data()),
                       m.fact->record_size);
             EXPECT_TRUE(same_record(*m.info, in.record(), out.data()));
             EXPECT_EQ(the_platform().memory.size(), s.platform_cache() ? vectors : 0);
-            m.info->functions.free_unpacked(out.data());
+            functions_of(*m.info).free_unpacked(out.data());
             expect_pairs(memory_call::cache_allocate, 12, s.platform_cache() ? vectors : 0);
             EXPECT_TRUE(the_platform().logs.empty());
         }
@@ -102,13 +103,13 @@ TEST_F(services_matrix, unpacked_arrays_come_from_the_cache_or_the_heap)
 TEST_F(services_matrix, frames_come_from_the_main_allocator_or_the_heap)
 {
     for (const known_message &m : all_messages()) {
-        SCOPED_TRACE(m.info->name);
+        SCOPED_TRACE(name_of(*m.info));
         sample in(*m.info, 2, 1);
         provide(every_set().front());
         const auto send = [&] {
             the_platform().bus_result = 0x80000042;
-            EXPECT_EQ(m.info->functions.sendbatch(7, in.record(), 2, 0), 0x80000042u);
-            EXPECT_EQ(m.info->functions.sendsingle(7, in.record(), 0, 8), 0x80000042u);
+            EXPECT_EQ(functions_of(*m.info).sendbatch(7, in.record(), 2, 0), 0x80000042u);
+            EXPECT_EQ(functions_of(*m.info).sendsingle(7, in.record(), 0, 8), 0x80000042u);
             std::vector<std::vector<std::uint8_t>> frames;
             for (const bus_call &call : the_platform().sends) {
                 for (const bus_call::frame &frame : call.frames)
@@ -133,21 +134,22 @@ TEST_F(services_matrix, frames_come_from_the_main_allocator_or_the_heap)
 
 TEST_F(services_matrix, logging_is_present_or_skipped_and_changes_nothing)
 {
+    const std::vector<std::uint8_t> misplaced_root = buffer_of("u32 end  zeros 4");
     for (const known_message &m : all_messages()) {
-        SCOPED_TRACE(m.info->name);
+        SCOPED_TRACE(name_of(*m.info));
         sample in(*m.info);
         const auto need = static_cast<std::uint32_t>(packed(*m.info, in.record()).size());
         for (const services &s : every_set()) {
             provide(s);
             std::vector<std::uint8_t> out(m.fact->record_size, 0x5A);
             const std::vector<std::uint8_t> untouched = out;
-            EXPECT_EQ(m.info->functions.unpack(nullptr, 8, out.data()), m.fact->record_size);
-            EXPECT_EQ(m.info->functions.unpack(out.data(), 3, out.data()), m.fact->record_size);
+            EXPECT_EQ(functions_of(*m.info).unpack(nullptr, 8, out.data()), m.fact->record_size);
+            EXPECT_EQ(functions_of(*m.info).unpack(out.data(), 3, out.data()), m.fact->record_size);
             EXPECT_EQ(out, untouched);
-            const std::uint8_t misplaced_root[8] = {9, 0, 0, 0};
-            EXPECT_EQ(m.info->functions.unpack(misplaced_root, 8, out.data()), m.fact->record_size);
+            EXPECT_EQ(functions_of(*m.info).unpack(misplaced_root.data(), 8, out.data()),
+                      m.fact->record_size);
             std::uint32_t length = 1000000;
-            EXPECT_EQ(m.info->functions.pack(in.record(), nullptr, &length), 0u);
+            EXPECT_EQ(functions_of(*m.info).pack(in.record(), nullptr, &length), 0u);
             EXPECT_EQ(length, need);
             EXPECT_EQ(the_platform().logs.size(), s.log ? 4 : 0);
             EXPECT_TRUE(the_platform().memory.empty());
@@ -158,7 +160,7 @@ TEST_F(services_matrix, logging_is_present_or_skipped_and_changes_nothing)
 TEST_F(services_matrix, a_failing_cache_is_reported_only_where_there_is_a_log)
 {
     for (const known_message &m : messages_where(false)) {
-        SCOPED_TRACE(m.info->name);
+        SCOPED_TRACE(name_of(*m.info));
         sample in(*m.info);
         const std::vector<std::uint8_t> bytes = packed(*m.info, in.record());
         for (const services &s : every_set()) {
@@ -167,10 +169,10 @@ TEST_F(services_matrix, a_failing_cache_is_reported_only_where_there_is_a_log)
             provide(s);
             the_platform().fail_allocation_at = 1;
             std::vector<std::uint8_t> out(m.fact->record_size, 0x5A);
-            EXPECT_EQ(m.info->functions.unpack(bytes.data(),
+            EXPECT_EQ(functions_of(*m.info).unpack(bytes.data(),
                                                static_cast<std::int32_t>(bytes.size()), out.data()),
                       m.fact->record_size);
-            each_vector(*m.info, out.data(), [](const slot_info &slot, void *record) {
+            each_vector(*m.info, out.data(), [](const vorl::slot &slot, void *record) {
                 EXPECT_EQ(pointer_of(record, slot), nullptr);
             });
             EXPECT_EQ(the_platform().logs.size(), s.log ? 1 : 0);
@@ -182,13 +184,13 @@ TEST_F(services_matrix, a_failing_cache_is_reported_only_where_there_is_a_log)
 // Heap blocks must be whole heap blocks: the caller's own free() takes them.
 TEST_F(services_matrix, without_a_cache_the_array_is_a_block_of_the_heap)
 {
-    const catalogue::message_info *m = catalogue::find_message("srv6_common_fwd_update");
+    const message *m = &catalogue::find_message("srv6_common_fwd_update")->data;
     ASSERT_NE(m, nullptr);
     sample in(*m, 1, 3);
     const std::vector<std::uint8_t> bytes = packed(*m, in.record());
     provide({true, true, true, true, true, 2});
     std::vector<std::uint8_t> out(16);
-    m->functions.unpack(bytes.data(), static_cast<std::int32_t>(bytes.size()), out.data());
+    functions_of(*m).unpack(bytes.data(), static_cast<std::int32_t>(bytes.size()), out.data());
     void *array = pointer_of(out.data(), m->slots[1]);
     ASSERT_NE(array, nullptr);
     EXPECT_GE(malloc_usable_size(array), 3u * 56u);

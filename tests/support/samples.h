@@ -10,17 +10,15 @@
 
 #include "catalogue/catalogue.h"
 #include "tests/support/facts.h"
+#include "tests/support/functions.h"
 
 namespace vorl::test {
 
-using catalogue::message_info;
-using catalogue::slot_info;
-using catalogue::wire_type;
 
 /// The messages of all packages in registration order, each beside what is known of it by hand; those
 /// of which nothing is known are left out, which codec/facts_test.cpp reports.
 struct known_message {
-    const message_info *info;
+    const message *info;
     const message_fact *fact;
 };
 
@@ -28,9 +26,9 @@ inline std::vector<known_message> all_messages()
 {
     std::vector<known_message> all;
     for (const catalogue::package_info *package : catalogue::packages) {
-        for (const message_info *message : package->messages) {
-            if (const message_fact *fact = find_fact(message->name))
-                all.push_back({message, fact});
+        for (const catalogue::message_info &info : package->messages) {
+            if (const message_fact *fact = find_fact(name_of(info.data)))
+                all.push_back({&info.data, fact});
         }
     }
     return all;
@@ -46,73 +44,53 @@ inline std::vector<known_message> messages_where(bool fixed_size)
     return chosen;
 }
 
-inline std::size_t scalar_size(wire_type type)
-{
-    switch (type) {
-    case wire_type::uint8: return 1;
-    case wire_type::uint16: return 2;
-    case wire_type::uint32: return 4;
-    case wire_type::uint64: return 8;
-    default: return 0;
-    }
-}
-
 /// Bytes that a slot takes in the record, nested records and vectors aside.
-inline std::size_t inline_size(const slot_info &slot)
+inline std::size_t inline_size(const vorl::slot &slot)
 {
-    if (slot.type == wire_type::array_uint8)
-        return slot.count;
-    if (slot.type == wire_type::array_uint32)
-        return slot.count * std::size_t{4};
-    return scalar_size(slot.type);
+    return (slot.shape == slot_shape::array ? slot.count : std::size_t{1}) * slot.width;
 }
 
-inline std::uint32_t count_of(const void *record, const slot_info &slot)
+inline std::uint32_t count_of(const void *record, const vorl::slot &slot)
 {
     std::uint32_t count = 0;
-    std::memcpy(&count, static_cast<const char *>(record) + slot.count_offset, sizeof count);
+    std::memcpy(&count, static_cast<const char *>(record) + slot.count_at, sizeof count);
     return count;
 }
 
-inline void *pointer_of(const void *record, const slot_info &slot)
+inline void *pointer_of(const void *record, const vorl::slot &slot)
 {
     void *pointer = nullptr;
-    std::memcpy(&pointer, static_cast<const char *>(record) + slot.record_offset, sizeof pointer);
+    std::memcpy(&pointer, static_cast<const char *>(record) + slot.record_at, sizeof pointer);
     return pointer;
 }
 
-inline void set_vector(void *record, const slot_info &slot, std::uint32_t count, const void *data)
+inline void set_vector(void *record, const vorl::slot &slot, std::uint32_t count, const void *data)
 {
-    std::memcpy(static_cast<char *>(record) + slot.count_offset, &count, sizeof count);
-    std::memcpy(static_cast<char *>(record) + slot.record_offset, &data, sizeof data);
-}
-
-inline bool is_vector(const slot_info &slot)
-{
-    return slot.type == wire_type::vector_uint8 || slot.type == wire_type::vector_table;
+    std::memcpy(static_cast<char *>(record) + slot.count_at, &count, sizeof count);
+    std::memcpy(static_cast<char *>(record) + slot.record_at, &data, sizeof data);
 }
 
 /// Calls visit(slot, address of the record that holds it) for every vector in the record, nested
 /// ones included.
 template <class Visitor>
-void each_vector(const message_info &message, void *record, Visitor &&visit)
+void each_vector(const vorl::message &message, void *record, Visitor &&visit)
 {
-    for (const slot_info &slot : message.slots) {
-        if (is_vector(slot))
+    for (const vorl::slot &slot : message.slots) {
+        if (slot.is_vector())
             visit(slot, record);
-        else if (slot.type == wire_type::table)
-            each_vector(*slot.element, static_cast<char *>(record) + slot.record_offset, visit);
+        else if (slot.shape == slot_shape::table)
+            each_vector(*slot.nested, static_cast<char *>(record) + slot.record_at, visit);
     }
 }
 
 /// Whether two records hold the same values; padding does not count.
-inline bool same_record(const message_info &message, const void *a, const void *b)
+inline bool same_record(const vorl::message &message, const void *a, const void *b)
 {
-    for (const slot_info &slot : message.slots) {
-        const char *left = static_cast<const char *>(a) + slot.record_offset;
-        const char *right = static_cast<const char *>(b) + slot.record_offset;
-        std::uint32_t count = slot.type == wire_type::array_table ? slot.count : 1;
-        if (is_vector(slot)) {
+    for (const vorl::slot &slot : message.slots) {
+        const char *left = static_cast<const char *>(a) + slot.record_at;
+        const char *right = static_cast<const char *>(b) + slot.record_at;
+        std::uint32_t count = slot.shape == slot_shape::table_array ? slot.count : 1;
+        if (slot.is_vector()) {
             count = count_of(a, slot);
             if (count != count_of(b, slot))
                 return false;
@@ -123,15 +101,15 @@ inline bool same_record(const message_info &message, const void *a, const void *
             if (left == nullptr)
                 continue;
         }
-        if (slot.element == nullptr) {
-            const std::size_t size = is_vector(slot) ? count : inline_size(slot);
+        if (slot.nested == nullptr) {
+            const std::size_t size = slot.is_vector() ? count : inline_size(slot);
             if (std::memcmp(left, right, size) != 0)
                 return false;
             continue;
         }
-        const std::size_t stride = slot.element->record_size;
+        const std::size_t stride = slot.nested->record_size;
         for (std::uint32_t i = 0; i < count; ++i) {
-            if (!same_record(*slot.element, left + i * stride, right + i * stride))
+            if (!same_record(*slot.nested, left + i * stride, right + i * stride))
                 return false;
         }
     }
@@ -142,7 +120,7 @@ inline bool same_record(const message_info &message, const void *a, const void *
 /// different; vectors hold `elements` elements each. Owns what the records point to.
 class sample {
   public:
-    explicit sample(const message_info &message, std::uint32_t count = 1,
+    explicit sample(const vorl::message &message, std::uint32_t count = 1,
                     std::uint32_t elements = 2, std::uint32_t seed = 1)
         : stride_(message.record_size), elements_(elements), state_(seed)
     {
@@ -165,27 +143,27 @@ class sample {
         }
     }
 
-    void fill(const message_info &message, void *record)
+    void fill(const vorl::message &message, void *record)
     {
-        for (const slot_info &slot : message.slots) {
-            char *member = static_cast<char *>(record) + slot.record_offset;
-            std::uint32_t count = slot.type == wire_type::array_table ? slot.count : 1;
-            if (is_vector(slot)) {
+        for (const vorl::slot &slot : message.slots) {
+            char *member = static_cast<char *>(record) + slot.record_at;
+            std::uint32_t count = slot.shape == slot_shape::table_array ? slot.count : 1;
+            if (slot.is_vector()) {
                 count = elements_;
                 const std::size_t size =
-                    slot.element == nullptr ? count : count * slot.element->record_size;
+                    slot.nested == nullptr ? count : count * slot.nested->record_size;
                 owned_.emplace_back(size);
                 member = owned_.back().data();
                 set_vector(record, slot, count, member);
-                if (slot.element == nullptr)
+                if (slot.nested == nullptr)
                     fill_bytes(member, size);
             }
-            if (slot.element == nullptr) {
-                fill_bytes(member, is_vector(slot) ? 0 : inline_size(slot));
+            if (slot.nested == nullptr) {
+                fill_bytes(member, slot.is_vector() ? 0 : inline_size(slot));
                 continue;
             }
             for (std::uint32_t i = 0; i < count; ++i)
-                fill(*slot.element, member + i * slot.element->record_size);
+                fill(*slot.nested, member + i * slot.nested->record_size);
         }
     }
 
@@ -197,12 +175,12 @@ class sample {
 };
 
 /// The record as __pack writes it.
-inline std::vector<std::uint8_t> packed(const message_info &message, const void *record)
+inline std::vector<std::uint8_t> packed(const vorl::message &message, const void *record)
 {
     std::vector<std::uint8_t> bytes(200000);
     auto size = static_cast<std::uint32_t>(bytes.size());
-    if (message.functions.pack(record, bytes.data(), &size) != 0)
-        throw std::logic_error(std::string("no packed form of a ") + message.name);
+    if (functions_of(message).pack(record, bytes.data(), &size) != 0)
+        throw std::logic_error(std::string("no packed form of a ") + name_of(message));
     bytes.resize(size);
     return bytes;
 }

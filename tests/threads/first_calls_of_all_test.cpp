@@ -48,10 +48,10 @@ void note(bool good)
 void unpack_and_release(const known_message &m, const void *bytes, std::size_t size, const void *in)
 {
     std::vector<std::uint64_t> out(m.fact->record_size / 8 + 1);
-    note(m.info->functions.unpack(bytes, static_cast<std::int32_t>(size), out.data()) ==
+    note(functions_of(*m.info).unpack(bytes, static_cast<std::int32_t>(size), out.data()) ==
          m.fact->record_size);
     note(same_record(*m.info, in, out.data()));
-    m.info->functions.free_unpacked(out.data());
+    functions_of(*m.info).free_unpacked(out.data());
 }
 
 /// A receiver in the sender's thread, as a bus within one process has it.
@@ -65,7 +65,7 @@ void receive(const frame_desc &desc)
 constexpr std::size_t steps = 8;
 void step(std::size_t which, work &w)
 {
-    const auto &f = w.message.info->functions;
+    const auto &f = functions_of(*w.message.info);
     sending = &w.message;
     being_sent = w.in.record();
     switch (which) {

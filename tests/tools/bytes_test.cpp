@@ -1,14 +1,10 @@
-// Frames, packed bytes, and the texts that bytes come in.
+// The texts that bytes come in.
 #include <gtest/gtest.h>
 
 #include <sstream>
 
-#include "tests/facts/counts.h"
-#include "tests/support/samples.h"
-#include "tools/vorl/frame_capture.h"
-#include "tools/vorl/hex.h"
-#include "tools/vorl/json_record.h"
-#include "tools/vorl/library_log.h"
+#include "inspect/hex.h"
+#include "tools/vorl/bytes_text.h"
 
 using namespace vorl;
 
@@ -37,76 +33,9 @@ std::string error_of(const std::string &text)
     return "accepted";
 }
 
-/// What unpacking the bytes gives, as JSON.
-std::string unpacked(const catalogue::message_info &type, const bytes &from)
-{
-    std::vector<std::uint64_t> record((type.record_size + 7) / 8);
-    type.functions.unpack(from.data(), static_cast<std::int32_t>(from.size()), record.data());
-    std::string text = json::format_record(type, record.data(), json::zeros::write);
-    type.functions.free_unpacked(record.data());
-    return text;
-}
-
 } // namespace
 
-TEST(Bytes, AFrameIsWhatTheSendFunctionsMakeOfIt)
-{
-    const json::record key = json::parse_record(R"({"message":"srv6_bsid_fwd_key","f0":1,"f2":3})");
-    const bytes frame = capture_frame(key.type(), key.data());
-    EXPECT_EQ(to_hex(frame.data(), frame.size(), " "),
-              "04 00 00 00 f0 ff ff ff 01 00 00 00 00 00 00 00 03 00 00 00 "
-              "0a 00 10 00 04 00 08 00 0c 00 00 00");
-    const bytes packed = pack_record(key.type(), key.data());
-    EXPECT_EQ(to_hex(packed.data(), packed.size(), " "),
-              "0e 00 00 00 0a 00 0c 00 04 00 00 00 08 00 0a 00 00 00 01 00 00 00 03 00 00 00");
-}
-
-TEST(Bytes, EveryMessageGoesThroughFrameAndPackedBytesAndBack)
-{
-    std::size_t messages = 0;
-    for (const auto &[info, fact] : test::all_messages()) {
-        test::sample sample(*info, 1, 3);
-        const std::string text = json::format_record(*info, sample.record(), json::zeros::write);
-        const bytes frame = capture_frame(*info, sample.record());
-        const bytes packed = pack_record(*info, sample.record());
-        if (fact->is_fixed_size()) {
-            EXPECT_EQ(frame.size(), fact->frame_length) << info->name;
-        } else {
-            EXPECT_EQ(frame, packed) << info->name;
-        }
-        EXPECT_EQ(unpacked(*info, frame), text);
-        EXPECT_EQ(unpacked(*info, packed), text);
-        ++messages;
-    }
-    EXPECT_EQ(messages, test::counts::messages);
-    EXPECT_TRUE(take_library_log().empty());
-}
-
-TEST(Bytes, ACountWithoutPointerHasNoBytes)
-{
-    const catalogue::message_info &type = *catalogue::find_message("srv6_cfg_query_comm_param");
-    const std::uint32_t lost[6] = {0, 0, 5, 0, 0, 0};
-    EXPECT_TRUE(capture_frame(type, lost).empty());
-    EXPECT_TRUE(pack_record(type, lost).empty());
-}
-
-TEST(Bytes, TheLibrarysLogIsKept)
-{
-    const catalogue::message_info &type = *catalogue::find_message("srv6_bsid_fwd_key");
-    std::vector<std::uint64_t> record(2);
-    take_library_log();
-    const bytes bad = {9, 0, 0, 0, 0, 0, 0, 0};
-    type.functions.unpack(bad.data(), 8, record.data());
-    type.functions.unpack(bad.data(), 3, record.data());
-    EXPECT_EQ(take_library_log(),
-              (std::vector<std::string>{
-                  "srv6_bsid_fwd_key_unpack_non_root: [ZELKO]:Table offset(9) is out of range(4 - "
-                  "8)",
-                  "srv6_bsid_fwd_key_unpack: [ZELKO]:Param invalid(nonNull, 3, nonNull)"}));
-    EXPECT_TRUE(take_library_log().empty());
-}
-
-TEST(HexText, ALineIsAFrame)
+TEST(hex_text, a_line_is_a_frame)
 {
     EXPECT_EQ(read("0400ABcd\n"), (frames{{1, "0400abcd"}}));
     EXPECT_EQ(read("# captured\n\n04 00 ab cd\n0x04, 0x00,0xab\t0XCD\r\n04"),
@@ -114,7 +43,7 @@ TEST(HexText, ALineIsAFrame)
     EXPECT_EQ(read(""), frames{});
 }
 
-TEST(HexText, XxdIsReadOverSeveralLines)
+TEST(hex_text, xxd_is_read_over_several_lines)
 {
     EXPECT_EQ(read("00000000: 0400 0000 f0ff ffff 0100 0000 0000 0000  ................\n"
                    "00000010: 0300 00                                  ...\n"
@@ -122,7 +51,7 @@ TEST(HexText, XxdIsReadOverSeveralLines)
               (frames{{1, "04000000f0ffffff0100000000000000030000"}, {3, "dead"}}));
 }
 
-TEST(HexText, HexdumpIsReadWithItsRepetitions)
+TEST(hex_text, hexdump_is_read_with_its_repetitions)
 {
     EXPECT_EQ(
         read("00000000  01 02 03 04 05 06 07 08  09 0a 0b 0c 0d 0e 0f 10  |..|..........|..|\n"
@@ -141,19 +70,19 @@ TEST(HexText, HexdumpIsReadWithItsRepetitions)
         (frames{{1, std::string(64, '0')}}));
 }
 
-TEST(HexText, TcpdumpIsReadToo)
+TEST(hex_text, tcpdump_is_read_too)
 {
     EXPECT_EQ(read("\t0x0000:  0400 0000 f0ff ffff 0100 0000 0000 0000  ................\n"
                    "\t0x0010:  0300                                     ..\n"),
               (frames{{1, "04000000f0ffffff01000000000000000300"}}));
 }
 
-TEST(HexText, EightDigitsAloneAreAFrame)
+TEST(hex_text, eight_digits_alone_are_a_frame)
 {
     EXPECT_EQ(read("00000000: dead  ..\n04000000\n"), (frames{{1, "dead"}, {2, "04000000"}}));
 }
 
-TEST(HexText, WhatIsNoHexIsRefused)
+TEST(hex_text, what_is_no_hex_is_refused)
 {
     EXPECT_EQ(
         error_of("0400\n04zz\n"),

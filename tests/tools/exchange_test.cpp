@@ -9,12 +9,12 @@ using namespace vorl::test;
 
 namespace {
 
-class Exchange : public tool_test {
+class exchange : public tool_test {
   protected:
     /// Runs `send` while "vorl recv 7 OPTIONS" runs; what both said is in the files in, in.err, out
     /// and out.err. A receiver without --count is told to end when sending is over, and none stays
     /// for ever.
-    outcome exchange(const std::string &recv_options, const std::string &send) const
+    outcome send_to_receiver(const std::string &recv_options, const std::string &send) const
     {
         const bool ends_by_itself = recv_options.find("--count") != std::string::npos;
         return shell("vorl recv 7 --timeout 40 " + recv_options + " >in 2>in.err & receiver=$!; " +
@@ -51,14 +51,14 @@ const std::string total_of_all = "total: " + std::to_string(counts::messages) + 
 
 } // namespace
 
-TEST_F(Exchange, TheExampleArrivesAsItIs)
+TEST_F(exchange, the_example_arrives_as_it_is)
 {
     const std::string objects = objects_of(VORL_TEST_EXAMPLE);
     const std::string number = std::to_string(lines_of(objects).size());
     for (const char *how : {"", "--batch 16", "--explicit 7", "--explicit 7 --batch 1000"}) {
-        const outcome done =
-            exchange("--sparse --count " + number,
-                     std::string("vorl send --to 7 --wait 20 ") + how + " " VORL_TEST_EXAMPLE);
+        const outcome done = send_to_receiver("--sparse --count " + number,
+                                              std::string("vorl send --to 7 --wait 20 ") + how +
+                                                  " " VORL_TEST_EXAMPLE);
         EXPECT_EQ(done.out, "sender 0\nreceiver 0\n") << text_of("in.err") << text_of("out.err");
         EXPECT_TRUE(text_of("in") == objects) << how;
         EXPECT_EQ(text_of("out.err"), "vorl send: " + number + " sent, 0 refused\n");
@@ -66,11 +66,11 @@ TEST_F(Exchange, TheExampleArrivesAsItIs)
     }
 }
 
-TEST_F(Exchange, NothingIsSentFromABadLineOn)
+TEST_F(exchange, nothing_is_sent_from_a_bad_line_on)
 {
     file("objects", first + second + bad + third);
     for (const char *batch : {"1", "2", "10"}) {
-        const outcome done = exchange(
+        const outcome done = send_to_receiver(
             "--sparse", std::string("vorl send --to 7 --wait 20 --batch ") + batch + " objects");
         EXPECT_EQ(done.out, "sender 1\nreceiver 0\n");
         EXPECT_EQ(text_of("in"), first + second);
@@ -78,11 +78,11 @@ TEST_F(Exchange, NothingIsSentFromABadLineOn)
     }
 }
 
-TEST_F(Exchange, KeepGoingSkipsBadLines)
+TEST_F(exchange, keep_going_skips_bad_lines)
 {
     file("objects", bad + first + "nonsense\n" + second + bad + third);
-    const outcome done =
-        exchange("--sparse --count 3", "vorl send --to 7 --wait 20 --keep-going --batch 5 objects");
+    const outcome done = send_to_receiver(
+        "--sparse --count 3", "vorl send --to 7 --wait 20 --keep-going --batch 5 objects");
     EXPECT_EQ(done.out, "sender 1\nreceiver 0\n");
     EXPECT_EQ(text_of("in"), first + second + third);
     const auto errors = lines_of(text_of("out.err"));
@@ -93,7 +93,7 @@ TEST_F(Exchange, KeepGoingSkipsBadLines)
     EXPECT_EQ(errors[3], "vorl send: 3 sent, 3 refused");
 }
 
-TEST_F(Exchange, SendToNobody)
+TEST_F(exchange, send_to_nobody)
 {
     file("objects", first + second);
     const std::string refused =
@@ -108,24 +108,24 @@ TEST_F(Exchange, SendToNobody)
               "objects:1" + refused + "objects:2" + refused + "vorl send: 0 sent, 2 refused\n");
 }
 
-TEST_F(Exchange, ABatchThatIsTooLargeGoesLineByLine)
+TEST_F(exchange, a_batch_that_is_too_large_goes_line_by_line)
 {
     // Frames of one batch of a variable-size message share 65536 bytes.
     const std::string big =
         R"({"message":"srv6_cfg_query_comm_param","f2":")" + std::string(80000, '1') + "\"}\n";
     file("objects", big + big);
     const outcome done =
-        exchange("--sparse --count 2", "vorl send --to 7 --wait 20 --batch 2 objects");
+        send_to_receiver("--sparse --count 2", "vorl send --to 7 --wait 20 --batch 2 objects");
     EXPECT_EQ(done.out, "sender 0\nreceiver 0\n");
     EXPECT_TRUE(text_of("in") == big + big);
 }
 
-TEST_F(Exchange, AFrameLargerThanTheQueueNamesItsLine)
+TEST_F(exchange, a_frame_larger_than_the_queue_names_its_line)
 {
     file("objects", first + R"({"message":"srv6_cfg_query_comm_param","f2":")" +
                         std::string(8000, '1') + "\"}\n" + second);
     const outcome done =
-        exchange("--sparse --queue-bytes 1000", "vorl send --to 7 --wait 1 objects");
+        send_to_receiver("--sparse --queue-bytes 1000", "vorl send --to 7 --wait 1 objects");
     EXPECT_EQ(done.out, "sender 1\nreceiver 0\n");
     EXPECT_EQ(text_of("in"), first);
     const std::string error = text_of("out.err");
@@ -134,7 +134,7 @@ TEST_F(Exchange, AFrameLargerThanTheQueueNamesItsLine)
     EXPECT_TRUE(error.ends_with("\nvorl send: 1 sent, 1 refused\n")) << error;
 }
 
-TEST_F(Exchange, RecvEndsBySignalAndTellsWhatItHas)
+TEST_F(exchange, recv_ends_by_signal_and_tells_what_it_has)
 {
     file("objects", first + second);
     for (const char *signal : {"INT", "TERM"}) {
@@ -148,7 +148,7 @@ TEST_F(Exchange, RecvEndsBySignalAndTellsWhatItHas)
     }
 }
 
-TEST_F(Exchange, RecvOfFewerThanCounted)
+TEST_F(exchange, recv_of_fewer_than_counted)
 {
     const outcome done = shell("vorl recv 7 --count 1 --timeout 0.2");
     EXPECT_EQ(done.status, 1);
@@ -156,7 +156,7 @@ TEST_F(Exchange, RecvOfFewerThanCounted)
     EXPECT_EQ(shell("vorl recv 7 --timeout 0.2").status, 0);
 }
 
-TEST_F(Exchange, RecvAtATakenDestination)
+TEST_F(exchange, recv_at_a_taken_destination)
 {
     const outcome done = shell("vorl recv 7 --timeout 40 2>/dev/null & receiver=$!; "
                                "while [ ! -S \"$VORL_BUS_DIR/7.sock\" ]; do sleep 0.05; done; "
@@ -167,7 +167,7 @@ TEST_F(Exchange, RecvAtATakenDestination)
         << done.err;
 }
 
-TEST_F(Exchange, RecvWhoseOutputIsFull)
+TEST_F(exchange, recv_whose_output_is_full)
 {
     file("objects", first);
     const outcome done = shell("vorl recv 7 --timeout 40 --count 1 >/dev/full & receiver=$!; "
@@ -179,25 +179,29 @@ TEST_F(Exchange, RecvWhoseOutputIsFull)
                         "whole line are lost\n");
 }
 
-TEST_F(Exchange, RecvShowsAFrameThatIsRefused)
+TEST_F(exchange, recv_shows_a_frame_that_is_refused)
 {
     file("objects", first + "{\"message\":\"srv6_class_item\",\"f0\":1}\n" + second);
     const outcome done =
-        exchange("--sparse", "VORL_TEST_DAMAGE=break " + preloaded(VORL_TEST_DAMAGING_BUS) +
-                                 "vorl send --to 7 --wait 20 objects");
+        send_to_receiver("--sparse", "VORL_TEST_DAMAGE=break " + preloaded(VORL_TEST_DAMAGING_BUS) +
+                                         "vorl send --to 7 --wait 20 objects");
     EXPECT_EQ(done.out, "sender 0\nreceiver 1\n");
     EXPECT_EQ(text_of("in"), first + second);
     EXPECT_EQ(text_of("in.err"),
               "vorl recv: library log: srv6_class_item_unpack_non_root: [ZELKO]:Table offset(251) "
               "is out of range(4 - 32)\n"
               "vorl recv: srv6_class_item refused at offset 0x00fb: the table of srv6_class_item "
-              "would be at 0x00fb (251), which is not from 4 to 28; the frame: "
-              "fb000000f0ffffff010000000000000000000000"
-              "0a000d00040008000c000000\n"
-              "vorl recv: 2 received, 1 refused\n");
+              "would be at 0x00fb (251), which is not from 4 to 28; the frame: " +
+                  hex_line(R"(
+                          u32 0xFB                        // root offset
+                  table:  u32 table-vtable                // soffset
+                          u32 1  u32 0  u8 0  zeros 3
+                  vtable: u16 10  u16 13  u16 4  u16 8  u16 12
+                          zeros 2)") +
+                  "vorl recv: 2 received, 1 refused\n");
 }
 
-TEST_F(Exchange, RecvWithoutAReceivingSide)
+TEST_F(exchange, recv_without_a_receiving_side)
 {
     const std::string other_bus = preloaded(VORL_TEST_BUS_WITHOUT_RECEIVER) + "vorl ";
     const outcome done = shell(other_bus + "recv 7");
@@ -214,7 +218,7 @@ TEST_F(Exchange, RecvWithoutAReceivingSide)
                         "vorl send: 0 sent, 1 refused\n");
 }
 
-TEST_F(Exchange, TheExampleHasEveryMessage)
+TEST_F(exchange, the_example_has_every_message)
 {
     const std::string objects = objects_of(VORL_TEST_EXAMPLE);
     for (const message_fact &fact : facts)
@@ -224,7 +228,7 @@ TEST_F(Exchange, TheExampleHasEveryMessage)
     EXPECT_LT(content(VORL_TEST_EXAMPLE).size(), 300000u);
 }
 
-TEST_F(Exchange, TheDemoShowsEveryMessageWithoutMismatch)
+TEST_F(exchange, the_demo_shows_every_message_without_mismatch)
 {
     const outcome done = shell("vorl_demo " VORL_TEST_EXAMPLE);
     EXPECT_EQ(done.status, 0) << done.err;
@@ -240,7 +244,7 @@ TEST_F(Exchange, TheDemoShowsEveryMessageWithoutMismatch)
     EXPECT_NE(lines.back().find(" bytes, 0 mismatches, "), std::string::npos) << lines.back();
 }
 
-TEST_F(Exchange, TheDemoFailsOnWhatDoesNotArriveAsSent)
+TEST_F(exchange, the_demo_fails_on_what_does_not_arrive_as_sent)
 {
     const auto damaged = [this](const std::string &damage) {
         return shell("VORL_TEST_DAMAGE=" + damage + " " + preloaded(VORL_TEST_DAMAGING_BUS) +
@@ -275,7 +279,7 @@ TEST_F(Exchange, TheDemoFailsOnWhatDoesNotArriveAsSent)
     EXPECT_NE(refused.err.find("was refused with code 1\n"), std::string::npos) << refused.err;
 }
 
-TEST_F(Exchange, TheDemoFailsWithoutEveryMessage)
+TEST_F(exchange, the_demo_fails_without_every_message)
 {
     // All but two, of which the first is also the beginning of another's name.
     std::string others;
@@ -291,7 +295,7 @@ TEST_F(Exchange, TheDemoFailsWithoutEveryMessage)
                         "add a line with each\n");
 }
 
-TEST_F(Exchange, TheDemoFailsOnABadFile)
+TEST_F(exchange, the_demo_fails_on_a_bad_file)
 {
     file("objects", first + bad);
     const outcome done = shell("vorl_demo objects");
@@ -302,7 +306,7 @@ TEST_F(Exchange, TheDemoFailsOnABadFile)
     EXPECT_EQ(shell("vorl_demo").status, 2);
 }
 
-TEST_F(Exchange, TheDemoLeavesNothingBehind)
+TEST_F(exchange, the_demo_leaves_nothing_behind)
 {
     const outcome done =
         shell("mkdir tmp && TMPDIR=$PWD/tmp vorl_demo " VORL_TEST_EXAMPLE " >/dev/null; ls -A tmp");

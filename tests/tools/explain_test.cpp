@@ -1,20 +1,26 @@
-// The walk over bytes: what it shows, and that it refuses what the library's reader refuses.
+// What is said of bytes, and that they are refused where the library's reader refuses them.
 #include <gtest/gtest.h>
 
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <random>
 #include <sstream>
 
+#include "inspect/encode.h"
+#include "inspect/explain.h"
+#include "tests/codec/support/fixture.h"
 #include "tests/facts/counts.h"
+#include "tests/support/platform.h"
 #include "tests/support/samples.h"
-#include "tools/vorl/explain.h"
-#include "tools/vorl/frame_capture.h"
+#include "tools/vorl/bytes_text.h"
 #include "tools/vorl/json_record.h"
-#include "tools/vorl/library_log.h"
 
 using namespace vorl;
+using inspect::encode;
+using inspect::encoding;
+using inspect::explain;
 
 namespace {
 
@@ -50,24 +56,17 @@ struct library_view {
     bool is_whole; ///< the record equals the original in every member
 };
 
-library_view ask_library(const catalogue::message_info &type, std::span<const std::uint8_t> bytes,
+library_view ask_library(const message &m, std::span<const std::uint8_t> bytes,
                          const void *original)
 {
-    std::vector<std::uint64_t> record((type.record_size + 7) / 8);
-    take_library_log();
-    type.functions.unpack(bytes.data(), static_cast<std::int32_t>(bytes.size()), record.data());
-    const library_view view = {!take_library_log().empty(),
-                               test::same_record(type, original, record.data())};
-    type.functions.free_unpacked(record.data());
+    const catalogue::message_functions &functions = test::functions_of(m);
+    std::vector<std::uint64_t> record((m.record_size + 7) / 8);
+    test::the_platform().forget_calls();
+    functions.unpack(bytes.data(), static_cast<std::int32_t>(bytes.size()), record.data());
+    const library_view view = {!test::the_platform().logs.empty(),
+                               test::same_record(m, original, record.data())};
+    functions.free_unpacked(record.data());
     return view;
-}
-
-bytes from_hex(const std::string &text)
-{
-    bytes result;
-    std::istringstream in(text);
-    read_hex_frames(in, [&result](std::size_t, const bytes &frame) { result = frame; });
-    return result;
 }
 
 void put_word(bytes &to, std::size_t at, std::uint32_t value)
@@ -76,32 +75,48 @@ void put_word(bytes &to, std::size_t at, std::uint32_t value)
         to[at + i] = static_cast<std::uint8_t>(value >> (8 * i));
 }
 
+const message &named(const char *name) { return catalogue::find_message(name)->data; }
+
 std::string verdict(const char *message, const bytes &from)
 {
-    const auto why = explain(*catalogue::find_message(message), from, nullptr);
+    const auto why = explain(named(message), from, nullptr);
     return why ? to_text(*why) : "accepted";
 }
 
 std::string shown(const char *message, const bytes &from)
 {
     std::ostringstream out;
-    explain(*catalogue::find_message(message), from, &out);
+    explain(named(message), from, &out);
     return out.str();
 }
 
 // A frame of srv6_bsid_fwd_key: 1, 2, 3.
-const bytes key_frame = from_hex("04000000 f0ffffff 01000000 02000000 03000000"
-                                 "0a00 1000 0400 0800 0c00 0000");
+const bytes key_frame = test::buffer_of(R"(
+            u32 table                                     // root offset
+    table:  u32 table-vtable                              // soffset
+            u32 1  u32 2  u32 3
+    vtable: u16 10  u16 16  u16 4  u16 8  u16 12
+            zeros 2)");
 // Packed srv6_iid_fwd_key with f2 alone.
-const bytes address_packed = from_hex("10000000 0c00 1c00 0000 0000 0400 0000 0c000000 04000000"
-                                      "04000000 20010db8000000000000000000000001");
+const bytes address_packed = test::buffer_of(R"(
+            u32 table                                     // root offset
+    vtable: u16 12  u16 28  u16 0  u16 0  u16 4  u16 0
+    table:  u32 table-vtable                              // soffset
+            u32 @f2
+    f2:     u32 4  bytes 20 01 0D B8  00 00 00 00  00 00 00 00  00 00 00 01)");
 // Packed srv6_sidnhp_fwd_delete with one element whose f0 is 1.
-const bytes batch_packed = from_hex("0c000000 0800 1000 0000 0400 08000000 04000000 01000000"
-                                    "0e000000 0a00 0800 0400 0000 0000 0a000000 01000000");
+const bytes batch_packed = test::buffer_of(R"(
+            u32 table                                     // root offset
+    vtable: u16 8  u16 16  u16 0  u16 4
+    table:  u32 table-vtable                              // soffset
+            u32 @list
+    list:   u32 1  u32 @a
+    a_vtable: u16 10  u16 8  u16 4  u16 0  u16 0
+    a:      u32 a-a_vtable  u32 1)");
 
 } // namespace
 
-TEST(Explain, ShowsEveryByteOfAFrame)
+TEST(explain, shows_every_byte_of_a_frame)
 {
     EXPECT_EQ(shown("srv6_bsid_fwd_key", key_frame),
               "srv6_bsid_fwd_key, 32 bytes\n"
@@ -119,7 +134,7 @@ TEST(Explain, ShowsEveryByteOfAFrame)
               "  0x001e  00 00                   padding\n");
 }
 
-TEST(Explain, ShowsVectorsElementsAndAddresses)
+TEST(explain, shows_vectors_elements_and_addresses)
 {
     EXPECT_EQ(shown("srv6_sidnhp_fwd_delete", batch_packed),
               "srv6_sidnhp_fwd_delete, 46 bytes\n"
@@ -148,11 +163,11 @@ TEST(Explain, ShowsVectorsElementsAndAddresses)
               std::string::npos);
 }
 
-TEST(Explain, LongBodiesAreCutAndStrayBytesShown)
+TEST(explain, long_bodies_are_cut_and_stray_bytes_shown)
 {
     const json::record item =
         json::parse_record(R"({"message":"srv6_cfg_query_dfx_cond","f2":"ff"})");
-    bytes frame = capture_frame(item.type(), item.data());
+    bytes frame = encode(item.type(), item.data(), encoding::frame);
     frame.push_back(0xAA);
     const std::string text = shown("srv6_cfg_query_dfx_cond", frame);
     EXPECT_NE(text.find("          ... 64 more bytes\n"), std::string::npos) << text;
@@ -161,7 +176,7 @@ TEST(Explain, LongBodiesAreCutAndStrayBytesShown)
         << text;
 }
 
-TEST(Explain, StopsAtTheFirstThingOutOfRange)
+TEST(explain, stops_at_the_first_thing_out_of_range)
 {
     const auto with = [](bytes from, std::size_t at, std::uint32_t value) {
         put_word(from, at, value);
@@ -187,8 +202,10 @@ TEST(Explain, StopsAtTheFirstThingOutOfRange)
               "offset 0x001d, f1: uint32 of 4 bytes passes the end of the message, 0x0020");
 
     const char *const address = "srv6_iid_fwd_key";
+    EXPECT_EQ(verdict(address, with(address_packed, 24, 3)),
+              "offset 0x0018, f2: the count is 3 and must be 4");
     EXPECT_EQ(verdict(address, with(address_packed, 24, 5)),
-              "offset 0x0018, f2: the count is 5 and must be 4");
+              "offset 0x0018, f2: 5 elements of 4 bytes pass the end of the message, 0x002c");
     EXPECT_EQ(
         verdict(address, with(address_packed, 20, 21)),
         "offset 0x0014, f2: the offset leads to 0x0029, where no count fits before the end of "
@@ -212,7 +229,7 @@ TEST(Explain, StopsAtTheFirstThingOutOfRange)
                   "the message, 0x002e\n");
 }
 
-TEST(Explain, AcceptsWhatReadersDoNotLookAt)
+TEST(explain, accepts_what_readers_do_not_look_at)
 {
     const char *const key = "srv6_bsid_fwd_key";
     bytes frame = key_frame;
@@ -220,8 +237,9 @@ TEST(Explain, AcceptsWhatReadersDoNotLookAt)
     frame[30] = 0xEE; // padding
     EXPECT_EQ(verdict(key, frame), "accepted");
     // A newer sender's fourth slot.
-    const bytes newer = from_hex("04000000 ecffffff 01000000 02000000 03000000 04000000"
-                                 "0c00 1400 0400 0800 0c00 1000");
+    const bytes newer = test::buffer_of("u32 table  table: u32 table-vtable "
+                                        "u32 1  u32 2  u32 3  u32 4 "
+                                        "vtable: u16 12  u16 20  u16 4  u16 8  u16 12  u16 16");
     EXPECT_EQ(verdict(key, newer), "accepted");
     EXPECT_NE(shown(key, newer)
                   .find("10 00                   slot 3, which srv6_bsid_fwd_key does not have is "
@@ -229,35 +247,103 @@ TEST(Explain, AcceptsWhatReadersDoNotLookAt)
               std::string::npos)
         << shown(key, newer);
     // An older sender's two slots.
-    EXPECT_EQ(verdict(key, from_hex("04000000 f4ffffff 01000000 02000000 0800 0c00 0400 0800")),
+    EXPECT_EQ(verdict(key, test::buffer_of("u32 table  table: u32 table-vtable  u32 1  u32 2 "
+                                           "vtable: u16 8  u16 12  u16 4  u16 8")),
               "accepted");
 }
 
-TEST(Explain, RefusesRecordsThatTakeMoreThan32BitsOfMemory)
+TEST(explain, refuses_records_that_take_more_than_32_bits_of_memory)
 {
     // 259171 records of 16572 bytes are 2^32 + 14516 bytes.
-    const catalogue::message_info &type = *catalogue::find_message("srv6_cfg_query_dfx_rec");
-    bytes big = from_hex("0c000000 0800 0c00 0000 0400 08000000 04000000 63f40300");
+    const message &m = named("srv6_cfg_query_dfx_rec");
+    bytes big = test::buffer_of("u32 table  vtable: u16 8  u16 12  u16 0  u16 4 "
+                                "table: u32 table-vtable  u32 @list  list: u32 259171");
     big.resize(big.size() + std::size_t{4} * 259171);
-    const auto why = explain(type, big, nullptr);
-    ASSERT_TRUE(why.has_value());
-    EXPECT_EQ(to_text(*why), "offset 0x0014, f1: the records of 259171 elements need more memory "
+    EXPECT_EQ(verdict("srv6_cfg_query_dfx_rec", big), "offset 0x0014, f1: the records of 259171 elements need more memory "
                              "than 32 bits can say");
-    std::vector<std::uint64_t> record((type.record_size + 7) / 8);
-    take_library_log();
-    type.functions.unpack(big.data(), static_cast<std::int32_t>(big.size()), record.data());
-    EXPECT_EQ(take_library_log().size(), 1u);
+    std::vector<std::uint64_t> record((m.record_size + 7) / 8);
+    test::functions_of(m).unpack(big.data(), static_cast<std::int32_t>(big.size()), record.data());
+    EXPECT_EQ(test::the_platform().logs.size(), 1u);
 }
 
-TEST(Explain, EveryTruncationOfEveryMessageGetsTheReadersVerdict)
+// Where the sanitizers are, memory has a shadow that they look after themselves.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool memory_is_ours = false;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+constexpr bool memory_is_ours = false;
+#else
+constexpr bool memory_is_ours = true;
+#endif
+#else
+constexpr bool memory_is_ours = true;
+#endif
+
+/// srv6_cfg_query_dfx_rec whose `count` elements are all the one item behind the words: 16572 bytes
+/// of record for each 4 bytes.
+bytes one_item_many_times(std::uint32_t count)
+{
+    const std::string f2(std::size_t{2} * 16384, 'f');
+    const json::record item =
+        json::parse_record(R"({"message":"srv6_cfg_query_dfx_item","f2":")" + f2 + "\"}");
+    const bytes packed = encode(item.type(), item.data(), encoding::packed);
+    bytes all = test::buffer_of("u32 table  vtable: u16 8  u16 12  u16 0  u16 4 "
+                                "table: u32 table-vtable  u32 4  u32 0");
+    put_word(all, 20, count);
+    const std::size_t words = all.size();
+    all.resize(words + std::size_t{4} * count);
+    // What the item's own root offset leads to, seen from each word.
+    const std::size_t table = all.size() + packed[0] - 4;
+    for (std::size_t i = 0; i < count; ++i)
+        put_word(all, words + 4 * i, static_cast<std::uint32_t>(table - (words + 4 * i)));
+    all.insert(all.end(), packed.begin() + 4, packed.end());
+    return all;
+}
+
+TEST(explain, many_records_take_little_memory)
+{
+    if (!memory_is_ours)
+        GTEST_SKIP();
+    const bytes input = one_item_many_times(60000);
+    const auto peak_kilobytes = [] {
+        rusage usage{};
+        getrusage(RUSAGE_SELF, &usage);
+        return usage.ru_maxrss;
+    };
+    const auto before = peak_kilobytes();
+    EXPECT_EQ(verdict("srv6_cfg_query_dfx_rec", input), "accepted");
+    // The records are 994,320,000 bytes.
+    EXPECT_LT(peak_kilobytes() - before, 100000);
+}
+
+TEST(explain, memory_that_cannot_be_had_is_a_refusal)
+{
+    const bytes input = one_item_many_times(60000);
+    if (!memory_is_ours)
+        GTEST_SKIP();
+    rlimit limit{};
+    getrlimit(RLIMIT_AS, &limit);
+    limit.rlim_cur = std::size_t{500} << 20;
+    setrlimit(RLIMIT_AS, &limit);
+    if (void *const block = std::calloc(60000, 16572)) {
+        std::free(block);
+        GTEST_SKIP() << "an emulator does not limit memory";
+    }
+    EXPECT_EQ(verdict("srv6_cfg_query_dfx_rec", input),
+              "offset 0x0014, f1: there is no memory for 60000 elements, which take 994320000 "
+              "bytes");
+}
+
+TEST(explain, every_truncation_of_every_message_gets_the_readers_verdict)
 {
     std::size_t messages = 0;
     for (const auto &[info, fact] : test::all_messages()) {
         test::sample sample(*info, 1, 2);
         for (const bytes &whole :
-             {capture_frame(*info, sample.record()), pack_record(*info, sample.record())}) {
+             {encode(*info, sample.record(), encoding::frame),
+              encode(*info, sample.record(), encoding::packed)}) {
             at_the_edge buffer(whole.size());
-            ASSERT_FALSE(explain(*info, buffer.put(whole), nullptr)) << info->name;
+            ASSERT_FALSE(explain(*info, buffer.put(whole), nullptr)) << name_of(*info);
             std::ostringstream ignored;
             for (std::size_t size = 0; size < whole.size(); ++size) {
                 const auto cut = buffer.put(std::span(whole).first(size));
@@ -271,8 +357,8 @@ TEST(Explain, EveryTruncationOfEveryMessageGetsTheReadersVerdict)
                 }
                 // Every member of the sample is non-zero, so one that was not read shows.
                 const library_view library = ask_library(*info, cut, sample.record());
-                ASSERT_EQ(why.has_value(), !library.is_whole) << info->name << " cut to " << size;
-                ASSERT_TRUE(why || !library.logged) << info->name << " cut to " << size;
+                ASSERT_EQ(why.has_value(), !library.is_whole) << name_of(*info) << " cut to " << size;
+                ASSERT_TRUE(why || !library.logged) << name_of(*info) << " cut to " << size;
             }
         }
         ++messages;
@@ -280,14 +366,15 @@ TEST(Explain, EveryTruncationOfEveryMessageGetsTheReadersVerdict)
     EXPECT_EQ(messages, test::counts::messages);
 }
 
-TEST(Explain, DamagedBytesNeverPassWhatTheReaderRefuses)
+TEST(explain, damaged_bytes_never_pass_what_the_reader_refuses)
 {
     // The same bytes in every run.
     std::mt19937 random(1);
     for (const auto &[info, fact] : test::all_messages()) {
         test::sample sample(*info, 1, 2);
         for (const bytes &whole :
-             {capture_frame(*info, sample.record()), pack_record(*info, sample.record())}) {
+             {encode(*info, sample.record(), encoding::frame),
+              encode(*info, sample.record(), encoding::packed)}) {
             at_the_edge buffer(whole.size());
             for (int round = 0; round < 200; ++round) {
                 bytes damaged = whole;
@@ -301,19 +388,19 @@ TEST(Explain, DamagedBytesNeverPassWhatTheReaderRefuses)
                 const auto why =
                     explain(*info, bytes_at_edge, whole.size() < 2048 ? &ignored : nullptr);
                 const library_view library = ask_library(*info, bytes_at_edge, sample.record());
-                // What the walk refuses the reader did not read to its end, and what the reader
-                // logs the walk refuses.
+                // What is refused the library did not read to its end, and what the library logs
+                // is refused.
                 if (why) {
-                    ASSERT_FALSE(library.is_whole) << info->name << ": " << to_text(*why);
+                    ASSERT_FALSE(library.is_whole) << name_of(*info) << ": " << to_text(*why);
                 } else {
-                    ASSERT_FALSE(library.logged) << info->name;
+                    ASSERT_FALSE(library.logged) << name_of(*info);
                 }
             }
         }
     }
 }
 
-TEST(Explain, RandomBytesAreSafe)
+TEST(explain, random_bytes_are_safe)
 {
     // The same bytes in every run.
     std::mt19937 random(2);

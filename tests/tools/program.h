@@ -5,9 +5,18 @@
 
 #include <string>
 
+#include "tests/codec/support/fixture.h"
 #include "tests/support/run.h"
+#include "inspect/hex.h"
 
 namespace vorl::test {
+
+/// The bytes that a fixture shows, as the line of hex that vorl writes.
+inline std::string hex_line(std::string_view fixture)
+{
+    const reference::bytes content = buffer_of(fixture);
+    return to_hex(content.data(), content.size()) + "\n";
+}
 
 /// A directory for the files of a test and for its bus.
 class tool_test : public ::testing::Test {

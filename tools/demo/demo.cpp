@@ -6,6 +6,7 @@
 //   receiving   "ready", then for each type "NAME received bytes mismatches"
 //   sending     for each type "NAME sent"
 // The receiving process goes on until its standard input ends, which is when sending is over.
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <spawn.h>
@@ -28,6 +29,7 @@
 #include <thread>
 #include <vector>
 
+#include "catalogue/functions.h"
 #include "platform/bus/receiver.h"
 #include "tools/vorl/json_lines.h"
 
@@ -35,6 +37,7 @@ extern char **environ; // NOLINT: POSIX says so
 
 namespace {
 
+using vorl::message;
 using vorl::catalogue::message_info;
 using vorl::catalogue::package_info;
 using vorl::json::record;
@@ -61,8 +64,8 @@ template <class Visitor>
 void each_message(Visitor &&visit)
 {
     for (const package_info *package : vorl::catalogue::packages) {
-        for (const message_info *message : package->messages)
-            visit(*message);
+        for (const message_info &info : package->messages)
+            visit(info.data);
     }
 }
 
@@ -96,10 +99,10 @@ class comparison {
 
     void report() const
     {
-        each_message([this](const message_info &message) {
-            const auto found = types_.find(message.msg_id);
+        each_message([this](const message &m) {
+            const auto found = types_.find(m.msg_id);
             if (found != types_.end())
-                std::printf("%s %" PRIu64 " %" PRIu64 " %" PRIu64 "\n", message.name,
+                std::printf("%s %" PRIu64 " %" PRIu64 " %" PRIu64 "\n", name_of(m),
                             found->second.received, found->second.bytes, found->second.mismatches);
         });
     }
@@ -117,9 +120,9 @@ class comparison {
         ++type.mismatches;
         if (shown_++ >= mismatches_shown)
             return;
-        const message_info *message = vorl::catalogue::find_message(msg_id);
+        const message_info *info = vorl::catalogue::find_message(msg_id);
         std::fprintf(stderr, "vorl_demo: %s, object %" PRIu64 " of its type: %s\n",
-                     message == nullptr ? "an unknown message" : message->name, type.received,
+                     info == nullptr ? "an unknown message" : name_of(info->data), type.received,
                      what.c_str());
     }
 
@@ -138,7 +141,7 @@ int receive_all(const std::string &file)
     const std::vector<record> objects = load(file);
     comparison result(objects);
     for (const package_info *package : vorl::catalogue::packages) {
-        if (package->recv_init() != 0)
+        if (functions_of(*package, RTLD_DEFAULT).recv_init() != 0)
             fail(std::string("the bus refused package ") + package->name);
     }
     vorl_dev_receiver *receiver = VORL_DevReceiverOpen(dest, 0);
@@ -163,22 +166,23 @@ int receive_all(const std::string &file)
 enum class send_function : std::uint8_t { sendsingle, sendbatch, sendmsg, sendtomsg };
 constexpr std::uint32_t send_functions = 4;
 
-std::uint32_t call(send_function function, const message_info &type,
+std::uint32_t call(send_function function, const message &type,
                    const vorl::json::record_array &records)
 {
     const void *data = records.data();
+    const auto functions = vorl::catalogue::functions_of(type, RTLD_DEFAULT);
     switch (function) {
-    case send_function::sendsingle: return type.functions.sendsingle(dest, data, 0, 0);
-    case send_function::sendbatch: return type.functions.sendbatch(dest, data, records.count(), 0);
-    case send_function::sendmsg: return type.functions.sendmsg(dest, data, records.count());
+    case send_function::sendsingle: return functions.sendsingle(dest, data, 0, 0);
+    case send_function::sendbatch: return functions.sendbatch(dest, data, records.count(), 0);
+    case send_function::sendmsg: return functions.sendmsg(dest, data, records.count());
     case send_function::sendtomsg:
         // On this bus a destination's handle is its identifier.
-        return type.functions.sendtomsg(dest, data, records.count(), dest);
+        return functions.sendtomsg(dest, data, records.count(), dest);
     }
     return VORL_DEV_IO;
 }
 
-void send_records(send_function function, const message_info &type,
+void send_records(send_function function, const message &type,
                   const vorl::json::record_array &records)
 {
     const auto deadline = steady::now() + queue_patience;
@@ -187,7 +191,7 @@ void send_records(send_function function, const message_info &type,
         if (code == 0)
             return;
         if (code != VORL_DEV_QUEUE_FULL || steady::now() >= deadline)
-            fail(std::string(type.name) + " was refused with code " + std::to_string(code));
+            fail(std::string(name_of(type)) + " was refused with code " + std::to_string(code));
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
 }
@@ -211,7 +215,7 @@ int send_all(const std::string &file)
 {
     const std::vector<record> objects = load(file);
     for (const package_info *package : vorl::catalogue::packages) {
-        if (package->send_init() != 0)
+        if (functions_of(*package, RTLD_DEFAULT).send_init() != 0)
             fail(std::string("the bus refused package ") + package->name);
     }
     std::map<std::string, std::uint64_t> sent;
@@ -219,13 +223,13 @@ int send_all(const std::string &file)
     std::uint32_t turn = 0;
     for (std::size_t at = 0; at < objects.size();) {
         const auto function = static_cast<send_function>(turn++ % send_functions);
-        const message_info &type = objects[at].type();
+        const message &type = objects[at].type();
         const std::uint32_t most = function == send_function::sendsingle ? 1 : longest_batch;
         vorl::json::record_array records;
         while (at < objects.size() && &objects[at].type() == &type && records.count() < most)
             records.push_back(objects[at++]);
         send_records(function, type, records);
-        sent[type.name] += records.count();
+        sent[name_of(type)] += records.count();
         shown.show(at, objects.size());
     }
     for (const auto &[name, count] : sent)
@@ -380,15 +384,15 @@ bool show(std::map<std::string, row> &rows, double seconds)
     std::size_t types = 0;
     std::string missing;
     bool all_arrived = true;
-    each_message([&](const message_info &message) {
-        const row &of_type = rows[message.name];
+    each_message([&](const message &m) {
+        const row &of_type = rows[name_of(m)];
         std::printf("%-*s  %8" PRIu64 "  %8" PRIu64 "  %10" PRIu64 "  %10" PRIu64 "\n", width,
-                    message.name, of_type.sent, of_type.received, of_type.bytes,
+                    name_of(m), of_type.sent, of_type.received, of_type.bytes,
                     of_type.mismatches);
         if (of_type.is_seen())
             ++types;
         else
-            missing.append(missing.empty() ? "" : ", ").append(message.name);
+            missing.append(missing.empty() ? "" : ", ").append(name_of(m));
         all_arrived = all_arrived && of_type.sent == of_type.received;
         total.sent += of_type.sent;
         total.received += of_type.received;

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <optional>
 
-#include "tools/vorl/hex.h"
+#include "inspect/hex.h"
 #include "tools/vorl/json_node.h"
 
 namespace vorl {

@@ -4,14 +4,13 @@
 #include <iterator>
 #include <stdexcept>
 
+#include "inspect/encode.h"
+#include "inspect/explain.h"
+#include "inspect/hex.h"
+#include "tools/vorl/bytes_text.h"
 #include "tools/vorl/commands.h"
-#include "tools/vorl/decoded_record.h"
-#include "tools/vorl/explain.h"
 #include "tools/vorl/find_message.h"
-#include "tools/vorl/frame_capture.h"
-#include "tools/vorl/hex.h"
 #include "tools/vorl/json_lines.h"
-#include "tools/vorl/library_log.h"
 
 namespace vorl::commands {
 namespace {
@@ -22,28 +21,49 @@ void write_out(const void *data, std::size_t size)
         throw std::runtime_error("vorl: standard output cannot be written");
 }
 
+/// The record of some bytes, released when it goes out of scope.
+class decoded {
+  public:
+    explicit decoded(const message &m) : message_(m), data_((m.record_size + 7) / 8) {}
+    ~decoded() { inspect::release(message_, data_.data()); }
+    decoded(const decoded &) = delete;
+    decoded &operator=(const decoded &) = delete;
+
+    /// Once.
+    std::optional<inspect::refusal> read(const bytes &from)
+    {
+        return inspect::decode(message_, from, data_.data());
+    }
+    const void *data() const { return data_.data(); }
+
+  private:
+    const message &message_;
+    std::vector<std::uint64_t> data_;
+};
+
 /// False: refused. `place` is "FILE:LINE: ".
-bool decode_frame(const decode_options &options, const catalogue::message_info &type,
-                  const bytes &frame, const std::string &place)
+bool decode_frame(const decode_options &options, const message &m, const bytes &frame,
+                  const std::string &place)
 {
     if (options.explain) {
-        const auto why = explain(type, frame, &std::cout);
+        const auto why = inspect::explain(m, frame, &std::cout);
         std::cout.flush();
         if (why)
-            std::cerr << place << type.name << ": refused at " << to_text(*why) << '\n';
+            std::cerr << place << name_of(m) << ": refused at " << to_text(*why) << '\n';
         return !why;
     }
-    const decoded_record record(type, frame);
-    const std::vector<std::string> log = take_library_log();
-    if (const auto why = explain(type, frame, nullptr)) {
-        for (const std::string &line : log)
-            std::cerr << place << "library log: " << line << '\n';
-        std::cerr << place << type.name << ": refused at " << to_text(*why)
+    // First without the records: bytes that are refused take no memory for those before the fault.
+    std::optional<inspect::refusal> why = inspect::explain(m, frame, nullptr);
+    decoded record(m);
+    if (!why)
+        why = record.read(frame);
+    if (why) {
+        std::cerr << place << name_of(m) << ": refused at " << to_text(*why)
                   << "; --explain shows the bytes up to there\n";
         return false;
     }
     const std::string line =
-        json::format_record(type, record.data(),
+        json::format_record(m, record.data(),
                             options.sparse ? json::zeros::omit : json::zeros::write) +
         '\n';
     write_out(line.data(), line.size());
@@ -64,16 +84,17 @@ int encode(const encode_options &options)
     bytes only; // of --binary, where nothing would tell one object from the next
     bool have_one = false;
     while (const std::optional<json::record> record = lines.next()) {
-        const catalogue::message_info &type = record->type();
-        const bytes encoded = options.packed ? pack_record(type, record->data())
-                                             : capture_frame(type, record->data());
+        const message &m = record->type();
+        const bytes encoded =
+            inspect::encode(m, record->data(),
+                            options.packed ? inspect::encoding::packed : inspect::encoding::frame);
         if (encoded.empty())
-            throw std::runtime_error(lines.place(lines.line()) + type.name +
-                                     ": the library could not encode it; see that the object is "
-                                     "not too large for memory");
+            throw std::runtime_error(lines.place(lines.line()) + name_of(m) +
+                                     ": takes more bytes than 32 bits can say; give a smaller "
+                                     "object");
         if (options.binary) {
             if (have_one)
-                throw std::runtime_error(lines.place(lines.line()) + type.name +
+                throw std::runtime_error(lines.place(lines.line()) + name_of(m) +
                                          ": is a second object; give --binary one object, or take "
                                          "--hex");
             only = encoded;
@@ -90,13 +111,13 @@ int encode(const encode_options &options)
 
 int decode(const decode_options &options)
 {
-    const catalogue::message_info &type = find_message_or_throw(options.message);
+    const message &m = find_message_or_throw(options.message).data;
     json::input_file file(options.file);
     if (options.binary) {
         const bytes frame{std::istreambuf_iterator<char>(file.stream()), {}};
         if (frame.empty())
             refuse_nothing(file);
-        return decode_frame(options, type, frame, file.name() + ": ") ? 0 : 1;
+        return decode_frame(options, m, frame, file.name() + ": ") ? 0 : 1;
     }
     bool have_one = false;
     bool all_accepted = true;
@@ -104,7 +125,7 @@ int decode(const decode_options &options)
         read_hex_frames(file.stream(), [&](std::size_t line, const bytes &frame) {
             have_one = true;
             const std::string place = file.name() + ":" + std::to_string(line) + ": ";
-            all_accepted = decode_frame(options, type, frame, place) && all_accepted;
+            all_accepted = decode_frame(options, m, frame, place) && all_accepted;
         });
     } catch (const hex_error &error) {
         throw std::runtime_error(file.name() + ":" + error.what());

@@ -18,50 +18,43 @@ namespace {
 
 using catalogue::message_info;
 using catalogue::package_info;
-using catalogue::slot_info;
 
-std::string hex_id(const message_info &message)
+std::string hex_id(const message &m)
 {
     std::array<char, 11> text{};
-    std::snprintf(text.data(), text.size(), "0x%08" PRIX32, message.msg_id);
+    std::snprintf(text.data(), text.size(), "0x%08" PRIX32, m.msg_id);
     return text.data();
 }
 
-void print_json(const message_info &message)
+void print_json(const message &m)
 {
     nlohmann::ordered_json line = {
-        {"message", message.name},  {"package", message.package},
-        {"msg_id", message.msg_id}, {"record_size", message.record_size},
-        {"frame_length", nullptr},  {"slots", message.slots.size()},
+        {"message", name_of(m)},   {"package", catalogue::package_of(m).name},
+        {"msg_id", m.msg_id},      {"record_size", m.record_size},
+        {"frame_length", nullptr}, {"slots", m.slots.size},
     };
-    if (message.is_fixed_size())
-        line["frame_length"] = message.frame_length;
+    if (is_fixed_size(m))
+        line["frame_length"] = catalogue::frame_length(m);
     std::puts(line.dump().c_str());
 }
 
-void print_line(const message_info &message)
+void print_line(const message &m)
 {
-    std::printf("%-36s  %s  %6zu  %8s  %5zu\n", message.name, hex_id(message).c_str(),
-                message.record_size,
-                message.is_fixed_size() ? std::to_string(message.frame_length).c_str() : "variable",
-                message.slots.size());
+    const std::string frame =
+        is_fixed_size(m) ? std::to_string(catalogue::frame_length(m)) : "variable";
+    std::printf("%-36s  %s  %6" PRIu32 "  %8s  %5" PRIu32 "\n", name_of(m), hex_id(m).c_str(),
+                m.record_size, frame.c_str(), m.slots.size);
 }
 
 /// Offsets that a slot has in the frame; a variable-size message has none.
-std::string frame_columns(const message_info &message, const slot_info &slot)
+std::string frame_columns(const message &m, std::size_t slot)
 {
-    if (!message.is_fixed_size())
+    if (!is_fixed_size(m))
         return "";
+    const std::uint32_t at = catalogue::frame_offset(m, slot);
     std::array<char, 32> text{};
-    std::snprintf(text.data(), text.size(), "  %6" PRIu32 "  %6" PRIu32, slot.frame_offset,
-                  slot.frame_offset + 4);
+    std::snprintf(text.data(), text.size(), "  %6" PRIu32 "  %6" PRIu32, at, at + 4);
     return text.data();
-}
-
-bool is_vector(const slot_info &slot)
-{
-    return slot.type == catalogue::wire_type::vector_uint8 ||
-           slot.type == catalogue::wire_type::vector_table;
 }
 
 } // namespace
@@ -76,11 +69,11 @@ int list(const list_options &options)
             std::puts(
                 "message                                     msg_id  record     frame  slots");
         found = true;
-        for (const message_info *message : package->messages) {
+        for (const message_info &info : package->messages) {
             if (options.as_json)
-                print_json(*message);
+                print_json(info.data);
             else
-                print_line(*message);
+                print_line(info.data);
         }
     }
     if (!found)
@@ -92,34 +85,38 @@ int list(const list_options &options)
 
 int describe(const std::string &name)
 {
-    const message_info &message = find_message_or_throw(name);
-    std::printf("%s\n  %s\n\n", message.name, message.doc);
-    std::printf("  package       %s\n", message.package);
-    std::printf("  msg_id        %s (%" PRIu32 ")\n", hex_id(message).c_str(), message.msg_id);
-    std::printf("  record        %zu bytes\n", message.record_size);
-    if (message.is_fixed_size())
+    const message_info &info = find_message_or_throw(name);
+    const message &m = info.data;
+    const bool has_one_frame = is_fixed_size(m);
+    std::printf("%s\n  %s\n\n", name_of(m), info.doc);
+    std::printf("  package       %s\n", catalogue::package_of(m).name);
+    std::printf("  msg_id        %s (%" PRIu32 ")\n", hex_id(m).c_str(), m.msg_id);
+    std::printf("  record        %" PRIu32 " bytes\n", m.record_size);
+    if (has_one_frame)
         std::printf("  frame         %" PRIu32 " bytes, its table %" PRIu32 "\n\n",
-                    message.frame_length, message.table_length);
+                    catalogue::frame_length(m), catalogue::frame_table_length(m));
     else
         std::puts("  frame         variable size, measured per record\n");
 
     int width = static_cast<int>(sizeof "wire type" - 1);
-    for (const slot_info &slot : message.slots)
-        width = std::max(width, static_cast<int>(std::strlen(slot.type_text)));
+    for (const slot &s : m.slots)
+        width = std::max(width, static_cast<int>(catalogue::type_text(s).size()));
     std::printf("  slot  %-*s  record%s\n", width, "wire type",
-                message.is_fixed_size() ? "   table   frame" : "");
-    for (const slot_info &slot : message.slots) {
-        std::printf("  %-4s  %-*s  %6zu%s", slot.name, width, slot.type_text,
-                    is_vector(slot) ? slot.count_offset : slot.record_offset,
-                    frame_columns(message, slot).c_str());
-        if (is_vector(slot))
-            std::printf("   pointer at %zu", slot.record_offset);
-        if (*slot.doc != '\0')
-            std::printf("   %s", slot.doc);
+                has_one_frame ? "   table   frame" : "");
+    for (std::size_t i = 0; i < m.slots.size; ++i) {
+        const slot &s = m.slots[i];
+        const catalogue::slot_text &text = info.slots[i];
+        std::printf("  %-4s  %-*s  %6" PRIu32 "%s", text.name, width,
+                    catalogue::type_text(s).c_str(), s.is_vector() ? s.count_at : s.record_at,
+                    frame_columns(m, i).c_str());
+        if (s.is_vector())
+            std::printf("   pointer at %" PRIu32, s.record_at);
+        if (*text.doc != '\0')
+            std::printf("   %s", text.doc);
         std::putchar('\n');
     }
     std::puts("\n  record: offset in the record, of the count for a vector.");
-    if (message.is_fixed_size())
+    if (has_one_frame)
         std::puts("  table, frame: offset of the field in a frame, from its table's start and from "
                   "its own.");
     return 0;

@@ -1,6 +1,4 @@
 // vorl recv.
-#include <dlfcn.h>
-
 #include <algorithm>
 #include <cinttypes>
 #include <csignal>
@@ -8,12 +6,12 @@
 #include <cstring>
 #include <stdexcept>
 
+#include "inspect/explain.h"
+#include "inspect/hex.h"
 #include "platform/bus/receiver.h"
-#include "tools/vorl/bytes_text.h"
 #include "tools/vorl/commands.h"
-#include "tools/vorl/explain.h"
-#include "tools/vorl/hex.h"
 #include "tools/vorl/json_record.h"
+#include "tools/vorl/library.h"
 #include "tools/vorl/library_log.h"
 
 namespace vorl::commands {
@@ -24,19 +22,19 @@ constexpr std::int32_t wait_ms = 100;
 
 volatile std::sig_atomic_t stop_requested = 0;
 
-template <class Function>
-Function find(const char *name)
-{
-    return reinterpret_cast<Function>(dlsym(RTLD_DEFAULT, name));
-}
-
 /// The receiving side that the development bus has and the platform's does not: looked up, so that
 /// this program runs on either.
 struct receiving_side {
-    decltype(&VORL_DevReceiverOpen) open = find<decltype(open)>("VORL_DevReceiverOpen");
-    decltype(&VORL_DevReceive) receive = find<decltype(receive)>("VORL_DevReceive");
-    decltype(&VORL_DevReceiverClose) close = find<decltype(close)>("VORL_DevReceiverClose");
+    decltype(&VORL_DevReceiverOpen) open;
+    decltype(&VORL_DevReceive) receive;
+    decltype(&VORL_DevReceiverClose) close;
 
+    explicit receiving_side(const library &bus)
+    {
+        bus.find(open, "VORL_DevReceiverOpen");
+        bus.find(receive, "VORL_DevReceive");
+        bus.find(close, "VORL_DevReceiverClose");
+    }
     bool is_complete() const { return open != nullptr && receive != nullptr && close != nullptr; }
 };
 
@@ -52,30 +50,31 @@ void handle(void *user, std::uint32_t msg_id, const void *record, std::uint32_t,
 {
     auto &out = *static_cast<output *>(user);
     const std::vector<std::string> log = take_library_log();
-    const catalogue::message_info *type = catalogue::find_message(msg_id);
-    if (type == nullptr)
+    const catalogue::message_info *info = catalogue::find_message(msg_id);
+    if (info == nullptr)
         return; // the bus reports frames that nobody registered
+    const message &m = info->data;
     const auto *bytes = static_cast<const std::uint8_t *>(frame);
-    if (const auto why = explain(*type, {bytes, frame_length}, nullptr)) {
+    if (const auto why = inspect::explain(m, {bytes, frame_length}, nullptr)) {
         ++out.refused;
         for (const std::string &line : log)
             std::fprintf(stderr, "vorl recv: library log: %s\n", line.c_str());
         // The whole frame: it was accepted and is found nowhere else now.
-        std::fprintf(stderr, "vorl recv: %s refused at %s; the frame: %s\n", type->name,
+        std::fprintf(stderr, "vorl recv: %s refused at %s; the frame: %s\n", name_of(m),
                      to_text(*why).c_str(), to_hex(bytes, frame_length).c_str());
         return;
     }
     const std::string line = json::format_record(
-        *type, record, out.options->sparse ? json::zeros::omit : json::zeros::write);
+        m, record, out.options->sparse ? json::zeros::omit : json::zeros::write);
     if (std::fprintf(stdout, "%s\n", line.c_str()) < 0 || std::fflush(stdout) != 0)
         out.failed = true;
     ++out.received;
 }
 
-void register_receivers()
+void register_receivers(const library &with)
 {
     for (const catalogue::package_info *package : catalogue::packages) {
-        if (const std::uint32_t code = package->recv_init(); code != 0)
+        if (const std::uint32_t code = with.functions_of(*package).recv_init(); code != 0)
             throw std::runtime_error("vorl recv: the bus refused package " +
                                      std::string(package->name) + " with code " +
                                      std::to_string(code) + "; see the bus's own messages");
@@ -96,11 +95,12 @@ void stop_on_signals()
 
 int recv(const recv_options &options)
 {
-    const receiving_side bus;
+    const library with("vorl recv");
+    const receiving_side bus(with);
     if (!bus.is_complete())
         throw std::runtime_error("vorl recv: this bus library has no receiving side for tools "
                                  "(VORL_DevReceiverOpen); run with the development bus");
-    register_receivers();
+    register_receivers(with);
     stop_on_signals();
     vorl_dev_receiver *receiver = bus.open(options.dest, options.queue_bytes);
     if (receiver == nullptr)

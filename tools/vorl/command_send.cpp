@@ -10,6 +10,7 @@
 #include "platform/bus/receiver.h"
 #include "tools/vorl/commands.h"
 #include "tools/vorl/json_lines.h"
+#include "tools/vorl/library.h"
 
 namespace vorl::commands {
 namespace {
@@ -50,8 +51,8 @@ struct sent_line {
 
 class sender {
   public:
-    sender(const send_options &options, const json::line_reader &lines)
-        : options_(options), lines_(lines)
+    sender(library &with, const send_options &options, const json::line_reader &lines)
+        : with_(with), options_(options), lines_(lines)
     {}
 
     /// Consecutive lines of one message gather until there are enough. False: refused, stop.
@@ -94,7 +95,8 @@ class sender {
     std::uint32_t send_lines(const sent_line *lines, std::size_t count)
     {
         using clock = std::chrono::steady_clock;
-        const catalogue::message_info &type = lines->record.type();
+        const catalogue::message_functions &functions =
+            with_.functions_of(lines->record.type());
         json::record_array records;
         for (std::size_t i = 0; i < count; ++i)
             records.push_back(lines[i].record);
@@ -106,9 +108,9 @@ class sender {
             errno = 0;
             const std::uint32_t code =
                 options_.explicit_handle == 0
-                    ? type.functions.sendmsg(options_.dest, records.data(), records.count())
-                    : type.functions.sendtomsg(options_.dest, records.data(), records.count(),
-                                               options_.explicit_handle);
+                    ? functions.sendmsg(options_.dest, records.data(), records.count())
+                    : functions.sendtomsg(options_.dest, records.data(), records.count(),
+                                          options_.explicit_handle);
             errno_ = errno;
             if (code == 0)
                 sent_ += count;
@@ -128,10 +130,11 @@ class sender {
         if (code == VORL_DEV_IO && errno_ != 0)
             code_text += std::string(" (") + std::strerror(errno_) + ")";
         std::fprintf(stderr, "%s%s: %srefused with code %s: %s\n",
-                     lines_.place(lines->line).c_str(), lines->record.type().name, last.c_str(),
+                     lines_.place(lines->line).c_str(), name_of(lines->record.type()), last.c_str(),
                      code_text.c_str(), meaning(code, options_.dest).c_str());
     }
 
+    library &with_;
     const send_options &options_;
     const json::line_reader &lines_;
     std::vector<sent_line> pending_;
@@ -140,10 +143,10 @@ class sender {
     int errno_ = 0; ///< of the last send
 };
 
-void register_senders()
+void register_senders(const library &with)
 {
     for (const catalogue::package_info *package : catalogue::packages) {
-        if (const std::uint32_t code = package->send_init(); code != 0)
+        if (const std::uint32_t code = with.functions_of(*package).send_init(); code != 0)
             throw std::runtime_error("vorl send: the bus refused package " +
                                      std::string(package->name) + " with code " +
                                      std::to_string(code) + "; see the bus's own messages");
@@ -156,8 +159,9 @@ int send(const send_options &options)
 {
     json::input_file file(options.file);
     json::line_reader lines(file);
-    register_senders();
-    sender to_bus(options, lines);
+    library with("vorl send");
+    register_senders(with);
+    sender to_bus(with, options, lines);
     std::uint64_t bad_lines = 0;
     for (bool go_on = true; go_on;) {
         try {

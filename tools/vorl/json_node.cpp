@@ -2,7 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "tools/vorl/hex.h"
+#include "inspect/hex.h"
 
 namespace vorl::json {
 namespace {

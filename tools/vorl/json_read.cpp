@@ -5,13 +5,13 @@
 #include <cstring>
 #include <limits>
 
-#include "tools/vorl/hex.h"
+#include "inspect/hex.h"
+#include "catalogue/catalogue.h"
 #include "tools/vorl/json_record.h"
 
 namespace vorl::json {
 namespace {
 
-using catalogue::wire_type;
 using kind_type = node::kind_type;
 
 const char *kind_name(kind_type kind)
@@ -101,23 +101,33 @@ void read_words(const node &value, std::uint32_t count, std::uint8_t *to, const 
                       read_integer(value.items[i], 4, path + "[" + std::to_string(i) + "]"), 4);
 }
 
+void read_bytes(const node &value, std::uint32_t count, std::uint8_t *to, const std::string &path)
+{
+    const auto bytes = read_hex(value, path);
+    if (bytes.size() > count)
+        throw input_error(path, "has " + std::to_string(bytes.size()) + " bytes; give at most " +
+                                    std::to_string(count));
+    std::copy(bytes.begin(), bytes.end(), to);
+}
+
 class record_reader {
   public:
     explicit record_reader(record &owner) : owner_(owner) {}
 
     /// `prefix` is the path of the object with a full stop, or nothing for the line's own object.
-    void read_members(const node &object, const message_info &type, std::uint8_t *to,
+    void read_members(const node &object, const message &type, std::uint8_t *to,
                       const std::string &prefix)
     {
-        std::vector<bool> seen(type.slots.size());
+        const catalogue::message_info &info = catalogue::info_of(type);
+        std::vector<bool> seen(type.slots.size);
         for (const node &member : object.items) {
             if (prefix.empty() && member.name == "message")
                 continue;
             const std::string path = prefix + printable(member.name);
-            const std::size_t slot = find_slot(type, member.name);
-            if (slot == type.slots.size())
-                throw input_error(path, std::string("is no member of ") + type.name +
-                                            "; its members are " + member_names(type));
+            const std::size_t slot = find_slot(info, member.name);
+            if (slot == type.slots.size)
+                throw input_error(path, std::string("is no member of ") + name_of(type) +
+                                            "; its members are " + member_names(info));
             if (seen[slot])
                 throw input_error(path, "is given twice; give it once");
             seen[slot] = true;
@@ -126,70 +136,62 @@ class record_reader {
     }
 
   private:
-    static std::size_t find_slot(const message_info &type, const std::string &name)
+    static std::size_t find_slot(const catalogue::message_info &info, const std::string &name)
     {
         std::size_t slot = 0;
-        while (slot < type.slots.size() && name != type.slots[slot].name)
+        while (slot < info.slots.size() && name != info.slots[slot].name)
             ++slot;
         return slot;
     }
 
-    static std::string member_names(const message_info &type)
+    static std::string member_names(const catalogue::message_info &info)
     {
-        const std::string first = type.slots.front().name;
-        return type.slots.size() == 1 ? first + " alone" : first + " to " + type.slots.back().name;
+        const std::string first = info.slots.front().name;
+        return info.slots.size() == 1 ? first + " alone" : first + " to " + info.slots.back().name;
     }
 
-    void read_slot(const node &value, const slot_info &slot, std::uint8_t *record,
+    void read_slot(const node &value, const vorl::slot &slot, std::uint8_t *record,
                    const std::string &path)
     {
-        std::uint8_t *to = record + slot.record_offset;
-        switch (slot.type) {
-        case wire_type::uint8:
-        case wire_type::uint16:
-        case wire_type::uint32:
-        case wire_type::uint64: {
-            const std::size_t width = integer_width(slot.type);
-            store_integer(to, read_integer(value, width, path), width);
+        std::uint8_t *to = record + slot.record_at;
+        switch (slot.shape) {
+        case slot_shape::scalar:
+            store_integer(to, read_integer(value, slot.width, path), slot.width);
             break;
-        }
-        case wire_type::array_uint32: read_words(value, slot.count, to, path); break;
-        case wire_type::array_uint8: {
-            const auto bytes = read_hex(value, path);
-            if (bytes.size() > slot.count)
-                throw input_error(path, "has " + std::to_string(bytes.size()) +
-                                            " bytes; give at most " + std::to_string(slot.count));
-            std::copy(bytes.begin(), bytes.end(), to);
+        case slot_shape::array:
+            if (slot.width == 1)
+                read_bytes(value, slot.count, to, path);
+            else
+                read_words(value, slot.count, to, path);
             break;
-        }
-        case wire_type::vector_uint8: {
+        case slot_shape::byte_vector: {
             const auto bytes = read_hex(value, path);
             std::uint8_t *block = new_vector(slot, record, bytes.size(), 1);
             if (!bytes.empty())
                 std::memcpy(block, bytes.data(), bytes.size());
             break;
         }
-        case wire_type::table:
+        case slot_shape::table:
             expect(value, kind_type::object, path, "an object");
-            read_members(value, *slot.element, to, path + ".");
+            read_members(value, *slot.nested, to, path + ".");
             break;
-        case wire_type::array_table:
+        case slot_shape::table_array:
             expect(value, kind_type::array, path, "an array of objects");
             if (value.items.size() > slot.count)
                 throw input_error(path, "has " + std::to_string(value.items.size()) +
                                             " objects; give at most " + std::to_string(slot.count));
-            read_elements(value, *slot.element, to, path);
+            read_elements(value, *slot.nested, to, path);
             break;
-        case wire_type::vector_table:
+        case slot_shape::table_vector:
             expect(value, kind_type::array, path, "an array of objects");
-            read_elements(value, *slot.element,
-                          new_vector(slot, record, value.items.size(), slot.element->record_size),
+            read_elements(value, *slot.nested,
+                          new_vector(slot, record, value.items.size(), slot.nested->record_size),
                           path);
             break;
         }
     }
 
-    void read_elements(const node &array, const message_info &type, std::uint8_t *records,
+    void read_elements(const node &array, const message &type, std::uint8_t *records,
                        const std::string &path)
     {
         for (std::size_t i = 0; i < array.items.size(); ++i) {
@@ -200,21 +202,21 @@ class record_reader {
     }
 
     /// Count and pointer of a vector; the pointer stays null in an empty one.
-    std::uint8_t *new_vector(const slot_info &slot, std::uint8_t *record, std::size_t count,
+    std::uint8_t *new_vector(const vorl::slot &slot, std::uint8_t *record, std::size_t count,
                              std::size_t element_size)
     {
         if (count == 0)
             return nullptr;
         std::uint8_t *block = owner_.allocate(count * element_size);
-        store_integer(record + slot.count_offset, count, 4);
-        std::memcpy(record + slot.record_offset, &block, sizeof block);
+        store_integer(record + slot.count_at, count, 4);
+        std::memcpy(record + slot.record_at, &block, sizeof block);
         return block;
     }
 
     record &owner_;
 };
 
-const message_info &find_type(const node &object)
+const message &find_type(const node &object)
 {
     const node *name = nullptr;
     for (const node &member : object.items) {
@@ -228,11 +230,11 @@ const message_info &find_type(const node &object)
         throw input_error(
             "message", R"(is missing; name the type, as in {"message":"srv6_localsid_fwd",...})");
     expect(*name, kind_type::text, "message", "the name of a message; 'vorl list' shows them");
-    const message_info *type = catalogue::find_message(name->text);
-    if (type == nullptr)
+    const catalogue::message_info *info = catalogue::find_message(name->text);
+    if (info == nullptr)
         throw input_error("message", '"' + printable(name->text) +
                                          "\" is no message; 'vorl list' shows them all");
-    return *type;
+    return info->data;
 }
 
 } // namespace

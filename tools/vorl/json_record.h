@@ -23,19 +23,16 @@
 #include <string_view>
 #include <vector>
 
-#include "catalogue/catalogue.h"
+#include "serial/slot.h"
 #include "tools/vorl/json_node.h"
 
 namespace vorl::json {
-
-using catalogue::message_info;
-using catalogue::slot_info;
 
 /// A record of a message known at run time, and the memory that its vectors lead to. Never to be
 /// passed to the library's release function: the memory is this object's.
 class record {
   public:
-    explicit record(const message_info &type) : type_(&type), data_(allocate(type.record_size)) {}
+    explicit record(const message &type) : type_(&type), data_(allocate(type.record_size)) {}
     record(record &&) noexcept = default;
     record &operator=(record &&) noexcept = default;
     // A copy would lead to the memory of the original.
@@ -43,7 +40,7 @@ class record {
     record &operator=(const record &) = delete;
     ~record() = default;
 
-    const message_info &type() const { return *type_; }
+    const message &type() const { return *type_; }
     std::uint8_t *data() { return data_; }
     const std::uint8_t *data() const { return data_; }
 
@@ -51,7 +48,7 @@ class record {
     std::uint8_t *allocate(std::size_t size);
 
   private:
-    const message_info *type_;
+    const message *type_;
     std::vector<std::unique_ptr<std::uint64_t[]>> blocks_;
     std::uint8_t *data_;
 };
@@ -76,15 +73,12 @@ record parse_record(std::string_view json);
 enum class zeros : bool { omit, write };
 
 /// One line, without its end. A vector with a count but no pointer is written as an empty one.
-std::string format_record(const message_info &type, const void *record, zeros zero_members);
+std::string format_record(const message &type, const void *record, zeros zero_members);
 
 /// The path of the first member in which two records differ, vectors by content; empty when equal.
-std::string first_difference(const message_info &type, const void *a, const void *b);
+std::string first_difference(const message &type, const void *a, const void *b);
 
 /// The unsigned integer of `width` bytes at `from`.
 std::uint64_t load_integer(const std::uint8_t *from, std::size_t width);
-
-/// Bytes of one element of a slot that holds integers: 1 to 8; 0 for tables.
-std::size_t integer_width(catalogue::wire_type type);
 
 } // namespace vorl::json

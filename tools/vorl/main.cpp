@@ -77,7 +77,8 @@ void add_send(CLI::App &app, int &status)
         ->required();
     command->footer(std::string(R"(
 Lines are sent in order. The first that is refused ends it: no line behind it is sent, unless with
---keep-going. The last line on standard error counts what was sent and refused.
+--keep-going. The last line on standard error counts what was sent and refused. Loads
+libvorl_srv6.so.1, and with it the bus.
 )") + json_help + "\n" +
                     exit_help);
     command->callback([&status] { status = send(options); });
@@ -103,7 +104,8 @@ void add_recv(CLI::App &app, int &status)
     command->footer(std::string(R"(
 Ends after --count, after --timeout, or at SIGINT or SIGTERM; everything accepted until then is
 written first. Each line is flushed. A frame that the library refuses is reported on standard error
-with its bytes. Fewer objects than --count, or a refused frame: exit status 1.
+with its bytes. Fewer objects than --count, or a refused frame: exit status 1. Loads
+libvorl_srv6.so.1, and with it the bus.
 )") + exit_help);
     command->callback([&status] { status = recv(options); });
 }
@@ -129,8 +131,7 @@ void add_encode(CLI::App &app, int &status)
     command->add_option("FILE", options.file, "JSON objects, one a line; - for standard input")
         ->required();
     command->footer(std::string(R"(
-Frames come from the library's own send functions: for the length of the call this program stands
-in for the bus and keeps the bytes. Nothing is sent.
+The bytes are the plain codec's, which the library is built of, too; neither it nor a bus is needed.
 )") + json_help + "\n" +
                     exit_help);
     command->callback([&status] { status = encode(options); });
@@ -159,8 +160,9 @@ tcpdump -X print them, are put together into one frame, from each offset 0 on.
 
 A frame does not carry its type: decoding it as another message may succeed, with nonsense.
 
-A frame that the library refuses is not written; standard error has the library's own log lines and
-the place and reason. --explain works on any bytes, and stops where the library's reader does:
+A frame that a receiver refuses is not written; standard error has the place and the reason. They
+are the plain codec's, which the library is built of, too; neither it nor a bus is needed.
+--explain works on any bytes, and stops where a receiver does:
   OFFSET  BYTES                   MEANING
   0x0000  04 00 00 00             root offset: the table is at 0x0004
 )") + exit_help);

@@ -57,6 +57,6 @@ class tally {
 };
 
 /// Whether the message has scalars and arrays of scalars only.
-inline bool is_plain(const message_info &m) { return !reference::checks_root_itself(m); }
+inline bool is_plain(const message &m) { return !reference::checks_root_itself(m); }
 
 } // namespace vorl::test

@@ -1,13 +1,14 @@
 // Buffers written as text, so that a reader sees the bytes and not the arithmetic:
 //
-//     u32 table                       // a label's position
-//     vtable: u16 8 u16 8 u16 4 u16 0
-//     table:  u32 table-vtable        // sums and differences of numbers and labels
-//             u32 @list               // the way from this word to a label
-//     list:   u32 3 bytes 01 02 03    // two hexadecimal digits each
+//             u32 table                       // root offset: a number, or a label's position
+//     vtable: u16 8  u16 15  u16 4  u16 0     // its length, the table's, an entry a slot
+//     table:  u32 table-vtable                // soffset: sums and differences of both
+//             u32 @list                       // offset word: the way from this word to a label
+//     list:   u32 3  bytes 01 02 03           // two hexadecimal digits each
 //             zeros 4
 //
-// `end` is the position behind the last byte.
+// `end` is the position behind the last byte. A text that shows a message's bytes labels the root's
+// vtable and table `vtable:` and `table:`, those of an inner table called x `x_vtable:` and `x:`.
 #pragma once
 
 #include <string_view>

@@ -53,7 +53,7 @@ class hostile_writer {
         : count_(count), order_(o), elements_(elements)
     {}
 
-    bytes buffer(const message_info &m)
+    bytes buffer(const message &m)
     {
         append(4 + vtable_size(m), 4);
         table(m);
@@ -61,7 +61,7 @@ class hostile_writer {
         if (!vectors_.empty()) {
             const std::size_t byte_body = append(4 * std::uint64_t{count_}, 4);
             const std::size_t table_body = append(count_, 4);
-            const message_info *last = nullptr;
+            const message *last = nullptr;
             for (const auto &[field, element] : vectors_) {
                 point(field, element == nullptr ? byte_body : table_body);
                 last = element != nullptr ? element : last;
@@ -70,7 +70,7 @@ class hostile_writer {
         }
         for (const auto &[field, slot] : arrays_) {
             point(field, append(slot->count, 4));
-            words(slot->count, slot->element);
+            words(slot->count, slot->nested);
         }
         for (const auto &[first, count, element] : runs_)
             lead_to_element(first, count, *element);
@@ -78,7 +78,7 @@ class hostile_writer {
     }
 
   private:
-    static std::uint64_t vtable_size(const message_info &m) { return 4 + 2 * m.slots.size(); }
+    static std::uint64_t vtable_size(const message &m) { return 4 + 2 * m.slots.size; }
 
     std::size_t append(std::uint64_t value, std::size_t width)
     {
@@ -92,26 +92,26 @@ class hostile_writer {
         reference::store(&out_[word], to - word, 4, order_);
     }
 
-    void table(const message_info &m)
+    void table(const message &m)
     {
         const std::size_t vtable = append(vtable_size(m), 2);
         append(4, 2);
-        for (std::size_t s = 0; s < m.slots.size(); ++s)
+        for (std::size_t s = 0; s < m.slots.size; ++s)
             append(0, 2);
         const std::size_t at = append(vtable_size(m), 4);
-        std::vector<std::pair<std::size_t, const message_info *>> inner;
-        for (std::size_t s = 0; s < m.slots.size(); ++s) {
-            const slot_info &slot = m.slots[s];
-            if (slot.element == nullptr && slot.type != wire_type::vector_uint8)
+        std::vector<std::pair<std::size_t, const message *>> inner;
+        for (std::size_t s = 0; s < m.slots.size; ++s) {
+            const vorl::slot &slot = m.slots[s];
+            if (slot.nested == nullptr && slot.shape != slot_shape::byte_vector)
                 continue;
             const std::size_t field = append(0, 4);
             reference::store(&out_[vtable + 4 + 2 * s], field - at, 2, order_);
-            if (slot.type == wire_type::table)
-                inner.emplace_back(field, slot.element);
-            else if (slot.type == wire_type::array_table)
+            if (slot.shape == slot_shape::table)
+                inner.emplace_back(field, slot.nested);
+            else if (slot.shape == slot_shape::table_array)
                 arrays_.emplace_back(field, &slot);
             else
-                vectors_.emplace_back(field, slot.element);
+                vectors_.emplace_back(field, slot.nested);
         }
         for (const auto &[field, element] : inner) {
             point(field, out_.size() + vtable_size(*element));
@@ -119,14 +119,14 @@ class hostile_writer {
         }
     }
 
-    void words(std::uint32_t count, const message_info *element)
+    void words(std::uint32_t count, const message *element)
     {
         if (element != nullptr)
             runs_.push_back({out_.size(), count, element});
         out_.resize(out_.size() + 4 * std::size_t{count});
     }
 
-    void lead_to_element(std::size_t first, std::uint32_t count, const message_info &element)
+    void lead_to_element(std::size_t first, std::uint32_t count, const message &element)
     {
         bytes packed = {};
         random_source random(7);
@@ -158,27 +158,27 @@ class hostile_writer {
     struct run {
         std::size_t first;
         std::uint32_t count;
-        const message_info *element;
+        const message *element;
     };
 
     std::uint32_t count_;
     order order_;
     hostile_elements elements_;
     bytes out_;
-    std::vector<std::pair<std::size_t, const message_info *>> vectors_;
-    std::vector<std::pair<std::size_t, const slot_info *>> arrays_;
+    std::vector<std::pair<std::size_t, const message *>> vectors_;
+    std::vector<std::pair<std::size_t, const slot *>> arrays_;
     std::vector<run> runs_;
 };
 
 } // namespace
 
-std::uint64_t hostile_bytes_per_word(const message_info &m)
+std::uint64_t hostile_bytes_per_word(const message &m)
 {
-    const auto found = bytes_per_word.find(m.name);
+    const auto found = bytes_per_word.find(name_of(m));
     return found == bytes_per_word.end() ? 0 : found->second;
 }
 
-bytes hostile_buffer(const message_info &m, std::uint32_t count, order o, hostile_elements elements)
+bytes hostile_buffer(const message &m, std::uint32_t count, order o, hostile_elements elements)
 {
     return hostile_writer(count, o, elements).buffer(m);
 }

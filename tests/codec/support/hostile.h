@@ -6,7 +6,7 @@
 namespace vorl::test {
 
 /// The most that __unpack allocates for every 4 bytes of its buffer.
-std::uint64_t hostile_bytes_per_word(const message_info &m);
+std::uint64_t hostile_bytes_per_word(const message &m);
 
 /// What the elements of a hostile buffer's vectors lead to.
 enum class hostile_elements {
@@ -19,7 +19,7 @@ enum class hostile_elements {
 
 /// A buffer in which every vector has `count` elements, or four times as many bytes, and all offsets
 /// lead to one table. Vectors lie over each other. A message without vectors is simply packed.
-bytes hostile_buffer(const message_info &m, std::uint32_t count, order o,
+bytes hostile_buffer(const message &m, std::uint32_t count, order o,
                      hostile_elements elements = hostile_elements::empty);
 
 } // namespace vorl::test

@@ -1,8 +1,5 @@
 #include "tests/codec/support/library.h"
 
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -39,13 +36,13 @@ void print(std::ostream &to, const reference::outcome &o)
 }
 
 /// Replaces addresses of blocks by their numbers, in the record and in nested ones.
-void number_blocks(const message_info &m, std::uint8_t *record, const std::vector<void *> &blocks)
+void number_blocks(const message &m, std::uint8_t *record, const std::vector<void *> &blocks)
 {
-    for (const slot_info &slot : m.slots) {
-        std::uint8_t *member = record + slot.record_offset;
-        if (slot.type == wire_type::table) {
-            number_blocks(*slot.element, member, blocks);
-        } else if (slot.type == wire_type::vector_uint8 || slot.type == wire_type::vector_table) {
+    for (const vorl::slot &slot : m.slots) {
+        std::uint8_t *member = record + slot.record_at;
+        if (slot.shape == slot_shape::table) {
+            number_blocks(*slot.nested, member, blocks);
+        } else if (slot.is_vector()) {
             void *address = nullptr;
             std::memcpy(&address, member, sizeof address);
             const auto found = std::find(blocks.begin(), blocks.end(), address);
@@ -58,13 +55,13 @@ void number_blocks(const message_info &m, std::uint8_t *record, const std::vecto
 
 } // namespace
 
-std::vector<reference::log_event> take_logs(const message_info &m, side s)
+std::vector<reference::log_event> take_logs(const message &m, side s)
 {
     // One block for a package's side, and none of another's; its first two members are names.
     static std::map<std::pair<std::string, side>, const void *> blocks;
     std::vector<reference::log_event> logs;
     for (const log_call &call : the_platform().logs) {
-        const auto own = blocks.try_emplace({m.package, s}, call.ctx).first;
+        const auto own = blocks.try_emplace({catalogue::package_of(m).name, s}, call.ctx).first;
         for (const auto &[owner, block] : blocks)
             EXPECT_EQ(block == call.ctx, owner == own->first) << owner.first;
         const char *names[2];
@@ -97,21 +94,21 @@ constexpr std::size_t margin = 16;
 
 } // namespace
 
-unpacked::unpacked(const message_info &m, const void *buf, std::int32_t len, std::uint8_t fill,
+unpacked::unpacked(const message &m, const void *buf, std::int32_t len, std::uint8_t fill,
                    std::uint32_t fail_allocation_at)
     : message_(m), fill_(fill), record_(m, fill, margin)
 {
     the_platform().forget_calls();
     the_platform().fail_allocation_at = fail_allocation_at;
-    EXPECT_EQ(m.functions.unpack(buf, len, record_.data()), m.record_size);
+    EXPECT_EQ(functions_of(m).unpack(buf, len, record_.data()), m.record_size);
     the_platform().fail_allocation_at = 0;
     take_calls();
 }
 
-reference::outcome unpacked::into_null(const message_info &m, const void *buf, std::int32_t len)
+reference::outcome unpacked::into_null(const message &m, const void *buf, std::int32_t len)
 {
     the_platform().forget_calls();
-    EXPECT_EQ(m.functions.unpack(buf, len, nullptr), m.record_size);
+    EXPECT_EQ(functions_of(m).unpack(buf, len, nullptr), m.record_size);
     EXPECT_TRUE(the_platform().memory.empty());
     reference::outcome result;
     result.logs = take_logs(m, side::receive);
@@ -122,13 +119,13 @@ unpacked::~unpacked()
 {
     const auto held = [](const bytes &block) { return !block.empty(); };
     if (std::any_of(outcome_.blocks.begin(), outcome_.blocks.end(), held))
-        message_.functions.free_unpacked(record_.data());
+        functions_of(message_).free_unpacked(record_.data());
 }
 
 void unpacked::release()
 {
     the_platform().forget_calls();
-    message_.functions.free_unpacked(record_.data());
+    functions_of(message_).free_unpacked(record_.data());
     take_calls();
 }
 
@@ -136,7 +133,7 @@ void unpacked::take_calls()
 {
     std::uint8_t *const end = record_.at(message_.record_size);
     EXPECT_TRUE(std::all_of(end, end + margin, [this](std::uint8_t byte) { return byte == fill_; }))
-        << message_.name << ": the bytes behind the record have changed";
+        << name_of(message_) << ": the bytes behind the record have changed";
     for (auto &log : take_logs(message_, side::receive))
         outcome_.logs.push_back(std::move(log));
     for (const memory_call &call : the_platform().memory) {
@@ -167,7 +164,7 @@ void unpacked::take_calls()
     number_blocks(message_, outcome_.record.data(), blocks_);
 }
 
-reference::outcome expected_unpack(const message_info &m, std::span<const std::uint8_t> buffer,
+reference::outcome expected_unpack(const message &m, std::span<const std::uint8_t> buffer,
                                    order byte_order, std::uint8_t fill,
                                    std::uint32_t fail_allocation_at, std::set<std::uint64_t> *edges)
 {
@@ -180,7 +177,7 @@ reference::outcome expected_unpack(const message_info &m, std::span<const std::u
                              edges);
 }
 
-std::string reading_difference(const message_info &m, std::span<const std::uint8_t> buffer,
+std::string reading_difference(const message &m, std::span<const std::uint8_t> buffer,
                                order byte_order, std::uint8_t fill,
                                std::uint32_t fail_allocation_at)
 {
@@ -189,7 +186,7 @@ std::string reading_difference(const message_info &m, std::span<const std::uint8
                               fill, fail_allocation_at);
 }
 
-std::string reading_difference(const message_info &m, std::span<const std::uint8_t> buffer,
+std::string reading_difference(const message &m, std::span<const std::uint8_t> buffer,
                                reference::outcome expected, std::uint8_t fill,
                                std::uint32_t fail_allocation_at)
 {
@@ -206,13 +203,13 @@ std::string reading_difference(const message_info &m, std::span<const std::uint8
     return text;
 }
 
-bytes library_pack(const message_info &m, const void *record)
+bytes library_pack(const message &m, const void *record)
 {
     std::uint32_t length = 0xFFFFFFFF;
-    if (m.functions.pack(record, nullptr, &length) != 0)
+    if (functions_of(m).pack(record, nullptr, &length) != 0)
         return {};
     bytes out(length, 0xEE);
-    EXPECT_EQ(m.functions.pack(record, out.data(), &length), 0u);
+    EXPECT_EQ(functions_of(m).pack(record, out.data(), &length), 0u);
     EXPECT_EQ(length, out.size());
     return out;
 }
@@ -229,11 +226,11 @@ namespace {
 
 } // namespace
 
-bytes sent_single(const message_info &m, const void *record)
+bytes sent_single(const message &m, const void *record)
 {
     the_platform().forget_calls();
     dirty_the_stack();
-    EXPECT_EQ(m.functions.sendsingle(7, record, 0, 0), 0u);
+    EXPECT_EQ(functions_of(m).sendsingle(7, record, 0, 0), 0u);
     const auto &sends = the_platform().sends;
     EXPECT_EQ(sends.size(), 1u);
     if (sends.size() != 1 || sends[0].frames.size() != 1)
@@ -242,10 +239,10 @@ bytes sent_single(const message_info &m, const void *record)
     return sends[0].frames[0].bytes;
 }
 
-std::vector<bytes> sent_batch(const message_info &m, const void *records, std::uint32_t count)
+std::vector<bytes> sent_batch(const message &m, const void *records, std::uint32_t count)
 {
     the_platform().forget_calls();
-    EXPECT_EQ(m.functions.sendbatch(7, records, count, 0), 0u);
+    EXPECT_EQ(functions_of(m).sendbatch(7, records, count, 0), 0u);
     std::vector<bytes> frames;
     EXPECT_EQ(the_platform().sends.size(), 1u);
     for (const bus_call &call : the_platform().sends) {
@@ -255,69 +252,6 @@ std::vector<bytes> sent_batch(const message_info &m, const void *records, std::u
         }
     }
     return frames;
-}
-
-guarded_buffer::guarded_buffer(std::size_t capacity)
-{
-    const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-    size_ = (capacity + page - 1) / page * page;
-    mapped_ = 2 * size_ + page;
-    void *got = mmap(nullptr, mapped_, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    if (got == MAP_FAILED)
-        std::abort();
-    begin_ = static_cast<std::uint8_t *>(got) + size_;
-    if (mprotect(begin_, size_, PROT_READ | PROT_WRITE) != 0)
-        std::abort();
-}
-
-guarded_buffer::~guarded_buffer() { munmap(begin_ - size_, mapped_); }
-
-std::uint8_t *guarded_buffer::space(std::size_t size, std::uint8_t fill)
-{
-    if (size > size_)
-        std::abort();
-    std::memset(begin_ + size_ - size, fill, size);
-    return begin_ + size_ - size;
-}
-
-const std::uint8_t *guarded_buffer::holding(std::span<const std::uint8_t> content)
-{
-    std::uint8_t *at = space(content.size(), 0);
-    std::copy(content.begin(), content.end(), at);
-    return at;
-}
-
-const std::uint8_t *guarded_buffer::beginning_with(std::span<const std::uint8_t> content)
-{
-    if (content.size() > size_)
-        std::abort();
-    std::copy(content.begin(), content.end(), begin_);
-    return begin_;
-}
-
-sparse_memory::sparse_memory(std::size_t size) : size_(size)
-{
-    void *got = mmap(nullptr, size, PROT_READ | PROT_WRITE,
-                     MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
-    if (got == MAP_FAILED)
-        std::abort();
-    data_ = static_cast<std::uint8_t *>(got);
-    madvise(got, size, MADV_HUGEPAGE); // reading zeros is quicker so; nothing rests on it
-}
-
-sparse_memory::~sparse_memory() { munmap(data_, size_); }
-
-std::string hex(std::span<const std::uint8_t> content)
-{
-    std::string text;
-    char digits[4];
-    for (std::size_t i = 0; i < content.size(); ++i) {
-        std::snprintf(digits, sizeof digits, "%02X%c", content[i], i % 16 == 15 ? '\n' : ' ');
-        text += digits;
-    }
-    if (!text.empty())
-        text.back() = '\n';
-    return text;
 }
 
 } // namespace vorl::test

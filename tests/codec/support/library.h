@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/codec/support/buffers.h"
 #include "tests/codec/support/messages.h"
 #include "tests/support/platform.h"
 
@@ -21,10 +22,10 @@ std::string difference(const reference::outcome &library, const reference::outco
 class unpacked {
   public:
     /// The record holds `fill` before the call.
-    unpacked(const message_info &m, const void *buf, std::int32_t len, std::uint8_t fill = 0xEE,
+    unpacked(const message &m, const void *buf, std::int32_t len, std::uint8_t fill = 0xEE,
              std::uint32_t fail_allocation_at = 0);
     /// With a null record.
-    static reference::outcome into_null(const message_info &m, const void *buf, std::int32_t len);
+    static reference::outcome into_null(const message &m, const void *buf, std::int32_t len);
     ~unpacked();
     unpacked(const unpacked &) = delete;
     unpacked &operator=(const unpacked &) = delete;
@@ -37,7 +38,7 @@ class unpacked {
   private:
     void take_calls();
 
-    const message_info &message_;
+    const message &message_;
     std::uint8_t fill_;
     sample record_;
     std::vector<void *> blocks_;
@@ -45,18 +46,18 @@ class unpacked {
 };
 
 /// The call of `unpacked` by the reference.
-reference::outcome expected_unpack(const message_info &m, std::span<const std::uint8_t> buffer,
+reference::outcome expected_unpack(const message &m, std::span<const std::uint8_t> buffer,
                                    order byte_order, std::uint8_t fill = 0xEE,
                                    std::uint32_t fail_allocation_at = 0,
                                    std::set<std::uint64_t> *edges = nullptr);
 
 /// Reads `buffer` with both, then releases twice with both. Empty when they did the same at every
 /// step. A record that was left untouched is not released: what it holds is not a record.
-std::string reading_difference(const message_info &m, std::span<const std::uint8_t> buffer,
+std::string reading_difference(const message &m, std::span<const std::uint8_t> buffer,
                                order byte_order, std::uint8_t fill = 0xEE,
                                std::uint32_t fail_allocation_at = 0);
 /// The same where what the reference makes of the buffer is known.
-std::string reading_difference(const message_info &m, std::span<const std::uint8_t> buffer,
+std::string reading_difference(const message &m, std::span<const std::uint8_t> buffer,
                                reference::outcome expected, std::uint8_t fill,
                                std::uint32_t fail_allocation_at);
 
@@ -68,55 +69,17 @@ enum class side { receive, send };
 
 /// The log calls since the platform last forgot: all of the block that this side of the message's
 /// package logs through, or the test fails.
-std::vector<reference::log_event> take_logs(const message_info &m, side s);
+std::vector<reference::log_event> take_logs(const message &m, side s);
 
 /// __pack into memory of exactly the measured size; empty when it was refused.
-bytes library_pack(const message_info &m, const void *record);
+bytes library_pack(const message &m, const void *record);
 inline bytes library_pack(const sample &record)
 {
-    return library_pack(record.message(), record.data());
+    return library_pack(record.type(), record.data());
 }
 
 /// The frames that the bus was handed for these records, by __sendsingle or __sendbatch.
-bytes sent_single(const message_info &m, const void *record);
-std::vector<bytes> sent_batch(const message_info &m, const void *records, std::uint32_t count);
-
-/// A buffer at whose ends, before and behind, the process may not read.
-class guarded_buffer {
-  public:
-    explicit guarded_buffer(std::size_t capacity);
-    ~guarded_buffer();
-    guarded_buffer(const guarded_buffer &) = delete;
-    guarded_buffer &operator=(const guarded_buffer &) = delete;
-
-    /// A copy of `content` whose last byte is the last one readable.
-    const std::uint8_t *holding(std::span<const std::uint8_t> content);
-    /// A copy of `content` whose first byte is the first one readable.
-    const std::uint8_t *beginning_with(std::span<const std::uint8_t> content);
-    /// `size` bytes of memory, all `fill`, that end there.
-    std::uint8_t *space(std::size_t size, std::uint8_t fill);
-
-  private:
-    std::uint8_t *begin_;
-    std::size_t size_; ///< of what is readable; as much before it is not
-    std::size_t mapped_;
-};
-
-/// Zeroed memory that costs nothing until it is written to.
-class sparse_memory {
-  public:
-    explicit sparse_memory(std::size_t size);
-    ~sparse_memory();
-    sparse_memory(const sparse_memory &) = delete;
-    sparse_memory &operator=(const sparse_memory &) = delete;
-    std::uint8_t *data() const { return data_; }
-
-  private:
-    std::uint8_t *data_;
-    std::size_t size_;
-};
-
-/// "00 00 00 04 FF", 16 to a line.
-std::string hex(std::span<const std::uint8_t> content);
+bytes sent_single(const message &m, const void *record);
+std::vector<bytes> sent_batch(const message &m, const void *records, std::uint32_t count);
 
 } // namespace vorl::test

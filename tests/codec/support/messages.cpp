@@ -7,14 +7,14 @@
 
 namespace vorl::test {
 
-const std::vector<const message_info *> &all_messages()
+const std::vector<const message *> &all_messages()
 {
     static const auto all = [] {
-        std::vector<const message_info *> list;
+        std::vector<const message *> list;
         for (const catalogue::package_info *package : catalogue::packages) {
-            for (const message_info *m : package->messages) {
-                if (find_fact(m->name) != nullptr)
-                    list.push_back(m);
+            for (const catalogue::message_info &info : package->messages) {
+                if (find_fact(name_of(info.data)) != nullptr)
+                    list.push_back(&info.data);
             }
         }
         return list;
@@ -22,12 +22,12 @@ const std::vector<const message_info *> &all_messages()
     return all;
 }
 
-const std::vector<const message_info *> &fixed_messages()
+const std::vector<const message *> &fixed_messages()
 {
     static const auto fixed = [] {
-        std::vector<const message_info *> list;
-        for (const message_info *m : all_messages()) {
-            if (m->is_fixed_size())
+        std::vector<const message *> list;
+        for (const message *m : all_messages()) {
+            if (is_fixed_size(*m))
                 list.push_back(m);
         }
         return list;
@@ -35,51 +35,51 @@ const std::vector<const message_info *> &fixed_messages()
     return fixed;
 }
 
-const message_info &message_named(const std::string &name)
+const message &message_named(const std::string &name)
 {
-    const message_info *found = catalogue::find_message(name);
+    const catalogue::message_info *found = catalogue::find_message(name);
     if (found == nullptr)
         throw std::logic_error(name + " is in a test, but not in the descriptions");
-    return *found;
+    return found->data;
 }
 
-sample::sample(const message_info &m, std::uint8_t fill, std::size_t behind)
+sample::sample(const message &m, std::uint8_t fill, std::size_t behind)
     : message_(&m), words_((m.record_size + behind + 7) / 8)
 {
     std::memset(data(), fill, m.record_size + behind);
 }
 
-std::uint8_t *sample::set_vector(const slot_info &slot, std::uint8_t *record, std::uint32_t count)
+std::uint8_t *sample::set_vector(const vorl::slot &slot, std::uint8_t *record, std::uint32_t count)
 {
     const std::size_t size =
-        count * (slot.element != nullptr ? slot.element->record_size : std::size_t{1});
+        count * (slot.nested != nullptr ? slot.nested->record_size : std::size_t{1});
     void *first = nullptr;
     if (count != 0)
         first = blocks_.emplace_back((size + 7) / 8).data();
-    std::memcpy(record + slot.count_offset, &count, sizeof count);
-    std::memcpy(record + slot.record_offset, &first, sizeof first);
+    std::memcpy(record + slot.count_at, &count, sizeof count);
+    std::memcpy(record + slot.record_at, &first, sizeof first);
     return static_cast<std::uint8_t *>(first);
 }
 
 template <class Value>
-void sample::fill(const message_info &m, std::uint8_t *record, Value &&value,
+void sample::fill(const message &m, std::uint8_t *record, Value &&value,
                   std::uint32_t elements, bool elements_are_most)
 {
-    for (const slot_info &slot : m.slots) {
-        std::uint8_t *member = record + slot.record_offset;
-        const std::size_t width = reference::width_of(slot.type);
+    for (const vorl::slot &slot : m.slots) {
+        std::uint8_t *member = record + slot.record_at;
+        const std::size_t width = slot.width;
         std::uint64_t count = 1;
-        if (slot.type == wire_type::vector_uint8 || slot.type == wire_type::vector_table) {
+        if (slot.is_vector()) {
             count = elements_are_most ? value(8) % (elements + 1) : elements;
             member = set_vector(slot, record, static_cast<std::uint32_t>(count));
         } else if (slot.count != 0) {
             count = slot.count;
         }
         for (std::uint64_t i = 0; i < count; ++i) {
-            if (slot.element != nullptr)
-                fill(*slot.element, member + i * slot.element->record_size, value, elements,
+            if (slot.nested != nullptr)
+                fill(*slot.nested, member + i * slot.nested->record_size, value, elements,
                      elements_are_most);
-            else if (slot.type == wire_type::vector_uint8)
+            else if (slot.shape == slot_shape::byte_vector)
                 member[i] = static_cast<std::uint8_t>(value(1));
             else
                 reference::store(member + i * width, value(width), width, order::little);
@@ -87,7 +87,7 @@ void sample::fill(const message_info &m, std::uint8_t *record, Value &&value,
     }
 }
 
-sample sample::zeros(const message_info &m, std::uint32_t elements)
+sample sample::zeros(const message &m, std::uint32_t elements)
 {
     sample s(m);
     s.fill(
@@ -95,7 +95,7 @@ sample sample::zeros(const message_info &m, std::uint32_t elements)
     return s;
 }
 
-sample sample::ones(const message_info &m, std::uint32_t elements)
+sample sample::ones(const message &m, std::uint32_t elements)
 {
     sample s(m);
     s.fill(
@@ -103,7 +103,7 @@ sample sample::ones(const message_info &m, std::uint32_t elements)
     return s;
 }
 
-sample sample::random(const message_info &m, random_source &random, std::uint32_t most_elements,
+sample sample::random(const message &m, random_source &random, std::uint32_t most_elements,
                       std::uint8_t padding)
 {
     sample s(m, padding);
@@ -115,36 +115,36 @@ sample sample::random(const message_info &m, random_source &random, std::uint32_
 
 namespace {
 
-void add_meaning(const message_info &m, const std::uint8_t *record, bytes &to)
+void add_meaning(const message &m, const std::uint8_t *record, bytes &to)
 {
     const auto add = [&to](const std::uint8_t *from, std::size_t size) {
         to.insert(to.end(), from, from + size);
     };
-    for (const slot_info &slot : m.slots) {
-        const std::uint8_t *member = record + slot.record_offset;
+    for (const vorl::slot &slot : m.slots) {
+        const std::uint8_t *member = record + slot.record_at;
         std::uint64_t count = slot.count != 0 ? slot.count : 1;
-        if (slot.type == wire_type::vector_uint8 || slot.type == wire_type::vector_table) {
-            add(record + slot.count_offset, 4);
-            count = reference::load(record + slot.count_offset, 4, order::little);
-            std::memcpy(&member, record + slot.record_offset, sizeof member);
+        if (slot.is_vector()) {
+            add(record + slot.count_at, 4);
+            count = reference::load(record + slot.count_at, 4, order::little);
+            std::memcpy(&member, record + slot.record_at, sizeof member);
             to.push_back(member != nullptr);
             if (member == nullptr)
                 continue;
         }
-        if (slot.element != nullptr) {
+        if (slot.nested != nullptr) {
             for (std::uint64_t i = 0; i < count; ++i)
-                add_meaning(*slot.element, member + i * slot.element->record_size, to);
-        } else if (slot.type == wire_type::vector_uint8) {
+                add_meaning(*slot.nested, member + i * slot.nested->record_size, to);
+        } else if (slot.shape == slot_shape::byte_vector) {
             add(member, count);
         } else {
-            add(member, count * reference::width_of(slot.type));
+            add(member, count * slot.width);
         }
     }
 }
 
 } // namespace
 
-bytes meaning(const message_info &m, const void *record)
+bytes meaning(const message &m, const void *record)
 {
     bytes result;
     add_meaning(m, static_cast<const std::uint8_t *>(record), result);

@@ -35,8 +35,8 @@ template <class Work>
 void for_all_messages(Work &&work)
 {
     in_both_orders([&work](order o) {
-        for (const message_info *m : all_messages()) {
-            SCOPED_TRACE(m->name);
+        for (const message *m : all_messages()) {
+            SCOPED_TRACE(name_of(*m));
             work(*m, o);
             if (::testing::Test::HasFailure())
                 return; // one message is enough to read

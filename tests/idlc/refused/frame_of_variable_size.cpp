@@ -1,18 +1,26 @@
 // expect: a frame has one length: the message holds no vector
-#include "serial/layout.h"
+#include <stddef.h>
+
+#include "serial/fast/forms.h"
 
 struct record_of_bytes {
     uint32_t f0_count;
     uint8_t *f0;
 };
-struct bytes_message {
-    using record = record_of_bytes;
-    static constexpr char name[] = "bytes";
+constexpr vorl::slot bytes_slots[] = {
 #ifdef VORL_MAKE_IT_GOOD
-    using slots = vorl::slot_list<vorl::scalar<uint32_t, offsetof(record, f0_count)>>;
+    {.shape = vorl::slot_shape::scalar, .width = 4, .record_at = 0},
 #else
-    using slots =
-        vorl::slot_list<vorl::byte_vector<offsetof(record, f0_count), offsetof(record, f0)>>;
+    {.shape = vorl::slot_shape::byte_vector,
+     .width = 1,
+     .record_at = offsetof(record_of_bytes, f0),
+     .count_at = 0},
 #endif
 };
-static_assert(vorl::frame_layout<bytes_message>::length > 0);
+constexpr vorl::message bytes_message = {.names = VORL_NAMES("bytes"),
+                                         .name_length = 5,
+                                         .msg_id = 1,
+                                         .owner = vorl::package::srv6,
+                                         .record_size = sizeof(record_of_bytes),
+                                         .slots = bytes_slots};
+static_assert(vorl::frame_form<bytes_message>::size > 0);

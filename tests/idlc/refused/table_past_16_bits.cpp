@@ -1,17 +1,18 @@
 // expect: idlc refuses such a description
-#include "serial/layout.h"
+#include "serial/fast/forms.h"
 
 #ifdef VORL_MAKE_IT_GOOD
 inline constexpr uint32_t count = 65523; // 4 + 8 + 65523 is 65535
 #else
 inline constexpr uint32_t count = 65524;
 #endif
-struct record_of_array {
-    uint8_t f0[count];
+constexpr vorl::slot array_slots[] = {
+    {.shape = vorl::slot_shape::array, .width = 1, .count = count, .record_at = 0},
 };
-struct array_message {
-    using record = record_of_array;
-    static constexpr char name[] = "array";
-    using slots = vorl::slot_list<vorl::array<uint8_t, count, offsetof(record, f0)>>;
-};
-static_assert(vorl::frame_layout<array_message>::length > 0);
+constexpr vorl::message array_message = {.names = VORL_NAMES("array"),
+                                         .name_length = 5,
+                                         .msg_id = 1,
+                                         .owner = vorl::package::srv6,
+                                         .record_size = count,
+                                         .slots = array_slots};
+static_assert(vorl::frame_form<array_message>::size > 0);

@@ -1,0 +1,57 @@
+// What a generated source says of its package, a line a message: VORL_EXPORT_MESSAGE defines the
+// seven functions that the public header declares, VORL_EXPORT_PACKAGE the package's three. Each is
+// one call into api/; nothing is decided here.
+#pragma once
+
+#include "api/message.h"
+#include "api/registration.h"
+#include "api/send.h"
+
+/// A function that only hands on to another needs no cache line of its own, and a cold one gets none.
+#define VORL_SMALL [[gnu::cold]]
+
+#define VORL_EXPORT_MESSAGE(m)                                                                     \
+    uint32_t m##__pack(const m *in, void *buf, uint32_t *inout_len)                                \
+    {                                                                                              \
+        return vorl::pack<vorl::m##_message>(in, buf, inout_len);                                  \
+    }                                                                                              \
+    uint32_t m##__unpack(const void *buf, int32_t len, void *out)                                  \
+    {                                                                                              \
+        return vorl::unpack<vorl::m##_message>(buf, len, out);                                     \
+    }                                                                                              \
+    void m##_free__unpacked(void *rec) { vorl::free_unpacked<vorl::m##_message>(rec); }            \
+    uint32_t m##__sendsingle(uint32_t dest, const m *rec, uint32_t, uint64_t to)                   \
+    {                                                                                              \
+        return vorl::sendsingle<vorl::m##_message>(dest, rec, to);                                 \
+    }                                                                                              \
+    VORL_SMALL uint32_t m##__sendbatch(uint32_t dest, const m *recs, uint32_t count, uint64_t to)  \
+    {                                                                                              \
+        return vorl::sendbatch<vorl::m##_message>(dest, recs, count, to);                          \
+    }                                                                                              \
+    VORL_SMALL uint32_t m##__sendtomsg(uint32_t dest, const m *recs, uint32_t count, uint64_t to)  \
+    {                                                                                              \
+        return vorl::send_by_count(dest, recs, count, to, m##__sendsingle, m##__sendbatch);        \
+    }                                                                                              \
+    VORL_SMALL uint32_t m##__sendmsg(uint32_t dest, const m *recs, uint32_t count)                 \
+    {                                                                                              \
+        return vorl::send_by_count(dest, recs, count, 0, m##__sendsingle, m##__sendbatch);         \
+    }
+
+/// An entry of what VORL_EXPORT_PACKAGE registers.
+#define VORL_REGISTER(m)                                                                           \
+    {                                                                                              \
+        vorl::m##_message.msg_id, m##__unpack, m##_free__unpacked                                  \
+    }
+
+/// The entries stand in the order in which the package registers its messages.
+#define VORL_EXPORT_PACKAGE(package, ...)                                                          \
+    uint32_t package##_recv_init(void)                                                             \
+    {                                                                                              \
+        static constexpr vorl::registration messages[] = {__VA_ARGS__};                            \
+        return vorl::register_receiver(messages);                                                  \
+    }                                                                                              \
+    void package##__send_resource_clean(void) {}                                                   \
+    uint32_t package##_send_init(void)                                                             \
+    {                                                                                              \
+        return vorl::register_sender(package##__send_resource_clean);                              \
+    }

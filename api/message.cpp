@@ -1,0 +1,58 @@
+#include "api/message.h"
+
+#include "api/send.h"
+
+namespace vorl {
+
+uint32_t unpack_plainly(const void *buf, int32_t len, void *out, const message &m)
+{
+    if (buf == nullptr || len < static_cast<int32_t>(word_size) || out == nullptr) {
+        log(ctx_of(m, direction::receive), log_kind,
+            static_cast<uint32_t>(log_line::unpack_arguments), name_of(function_name::unpack, m),
+            "[ZELKO]:Param invalid(%s, %d, %s)", null_or_not(buf), len, null_or_not(out));
+        return m.record_size;
+    }
+    const received from = {static_cast<const uint8_t *>(buf), static_cast<uint32_t>(len)};
+    auto *record = static_cast<uint8_t *>(out);
+    // The byte order is read again after the binding, which settles it.
+    const auto root = in_order_of(direction::receive, m, [&from]<byte_order Order>() {
+        return load<Order, uint32_t>(from.bytes);
+    });
+    // A root table that leads elsewhere is checked under the name of __unpack, and before anything
+    // is written; any other is checked by its reader, into a record that is zero.
+    checked_table table{};
+    if (!is_flat(m) && !in_order_of(direction::receive, m, [&]<byte_order Order>() {
+            return plain::find_table<Order>(root, table, table_role::root, from, to_log, m);
+        }))
+        return m.record_size;
+    bind_cache(ctx_of(m, direction::receive));
+    memset(record, 0, m.record_size);
+    const bool is_read = in_order_of(direction::receive, m, [&]<byte_order Order>() {
+        return is_flat(m)
+                   ? plain::read_table<Order>(root, record, from, to_log, m)
+                   : plain::read_slots<Order>(table, record, table_role::root, from, to_log, m);
+    });
+    if (!is_read)
+        plain::release(record, to_log, m);
+    return m.record_size;
+}
+
+uint32_t pack_plainly(const void *in, void *buf, uint32_t *inout_len, const message &m)
+{
+    const auto *record = static_cast<const uint8_t *>(in);
+    const uint32_t size = plain::packed_size(record, m);
+    if (size == 0 || size > *inout_len)
+        return failure;
+    if (buf == nullptr) {
+        // The measuring call: reported, and yet a success.
+        log(ctx_of(m, direction::send), log_kind, static_cast<uint32_t>(log_line::pack_arguments),
+            name_of(function_name::pack, m), "[ZELKO]:Param invalid(%s, %u, %s)", null_or_not(buf),
+            *inout_len, null_or_not(in));
+    } else {
+        pack_unsettled(static_cast<uint8_t *>(buf), record, m);
+    }
+    *inout_len = size;
+    return 0;
+}
+
+} // namespace vorl

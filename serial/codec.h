@@ -1,0 +1,197 @@
+// The door to the codecs: what is done with a message in native byte order, by kernels where there
+// are some for it, else by the plain codec's steps. This is the one place that chooses; whatever the
+// choice, bytes, records and what a listener hears are the plain codec's.
+//
+//   message                                 packs, measures         frames     reads
+//   flat, in windows (serial/fast/windows)  windows                 known form  forms, spread; else plain
+//   flat, of another shape                  plain                   known form  forms; else plain
+//   leads to tables or vectors              unrolled; its tables    known form  forms; else unrolled,
+//                                           as they would be        or unrolled its tables as they would be
+//
+// The other byte order is always the plain codec's (serial/plain).
+#pragma once
+
+#include "serial/fast/tables.h"
+#include "serial/unrolled.h"
+
+namespace vorl {
+
+template <const message &M>
+struct native_codec {
+    /// As plain::add_tables_size.
+    static bool add_tables_size(uint32_t count, const uint8_t *records, uint64_t &size)
+    {
+        if constexpr (has_windows<M>) {
+            fast::add_tables_size<M>(count, records, size);
+            return true;
+        } else if constexpr (is_flat(M)) {
+            return plain::add_tables_size(count, records, size, M);
+        } else {
+            for (uint32_t i = 0; i < count; ++i) {
+                if (!walk::add_size(records + size_t{i} * M.record_size, size))
+                    return false;
+            }
+            return true;
+        }
+    }
+
+    /// Adds at least what add_tables_size adds for one record; see unrolled::add_largest_size.
+    static bool add_largest_size(const uint8_t *record, uint64_t &size)
+    {
+        if constexpr (!is_fixed_size(M))
+            return walk::add_largest_size(record, size);
+        size += full_table_size(M);
+        return true;
+    }
+
+    /// As plain::packed_size.
+    static uint32_t packed_size(const uint8_t *record)
+    {
+        uint64_t size = word_size;
+        if (record == nullptr || !add_tables_size(1, record, size) || size > UINT32_MAX)
+            return 0;
+        return static_cast<uint32_t>(size);
+    }
+
+    /// As plain::pack_tables.
+    static uint8_t *pack_tables(uint8_t *words, uint8_t *at, uint32_t count, const uint8_t *records)
+    {
+        if constexpr (has_windows<M>) {
+            return fast::pack_tables<M>(words, at, count, records);
+        } else if constexpr (is_flat(M)) {
+            return plain::pack_tables<native>(words, at, count, records, M);
+        } else {
+            for (uint32_t i = 0; i < count; ++i) {
+                lead_to<native>(words + size_t{i} * word_size, at, M);
+                at = walk::pack(at, records + size_t{i} * M.record_size);
+            }
+            return at;
+        }
+    }
+
+    /// Packs a record, for which there is room, with its root offset; returns the end.
+    static uint8_t *pack_measured(uint8_t *to, const uint8_t *record)
+    {
+        return pack_tables(to, to + word_size, 1, record);
+    }
+
+    /// Packs a record where that takes at most `*room` bytes, says there how many, and returns 0.
+    /// Otherwise writes nothing and returns 0xFFFFFFFF.
+    [[gnu::always_inline]] static uint32_t pack(const uint8_t *record, uint8_t *to, uint32_t *room)
+    {
+        if constexpr (has_windows<M>)
+            return fast::pack_message<M>(record, to, room);
+        // Room for the largest such record: no need to measure this one first.
+        uint64_t largest = word_size;
+        if (!add_largest_size(record, largest) || largest > *room) [[unlikely]]
+            return measure_and_pack(record, to, room);
+        *room = static_cast<uint32_t>(pack_measured(to, record) - to);
+        return 0;
+    }
+
+    /// As plain::write_frames of one record.
+    [[gnu::always_inline]] static void write_frame(uint8_t *to, const uint8_t *record)
+    {
+        if constexpr (has_forms(M))
+            frame_form<M>::write(to, record);
+        else if constexpr (is_flat(M))
+            plain::write_frames<native>(to, 1, record, M);
+        else
+            walk::write_frame(to, record);
+    }
+
+    /// As plain::write_frames.
+    static void write_frames(uint8_t *to, uint32_t count, const uint8_t *records)
+    {
+        for (uint32_t i = 0; i < count; ++i)
+            write_frame(to + size_t{i} * frame_layout_of(M).length,
+                        records + size_t{i} * M.record_size);
+    }
+
+    /// As plain::read_tables, of tables that a slot of `Holder` leads to.
+    template <const listener &To, const message &Holder>
+    static bool read_tables(uint32_t words, uint32_t count, uint8_t *records, const received &from)
+    {
+        for (uint32_t done = 0;; ++done) {
+            if constexpr (has_forms(M))
+                done += fast::read_tables<M, is_fixed_size(Holder)>(
+                    words + done * word_size, count - done, records + size_t{done} * M.record_size,
+                    from.bytes, from.len);
+            if (done == count)
+                return true;
+            if (!read_one<To>(words + done * word_size, records + size_t{done} * M.record_size,
+                              from))
+                return false;
+        }
+    }
+
+    /// Shorter bytes are none that read_known or read_root reads; they are the plain codec's.
+    static constexpr uint32_t least_length =
+        has_forms(M) ? 2 * word_size + vtable_length(M) : word_size;
+
+    /// A whole message, of least_length bytes or more and with its root offset, in a form that a
+    /// kernel knows. False: it is in none, and nothing has been written.
+    [[gnu::always_inline]] static bool read_known(uint32_t root, const received &from,
+                                                  uint8_t *record)
+    {
+        if constexpr (has_forms(M))
+            return fast::read_message<M>(root, from.bytes, from.len, record);
+        return false;
+    }
+
+    /// Whether there is more for a message than read_known: read_root. Otherwise the plain codec reads
+    /// what that declines.
+    static constexpr bool has_read_root = !is_flat(M);
+
+    /// Any bytes, as __unpack reads them from its root checks on. Returns the record's size.
+    template <const listener &To>
+    [[gnu::noinline]] static uint32_t read_root(uint32_t root, const uint8_t *bytes, uint32_t len,
+                                                uint8_t *record)
+    {
+        const received from = {bytes, len};
+        checked_table table;
+        if (plain::find_table<native>(root, table, table_role::root, from, To, M)) {
+            memset(record, 0, M.record_size);
+            if (!walk::template read_slots<table_role::root, To>(table, record, from))
+                plain::release(record, To, M);
+        }
+        return M.record_size;
+    }
+
+    /// As plain::release.
+    template <const listener &To>
+    static void release(uint8_t *record)
+    {
+        if constexpr (!is_fixed_size(M))
+            walk::template release<To>(record);
+    }
+
+  private:
+    using walk = unrolled<vorl::native_codec, M>;
+
+    [[gnu::noinline]] static uint32_t measure_and_pack(const uint8_t *record, uint8_t *to,
+                                                       uint32_t *room)
+    {
+        const uint32_t size = packed_size(record);
+        if (size == 0 || size > *room)
+            return fast::no_room;
+        *room = size;
+        pack_measured(to, record);
+        return 0;
+    }
+
+    template <const listener &To>
+    static bool read_one(uint32_t word, uint8_t *record, const received &from)
+    {
+        if constexpr (is_flat(M))
+            return plain::read_tables<native>(word, 1, record, from, To, M);
+        const uint64_t position = uint64_t{word} + load<native, uint32_t>(from.bytes + word);
+        checked_table table;
+        return position <= UINT32_MAX &&
+               plain::find_table<native>(static_cast<uint32_t>(position), table,
+                                         table_role::non_root, from, To, M) &&
+               walk::template read_slots<table_role::non_root, To>(table, record, from);
+    }
+};
+
+} // namespace vorl

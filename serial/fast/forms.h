@@ -1,0 +1,245 @@
+// The two encodings of a fixed-size record that have one shape: its frame, and its packed table
+// with every scalar present. Each is constants and copied runs, so writing one is a planned copy,
+// and reading one is a comparison of all its constants and a planned copy back.
+//
+//   frame of srv6_class_item, 32 bytes: f0 and f1 of 4 bytes, f2 of 1
+//
+//   at   0        4        8      12     16   17       20                       30
+//        [4      ][-16    ][f0   ][f1   ][f2 ][zero   ][10 13 4 8 12           ][zero]
+//         constant constant copied copied copied        constant: vtable
+//
+// A reader that finds a form's constants may skip the checks that the constants stand for: offsets,
+// counts and vtable are those of the message, so every field lies where it always lies. Any other
+// bytes are left to another reader, with the same result for the same bytes.
+#pragma once
+
+#include <algorithm>
+
+#include "serial/fast/moves.h"
+#include "serial/layout.h"
+
+namespace vorl {
+
+/// Slots of a message, nested ones included; past form_slot_limit when one of them leads to a loop.
+constexpr uint32_t form_slots(const message &m)
+{
+    constexpr uint32_t no_form = 1U << 16;
+    uint32_t slots = 0;
+    for (const slot &s : m.slots) {
+        if (s.shape == slot_shape::scalar || s.shape == slot_shape::array)
+            slots += 1;
+        else if (s.shape == slot_shape::table)
+            slots += form_slots(*s.nested);
+        else
+            slots += no_form;
+    }
+    return slots;
+}
+
+/// The forms of a larger message would be more code than they are worth.
+inline constexpr uint32_t form_slot_limit = 64;
+
+/// Scalars, arrays and nested tables of such only: one shape a form, without loops.
+constexpr bool has_forms(const message &m) { return form_slots(m) <= form_slot_limit; }
+
+/// Pieces, moves or loads that a form is made of at most. A slot, nested ones included, brings four
+/// pieces of constants and copied bytes; one no longer than long_piece takes long_piece / 16 + 3
+/// moves.
+constexpr size_t piece_capacity(const message &m)
+{
+    return (2 * form_slots(m) + 1) * 4 * (long_piece / 16 + 3);
+}
+
+/// A form under construction, front to back.
+template <uint32_t Size, size_t Capacity>
+struct form_builder {
+    uint8_t image[Size]{};
+    piece_list<Capacity> pieces;  ///< of the form, from a record
+    piece_list<Capacity> checked; ///< the constants that a reader relies on
+
+    constexpr void constant(uint64_t value, uint32_t size)
+    {
+        const uint32_t at = pieces.end();
+        for (uint32_t i = 0; i < size; ++i)
+            image[at + i] = static_cast<uint8_t>(value >> (8 * i));
+        if (checked.count != 0 && checked.end() == at)
+            checked.pieces[checked.count - 1].size += size;
+        else
+            checked.pieces[checked.count++] = {at, size, 0};
+        pieces.add(size, from_constants);
+    }
+    /// Written as zero, never looked at.
+    constexpr void padding_to(uint32_t at) { pieces.add(at - pieces.end(), from_constants); }
+    constexpr void copy(uint32_t size, uint32_t record_at)
+    {
+        pieces.add(size, static_cast<int32_t>(record_at));
+    }
+};
+
+constexpr void lay_frame(auto &form, uint32_t record_at, const message &m)
+{
+    const frame_layout layout = frame_layout_of(m);
+    const uint32_t start = form.pieces.end();
+    form.constant(frame_table_at, word_size);
+    form.constant(frame_table_at - layout.vtable_at, word_size);
+    for (const slot &s : m.slots) {
+        if (s.shape == slot_shape::table) {
+            lay_frame(form, record_at + s.record_at, *s.nested);
+        } else if (s.shape == slot_shape::scalar) {
+            form.copy(s.width, record_at + s.record_at);
+        } else {
+            form.constant(word_size, word_size);
+            form.constant(s.count, word_size);
+            form.copy(s.count * s.width, record_at + s.record_at);
+        }
+    }
+    form.padding_to(start + layout.vtable_at);
+    form.constant(vtable_length(m), entry_size);
+    form.constant(layout.table_length, entry_size);
+    uint32_t field = word_size;
+    for (const slot &s : m.slots) {
+        form.constant(field, entry_size);
+        field += frame_field_size(s);
+    }
+    form.padding_to(start + layout.length);
+}
+
+constexpr void lay_full_table(auto &form, uint32_t record_at, const message &m)
+{
+    uint32_t fields_end = word_size;
+    uint32_t bodies = 0;
+    for (const slot &s : m.slots) {
+        fields_end += field_size(s);
+        if (s.shape == slot_shape::array)
+            bodies += array_body_size(s);
+    }
+    form.constant(vtable_length(m), entry_size);
+    form.constant(fields_end + bodies, entry_size);
+    uint32_t field = word_size;
+    for (const slot &s : m.slots) {
+        form.constant(field, entry_size);
+        field += field_size(s);
+    }
+    form.constant(vtable_length(m), word_size);
+
+    field = word_size;
+    uint32_t body = fields_end;
+    uint32_t nested = fields_end + bodies;
+    for (const slot &s : m.slots) {
+        if (s.shape == slot_shape::scalar) {
+            form.copy(s.width, record_at + s.record_at);
+        } else if (s.shape == slot_shape::array) {
+            form.constant(body - field, word_size);
+            body += array_body_size(s);
+        } else {
+            form.constant(nested + vtable_length(*s.nested) - field, word_size);
+            nested += full_table_size(*s.nested);
+        }
+        field += field_size(s);
+    }
+    for (const slot &s : m.slots) {
+        if (s.shape == slot_shape::array) {
+            form.constant(s.count, word_size);
+            form.copy(s.count * s.width, record_at + s.record_at);
+        }
+    }
+    for (const slot &s : m.slots) {
+        if (s.shape == slot_shape::table)
+            lay_full_table(form, record_at + s.record_at, *s.nested);
+    }
+}
+
+/// The same pieces seen from the record: where each of its bytes lies in the form. Record padding is
+/// constant zero.
+template <size_t Capacity>
+constexpr piece_list<Capacity> record_pieces(const piece_list<Capacity> &form, uint32_t record_size)
+{
+    piece_list<Capacity> sorted;
+    for (size_t i = 0; i < form.count; ++i) {
+        if (form.pieces[i].from >= 0)
+            sorted.pieces[sorted.count++] = form.pieces[i];
+    }
+    std::sort(sorted.pieces, sorted.pieces + sorted.count,
+              [](const piece &a, const piece &b) { return a.from < b.from; });
+    piece_list<Capacity> record;
+    for (size_t i = 0; i < sorted.count; ++i) {
+        const piece &p = sorted.pieces[i];
+        record.add(static_cast<uint32_t>(p.from) - record.end(), from_constants);
+        record.add(p.size, static_cast<int32_t>(p.at));
+    }
+    record.add(record_size - record.end(), from_constants);
+    return record;
+}
+
+enum class form_kind : uint8_t {
+    frame,     ///< from the root offset on
+    full_table ///< from the vtable on
+};
+
+/// A form of a message, cut into moves and loads.
+template <const message &M, form_kind Kind>
+struct known_form {
+    static_assert(is_fixed_size(M), "a frame has one length: the message holds no vector");
+    static_assert(frame_layout_of(M).table_length <= UINT16_MAX, "idlc refuses such a description");
+    static_assert(has_forms(M));
+
+    static constexpr uint32_t size =
+        Kind == form_kind::frame ? frame_layout_of(M).length : full_table_size(M);
+    static constexpr auto built = [] {
+        form_builder<size, piece_capacity(M)> form;
+        if constexpr (Kind == form_kind::frame)
+            lay_frame(form, 0, M);
+        else
+            lay_full_table(form, 0, M);
+        return form;
+    }();
+    struct bytes_of_form {
+        uint8_t bytes[size];
+    };
+    /// By itself, so that what only the compiler needs is not in the library.
+    static constexpr bytes_of_form image = [] {
+        bytes_of_form result{};
+        for (uint32_t i = 0; i < size; ++i)
+            result.bytes[i] = built.image[i];
+        return result;
+    }();
+    static constexpr auto write_moves = plan_moves(built.pieces, M.record_size);
+    static constexpr auto checks = plan_loads(built.checked);
+    /// What a reader needs of the buffer: the end of the last byte that is checked or copied.
+    static constexpr uint32_t extent = [] {
+        uint32_t end = built.checked.end();
+        for (size_t i = 0; i < built.pieces.count; ++i) {
+            const piece &p = built.pieces.pieces[i];
+            if (p.from >= 0 && p.at + p.size > end)
+                end = p.at + p.size;
+        }
+        return end;
+    }();
+    static constexpr auto read_moves =
+        plan_moves(record_pieces(built.pieces, M.record_size), extent);
+    static constexpr struct {
+        uint8_t bytes[M.record_size];
+    } zeros{};
+
+    [[gnu::always_inline]] static void write(uint8_t *to, const uint8_t *record)
+    {
+        run_moves<write_moves, image>(to, record);
+    }
+    /// Zero when the `extent` bytes at `bytes` are this form.
+    [[gnu::always_inline]] static uint64_t mismatch(const uint8_t *bytes)
+    {
+        return vorl::mismatch<checks, image>(bytes);
+    }
+    /// The whole record, padding included.
+    [[gnu::always_inline]] static void read(uint8_t *record, const uint8_t *bytes)
+    {
+        run_moves<read_moves, zeros>(record, bytes);
+    }
+};
+
+template <const message &M>
+using frame_form = known_form<M, form_kind::frame>;
+template <const message &M>
+using full_table_form = known_form<M, form_kind::full_table>;
+
+} // namespace vorl

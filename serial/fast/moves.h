@@ -1,0 +1,167 @@
+// Copies whose shape is known at compile time: a destination that is partly constant, partly copied
+// from a source, written by as few moves as it takes.
+//
+// Moves are 16, 8, 4, 2 or 1 bytes wide and go in ascending order. A move may be wider than the
+// bytes that it is there for; a later one then writes the bytes behind them again:
+//
+//   destination    [constant 4][copied 12         ][constant 8   ]
+//   first move     [constants 0 to 3]
+//   second move               [source, 16 bytes    ....]
+//   third move                                     [constants, 8 ]
+//
+// No move writes outside the destination or reads outside the source.
+#pragma once
+
+#include <stddef.h>
+#include <stdint.h>
+#include <string.h>
+
+#include "serial/fast/simd.h"
+#include "serial/unroll.h"
+#include "serial/wire.h"
+
+namespace vorl {
+
+/// A piece longer than this moves as one memcpy.
+inline constexpr uint32_t long_piece = 128;
+
+/// Where the bytes of a piece come from when not from an offset in the source: the constant image.
+inline constexpr int32_t from_constants = -1;
+
+/// `size` bytes of a destination from `at`.
+struct piece {
+    uint32_t at;
+    uint32_t size;
+    int32_t from;
+};
+
+template <size_t Capacity>
+struct piece_list {
+    piece pieces[Capacity]{};
+    size_t count = 0;
+
+    constexpr uint32_t end() const
+    {
+        return count == 0 ? 0 : pieces[count - 1].at + pieces[count - 1].size;
+    }
+
+    /// Appends; what continues the last piece joins it.
+    constexpr void add(uint32_t size, int32_t from)
+    {
+        if (size == 0)
+            return;
+        if (count != 0) {
+            piece &last = pieces[count - 1];
+            const int32_t next =
+                last.from < 0 ? last.from : last.from + static_cast<int32_t>(last.size);
+            if (from == next) {
+                last.size += size;
+                return;
+            }
+        }
+        pieces[count] = {end(), size, from};
+        ++count;
+    }
+};
+
+/// The moves that make the pieces of a destination, from a source of `source_size` bytes. A move is
+/// a piece of its own: constants come from the destination's image at the same place.
+template <size_t Capacity>
+constexpr piece_list<Capacity> plan_moves(const piece_list<Capacity> &pieces, uint32_t source_size)
+{
+    piece_list<Capacity> moves;
+    for (size_t i = 0; i < pieces.count; ++i) {
+        const piece &p = pieces.pieces[i];
+        const auto source_of = [&p](uint32_t at) {
+            return p.from < 0 ? p.from : p.from + static_cast<int32_t>(at - p.at);
+        };
+        const auto is_inside = [&](uint32_t at, uint32_t size) {
+            return at + size <= pieces.end() &&
+                   (p.from < 0 || static_cast<uint32_t>(source_of(at)) + size <= source_size);
+        };
+        const uint32_t end = p.at + p.size;
+        for (uint32_t at = p.at; at < end;) {
+            const uint32_t left = end - at;
+            // The smallest width that finishes the piece, running past its end or starting early;
+            // failing that, the largest that fits.
+            uint32_t width = left > long_piece ? left : 16;
+            while (width <= 16 && width > 1 && width / 2 >= left)
+                width /= 2;
+            uint32_t start = at;
+            if (width > left && !is_inside(at, width)) {
+                if (width <= p.size)
+                    start = end - width;
+                else
+                    while (width > left)
+                        width /= 2;
+            }
+            moves.pieces[moves.count++] = {start, width, source_of(start)};
+            at = start + width;
+        }
+    }
+    return moves;
+}
+
+/// Runs moves (a constant piece_list). Source and destination do not overlap.
+template <const auto &Moves, const auto &Image>
+[[gnu::always_inline]] inline void run_moves(uint8_t *__restrict to, const uint8_t *__restrict from)
+{
+    unroll<Moves.count>([to, from]<size_t Index>() VORL_INLINED {
+        constexpr piece m = Moves.pieces[Index];
+        memcpy(to + m.at, m.from < 0 ? Image.bytes + m.at : from + m.from, m.size);
+    });
+}
+
+template <uint32_t Size>
+[[gnu::always_inline]] inline void add_difference(uint64_t &narrow, u64x2 &wide,
+                                                  const uint8_t *bytes, const uint8_t *wanted)
+{
+    if constexpr (Size == 16) {
+        wide |= member<u64x2>(bytes, 0) ^ member<u64x2>(wanted, 0);
+    } else {
+        uint64_t a = 0;
+        uint64_t b = 0;
+        memcpy(&a, bytes, Size);
+        memcpy(&b, wanted, Size);
+        narrow |= a ^ b;
+    }
+}
+
+/// Zero when the bytes at `bytes` equal the image in all loads (a constant piece_list whose `from`
+/// is not used); no other byte is read.
+template <const auto &Loads, const auto &Image>
+[[gnu::always_inline]] inline uint64_t mismatch(const uint8_t *bytes)
+{
+    uint64_t narrow = 0;
+    u64x2 wide = {};
+    unroll<Loads.count>([&]<size_t Index>() VORL_INLINED {
+        constexpr piece p = Loads.pieces[Index];
+        add_difference<p.size>(narrow, wide, bytes + p.at, Image.bytes + p.at);
+    });
+    return narrow | wide[0] | wide[1];
+}
+
+/// Cuts regions into loads of 16, 8, 4, 2 and 1 bytes that cover them and nothing else.
+template <size_t Capacity>
+constexpr piece_list<Capacity> plan_loads(const piece_list<Capacity> &regions)
+{
+    piece_list<Capacity> loads;
+    for (size_t i = 0; i < regions.count; ++i) {
+        const piece &region = regions.pieces[i];
+        const uint32_t end = region.at + region.size;
+        uint32_t largest = 16;
+        while (largest > region.size)
+            largest /= 2;
+        for (uint32_t at = region.at; at < end;) {
+            uint32_t width = largest;
+            while (width > 1 && width / 2 >= end - at)
+                width /= 2;
+            const uint32_t start = at + width <= end ? at : end - width;
+            loads.pieces[loads.count++] = {start, width, 0};
+            at = start + width;
+        }
+    }
+    return loads;
+}
+
+} // namespace vorl

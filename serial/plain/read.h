@@ -1,0 +1,178 @@
+// Bytes -> record, checking every offset before it is followed. The bytes are another process's:
+// any content, any alignment. What is promised for any `len` bytes: nothing outside them is read,
+// nothing outside the record and the blocks it asked for is written, and every read is checked
+// against `len` once.
+//
+//    root offset ----> table ---- soffset ----> vtable
+//                        |                       entry of slot 0
+//                        +-- entry --> field <-- entry of slot 1 ...
+//                                       |
+//                          offset word -+--> count, elements
+//
+// What is not checked: that fields lie inside the table, that vtable, fields and bodies do not
+// overlap, that the table length is right, that the vtable ends with the message's own slots. A
+// reader need not care, and a newer sender may add slots.
+//
+// A record is zeroed before its table is read, so an absent slot is one that is left alone. Reading
+// stops at the first field that fails; what was read before it stays. The listener hears of a table
+// whose position, vtable position or vtable length is out of range; of fields it hears only when it
+// watches.
+#pragma once
+
+#include "serial/layout.h"
+#include "serial/plain/listener.h"
+
+namespace vorl {
+
+/// What was received. `len` is 4 to 2^31 - 1.
+struct received {
+    const uint8_t *bytes;
+    uint32_t len;
+};
+
+/// A table whose position and vtable are in range.
+struct checked_table {
+    uint32_t at;            ///< 4 <= at <= len - 4
+    uint32_t vtable;        ///< 4 <= vtable <= len - 4
+    uint32_t vtable_length; ///< vtable + vtable_length <= len
+};
+
+namespace plain {
+
+/// The three checks of a table.
+template <byte_order Order>
+bool find_table(uint32_t position, checked_table &table, table_role role, received from,
+                const listener &to, const message &m);
+
+/// The slots of a table into a zeroed record, in slot order. False: a field failed, or something
+/// that it leads to.
+template <byte_order Order>
+bool read_slots(const checked_table &table, uint8_t *record, table_role role, received from,
+                const listener &to, const message &m);
+
+/// `count` tables into zeroed records, checks and slots. Each stands behind an offset word of its
+/// own; the words, at `words`, lie inside.
+template <byte_order Order>
+bool read_tables(uint32_t words, uint32_t count, uint8_t *records, received from,
+                 const listener &to, const message &m);
+
+/// One table, which is not a root that leads elsewhere, into a zeroed record.
+template <byte_order Order>
+bool read_table(uint32_t position, uint8_t *record, received from, const listener &to,
+                const message &m);
+
+} // namespace plain
+
+/// The field of one slot, while its table is read. The steps are written once, for whoever walks
+/// the slots: a loop (read.cpp), or code that is made for one message (serial/unrolled.h).
+template <byte_order Order>
+struct slot_reader {
+    const received &from;
+    const listener &to;
+    const message &m;
+    table_role role;
+
+    /// A slot's vtable entry; 0 where the vtable ends before it.
+    [[gnu::always_inline]] uint32_t entry_of(const checked_table &table, uint32_t index) const
+    {
+        if (table.vtable_length < entry_at(index) + entry_size)
+            return 0;
+        return load<Order, uint16_t>(from.bytes + table.vtable + entry_at(index));
+    }
+
+    /// Into a zeroed record. `tables(words, count, records)` reads the tables that the slot leads
+    /// to. `s` is slot `index` of the message.
+    template <class Tables>
+    [[gnu::always_inline]] bool read(const checked_table &table, uint32_t index, const slot &s,
+                                     uint8_t *record, Tables &&tables) const
+    {
+        const uint32_t entry = entry_of(table, index);
+        if (entry == 0)
+            return true; // absent: the record has its zero already
+        uint8_t *const into = record + s.record_at;
+        const uint32_t at = table.at + entry; // below 2^31 and 2^16: no wrap
+        if (entry + field_size(s) > from.len - table.at)
+            return refused(field_check::field, index, at, at);
+        passed(reading_step::kind::field, index, at, at, field_size(s));
+        if (s.shape == slot_shape::scalar) {
+            copy_values<Order>(into, from.bytes + at, 1, s.width);
+            return true;
+        }
+        // Where a table lies is its own reader's to check.
+        if (s.shape == slot_shape::table)
+            return tables(at, 1, into);
+
+        const uint32_t offset = load<Order, uint32_t>(from.bytes + at);
+        if (offset > from.len - at || word_size > from.len - at - offset)
+            return refused(field_check::body, index, at, uint64_t{at} + offset);
+        const uint32_t body = at + offset;
+        const uint32_t elements = body + word_size;
+        const uint32_t count = load<Order, uint32_t>(from.bytes + body);
+        if (count >= count_limit || count * element_size(s) > from.len - elements)
+            return refused(field_check::elements, index, body, elements);
+        if (!s.is_vector() && count != s.count)
+            return refused(field_check::count, index, body, elements);
+        passed(reading_step::kind::body, index, body, elements, count);
+        if (s.shape == slot_shape::array) {
+            copy_values<Order>(into, from.bytes + elements, s.count, s.width);
+            return true;
+        }
+        if (s.shape == slot_shape::table_array)
+            return tables(elements, s.count, into);
+        return read_vector(index, s, record, elements, count, tables);
+    }
+
+  private:
+    template <class Tables>
+    [[gnu::always_inline]] bool read_vector(uint32_t index, const slot &s, uint8_t *record,
+                                            uint32_t elements, uint32_t count,
+                                            Tables &&tables) const
+    {
+        set_member(record, s.count_at, count);
+        if (count == 0)
+            return true;
+        const uint64_t size = uint64_t{count} * (s.nested == nullptr ? 1 : s.nested->record_size);
+        // A size past 32 bits, which no allocator is asked for, counts as an allocation that failed.
+        void *block =
+            size > UINT32_MAX ? nullptr : to.allocate(to, static_cast<uint32_t>(size), role, m);
+        if (block == nullptr) {
+            to.no_memory(to, static_cast<uint32_t>(size), index, role, m);
+            return refused(field_check::memory, index, elements, size);
+        }
+        set_member(record, s.record_at, block);
+        if (s.nested == nullptr) {
+            to.copy_bytes(block, from.bytes + elements, count);
+            return true;
+        }
+        to.set_zero(block, size);
+        return tables(elements, count, static_cast<uint8_t *>(block));
+    }
+
+    [[gnu::always_inline]] void passed(reading_step::kind what, uint32_t index, uint32_t at,
+                                       uint32_t leads_to, uint32_t size) const
+    {
+        if (to.watch != nullptr)
+            to.watch(to, {.what = what,
+                          .of = &m,
+                          .slot = index,
+                          .at = at,
+                          .to = leads_to,
+                          .size = size,
+                          .check = {}});
+    }
+    [[gnu::always_inline]] bool refused(field_check check, uint32_t index, uint32_t at,
+                                        uint64_t leads_to) const
+    {
+        if (to.watch != nullptr)
+            to.watch(to, {.what = reading_step::kind::refused,
+                          .of = &m,
+                          .slot = index,
+                          .at = at,
+                          .to = leads_to,
+                          .size = 0,
+                          .check = check});
+        return false;
+    }
+};
+
+} // namespace vorl

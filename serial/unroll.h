@@ -1,0 +1,44 @@
+// Loops that the compiler unrolls, over indices that are constants in each turn.
+#pragma once
+
+#include <stddef.h>
+
+/// Behind the parameters of a lambda: inlined wherever it is called.
+#define VORL_INLINED __attribute__((always_inline))
+
+namespace vorl {
+
+/// Calls `visit.operator()<index>()` for First up to End, as long as it returns true. True: all did.
+/// In halves, because compilers limit how deep templates nest.
+template <size_t First, size_t End, class Visitor>
+[[gnu::always_inline]] constexpr bool all_of_range(Visitor &visit)
+{
+    if constexpr (End - First == 1) {
+        return visit.template operator()<First>();
+    } else if constexpr (End > First) {
+        constexpr size_t middle = First + (End - First) / 2;
+        return all_of_range<First, middle>(visit) && all_of_range<middle, End>(visit);
+    } else {
+        return true;
+    }
+}
+
+/// The same for 0 up to Count.
+template <size_t Count, class Visitor>
+[[gnu::always_inline]] constexpr bool unroll_while(Visitor &&visit)
+{
+    return all_of_range<0, Count>(visit);
+}
+
+/// The same for a visitor that returns nothing.
+template <size_t Count, class Visitor>
+[[gnu::always_inline]] constexpr void unroll(Visitor &&visit)
+{
+    auto go_on = [&visit]<size_t Index>() VORL_INLINED {
+        visit.template operator()<Index>();
+        return true;
+    };
+    all_of_range<0, Count>(go_on);
+}
+
+} // namespace vorl
