@@ -3,7 +3,6 @@
 #include "fuzz/bus_stream.h"
 
 #include <cstdlib>
-#include <filesystem>
 #include <string>
 
 #include <sys/socket.h>
@@ -13,6 +12,7 @@
 #include "platform/bus/process.h"
 #include "platform/bus/receiver.h"
 #include "tests/codec/support/messages.h"
+#include "tests/support/run.h"
 
 namespace vorl::fuzz {
 namespace {
@@ -83,14 +83,8 @@ const receiver &the_receiver()
 {
     static const receiver instance = [] {
         if (std::getenv("VORL_BUS_DIR") == nullptr) {
-            static std::string directory =
-                std::filesystem::temp_directory_path() / "vorl-fuzz-XXXXXX";
-            check(mkdtemp(directory.data()) != nullptr, "no directory for the bus");
-            setenv("VORL_BUS_DIR", directory.c_str(), 1);
-            std::atexit([] {
-                std::error_code ignored;
-                std::filesystem::remove_all(directory, ignored);
-            });
+            static const test::scratch_directory directory;
+            setenv("VORL_BUS_DIR", directory.path().c_str(), 1);
         }
         for (const catalogue::package_info *package : catalogue::packages)
             check(test::functions_of(*package).recv_init() == 0, "the bus refuses a package");

@@ -1,8 +1,8 @@
 // Any bytes, read as any message by the library and by the reference of tests/reference/: records,
 // logs and memory must agree, releasing included; then what the record packs to and what the bus is
 // handed for it.
-#include "fuzz/byte_order.h"
 #include "fuzz/finding.h"
+#include "fuzz/message_input.h"
 #include "tests/codec/support/library.h"
 
 namespace vorl::fuzz {
@@ -30,31 +30,17 @@ void compare_writing(const message_input &input, std::span<const std::uint8_t> c
 }
 
 } // namespace
+
+void examine(const message_input &input, std::span<const std::uint8_t> content)
+{
+    if (content.size() > longest_to_compare)
+        return;
+    const std::string difference = test::reading_difference(
+        *input.message, content, input.byte_order, input.fill, input.fail_at);
+    if (!difference.empty())
+        finding(std::string(name_of(*input.message)) + '\n' + difference);
+    if (input.packs)
+        compare_writing(input, content);
+}
+
 } // namespace vorl::fuzz
-
-extern "C" int LLVMFuzzerInitialize(int *, char ***)
-{
-    vorl::fuzz::expectations_are_findings();
-    return 0;
-}
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
-{
-    using namespace vorl::fuzz;
-    const auto input = message_input_of(data, size);
-    if (!input || size > longest_to_compare)
-        return 0;
-    prepare_library(*input);
-    {
-        const exact_copy copy(input->content, input->misalignment);
-        const std::string difference = vorl::test::reading_difference(
-            *input->message, copy.content(), input->byte_order, input->fill, input->fail_at);
-        if (!difference.empty())
-            finding(std::string(name_of(*input->message)) + '\n' + difference);
-        if (input->packs)
-            compare_writing(*input, copy.content());
-    }
-    vorl::test::the_platform().forget_calls();
-    check(vorl::test::the_platform().live_blocks == 0, "a block is not released");
-    return 0;
-}

@@ -58,6 +58,9 @@ inline std::optional<message_input> message_input_of(const std::uint8_t *data, s
                          {data + head_size, size - head_size}};
 }
 
+/// What a target does with an input. `content` is the input's, in a heap block that ends with it.
+void examine(const message_input &input, std::span<const std::uint8_t> content);
+
 /// The bytes in a heap block that ends with them, so that nothing behind them is readable.
 class exact_copy {
   public:

@@ -3,8 +3,8 @@
 // to its end is a record all the same, as far as it came.
 #include <cstdlib>
 
-#include "fuzz/byte_order.h"
 #include "fuzz/finding.h"
+#include "fuzz/message_input.h"
 #include "tests/codec/support/library.h"
 
 namespace vorl::fuzz {
@@ -83,29 +83,13 @@ void round_trip(const message &m, const record &first)
 }
 
 } // namespace
+
+void examine(const message_input &input, std::span<const std::uint8_t> content)
+{
+    const record first(*input.message, content, input.fail_at);
+    test::meaning(*input.message, first.data());
+    if (first.allocated() <= most_to_pack)
+        round_trip(*input.message, first);
+}
+
 } // namespace vorl::fuzz
-
-extern "C" int LLVMFuzzerInitialize(int *, char ***)
-{
-    vorl::fuzz::expectations_are_findings();
-    return 0;
-}
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
-{
-    using namespace vorl::fuzz;
-    const auto input = message_input_of(data, size);
-    if (!input)
-        return 0;
-    prepare_library(*input);
-    {
-        const exact_copy copy(input->content, input->misalignment);
-        const record first(*input->message, copy.content(), input->fail_at);
-        vorl::test::meaning(*input->message, first.data());
-        if (first.allocated() <= most_to_pack)
-            round_trip(*input->message, first);
-    }
-    vorl::test::the_platform().forget_calls();
-    check(vorl::test::the_platform().live_blocks == 0, "a block is not released");
-    return 0;
-}

@@ -49,11 +49,11 @@ void write_and_read(const message &type, const void *record)
 /// What the library reads.
 class decoded {
   public:
-    decoded(const message &type, const bytes &from)
-        : type_(type), data_((type.record_size + 7) / 8)
+    decoded(const message &type, const bytes &from) : type_(type), data_((type.record_size + 7) / 8)
     {
         vorl::take_library_log();
-        functions_of(type).unpack(from.data(), static_cast<std::int32_t>(from.size()), data_.data());
+        functions_of(type).unpack(from.data(), static_cast<std::int32_t>(from.size()),
+                                  data_.data());
         has_logged_ = !vorl::take_library_log().empty();
     }
     ~decoded() { functions_of(type_).free_unpacked(data_.data()); }

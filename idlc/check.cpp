@@ -188,10 +188,9 @@ void identify(std::vector<package> &packages)
             m.msg_id = fnv1a(p.name + "." + m.name.substr(p.name.size() + 1));
             const auto [had, fresh] = owners.emplace(m.msg_id, &m);
             if (!fresh) {
-                char id[16];
-                std::snprintf(id, sizeof id, "0x%08X", m.msg_id);
                 fail(p, m.at,
-                     "'" + m.name + "' has the identifier " + id + " of '" + had->second->name +
+                     "'" + m.name + "' has the identifier " + hexadecimal(m.msg_id) + " of '" +
+                         had->second->name +
                          "'; identifiers are hashes of the names, so rename one");
             }
         }
@@ -304,6 +303,13 @@ std::uint32_t fnv1a(const std::string &text)
     for (const char c : text)
         hash = (hash ^ static_cast<unsigned char>(c)) * 0x01000193;
     return hash;
+}
+
+std::string hexadecimal(std::uint32_t id)
+{
+    char text[16];
+    std::snprintf(text, sizeof text, "0x%08X", id);
+    return text;
 }
 
 std::string spelling(const slot &s)

@@ -1,7 +1,6 @@
 #include "compat.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <map>
 
 namespace idlc {
@@ -14,13 +13,6 @@ struct owned {
 };
 
 std::string quoted(const std::string &text) { return "'" + text + "'"; }
-
-std::string hexadecimal(std::uint32_t id)
-{
-    char text[16];
-    std::snprintf(text, sizeof text, "0x%08X", id);
-    return text;
-}
 
 std::string counted(std::size_t count, const std::string &what)
 {

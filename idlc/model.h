@@ -89,6 +89,8 @@ struct package {
 
 /// The wire type of a slot as the language writes it: `array<uint32, 4>`.
 std::string spelling(const slot &s);
+/// An identifier as people read it: `0xAEF44FB0`.
+std::string hexadecimal(std::uint32_t id);
 
 inline bool is_array(wire_type t)
 {

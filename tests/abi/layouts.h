@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "catalogue/catalogue.h"
+#include "tests/support/fnv1a.h"
 
 namespace vorl::test {
 
@@ -21,14 +22,6 @@ struct layout {
     std::string head;               ///< the message's line
     std::vector<std::string> slots; ///< a line each
 };
-
-inline std::uint32_t fnv1a(const std::string &text)
-{
-    std::uint32_t hash = 0x811C9DC5;
-    for (const char c : text)
-        hash = (hash ^ static_cast<unsigned char>(c)) * 0x01000193;
-    return hash;
-}
 
 inline std::string hexadecimal(std::uint32_t value)
 {

@@ -2,12 +2,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <fstream>
 #include <map>
 #include <stdexcept>
 
 #include "tests/abi/layouts.h"
 #include "tests/facts/counts.h"
+#include "tests/support/run.h"
 
 namespace vorl::test {
 namespace {
@@ -23,9 +23,8 @@ const char *const what_to_do =
 
 std::vector<layout> committed()
 {
-    std::ifstream file(LAYOUTS_FILE);
     std::vector<layout> all;
-    for (std::string line; std::getline(file, line);) {
+    for (const std::string &line : lines_of(content(LAYOUTS_FILE))) {
         if (!line.starts_with(' '))
             all.push_back({line.substr(0, line.find(' ')), line, {}});
         else if (!all.empty())

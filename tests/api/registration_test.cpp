@@ -8,6 +8,7 @@
 #include "tests/api/exported.h"
 #include "tests/facts/counts.h"
 #include "tests/support/facts.h"
+#include "tests/support/fnv1a.h"
 #include "tests/support/platform.h"
 
 namespace vorl::test {
@@ -116,14 +117,6 @@ TEST_P(registration_of, cleaning_does_nothing)
 
 INSTANTIATE_TEST_SUITE_P(package, registration_of, testing::ValuesIn(all_packages()),
                          [](const auto &package) { return package.param.name; });
-
-std::uint32_t fnv1a(std::string_view text)
-{
-    std::uint32_t hash = 0x811C9DC5;
-    for (const char c : text)
-        hash = (hash ^ static_cast<std::uint8_t>(c)) * 0x01000193;
-    return hash;
-}
 
 TEST(message_identifiers, are_the_hashes_of_package_and_name)
 {

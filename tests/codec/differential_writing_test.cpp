@@ -156,12 +156,7 @@ byte_vector find_byte_vector(const message &m, std::uint8_t *record)
 void print(std::ostream &to, const reference::writing &w)
 {
     to << "  result " << w.result << " length " << w.length << '\n';
-    for (const auto &log : w.logs)
-        to << "  log " << log.kind << " line " << log.line << ' ' << log.function << " \""
-           << log.text << "\"\n";
-    for (const auto &call : w.memory)
-        to << (call.kind == reference::memory_event::allocate ? "  allocate " : "  release ")
-           << call.size << " \"" << call.tag << "\" block " << call.block << '\n';
+    print_calls(to, w.logs, w.memory);
     const auto short_hex = [](const bytes &b) {
         return hex(std::span(b).first(std::min<std::size_t>(b.size(), 512)));
     };

@@ -10,19 +10,10 @@
 #include "tests/codec/support/facts.h"
 #include "tests/codec/support/messages.h"
 #include "tests/facts/counts.h"
+#include "tests/support/fnv1a.h"
 
 namespace vorl::test {
 namespace {
-
-std::uint32_t fnv_1a(const std::string &text)
-{
-    std::uint32_t hash = 0x811C9DC5;
-    for (const char c : text) {
-        hash ^= static_cast<std::uint8_t>(c);
-        hash *= 0x01000193;
-    }
-    return hash;
-}
 
 std::string type_of(const vorl::slot &slot)
 {
@@ -110,7 +101,7 @@ TEST(facts, every_message_in_registration_order)
         ASSERT_LT(i, all_messages().size());
         const message &m = *all_messages()[i++];
         ASSERT_EQ(name_of(m), f.message) << "tests/facts/messages.inc has another order than the "
-                                        "descriptions; they have the first of these here";
+                                            "descriptions; they have the first of these here";
         SCOPED_TRACE(f.message);
         EXPECT_EQ(m.msg_id, f.msg_id);
         EXPECT_EQ(m.record_size, f.record_size);
@@ -128,15 +119,15 @@ TEST(facts, every_message_in_registration_order)
 
 TEST(facts, identifiers_are_hashes_of_the_names)
 {
-    EXPECT_EQ(fnv_1a("srv6.vrf_class_data"), 0xAEF44FB0u);
-    EXPECT_EQ(fnv_1a("srv6_cfg.query_dfx_rec"), 0x301BC2B7u);
-    EXPECT_EQ(fnv_1a("srv6_sync.bsid_fwd"), 0xCD35A130u);
+    EXPECT_EQ(fnv1a("srv6.vrf_class_data"), 0xAEF44FB0u);
+    EXPECT_EQ(fnv1a("srv6_cfg.query_dfx_rec"), 0x301BC2B7u);
+    EXPECT_EQ(fnv1a("srv6_sync.bsid_fwd"), 0xCD35A130u);
     std::set<std::uint32_t> distinct;
     for (const message *m : all_messages()) {
         const std::string package = catalogue::package_of(*m).name;
         const std::string name = name_of(*m);
         ASSERT_EQ(name.substr(0, package.size() + 1), package + "_");
-        EXPECT_EQ(m->msg_id, fnv_1a(package + "." + name.substr(package.size() + 1))) << name;
+        EXPECT_EQ(m->msg_id, fnv1a(package + "." + name.substr(package.size() + 1))) << name;
         distinct.insert(m->msg_id);
     }
     EXPECT_EQ(distinct.size(), all_messages().size());
@@ -172,7 +163,7 @@ TEST(facts, members_stand_in_slot_order_at_their_natural_alignment)
                 EXPECT_EQ(slot.record_at, place(8, 8));
             } else if (slot.nested != nullptr) {
                 EXPECT_EQ(slot.record_at, place(count * slot.nested->record_size,
-                                                    alignment(*slot.nested, alignment)));
+                                                alignment(*slot.nested, alignment)));
             } else {
                 EXPECT_EQ(slot.record_at, place(count * width, width));
             }

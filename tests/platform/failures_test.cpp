@@ -5,7 +5,7 @@
 
 #include "srv6.h"
 #include "tests/platform/processes.h"
-#include "tests/platform/samples.h"
+#include "tests/support/samples.h"
 
 namespace vorl::test {
 namespace {
@@ -169,9 +169,9 @@ TEST_F(failures, a_frame_that_unpack_refuses_gives_a_zero_record)
     // A frame with elements first, so that a record left as it was would show them.
     EXPECT_TRUE(in_child([] {
         const message *update = &catalogue::find_message("srv6_common_fwd_update")->data;
-        const sample record(*update, 1, 1);
+        sample record(*update);
         for (int i = 0; i < 2; ++i) {
-            EXPECT_EQ(functions_of(*update).sendmsg(7, record.records(), 1), 0U);
+            EXPECT_EQ(functions_of(*update).sendmsg(7, record.record(), 1), 0U);
             EXPECT_EQ(send_frame(7, update->msg_id, std::vector<std::uint8_t>(40, 0xFF)), 0U);
         }
     }));

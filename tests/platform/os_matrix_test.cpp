@@ -3,7 +3,6 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <string_view>
 
 #include <fcntl.h>
@@ -61,7 +60,7 @@ class os_matrix : public bus_test {
             execl(VORL_TEST_PROBE, VORL_TEST_PROBE, nullptr);
             ADD_FAILURE() << VORL_TEST_PROBE << " does not start";
         })) << preloaded;
-        return {lines_of(output_file), lines_of(log_file)};
+        return {lines_of_file(output_file), lines_of_file(log_file)};
     }
 
     static std::string library(const std::string &name)
@@ -69,13 +68,10 @@ class os_matrix : public bus_test {
         return std::string(VORL_TEST_LIBRARY_DIRECTORY) + "/libvorl_dev_" + name + ".so";
     }
 
-    static std::vector<std::string> lines_of(const std::string &name)
+    /// None where there is no such file.
+    static std::vector<std::string> lines_of_file(const std::string &name)
     {
-        std::vector<std::string> lines;
-        std::ifstream file(name);
-        for (std::string line; std::getline(file, line);)
-            lines.push_back(line);
-        return lines;
+        return std::filesystem::exists(name) ? lines_of(content(name)) : std::vector<std::string>();
     }
 };
 

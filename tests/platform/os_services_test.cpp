@@ -2,7 +2,6 @@
 
 #include <csignal>
 #include <cstring>
-#include <fstream>
 #include <set>
 
 #include <sys/wait.h>
@@ -191,13 +190,10 @@ TEST_F(os_services, a_log_call_is_a_line_on_standard_error_or_in_a_file)
     const auto lines = output.lines();
     ASSERT_EQ(lines.size(), 1U);
     EXPECT_EQ(lines[0], "MODULE/SUB a_unpack:17 invalid(null, -1, 7)");
-    std::ifstream file(name);
-    std::string line;
-    ASSERT_TRUE(std::getline(file, line));
-    EXPECT_EQ(line, "MODULE/SUB b_unpack:18 first");
-    ASSERT_TRUE(std::getline(file, line));
-    EXPECT_EQ(line.find("MODULE/SUB b_unpack:19 xxx"), 0U);
-    EXPECT_FALSE(std::getline(file, line));
+    const auto logged = lines_of(content(name));
+    ASSERT_EQ(logged.size(), 2U);
+    EXPECT_EQ(logged[0], "MODULE/SUB b_unpack:18 first");
+    EXPECT_EQ(logged[1].find("MODULE/SUB b_unpack:19 xxx"), 0U);
 }
 
 } // namespace

@@ -3,7 +3,6 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
-#include <filesystem>
 #include <numeric>
 
 #include <poll.h>
@@ -17,17 +16,6 @@
 #include "srv6_sync.h"
 
 namespace vorl::test {
-
-bus_test::bus_test()
-{
-    std::string name = std::filesystem::temp_directory_path() / "vorl-test-XXXXXX";
-    if (mkdtemp(name.data()) == nullptr)
-        std::abort();
-    directory = name;
-    setenv("VORL_BUS_DIR", directory.c_str(), 1);
-}
-
-bus_test::~bus_test() { std::filesystem::remove_all(directory); }
 
 child::child(const std::function<void()> &work)
 {
@@ -82,7 +70,7 @@ channel::~channel()
 
 void channel::put(std::uint64_t value)
 {
-    EXPECT_EQ(write(ends_[1], &value, sizeof value), static_cast<ssize_t>(sizeof value));
+    EXPECT_EQ(::write(ends_[1], &value, sizeof value), static_cast<ssize_t>(sizeof value));
 }
 
 std::uint64_t channel::get()

@@ -15,16 +15,18 @@
 
 #include "platform/bus/receiver.h"
 #include "runtime/bus.h"
+#include "tests/support/run.h"
 
 namespace vorl::test {
 
 /// A directory of its own for each test, with the bus in it.
 class bus_test : public ::testing::Test {
-  protected:
-    bus_test();
-    ~bus_test() override;
+    scratch_directory scratch_;
 
-    std::string directory;
+  protected:
+    bus_test() { setenv("VORL_BUS_DIR", directory.c_str(), 1); }
+
+    const std::string directory = scratch_.path();
 };
 
 /// A forked process. It ends with 0 when nothing in it failed, and never outlives the test.

@@ -4,25 +4,19 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <fstream>
 #include <iterator>
 #include <set>
 #include <string>
 #include <vector>
+
+#include "tests/support/run.h"
 
 namespace vorl::test {
 
 inline constexpr const char *sort_exports =
     "sort it: LC_ALL=C sort -u -o tests/abi/exports.txt tests/abi/exports.txt";
 
-inline std::vector<std::string> listed_exports(const char *path)
-{
-    std::vector<std::string> listed;
-    std::ifstream file(path);
-    for (std::string line; std::getline(file, line);)
-        listed.push_back(line);
-    return listed;
-}
+inline std::vector<std::string> listed_exports(const char *path) { return lines_of(content(path)); }
 
 /// Expects the list to name what was found and nothing else. A failure has a line for each other
 /// name, to be copied into the list.

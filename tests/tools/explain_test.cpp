@@ -287,7 +287,8 @@ bytes one_item_many_times(std::uint32_t count)
     const json::record item =
         json::parse_record(R"({"message":"srv6_cfg_query_dfx_item","f2":")" + f2 + "\"}");
     const bytes packed = encode(item.type(), item.data(), encoding::packed);
-    bytes all = from_hex("0c000000 0800 0c00 0000 0400 08000000 04000000 00000000");
+    bytes all = test::buffer_of("u32 table  vtable: u16 8  u16 12  u16 0  u16 4 "
+                                "table: u32 table-vtable  u32 4  u32 0");
     put_word(all, 20, count);
     const std::size_t words = all.size();
     all.resize(words + std::size_t{4} * count);

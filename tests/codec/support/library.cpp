@@ -10,16 +10,23 @@
 #include <sstream>
 
 namespace vorl::test {
+
+void print_calls(std::ostream &to, const std::vector<reference::log_event> &logs,
+                 const std::vector<reference::memory_event> &memory)
+{
+    for (const auto &log : logs)
+        to << "  log " << log.kind << " line " << log.line << ' ' << log.function << " \""
+           << log.text << "\"\n";
+    for (const auto &call : memory)
+        to << (call.kind == reference::memory_event::allocate ? "  allocate " : "  release ")
+           << call.size << " \"" << call.tag << "\" block " << call.block << '\n';
+}
+
 namespace {
 
 void print(std::ostream &to, const reference::outcome &o)
 {
-    for (const auto &log : o.logs)
-        to << "  log " << log.kind << " line " << log.line << ' ' << log.function << " \""
-           << log.text << "\"\n";
-    for (const auto &call : o.memory)
-        to << (call.kind == reference::memory_event::allocate ? "  allocate " : "  release ")
-           << call.size << " \"" << call.tag << "\" block " << call.block << '\n';
+    print_calls(to, o.logs, o.memory);
     const auto short_hex = [](const bytes &b) {
         return hex(std::span(b).first(std::min<std::size_t>(b.size(), 256)));
     };

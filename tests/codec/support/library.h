@@ -61,6 +61,10 @@ std::string reading_difference(const message &m, std::span<const std::uint8_t> b
                                reference::outcome expected, std::uint8_t fill,
                                std::uint32_t fail_allocation_at);
 
+/// A line each.
+void print_calls(std::ostream &to, const std::vector<reference::log_event> &logs,
+                 const std::vector<reference::memory_event> &memory);
+
 enum class side { receive, send };
 
 /// The log calls since the platform last forgot: all of the block that this side of the message's
