@@ -129,13 +129,17 @@ class Build:
         """The objects that a file of the rooms went into."""
         return {o for o, files in self.includes.items() if path in files}
 
-    def digest(self, *more):
-        """Of everything that a verdict depends on but the mutant: the library's sources, the tests, and how they are made."""
+    def digests(self):
+        """Of the library and how it is made; of that and the tests and how they are made."""
         compilers = sorted({command[0] for command in self.compile.values()})
         versions = [subprocess.run([c, "--version"], capture_output=True, check=True).stdout for c in compilers]
-        whole = hashlib.sha1(repr((sorted(self.compile.items()), sorted(self.links.items()), versions, more)).encode())
-        folders = ROOMS + ("idl", "catalogue", "tests", "bench", "platform")
-        for p in sorted(p for f in folders for p in (ROOT / f).rglob("*")):
-            if p.suffix in (".h", ".cpp", ".c", ".idl", ".txt", ".inc", ".sh") and not p.is_relative_to(ROOT / "tests/mutants"):
-                whole.update(str(p).encode() + b"\0" + p.read_bytes())
-        return whole.hexdigest()
+        whole, digests = hashlib.sha1(repr(versions).encode()), []
+        for folders, made in ((ROOMS + ("idl",), [self.compile[o] for o in self.library_objects] + [self.links[self.library]]),
+                              (("catalogue", "tests", "bench", "platform"), sorted(self.links.items()))):
+            whole.update(repr(made).encode())
+            for p in sorted(p for f in folders for p in (ROOT / f).rglob("*")):
+                if p.suffix in (".h", ".cpp", ".c", ".idl", ".txt", ".inc", ".sh") and \
+                        not p.is_relative_to(ROOT / "tests/mutants"):
+                    whole.update(str(p).encode() + b"\0" + p.read_bytes())
+            digests.append(whole.hexdigest())
+        return digests

@@ -39,7 +39,8 @@ SLOWER = 1.01  # times the instructions that the unchanged library takes
 
 # What ships, without what is not judged, debug information and warnings, and without symbols that cannot be made an object's own.
 MORE_OPTIONS = ["-g0", "-w", "-fno-gnu-unique"]
-SETTINGS = (MORE_OPTIONS, QUICK_SECONDS, QUICK_TEST_SECONDS, QUICK_RUNS, FULL_RUNS)
+TEST_OPTIONS = ["-O1"]  # in tests, which do not ship
+SETTINGS = (MORE_OPTIONS, TEST_OPTIONS, QUICK_SECONDS, QUICK_TEST_SECONDS, QUICK_RUNS, FULL_RUNS)
 
 
 class NotBuilt(Exception):
@@ -212,6 +213,7 @@ class Worker:
             out.parent.mkdir(parents=True, exist_ok=True)
             in_tree = re.compile(re.escape(str(ROOT)) + r"(?=/|$)(?!/build/)")
             command = [in_tree.sub(str(self.source), a) for a in self.build.compile[target]]
+            command += TEST_OPTIONS if self.build.sources[target].startswith("tests/") else []
             command += MORE_OPTIONS + [f"-ffile-prefix-map={self.source}={ROOT}", "-MMD", "-MF", f"{out}.d", "-o", str(out)]
             self.compiled[target] = str(out) if make(command, cwd=self.build.at) else None
         if self.compiled[target] is None:

@@ -21,8 +21,8 @@ A run notes equivalent.txt as it stands when its seed is drawn (its git blob, in
 not count in that run.
 
 Before all that the control: the library as it is, compiled and linked the same way, has to pass everything, or nothing is
-judged. Verdicts are kept in build/mutants/results.jsonl by file content and change, and are not made anew; those of survivors
-are, when sources or tests have changed, or with --again.
+judged. Verdicts are kept in build/mutants/results.jsonl and hold for the same library; those of survivors for the same tests, and
+not with --again.
 
 Exit 1: more unargued survivors than --most percent (2) of what compiled, an argument that nothing needs, or a run that is not
 finished. Exit 2: the control failed. The programs are those of a build directory of their own, build/mutants/base:
@@ -166,14 +166,14 @@ class Run:
 class Results:
     """Verdicts by the mutants' id, kept in a file."""
 
-    def __init__(self, tests, again):
-        self.tests, self.kept, self.guard = tests, {}, threading.Lock()
+    def __init__(self, library, tests, again):
+        self.library, self.tests, self.kept, self.guard = library, tests, {}, threading.Lock()
         if RESULTS.exists():
             for r in map(json.loads, RESULTS.read_text().splitlines()):
                 self.kept[r["id"]] = r
-        # What is killed stays killed. What survived other tests, or another library, has not seen these.
+        # Of another library nothing holds. What tests have killed, more tests kill as well; what survived has not seen those.
         for r in list(self.kept.values()):
-            if r["verdict"] == "survived" and (again or r["tests"] != tests):
+            if r.get("library") != library or r["verdict"] == "survived" and (again or r["tests"] != tests):
                 del self.kept[r["id"]]
 
     def of(self, mutant):
@@ -184,7 +184,8 @@ class Results:
 
     def add(self, mutant, verdict, detail, seconds):
         r = {"id": mutant.id, "file": mutant.path, "line": mutant.line, "rule": mutant.change.rule, "was": mutant.was,
-             "now": mutant.now, "verdict": verdict, "detail": detail, "seconds": round(seconds, 1), "tests": self.tests}
+             "now": mutant.now, "verdict": verdict, "detail": detail, "seconds": round(seconds, 1),
+             "library": self.library, "tests": self.tests}
         with self.guard:
             self.kept[mutant.id] = r
             with open(RESULTS, "a") as out:
@@ -192,13 +193,13 @@ class Results:
         return r
 
 
-def control_of(build, tests):
+def control_of(build, key):
     """What judge.take_control found; kept as long as sources, tests and compilers are the same. The instructions are
     counted anew."""
     kept = json.loads(CONTROL.read_text()) if CONTROL.exists() else {}
-    if kept.get("key") != tests:
+    if kept.get("key") != key:
         print("control: the library as it is", flush=True)
-        kept = {"key": tests, **take_control(build)}
+        kept = {"key": key, **take_control(build)}
         CONTROL.write_text(json.dumps(kept))
     worker = Worker(build, "c0", None, None)
     kept["instructions"] = worker.instructions(build.library)
@@ -311,14 +312,14 @@ def main():
             shutil.rmtree(left)
     began = time.monotonic()
     build = Build(BUILD / "base")
-    tests = build.digest(SETTINGS)
+    library, tests = build.digests()
     try:
-        control = control_of(build, tests)
+        control = control_of(build, digest(tests, repr(SETTINGS)))
     except ControlFailed as failed:
         print(f"control: the library as it is does not pass, so nothing can be said of changes to it:\n  {failed}",
               file=sys.stderr)
         return 2
-    results = Results(tests, asked.again)
+    results = Results(library, tests, asked.again)
     drawn = judge_all(mutants, asked.count, build, control, results, asked.jobs, asked.seconds and began + asked.seconds)
 
     survivors, compiled = summary(run, drawn, results, equivalent)

@@ -216,7 +216,7 @@ class summaries(unittest.TestCase):
 
     def run_of(self, equivalent, verdicts):
         run = mutants.Run(7, equivalent)
-        results = mutants.Results("tests", False)
+        results = mutants.Results("library", "tests", False)
         for m, verdict in zip(self.drawn, verdicts):
             results.add(m, verdict, "program test", 1)
         said = io.StringIO()
@@ -237,14 +237,15 @@ class summaries(unittest.TestCase):
         self.assertEqual(survivors, [self.drawn[1]])
         self.assertIn("1 of the survivors are argued for since the seed was drawn", said)
 
-    def test_survivors_of_other_tests_are_judged_anew(self):
-        results = mutants.Results("tests", False)
+    def test_what_is_judged_anew(self):
+        results = mutants.Results("library", "tests", False)
         results.add(self.drawn[0], "survived", "", 1)
         results.add(self.drawn[1], "test", "program test", 1)
-        self.assertIsNotNone(mutants.Results("tests", False).of(self.drawn[0]))
-        others = mutants.Results("other tests", False)
+        self.assertIsNotNone(mutants.Results("library", "tests", False).of(self.drawn[0]))
+        others = mutants.Results("library", "other tests", False)
         self.assertIsNone(others.of(self.drawn[0]))
         self.assertIsNotNone(others.of(self.drawn[1]))
+        self.assertIsNone(mutants.Results("other library", "tests", False).of(self.drawn[1]))
 
     def test_an_entry_that_nothing_needs(self):
         results = [{"file": m.path, "was": m.was, "now": m.now, "verdict": v, "detail": ""}
