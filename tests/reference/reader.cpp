@@ -16,6 +16,17 @@ std::string text_of(const char *format, auto... arguments)
     return text;
 }
 
+/// What reads a table, as the log and the allocator know it.
+struct function {
+    const message *of;
+    bool is_root; ///< __unpack itself
+
+    std::string text() const
+    {
+        return std::string(name_of(*of)) + (is_root ? "_unpack" : "_unpack_non_root");
+    }
+};
+
 class reader {
   public:
     reader(const unpack_call &call, outcome &result, std::set<std::uint64_t> *edges)
@@ -31,7 +42,7 @@ class reader {
     };
 
     /// Nothing when the table failed, which ends the read, as everything that fails does.
-    std::optional<table_place> check_table(const std::string &name, std::uint64_t at)
+    std::optional<table_place> check_table(const function &name, std::uint64_t at)
     {
         edge(at + 4);
         if (at < 4 || at > len_ - 4)
@@ -50,7 +61,7 @@ class reader {
         return table_place{at, vtable, length};
     }
 
-    bool read_slots(const message &m, const std::string &name, const table_place &table,
+    bool read_slots(const message &m, const function &name, const table_place &table,
                     std::uint8_t *record)
     {
         for (std::size_t s = 0; s < m.slots.size; ++s) {
@@ -71,17 +82,14 @@ class reader {
     }
 
   private:
-    std::nullopt_t refuse(std::uint32_t check, const std::string &name, const char *format,
+    std::nullopt_t refuse(std::uint32_t check, const function &name, const char *format,
                           std::uint64_t a, std::uint64_t b)
     {
         result_.logs.push_back(
-            {22, (is_root(name) ? 10 : 20) + check, name, format,
+            {22, (name.is_root ? 10 : 20) + check, name.text(), format,
              text_of(format, static_cast<unsigned>(a), static_cast<unsigned>(b))});
         return std::nullopt;
     }
-
-    /// Whether the function of that name logs as __unpack itself.
-    static bool is_root(const std::string &name) { return !name.ends_with("_non_root"); }
 
     void edge(std::uint64_t at)
     {
@@ -124,7 +132,7 @@ class reader {
         const std::optional<std::uint64_t> to = target(at);
         if (!to)
             return false;
-        const std::string name = std::string(name_of(m)) + "_unpack_non_root";
+        const function name = {&m, false};
         const std::optional<table_place> table = check_table(name, *to);
         return table && read_slots(m, name, *table, record);
     }
@@ -140,28 +148,27 @@ class reader {
     }
 
     /// A block of `size` bytes for the pointer member `pointer`. Null: it could not be had.
-    std::uint8_t *allocate(std::uint64_t size, std::uint64_t slot, const std::string &name,
+    std::uint8_t *allocate(std::uint64_t size, std::uint64_t slot, const function &name,
                            const char *no_memory_text, std::uint8_t *pointer)
     {
         const auto low = static_cast<std::uint32_t>(size);
         if (size < past_32_bits) {
             const bool fails = ++allocations_ == fail_at_;
             result_.memory.push_back(
-                {memory_event::allocate, low, name, fails ? 0 : result_.blocks.size() + 1});
+                {memory_event::allocate, low, name.text(), fails ? 0 : result_.blocks.size() + 1});
             if (!fails) {
                 result_.blocks.emplace_back(size);
                 store(pointer, result_.blocks.size(), 8, order::little);
                 return result_.blocks.back().data();
             }
         }
-        result_.logs.push_back({12,
-                                static_cast<std::uint32_t>((is_root(name) ? 1000 : 2000) + slot),
-                                name, no_memory_text, text_of(no_memory_text, low)});
+        result_.logs.push_back({12, static_cast<std::uint32_t>((name.is_root ? 1000 : 2000) + slot),
+                                name.text(), no_memory_text, text_of(no_memory_text, low)});
         return nullptr;
     }
 
-    bool read_slot(const message &m, const std::string &name, const vorl::slot &slot,
-                   std::uint64_t at, std::uint8_t *record)
+    bool read_slot(const message &m, const function &name, const vorl::slot &slot, std::uint64_t at,
+                   std::uint8_t *record)
     {
         const auto number = static_cast<std::uint64_t>(&slot - m.slots.begin());
         std::uint8_t *member = record + slot.record_at;
@@ -271,7 +278,7 @@ outcome unpack(const message &m, const unpack_call &call, std::set<std::uint64_t
         return result;
     }
     const bool at_root = checks_root_itself(m);
-    const std::string name = std::string(name_of(m)) + (at_root ? "_unpack" : "_unpack_non_root");
+    const function name = {&m, at_root};
     const bytes zeros(m.record_size);
     reader r(call, result, edges);
     if (!at_root)

@@ -263,6 +263,24 @@ std::vector<work> work_of(const options &o, std::span<const input> all)
     return items;
 }
 
+/// A line a minute.
+class progress_lines {
+  public:
+    void tell(std::size_t done, std::size_t all)
+    {
+        const auto now = std::chrono::steady_clock::now();
+        if (now - last_ < std::chrono::minutes(1))
+            return;
+        last_ = now;
+        minutes_ += 1;
+        std::fprintf(stderr, "exhaustive: %zu of %zu places begun, %d min\n", done, all, minutes_);
+    }
+
+  private:
+    std::chrono::steady_clock::time_point last_ = std::chrono::steady_clock::now();
+    int minutes_ = 0;
+};
+
 /// Runs the processes; false when one died.
 bool run_all(const options &o, std::span<const work> items, std::uint64_t seed,
              shared_state &shared)
@@ -281,9 +299,13 @@ bool run_all(const options &o, std::span<const work> items, std::uint64_t seed,
         }
     }
     bool all_ended = true;
+    progress_lines progress;
     for (std::size_t i = 0; i < processes.size(); ++i) {
         int status = 0;
-        waitpid(processes[i], &status, 0);
+        while (waitpid(processes[i], &status, WNOHANG) == 0) {
+            usleep(20000);
+            progress.tell(std::min<std::size_t>(shared.next, items.size()), items.size());
+        }
         if (WIFEXITED(status) && WEXITSTATUS(status) == 0)
             continue;
         all_ended = false;
