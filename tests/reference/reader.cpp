@@ -184,6 +184,10 @@ class reader {
             const auto from = counted(at, width, count);
             if (!from || count != slot.count)
                 return false;
+            if (width == 1) { // no order to look after
+                std::memcpy(member, bytes_ + *from, count);
+                return true;
+            }
             for (std::uint64_t i = 0; i < count; ++i)
                 store(member + i * width, word(*from + i * width, width), width, order::little);
             return true;

@@ -152,8 +152,21 @@ writing send(const message &m, const send_call &call);
 bool checks_root_itself(const message &m);
 
 // Words at any address.
-std::uint64_t load(const std::uint8_t *from, std::size_t width, order byte_order);
-void store(std::uint8_t *to, std::uint64_t value, std::size_t width, order byte_order);
+inline std::uint64_t load(const std::uint8_t *from, std::size_t width, order byte_order)
+{
+    std::uint64_t value = 0;
+    for (std::size_t i = 0; i < width; ++i)
+        value = value << 8 | from[byte_order == order::big ? i : width - 1 - i];
+    return value;
+}
+
+inline void store(std::uint8_t *to, std::uint64_t value, std::size_t width, order byte_order)
+{
+    for (std::size_t i = 0; i < width; ++i) {
+        to[byte_order == order::big ? width - 1 - i : i] = static_cast<std::uint8_t>(value);
+        value >>= 8;
+    }
+}
 
 bool is_scalar(const slot &s);
 bool is_vector(const slot &s);

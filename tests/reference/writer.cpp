@@ -4,22 +4,6 @@
 
 namespace vorl::reference {
 
-std::uint64_t load(const std::uint8_t *from, std::size_t width, order byte_order)
-{
-    std::uint64_t value = 0;
-    for (std::size_t i = 0; i < width; ++i)
-        value = value << 8 | from[byte_order == order::big ? i : width - 1 - i];
-    return value;
-}
-
-void store(std::uint8_t *to, std::uint64_t value, std::size_t width, order byte_order)
-{
-    for (std::size_t i = 0; i < width; ++i) {
-        to[byte_order == order::big ? width - 1 - i : i] = static_cast<std::uint8_t>(value);
-        value >>= 8;
-    }
-}
-
 bool is_scalar(const slot &s) { return s.shape == slot_shape::scalar; }
 
 bool is_vector(const slot &s)
