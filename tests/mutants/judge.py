@@ -66,6 +66,12 @@ def threads_of(pid):
 
 def run(command, limit, **more):
     """0, a failure's code, or None: it took too long. What it said, and the processor time that it took."""
+    ended = run_once(command, limit, **more)
+    from_outside = ended[0] in (-signal.SIGKILL, -signal.SIGTERM)
+    return run_once(command, limit, **more) if from_outside else ended
+
+
+def run_once(command, limit, **more):
     with tempfile.TemporaryFile() as said:
         process = subprocess.Popen(command, stdout=said, stderr=subprocess.STDOUT, stdin=subprocess.DEVNULL,
                                    start_new_session=True, **more)
@@ -97,8 +103,15 @@ def run(command, limit, **more):
 
 def make(command, **more):
     """Whether a compiler or a linker does it. These are not what is tested, and end."""
-    return subprocess.run(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, stdin=subprocess.DEVNULL,
-                          check=False, **more).returncode == 0
+    for _ in range(2):
+        made = subprocess.run(command, capture_output=True, stdin=subprocess.DEVNULL, text=True, errors="replace",
+                              check=False, **more)
+        if made.returncode == 0:
+            return True
+        # Ended from outside, without a word on what is wrong with its input: once more.
+        if re.search(r"\berror: (?!.*\b(Killed|Terminated)\b)|undefined|multiple definition", made.stderr):
+            break
+    return False
 
 
 def end_of(program, code, said):
@@ -292,8 +305,8 @@ class Worker:
         including = build.including(mutant.path)
         try:
             changed = self.library_looked_at(including, folder)
-        except NotBuilt:
-            return "compile", ""
+        except NotBuilt as refused:
+            return "compile", str(refused)
         if isinstance(changed, tuple):
             return changed  # failed alone
         if not changed:
@@ -315,7 +328,8 @@ class Worker:
 
     def library_looked_at(self, including, folder):
         """Compiles the library, the cheapest package first, with a look at what there is between one and the next. Returns how
-        that failed, or the objects that the change makes others of."""
+        that failed, or the objects that the change makes others of. What does not link here, where all else is as it was,
+        does not link at all."""
         others = [o for o in self.build.library_objects if o in including and o not in self.build.packages]
         packages = [o for o in self.build.packages if o in including]
         changed = [o for o in others if not self.is_unchanged(o)]
@@ -326,12 +340,7 @@ class Worker:
                 continue
             changed.append(package)
             if can_be_alone and n < len(packages):
-                try:
-                    linked = self.alone(packages[:n], others)
-                    failed = self.first_look(linked, folder)
-                except NotBuilt:
-                    can_be_alone = False  # not by themselves: then all together
-                    continue
+                failed = self.first_look(self.alone(packages[:n], others), folder)
                 if failed:
                     return failed
         return changed

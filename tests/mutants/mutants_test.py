@@ -192,6 +192,15 @@ class ends(unittest.TestCase):
         self.assertLess(judge.time.monotonic() - began, 20)
         self.assertEqual(judge.run(["sh", "-c", "sleep 0.5; echo said; exit 3"], 0.2)[:2], (3, "said\n"))
 
+    def test_what_is_ended_from_outside_is_done_again(self):
+        with tempfile.TemporaryDirectory() as at:
+            killed_once = f"test -e {at}/x && exit 3; touch {at}/x; kill -9 $$"
+            self.assertEqual(judge.run(["sh", "-c", killed_once], 1)[0], 3)
+            killed_once = f"test -e {at}/y && exit 0; touch {at}/y; echo fatal error: Killed signal terminated cc1plus >&2; exit 1"
+            self.assertTrue(judge.make(["sh", "-c", killed_once]))
+            wrong = f"test -e {at}/z && exit 0; touch {at}/z; echo x.cpp:1: error: no such thing >&2; exit 1"
+            self.assertFalse(judge.make(["sh", "-c", wrong]))
+
 
 class summaries(unittest.TestCase):
     @classmethod
