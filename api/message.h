@@ -25,7 +25,7 @@ template <const message &M>
         const received from = {static_cast<const uint8_t *>(buf), static_cast<uint32_t>(len)};
         auto *record = static_cast<uint8_t *>(out);
         // A load between the conditions keeps the compiler from computing all before it tests one.
-        const auto root = load<byte_order::native, uint32_t>(from.bytes);
+        const auto root = load<native, uint32_t>(from.bytes);
         if (record != nullptr) {
             if (native_codec<M>::read_known(root, from, record))
                 return M.record_size;

@@ -6,7 +6,8 @@ namespace {
 /// A block of frame memory, given back when it goes out of scope. Null bytes: there was no memory.
 class frame_block {
   public:
-    frame_block(serial_ctx &ctx, uint64_t size, const char *tag) : ctx_(ctx), tag_(tag)
+    frame_block(uint64_t size, function_name function, const message &m)
+        : ctx_(ctx_of(m, direction::send)), tag_(name_of(function, m))
     {
         bind_services(ctx_);
         bytes_ = static_cast<uint8_t *>(
@@ -25,7 +26,6 @@ class frame_block {
     {
         if (bytes_ == nullptr)
             return;
-        bind_services(ctx_);
         ctx_.mem_free(bytes_, ctx_.mem_module_id, tag_);
         bytes_ = nullptr;
     }
@@ -34,11 +34,6 @@ class frame_block {
     const char *tag_;
     uint8_t *bytes_;
 };
-
-frame_block block_for(uint64_t size, function_name function, const message &m)
-{
-    return {ctx_of(m, direction::send), size, name_of(function, m)};
-}
 
 void write_block(uint8_t *to, uint32_t count, const uint8_t *records, write_frames_fn write,
                  const message &m)
@@ -86,7 +81,7 @@ uint32_t send_one_frame(uint32_t dest, const uint8_t *record, uint64_t to, write
                         const message &m)
 {
     const uint32_t length = frame_layout_of(m).length;
-    const frame_block block = block_for(length, function_name::sendsingle, m);
+    const frame_block block(length, function_name::sendsingle, m);
     if (block.bytes() == nullptr)
         return failure;
     write_block(block.bytes(), 1, record, write, m);
@@ -98,8 +93,8 @@ uint32_t send_frames(uint32_t dest, const uint8_t *records, uint32_t count, uint
 {
     const uint32_t length = frame_layout_of(m).length;
     const uint64_t frames_size = uint64_t{count} * length;
-    const frame_block block =
-        block_for(frames_size + uint64_t{count} * sizeof(frame_desc), function_name::sendbatch, m);
+    const frame_block block(frames_size + uint64_t{count} * sizeof(frame_desc),
+                            function_name::sendbatch, m);
     if (block.bytes() == nullptr)
         return failure;
     write_block(block.bytes(), count, records, write, m);
@@ -115,7 +110,7 @@ uint32_t send_one_packed(uint32_t dest, const uint8_t *record, uint64_t to, cons
     const uint32_t size = how.size(record);
     if (size == 0)
         return failure;
-    const frame_block block = block_for(size, function_name::sendsingle, m);
+    const frame_block block(size, function_name::sendsingle, m);
     if (block.bytes() == nullptr)
         return failure;
     pack_block(block.bytes(), record, how, m);
@@ -125,8 +120,8 @@ uint32_t send_one_packed(uint32_t dest, const uint8_t *record, uint64_t to, cons
 uint32_t send_packed(uint32_t dest, const uint8_t *records, uint32_t count, uint64_t to,
                      const packing &how, const message &m)
 {
-    const frame_block block = block_for(batch_frame_area + uint64_t{count} * sizeof(frame_desc),
-                                        function_name::sendbatch, m);
+    const frame_block block(batch_frame_area + uint64_t{count} * sizeof(frame_desc),
+                            function_name::sendbatch, m);
     if (block.bytes() == nullptr)
         return failure;
     uint8_t *frame = block.bytes();

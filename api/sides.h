@@ -19,8 +19,8 @@ inline serial_ctx &ctx_of(const message &m, direction d)
 template <class Work>
 auto in_order_of(direction d, const message &m, Work &&work)
 {
-    return swaps_bytes(m.owner, d) ? work.template operator()<byte_order::swapped>()
-                                   : work.template operator()<byte_order::native>();
+    return swaps_bytes(m.owner, d) ? work.template operator()<swapped>()
+                                   : work.template operator()<native>();
 }
 
 inline const char *null_or_not(const void *pointer)

@@ -48,13 +48,13 @@ T load(const uint8_t *from)
 {
     T value;
     memcpy(&value, from, sizeof value);
-    return Order == byte_order::swapped ? reversed(value) : value;
+    return Order == swapped ? reversed(value) : value;
 }
 
 template <byte_order Order, class T>
 void store(uint8_t *to, T value)
 {
-    if constexpr (Order == byte_order::swapped)
+    if constexpr (Order == swapped)
         value = reversed(value);
     memcpy(to, &value, sizeof value);
 }
@@ -65,7 +65,7 @@ template <byte_order Order>
 [[gnu::always_inline]] inline void copy_values(uint8_t *to, const uint8_t *from, uint32_t count,
                                                uint32_t width)
 {
-    if constexpr (Order == byte_order::native) {
+    if constexpr (Order == native) {
         memcpy(to, from, size_t{count} * width);
     } else {
         for (uint32_t at = 0; at < count * width; at += width) {

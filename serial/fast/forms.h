@@ -53,26 +53,29 @@ constexpr size_t piece_capacity(const message &m)
 /// A form under construction, front to back.
 template <uint32_t Size, size_t Capacity>
 struct form_builder {
-    uint8_t image[Size]{};
+    byte_image<Size> image{};
     piece_list<Capacity> pieces;  ///< of the form, from a record
     piece_list<Capacity> checked; ///< the constants that a reader relies on
+    uint32_t extent = 0;          ///< the end of the last byte that a reader checks or copies
 
     constexpr void constant(uint64_t value, uint32_t size)
     {
         const uint32_t at = pieces.end();
         for (uint32_t i = 0; i < size; ++i)
-            image[at + i] = static_cast<uint8_t>(value >> (8 * i));
+            image.bytes[at + i] = static_cast<uint8_t>(value >> (8 * i));
         if (checked.count != 0 && checked.end() == at)
             checked.pieces[checked.count - 1].size += size;
         else
             checked.pieces[checked.count++] = {at, size, 0};
         pieces.add(size, from_constants);
+        extent = pieces.end();
     }
     /// Written as zero, never looked at.
     constexpr void padding_to(uint32_t at) { pieces.add(at - pieces.end(), from_constants); }
     constexpr void copy(uint32_t size, uint32_t record_at)
     {
         pieces.add(size, static_cast<int32_t>(record_at));
+        extent = pieces.end();
     }
 };
 
@@ -193,33 +196,14 @@ struct known_form {
             lay_full_table(form, 0, M);
         return form;
     }();
-    struct bytes_of_form {
-        uint8_t bytes[size];
-    };
     /// By itself, so that what only the compiler needs is not in the library.
-    static constexpr bytes_of_form image = [] {
-        bytes_of_form result{};
-        for (uint32_t i = 0; i < size; ++i)
-            result.bytes[i] = built.image[i];
-        return result;
-    }();
+    static constexpr byte_image<size> image = built.image;
     static constexpr auto write_moves = plan_moves(built.pieces, M.record_size);
     static constexpr auto checks = plan_loads(built.checked);
-    /// What a reader needs of the buffer: the end of the last byte that is checked or copied.
-    static constexpr uint32_t extent = [] {
-        uint32_t end = built.checked.end();
-        for (size_t i = 0; i < built.pieces.count; ++i) {
-            const piece &p = built.pieces.pieces[i];
-            if (p.from >= 0 && p.at + p.size > end)
-                end = p.at + p.size;
-        }
-        return end;
-    }();
+    static constexpr uint32_t extent = built.extent;
     static constexpr auto read_moves =
         plan_moves(record_pieces(built.pieces, M.record_size), extent);
-    static constexpr struct {
-        uint8_t bytes[M.record_size];
-    } zeros{};
+    static constexpr byte_image<M.record_size> zeros{};
 
     [[gnu::always_inline]] static void write(uint8_t *to, const uint8_t *record)
     {

@@ -28,6 +28,12 @@ inline constexpr uint32_t long_piece = 128;
 /// Where the bytes of a piece come from when not from an offset in the source: the constant image.
 inline constexpr int32_t from_constants = -1;
 
+/// What the constant bytes of a destination, or a source, are; of the others nothing.
+template <uint32_t Size>
+struct byte_image {
+    uint8_t bytes[Size];
+};
+
 /// `size` bytes of a destination from `at`.
 struct piece {
     uint32_t at;

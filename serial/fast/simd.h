@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "serial/unroll.h"
+#include "serial/wire.h"
 
 #if defined(__aarch64__)
 #include <arm_neon.h>
@@ -58,23 +59,18 @@ inline uint8_t *opaque(uint8_t *value)
 template <uint32_t Size>
 [[gnu::always_inline]] inline u8x16 load_first(const uint8_t *from)
 {
-    const auto word = [from]<class T>(T, uint32_t at) {
-        T value;
-        memcpy(&value, from + at, sizeof value);
-        return value;
-    };
     uint64_t low = 0;
     uint64_t high = 0;
     if constexpr (Size >= 16) {
         return load16(from);
     } else if constexpr (Size >= 8) {
-        low = word(uint64_t{}, 0);
+        low = member<uint64_t>(from, 0);
         if constexpr (Size > 8)
-            high = word(uint64_t{}, Size - 8) >> (8 * (16 - Size));
+            high = member<uint64_t>(from, Size - 8) >> (8 * (16 - Size));
     } else if constexpr (Size >= 4) {
-        low = word(uint32_t{}, 0);
+        low = member<uint32_t>(from, 0);
         if constexpr (Size > 4)
-            low |= uint64_t{word(uint32_t{}, Size - 4)} << (8 * (Size - 4));
+            low |= uint64_t{member<uint32_t>(from, Size - 4)} << (8 * (Size - 4));
     } else {
         for (uint32_t i = 0; i < Size; ++i)
             low |= uint64_t{from[i]} << (8 * i);
@@ -180,14 +176,7 @@ inline bool is_zero(u8x16 value)
 }
 
 /// max(value, 0), word by word.
-inline i16x8 at_least_zero(i16x8 value)
-{
-#if defined(__aarch64__)
-    return i16x8(vmaxq_s16(int16x8_t(value), vdupq_n_s16(0)));
-#else
-    return i16x8(_mm_max_epi16(__m128i(value), _mm_setzero_si128()));
-#endif
-}
+inline i16x8 at_least_zero(i16x8 value) { return value > 0 ? value : i16x8{}; }
 
 /// Word `Lane` in all words.
 template <uint32_t Lane>

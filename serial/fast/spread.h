@@ -84,24 +84,17 @@ class spread_reader {
     static constexpr bool has_room =
         layout::all.arrays * word_size + layout::all.bodies >= lane_count * blocks;
 
-    /// A fact of each of eight slots, as words.
-    static constexpr lanes of_half(size_t half, uint32_t layout::slot_facts::*fact)
-    {
-        lanes result{};
-        for (size_t s = half * 8; s < layout::slots && s < half * 8 + 8; ++s) {
-            result.bytes[s % 8 * 2] = static_cast<uint8_t>(layout::all.slot[s].*fact);
-            result.bytes[s % 8 * 2 + 1] = static_cast<uint8_t>(layout::all.slot[s].*fact >> 8);
-        }
-        return result;
-    }
-    /// A lane for each of sixteen slots, with what `fact` says of it.
-    template <class Fact>
+    /// `Width` bytes for each slot of a vector, with what `fact` says of it.
+    template <uint32_t Width, class Fact>
     static constexpr lanes of_slots(size_t vector, Fact fact)
     {
         lanes result{};
-        for (size_t s = vector * lane_count; s < layout::slots && s < (vector + 1) * lane_count;
-             ++s)
-            result.bytes[s % lane_count] = static_cast<uint8_t>(fact(layout::all.slot[s]));
+        for (size_t i = 0; i < lane_count; ++i) {
+            const size_t s = (vector * lane_count + i) / Width;
+            if (s < layout::slots)
+                result.bytes[i] =
+                    static_cast<uint8_t>(fact(layout::all.slot[s]) >> (8 * (i % Width)));
+        }
         return result;
     }
 
@@ -112,12 +105,14 @@ class spread_reader {
                                                      u16x8 &excess)
     {
         constexpr uint32_t left = layout::slots - Half * 8;
-        static constexpr lanes last = of_half(Half, &layout::slot_facts::last_at);
+        static constexpr lanes last =
+            of_slots<entry_size>(Half, [](const auto &slot) { return slot.last_at; });
         const auto loaded =
             u16x8(load_first<(left < 8 ? left : 8) * entry_size>(entries + Half * 8 * entry_size));
         excess |= subtract_saturating(loaded, u16x8(last.vector()));
         if constexpr (!has_room) {
-            static constexpr lanes size = of_half(Half, &layout::slot_facts::field);
+            static constexpr lanes size =
+                of_slots<entry_size>(Half, [](const auto &slot) { return slot.field; });
             const auto room16 = static_cast<uint16_t>(room < UINT16_MAX ? room : UINT16_MAX);
             excess |= subtract_saturating(loaded + u16x8(size.vector()), u16x8{} + room16);
         }
@@ -141,9 +136,9 @@ class spread_reader {
             const auto is_absent = u8x16(entry == u8x16{});
             index[Vector] = entry | (is_absent & (u8x16{} + absent));
             static constexpr lanes least =
-                of_slots(Vector, [](const auto &slot) { return slot.least_at; });
+                of_slots<1>(Vector, [](const auto &slot) { return slot.least_at; });
             static constexpr lanes arrays =
-                of_slots(Vector, [](const auto &slot) { return slot.is_scalar ? 0 : 0xFF; });
+                of_slots<1>(Vector, [](const auto &slot) { return slot.is_scalar ? 0 : 0xFF; });
             wrong |= subtract_saturating(least.vector(), index[Vector]);
             if constexpr (arrays != lanes{})
                 wrong |= is_absent & arrays.vector();

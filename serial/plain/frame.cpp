@@ -20,7 +20,6 @@ void write_frames(uint8_t *to, uint32_t count, const uint8_t *records, const mes
 }
 
 template void write_frames<native>(uint8_t *, uint32_t, const uint8_t *, const message &);
-template void write_frames<byte_order::swapped>(uint8_t *, uint32_t, const uint8_t *,
-                                                const message &);
+template void write_frames<swapped>(uint8_t *, uint32_t, const uint8_t *, const message &);
 
 } // namespace vorl::plain

@@ -34,10 +34,10 @@ void pack(uint8_t *to, const uint8_t *record, const message &m)
 }
 
 template void pack<native>(uint8_t *, const uint8_t *, const message &);
-template void pack<byte_order::swapped>(uint8_t *, const uint8_t *, const message &);
+template void pack<swapped>(uint8_t *, const uint8_t *, const message &);
 template uint8_t *pack_tables<native>(uint8_t *, uint8_t *, uint32_t, const uint8_t *,
                                       const message &);
-template uint8_t *pack_tables<byte_order::swapped>(uint8_t *, uint8_t *, uint32_t, const uint8_t *,
-                                                   const message &);
+template uint8_t *pack_tables<swapped>(uint8_t *, uint8_t *, uint32_t, const uint8_t *,
+                                       const message &);
 
 } // namespace vorl::plain

@@ -24,13 +24,7 @@ bool find_table(uint32_t position, checked_table &table, table_role role, receiv
     }
     table = {position, vtable, length};
     if (to.watch != nullptr)
-        to.watch(to, {.what = reading_step::kind::table,
-                      .of = &m,
-                      .slot = 0,
-                      .at = position,
-                      .to = vtable,
-                      .size = length,
-                      .check = {}});
+        to.watch(to, {reading_step::kind::table, &m, 0, position, vtable, length, {}});
     return true;
 }
 
@@ -68,13 +62,7 @@ bool read_tables(uint32_t words, uint32_t count, uint8_t *records, received from
         const uint64_t position = uint64_t{word} + load<Order, uint32_t>(from.bytes + word);
         const auto tell = [&](reading_step::kind what) {
             if (to.watch != nullptr)
-                to.watch(to, {.what = what,
-                              .of = &m,
-                              .slot = 0,
-                              .at = word,
-                              .to = position,
-                              .size = i,
-                              .check = field_check::position});
+                to.watch(to, {what, &m, 0, word, position, i, field_check::position});
         };
         if (position > UINT32_MAX) {
             tell(reading_step::kind::refused);
@@ -98,7 +86,7 @@ bool read_tables(uint32_t words, uint32_t count, uint8_t *records, received from
                                     const message &);                                              \
     template bool read_tables<order>(uint32_t, uint32_t, uint8_t *, received, const listener &,    \
                                      const message &);
-FOR_BOTH_ORDERS(byte_order::native)
-FOR_BOTH_ORDERS(byte_order::swapped)
+FOR_BOTH_ORDERS(native)
+FOR_BOTH_ORDERS(swapped)
 
 } // namespace vorl::plain

@@ -152,25 +152,13 @@ struct slot_reader {
                                        uint32_t leads_to, uint32_t size) const
     {
         if (to.watch != nullptr)
-            to.watch(to, {.what = what,
-                          .of = &m,
-                          .slot = index,
-                          .at = at,
-                          .to = leads_to,
-                          .size = size,
-                          .check = {}});
+            to.watch(to, {what, &m, index, at, leads_to, size, {}});
     }
     [[gnu::always_inline]] bool refused(field_check check, uint32_t index, uint32_t at,
                                         uint64_t leads_to) const
     {
         if (to.watch != nullptr)
-            to.watch(to, {.what = reading_step::kind::refused,
-                          .of = &m,
-                          .slot = index,
-                          .at = at,
-                          .to = leads_to,
-                          .size = 0,
-                          .check = check});
+            to.watch(to, {reading_step::kind::refused, &m, index, at, leads_to, 0, check});
         return false;
     }
 };
