@@ -21,7 +21,10 @@ void give_up(const char *what, const char *name)
     exit(1);
 }
 
-message_functions functions_of(const message &m) { return catalogue::functions_of(m, RTLD_DEFAULT); }
+message_functions functions_of(const message &m)
+{
+    return catalogue::functions_of(m, RTLD_DEFAULT);
+}
 
 const message &message_named(const char *name)
 {

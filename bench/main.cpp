@@ -67,8 +67,8 @@ void add_pack(group &g, const std::string &name, const message_functions &functi
           });
 }
 
-void add_unpack(group &g, const std::string &name, const message_functions &functions, bool owns_memory,
-                const encodings &from, const ring &to)
+void add_unpack(group &g, const std::string &name, const message_functions &functions,
+                bool owns_memory, const encodings &from, const ring &to)
 {
     if (owns_memory) {
         g.add(name, from.count(),
@@ -91,7 +91,8 @@ void add_frames(group &g, const message_functions &functions, const record_set &
     const vorl::message &message = records.type();
     const encodings &frames = keep<encodings>(frames_of(records));
     check_round_trip(records, frames);
-    const ring &to = keep<ring>(std::max<size_t>(catalogue::frame_length(message), message.record_size));
+    const ring &to =
+        keep<ring>(std::max<size_t>(catalogue::frame_length(message), message.record_size));
 
     const auto length = catalogue::frame_length(message);
     const auto add_send = [&](const char *name, decltype(functions.sendsingle) send) {

@@ -41,9 +41,8 @@ const message_info &info_of(const message &m)
 
 std::string type_text(const slot &s)
 {
-    const std::string element =
-        s.nested != nullptr ? std::string("table ") + name_of(*s.nested)
-                            : "uint" + std::to_string(8 * s.width);
+    const std::string element = s.nested != nullptr ? std::string("table ") + name_of(*s.nested)
+                                                    : "uint" + std::to_string(8 * s.width);
     switch (s.shape) {
     case slot_shape::array:
     case slot_shape::table_array: return "array<" + element + ", " + std::to_string(s.count) + ">";

@@ -86,7 +86,7 @@ bytes fresh_content(const message &m, order o, choice &random)
         random() % 4 == 0 ? test::sample::ones(m, static_cast<std::uint32_t>(random() % 3))
                           : test::sample::random(m, values, 4);
     return is_fixed_size(m) && random() % 2 == 0 ? reference::frame(m, record.data(), o)
-                                                  : reference::pack(m, record.data(), o);
+                                                 : reference::pack(m, record.data(), o);
 }
 
 void change(const message &m, order o, bytes &content, std::size_t max_size, choice &random)

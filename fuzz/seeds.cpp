@@ -25,8 +25,7 @@ constexpr std::size_t long_frame = 2048;
 
 bytes bytes_of(const std::string &text) { return {text.begin(), text.end()}; }
 
-void add_message_seeds(std::uint8_t index, const message &m, const test::sample &record,
-                       corpus &to)
+void add_message_seeds(std::uint8_t index, const message &m, const test::sample &record, corpus &to)
 {
     const auto add = [&](const std::string &name, std::uint8_t flags, const bytes &content) {
         bytes input{index, flags, 0xEE};
@@ -43,8 +42,7 @@ void add_message_seeds(std::uint8_t index, const message &m, const test::sample 
     }
 }
 
-void add_text_seeds(const message &m, const test::sample &record, const bytes &sent,
-                    corpus &to)
+void add_text_seeds(const message &m, const test::sample &record, const bytes &sent, corpus &to)
 {
     const std::string stem = "vorl_inputs/" + std::string(name_of(m));
     to[stem + ".json"] =
@@ -79,7 +77,7 @@ corpus seeds()
     for (const message *m : test::all_messages()) {
         const test::sample record = test::sample::random(*m, random, 2);
         const bytes sent = is_fixed_size(*m) ? reference::frame(*m, record.data(), order::little)
-                                              : reference::pack(*m, record.data(), order::little);
+                                             : reference::pack(*m, record.data(), order::little);
         add_message_seeds(index++, *m, record, all);
         if (sent.size() > long_frame)
             continue;

@@ -22,8 +22,8 @@ class record {
     {
         test::the_platform().forget_calls();
         test::the_platform().fail_allocation_at = fail_at;
-        const std::uint32_t size =
-            test::functions_of(m).unpack(from.data(), static_cast<std::int32_t>(from.size()), data_);
+        const std::uint32_t size = test::functions_of(m).unpack(
+            from.data(), static_cast<std::int32_t>(from.size()), data_);
         test::the_platform().fail_allocation_at = 0;
         check(size == m.record_size, "__unpack returns another size than its record's");
         for (const test::memory_call &call : test::the_platform().memory)

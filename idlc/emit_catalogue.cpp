@@ -39,7 +39,8 @@ void emit_message(std::string &out, const message &m)
 
 std::string emit_catalogue(const package &p)
 {
-    std::string notice = generated_notice(p, "the texts beside the messages of package " + p.name + ".");
+    std::string notice =
+        generated_notice(p, "the texts beside the messages of package " + p.name + ".");
     notice.insert(notice.find('\n') + 1, "// ");
     std::string out = "// " + notice + "\n#include \"catalogue/catalogue.h\"\n#include \"" +
                       p.name + "_messages.h\"\n\nnamespace vorl::catalogue {\nnamespace {\n";
@@ -48,8 +49,9 @@ std::string emit_catalogue(const package &p)
     out += "\nconstexpr message_info messages_in_order[] = {\n";
     for (const message &m : p.messages)
         emit_message(out, m);
-    out += "};\n\n}  // namespace\n\nconst package_info " + p.name + "_package = {.name = " +
-           quoted(p.name) + ", .messages = messages_in_order};\n\n}  // namespace vorl::catalogue\n";
+    out += "};\n\n}  // namespace\n\nconst package_info " + p.name +
+           "_package = {.name = " + quoted(p.name) +
+           ", .messages = messages_in_order};\n\n}  // namespace vorl::catalogue\n";
     return out;
 }
 

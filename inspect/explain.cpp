@@ -121,13 +121,12 @@ class explanation : public reading {
                  " (not checked by readers)");
         for (std::uint32_t i = 0; i < entries; ++i) {
             const std::uint64_t entry = integer(vtable + entry_at(i), entry_size);
-            const std::string name =
-                i < m.slots.size
-                    ? member_path(i)
-                    : "slot " + std::to_string(i) + ", which " + name_of(m) + " does not have";
+            const std::string name = i < m.slots.size ? member_path(i)
+                                                      : "slot " + std::to_string(i) + ", which " +
+                                                            name_of(m) + " does not have";
             show(vtable + entry_at(i), entry_size,
-                 name + (entry == 0 ? " is absent: zero"
-                                    : " is at " + offset_text(table.at + entry)));
+                 name +
+                     (entry == 0 ? " is absent: zero" : " is at " + offset_text(table.at + entry)));
         }
     }
 
@@ -135,8 +134,7 @@ class explanation : public reading {
     {
         const std::string text = member_path(step.slot) + " " + catalogue::type_text(current());
         if (current().shape == slot_shape::scalar)
-            show(step.at, step.size,
-                 text + " = " + std::to_string(integer(step.at, step.size)));
+            show(step.at, step.size, text + " = " + std::to_string(integer(step.at, step.size)));
         else
             show_offset(step.at, text);
     }

@@ -51,8 +51,9 @@ reading::reading(std::span<const std::uint8_t> bytes, records read_ones)
     ears_.of = this;
     ears_.refused = [](const listener &l, table_check check, table_role, std::uint32_t a,
                        std::uint32_t b, const message &) { by(l).refuse_table(check, a, b); };
-    ears_.allocate = [](const listener &l, std::uint32_t size, table_role,
-                        const message &) { return by(l).allocate(size); };
+    ears_.allocate = [](const listener &l, std::uint32_t size, table_role, const message &) {
+        return by(l).allocate(size);
+    };
     // The step that is refused says it again, with more.
     ears_.no_memory = [](const listener &, std::uint32_t, std::uint32_t, table_role,
                          const message &) {};
@@ -150,8 +151,8 @@ void reading::refuse_table(table_check check, std::uint32_t a, std::uint32_t b)
     }
     case table_check::vtable_length:
         why_ = {size() - b, table_path(),
-                "the vtable of " + name + " would be " + std::to_string(a) +
-                    " bytes long where " + std::to_string(b) + " are left"};
+                "the vtable of " + name + " would be " + std::to_string(a) + " bytes long where " +
+                    std::to_string(b) + " are left"};
         break;
     }
 }

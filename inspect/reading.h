@@ -56,10 +56,10 @@ class reading {
     /// A table that is being read.
     struct level {
         const message *m;
-        std::uint32_t slot;     ///< which of its slots
-        std::uint32_t element;  ///< which element of that
-        std::uint8_t *block;    ///< of that slot, when it is a vector
-        std::size_t forgotten;  ///< bytes at the start of the block
+        std::uint32_t slot;    ///< which of its slots
+        std::uint32_t element; ///< which element of that
+        std::uint8_t *block;   ///< of that slot, when it is a vector
+        std::size_t forgotten; ///< bytes at the start of the block
     };
     struct ears : listener {
         reading *of;

@@ -27,8 +27,8 @@ TEST(no_services, and_arrays_come_from_malloc)
         const std::vector<std::uint8_t> bytes = packed(*m.info, in.record());
         std::vector<std::uint8_t> out(m.fact->record_size, 0x5A);
         reset_platform();
-        EXPECT_EQ(functions_of(*m.info).unpack(bytes.data(), static_cast<std::int32_t>(bytes.size()),
-                                           out.data()),
+        EXPECT_EQ(functions_of(*m.info).unpack(bytes.data(),
+                                               static_cast<std::int32_t>(bytes.size()), out.data()),
                   m.fact->record_size);
         EXPECT_TRUE(same_record(*m.info, in.record(), out.data()));
         std::uint64_t tables = 0;
@@ -47,7 +47,8 @@ TEST(no_services, and_arrays_come_from_malloc)
         EXPECT_EQ(the_platform().memcpy_s_calls, has_bounded ? runs : 0);
 
         // And what it allocates it releases.
-        functions_of(*m.info).unpack(bytes.data(), static_cast<std::int32_t>(bytes.size()), out.data());
+        functions_of(*m.info).unpack(bytes.data(), static_cast<std::int32_t>(bytes.size()),
+                                     out.data());
         functions_of(*m.info).free_unpacked(out.data());
         each_vector(*m.info, out.data(), [](const vorl::slot &slot, void *record) {
             EXPECT_EQ(pointer_of(record, slot), nullptr);

@@ -17,7 +17,7 @@ void expect_frame_of(const known_message &m, const bus_call::frame &frame, const
     ASSERT_EQ(frame.bytes.size(), m.fact->frame_length);
     std::vector<std::uint8_t> out(m.fact->record_size);
     functions_of(*m.info).unpack(frame.bytes.data(), static_cast<std::int32_t>(frame.bytes.size()),
-                             out.data());
+                                 out.data());
     EXPECT_TRUE(same_record(*m.info, record, out.data()));
 }
 

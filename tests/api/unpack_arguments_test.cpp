@@ -50,7 +50,7 @@ TEST(unpack_arguments, bad_ones_are_logged_once_and_touch_nothing)
             const std::vector<std::uint8_t> untouched = out;
 
             EXPECT_EQ(functions_of(*m.info).unpack(bad.has_buf ? bytes : nullptr, bad.len,
-                                               bad.has_out ? out.data() : nullptr),
+                                                   bad.has_out ? out.data() : nullptr),
                       m.fact->record_size);
             EXPECT_EQ(out, untouched);
             ASSERT_EQ(the_platform().logs.size(), 1u);
@@ -80,7 +80,7 @@ TEST(unpack_arguments, bad_ones_are_silent_without_a_log)
             the_platform().has_log = false;
             std::vector<std::uint8_t> out(m.fact->record_size, 0xC3);
             EXPECT_EQ(functions_of(*m.info).unpack(bad.has_buf ? bytes : nullptr, bad.len,
-                                               bad.has_out ? out.data() : nullptr),
+                                                   bad.has_out ? out.data() : nullptr),
                       m.fact->record_size);
             EXPECT_EQ(out, std::vector<std::uint8_t>(out.size(), 0xC3));
             EXPECT_TRUE(the_platform().logs.empty());
@@ -110,7 +110,8 @@ TEST(unpack_arguments, no_record_is_refused_by_a_side_in_use)
             EXPECT_EQ(serial_ctxs[2 * m.fact->package()].cache_bound, 1u);
 
             the_platform().forget_calls();
-            EXPECT_EQ(functions_of(*m.info).unpack(bytes.data(), len, nullptr), m.fact->record_size);
+            EXPECT_EQ(functions_of(*m.info).unpack(bytes.data(), len, nullptr),
+                      m.fact->record_size);
             ASSERT_EQ(the_platform().logs.size(), 1u);
             EXPECT_EQ(the_platform().logs[0].text,
                       "[ZELKO]:Param invalid(nonNull, " + std::to_string(len) + ", null)");

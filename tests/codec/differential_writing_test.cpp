@@ -383,7 +383,8 @@ class writing_run {
         const bool is_batch = call.kind == reference::send_kind::batch ||
                               (call.kind != reference::send_kind::single && call.count > 1);
         if (is_batch)
-            size = (is_fixed_size(m) ? std::uint64_t{call.count} * catalogue::frame_length(m) : 65536) +
+            size = (is_fixed_size(m) ? std::uint64_t{call.count} * catalogue::frame_length(m)
+                                     : 65536) +
                    std::uint64_t{call.count} * 16;
         else if (!is_fixed_size(m) && call.records != nullptr)
             size = reference::measured_size(m, call.records).value_or(0);

@@ -121,7 +121,8 @@ int run(const char *only)
                 "bytes/byte");
     for (const auto &[m, c] : costs)
         std::printf("%8.2f %10zu %12.0f %11.1f  %s: %s\n", c.rate(), c.input, c.ns,
-                    static_cast<double>(hostile_bytes_per_word(*m)) / 4, name_of(*m), c.what.c_str());
+                    static_cast<double>(hostile_bytes_per_word(*m)) / 4, name_of(*m),
+                    c.what.c_str());
     return costs.empty() ? 1 : 0;
 }
 

@@ -41,8 +41,7 @@ void expect_refused(const message &m, const void *record)
 /// Calls work(record) for each vector of a message, its own or a nested one's, with a count of 1
 /// and no pointer there.
 template <class Work>
-void for_each_damaged(const message &m, const message &holder, std::size_t at,
-                      Work &&work)
+void for_each_damaged(const message &m, const message &holder, std::size_t at, Work &&work)
 {
     for (const vorl::slot &slot : holder.slots) {
         if (slot.shape == slot_shape::table) {

@@ -213,9 +213,8 @@ TEST(reader, slots_beyond_the_vtable_are_zero)
                 for (std::size_t s = slots; s < m.slots.size; ++s) {
                     const std::size_t end =
                         s + 1 < m.slots.size ? m.slots[s + 1].record_at : m.record_size;
-                    const std::size_t begin = m.slots[s].count_at != 0
-                                                  ? m.slots[s].count_at
-                                                  : m.slots[s].record_at;
+                    const std::size_t begin =
+                        m.slots[s].count_at != 0 ? m.slots[s].count_at : m.slots[s].record_at;
                     std::memset(expected.at(begin), 0, end - begin);
                 }
                 EXPECT_EQ(meaning(m, u.record()), meaning(m, expected.data())) << slots << " slots";
@@ -306,9 +305,9 @@ struct last_field_buffer {
         reference::store(&content[0], table, 4, o);
         reference::store(&content[4], 4 + 2 * m.slots.size, 2, o);
         for (std::size_t s = 0; s < m.slots.size; ++s) {
-            const std::size_t entry = s == last                               ? field_entry
+            const std::size_t entry = s == last                          ? field_entry
                                       : reference::is_scalar(m.slots[s]) ? 4
-                                                                              : 0;
+                                                                         : 0;
             reference::store(&content[8 + 2 * s], entry, 2, o);
         }
         reference::store(&content[table], table - 4, 4, o);
@@ -356,8 +355,7 @@ TEST(reader, scalars_at_the_end_of_the_buffer)
             const last_field_buffer b(m, s, field, o);
 
             bytes expected = shared_up_to(m, m.slots.size, o);
-            reference::store(&expected[slot.record_at], 0xB8B7B6B5B4B3B2B1, width,
-                             order::little);
+            reference::store(&expected[slot.record_at], 0xB8B7B6B5B4B3B2B1, width, order::little);
             const unpacked whole(m, memory.holding(b.content), length_of(b.content));
             EXPECT_EQ(whole.what().record, expected) << "slot " << s;
             expect_nothing_logged(whole);
@@ -393,10 +391,7 @@ TEST(reader, scalars_far_behind_the_buffer)
     });
 }
 
-bool is_scalar_array(const vorl::slot &slot)
-{
-    return slot.shape == slot_shape::array;
-}
+bool is_scalar_array(const vorl::slot &slot) { return slot.shape == slot_shape::array; }
 
 /// Offset word 4, count, elements 1, 2, 3 ... in the wire's order.
 bytes array_field(const vorl::slot &slot, std::uint32_t count, order o)

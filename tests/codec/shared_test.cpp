@@ -51,7 +51,7 @@ TEST(shared, frames)
     for_all_messages([&](const message &m) {
         const sample s = sample::random(m, random, 2, 0xEE);
         const bytes expected = is_fixed_size(m) ? reference::frame(m, s.data(), order::little)
-                                                 : reference::pack(m, s.data(), order::little);
+                                                : reference::pack(m, s.data(), order::little);
         EXPECT_EQ(hex(sent_single(m, s.data())), hex(expected));
         bytes twice(2 * m.record_size);
         std::memcpy(&twice[0], s.data(), m.record_size);

@@ -30,7 +30,7 @@ TEST(sides, each_has_a_byte_order_of_its_own)
             ASSERT_EQ(hex(library_pack(s)), hex(reference::pack(*m, s.data(), sent)));
             EXPECT_EQ(hex(sent_single(*m, s.data())),
                       hex(is_fixed_size(*m) ? reference::frame(*m, s.data(), sent)
-                                             : reference::pack(*m, s.data(), sent)));
+                                            : reference::pack(*m, s.data(), sent)));
             // A table somewhere else than writers put it, so that no short cut reads it.
             bytes moved = reference::pack(*m, s.data(), received);
             const std::uint64_t root = reference::load(moved.data(), 4, received);

@@ -44,9 +44,8 @@ struct vector_state {
 vector_state state_of(const unpacked &u, const vorl::slot &slot)
 {
     const bytes &record = u.what().record;
-    return {
-        static_cast<std::uint32_t>(reference::load(&record[slot.count_at], 4, order::little)),
-        reference::load(&record[slot.record_at], 8, order::little)};
+    return {static_cast<std::uint32_t>(reference::load(&record[slot.count_at], 4, order::little)),
+            reference::load(&record[slot.record_at], 8, order::little)};
 }
 
 void expect_vector(const unpacked &u, const vorl::slot &slot, std::uint32_t count,
@@ -241,10 +240,11 @@ TEST(vectors, the_third_element_is_damaged)
                 EXPECT_TRUE(u.what().logs.empty());
             } else {
                 ASSERT_EQ(u.what().logs.size(), 1u);
-                EXPECT_EQ(u.what().logs[0], (reference::log_event{22, u.what().logs[0].line,
-                                                                  std::string(name_of(*slot.nested)) +
-                                                                      "_unpack_non_root",
-                                                                  c.format, c.text}));
+                EXPECT_EQ(
+                    u.what().logs[0],
+                    (reference::log_event{22, u.what().logs[0].line,
+                                          std::string(name_of(*slot.nested)) + "_unpack_non_root",
+                                          c.format, c.text}));
             }
             u.release();
             EXPECT_EQ(u.what().memory, both);

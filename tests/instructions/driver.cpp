@@ -25,7 +25,8 @@ void counted(const std::string &path, uint64_t calls, const std::function<void()
     printf("%s %llu\n", path.c_str(), static_cast<unsigned long long>(calls));
 }
 
-void count_packed(const message_functions &functions, const record_set &records, const std::string &end)
+void count_packed(const message_functions &functions, const record_set &records,
+                  const std::string &end)
 {
     const encodings bytes = packed(records);
     check_round_trip(records, bytes);
@@ -42,7 +43,8 @@ void count_packed(const message_functions &functions, const record_set &records,
     });
 }
 
-void count_frames(const message_functions &functions, const record_set &records, const std::string &end)
+void count_frames(const message_functions &functions, const record_set &records,
+                  const std::string &end)
 {
     const encodings frames = frames_of(records);
     check_round_trip(records, frames);

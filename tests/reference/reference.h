@@ -64,8 +64,7 @@ struct unpack_call {
 
 /// What __unpack does with these arguments. `edges`, when given, collects every position that the
 /// reader held against the end of the buffer: shorter buffers differ there and nowhere else.
-outcome unpack(const message &m, const unpack_call &call,
-               std::set<std::uint64_t> *edges = nullptr);
+outcome unpack(const message &m, const unpack_call &call, std::set<std::uint64_t> *edges = nullptr);
 
 /// What _free__unpacked does to what unpack left.
 void free_unpacked(const message &m, outcome &state);

@@ -89,7 +89,7 @@ std::optional<std::uint64_t> table_size(const message &m, const std::uint8_t *re
         for (std::uint64_t i = 0; i < tables; ++i) {
             const auto inner =
                 table_size(*slot.nested, (slot.shape == slot_shape::table ? c.member : c.first) +
-                                              i * slot.nested->record_size);
+                                             i * slot.nested->record_size);
             if (!inner)
                 return std::nullopt;
             size += *inner;

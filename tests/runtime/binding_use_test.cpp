@@ -260,7 +260,7 @@ TEST_F(binding_use, no_lock_is_held_while_a_frame_is_read)
             the_platform().fail_allocation_at = 1;
             std::vector<std::uint8_t> out(m.fact->record_size);
             functions_of(*m.info).unpack(bytes.data(), static_cast<std::int32_t>(bytes.size()),
-                                     out.data());
+                                         out.data());
             ++expected;
         }
     }
@@ -290,7 +290,8 @@ TEST_F(binding_use, a_swap_flag_set_before_the_first_call_is_cleared_by_it)
         std::swap(bytes[0], bytes[3]);
         byte_swap_flag[2 * m.fact->package()] = 1;
         std::vector<std::uint8_t> out(m.fact->record_size, 0x5A);
-        functions_of(*m.info).unpack(bytes.data(), static_cast<std::int32_t>(bytes.size()), out.data());
+        functions_of(*m.info).unpack(bytes.data(), static_cast<std::int32_t>(bytes.size()),
+                                     out.data());
         EXPECT_EQ(byte_swap_flag[2 * m.fact->package()], 0u);
         EXPECT_TRUE(same_record(*m.info, in.record(), out.data()));
         EXPECT_TRUE(the_platform().logs.empty());

@@ -102,7 +102,7 @@ TEST_F(first_calls, of_two_threads_on_two_sides_bind_both_sides)
         [&](int thread) {
             if (thread == 0)
                 functions_of(*m).unpack(bytes.data(), static_cast<std::int32_t>(bytes.size()),
-                                    out.data());
+                                        out.data());
             else
                 functions_of(*m).sendsingle(1, in.record(), 0, 0);
         },

@@ -41,7 +41,7 @@ faulty_buffer faulty_nested(const vorl::slot &slot, std::uint32_t index, fault k
     // Elements stand behind offset words, of which the first counts here; a nested table does not.
     const std::uint32_t words = slot.shape == slot_shape::table          ? 0
                                 : slot.shape == slot_shape::table_vector ? 1
-                                                                       : slot.count;
+                                                                         : slot.count;
     const std::string way = kind == fault::table_position ? "u32 @end " : "u32 @inner ";
     const std::string field = words == 0 ? way
                                          : "u32 @list  list: u32 " + std::to_string(words) + " " +
@@ -106,8 +106,8 @@ class log_call_shape : public unbound_library {
     void unpack(const known_message &m, const std::vector<std::uint8_t> &bytes)
     {
         std::vector<std::uint8_t> out(m.fact->record_size, 0x5A);
-        EXPECT_EQ(functions_of(*m.info).unpack(bytes.data(), static_cast<std::int32_t>(bytes.size()),
-                                           out.data()),
+        EXPECT_EQ(functions_of(*m.info).unpack(bytes.data(),
+                                               static_cast<std::int32_t>(bytes.size()), out.data()),
                   m.fact->record_size);
         EXPECT_EQ(the_platform().live_blocks, 0u);
     }
@@ -155,7 +155,8 @@ TEST_F(log_call_shape, of_every_site_of_every_message)
                     const faulty_buffer buffer = faulty_nested(slot, i, kind);
                     unpack(m, buffer.bytes);
                     expect_line(m, false, usual,
-                                std::string(name_of(*slot.nested)) + "_unpack_non_root", buffer.text);
+                                std::string(name_of(*slot.nested)) + "_unpack_non_root",
+                                buffer.text);
                 }
             }
             for (const fault kind : every_fault) {
@@ -170,8 +171,7 @@ TEST_F(log_call_shape, of_every_site_of_every_message)
             std::uint32_t vectors = 0;
             each_vector(*m.info, in.record(), [&](const vorl::slot &slot, void *record) {
                 ++vectors;
-                const bool nested = &slot < m.info->slots.begin() ||
-                                    &slot >= m.info->slots.end();
+                const bool nested = &slot < m.info->slots.begin() || &slot >= m.info->slots.end();
                 std::string function = name + "_unpack";
                 if (nested)
                     function = std::string(name_of(*m.info->slots[0].nested)) + "_unpack_non_root";

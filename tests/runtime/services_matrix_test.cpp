@@ -169,8 +169,8 @@ TEST_F(services_matrix, a_failing_cache_is_reported_only_where_there_is_a_log)
             provide(s);
             the_platform().fail_allocation_at = 1;
             std::vector<std::uint8_t> out(m.fact->record_size, 0x5A);
-            EXPECT_EQ(functions_of(*m.info).unpack(bytes.data(),
-                                               static_cast<std::int32_t>(bytes.size()), out.data()),
+            EXPECT_EQ(functions_of(*m.info).unpack(
+                          bytes.data(), static_cast<std::int32_t>(bytes.size()), out.data()),
                       m.fact->record_size);
             each_vector(*m.info, out.data(), [](const vorl::slot &slot, void *record) {
                 EXPECT_EQ(pointer_of(record, slot), nullptr);

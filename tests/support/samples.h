@@ -14,7 +14,6 @@
 
 namespace vorl::test {
 
-
 /// The messages of all packages in registration order, each beside what is known of it by hand; those
 /// of which nothing is known are left out, which codec/facts_test.cpp reports.
 struct known_message {

@@ -355,9 +355,8 @@ TEST_F(commands, the_program_is_linked_with_neither_library_nor_bus)
 TEST_F(commands, need_library_and_bus_to_send_and_to_receive_alone)
 {
     file("two.jsonl", two_objects);
-    const std::string alone =
-        "mkdir -p bin && cp '" VORL_TEST_PROGRAM "' bin && "
-        "env -u LD_LIBRARY_PATH " VORL_TEST_EMULATOR " bin/vorl ";
+    const std::string alone = "mkdir -p bin && cp '" VORL_TEST_PROGRAM "' bin && "
+                              "env -u LD_LIBRARY_PATH " VORL_TEST_EMULATOR " bin/vorl ";
     EXPECT_EQ(shell(alone + "--version").out, "vorl " VORL_TEST_VERSION "\n");
     EXPECT_EQ(count(shell(alone + "--help").out, "\n  describe "), 1u);
     EXPECT_EQ(lines_of(shell(alone + "list").out).size(), counts::messages + 1);
@@ -375,11 +374,12 @@ TEST_F(commands, need_library_and_bus_to_send_and_to_receive_alone)
         EXPECT_EQ(refused.status, 1);
         EXPECT_EQ(refused.out, "");
         EXPECT_TRUE(refused.err.starts_with(
-            "vorl " + command + ": cannot load libvorl_srv6.so.1 (libvorl_srv6.so.1: cannot open "
-                                "shared object file: No such file or directory), looked for in "))
+            "vorl " + command +
+            ": cannot load libvorl_srv6.so.1 (libvorl_srv6.so.1: cannot open "
+            "shared object file: No such file or directory), looked for in "))
             << refused.err;
-        EXPECT_EQ(count(refused.err, "/bin/../"), 1u) << "the path beside the program: "
-                                                      << refused.err;
+        EXPECT_EQ(count(refused.err, "/bin/../"), 1u)
+            << "the path beside the program: " << refused.err;
         EXPECT_TRUE(refused.err.ends_with(
             "; install package libvorl-srv6-1 and the platform's bus, libkavrovorl.so, or name "
             "their directories in LD_LIBRARY_PATH\n"))

@@ -259,8 +259,9 @@ TEST(explain, refuses_records_that_take_more_than_32_bits_of_memory)
     bytes big = test::buffer_of("u32 table  vtable: u16 8  u16 12  u16 0  u16 4 "
                                 "table: u32 table-vtable  u32 @list  list: u32 259171");
     big.resize(big.size() + std::size_t{4} * 259171);
-    EXPECT_EQ(verdict("srv6_cfg_query_dfx_rec", big), "offset 0x0014, f1: the records of 259171 elements need more memory "
-                             "than 32 bits can say");
+    EXPECT_EQ(verdict("srv6_cfg_query_dfx_rec", big),
+              "offset 0x0014, f1: the records of 259171 elements need more memory "
+              "than 32 bits can say");
     std::vector<std::uint64_t> record((m.record_size + 7) / 8);
     test::functions_of(m).unpack(big.data(), static_cast<std::int32_t>(big.size()), record.data());
     EXPECT_EQ(test::the_platform().logs.size(), 1u);
@@ -339,9 +340,8 @@ TEST(explain, every_truncation_of_every_message_gets_the_readers_verdict)
     std::size_t messages = 0;
     for (const auto &[info, fact] : test::all_messages()) {
         test::sample sample(*info, 1, 2);
-        for (const bytes &whole :
-             {encode(*info, sample.record(), encoding::frame),
-              encode(*info, sample.record(), encoding::packed)}) {
+        for (const bytes &whole : {encode(*info, sample.record(), encoding::frame),
+                                   encode(*info, sample.record(), encoding::packed)}) {
             at_the_edge buffer(whole.size());
             ASSERT_FALSE(explain(*info, buffer.put(whole), nullptr)) << name_of(*info);
             std::ostringstream ignored;
@@ -357,7 +357,8 @@ TEST(explain, every_truncation_of_every_message_gets_the_readers_verdict)
                 }
                 // Every member of the sample is non-zero, so one that was not read shows.
                 const library_view library = ask_library(*info, cut, sample.record());
-                ASSERT_EQ(why.has_value(), !library.is_whole) << name_of(*info) << " cut to " << size;
+                ASSERT_EQ(why.has_value(), !library.is_whole)
+                    << name_of(*info) << " cut to " << size;
                 ASSERT_TRUE(why || !library.logged) << name_of(*info) << " cut to " << size;
             }
         }
@@ -372,9 +373,8 @@ TEST(explain, damaged_bytes_never_pass_what_the_reader_refuses)
     std::mt19937 random(1);
     for (const auto &[info, fact] : test::all_messages()) {
         test::sample sample(*info, 1, 2);
-        for (const bytes &whole :
-             {encode(*info, sample.record(), encoding::frame),
-              encode(*info, sample.record(), encoding::packed)}) {
+        for (const bytes &whole : {encode(*info, sample.record(), encoding::frame),
+                                   encode(*info, sample.record(), encoding::packed)}) {
             at_the_edge buffer(whole.size());
             for (int round = 0; round < 200; ++round) {
                 bytes damaged = whole;

@@ -57,8 +57,8 @@ TEST(encode, writes_what_the_library_writes)
         SCOPED_TRACE(name_of(*info));
         test::sample full(*info, 1, 3);
         const bytes zeros(info->record_size);
-        for (const void *record : {static_cast<const void *>(full.record()),
-                                   static_cast<const void *>(zeros.data())}) {
+        for (const void *record :
+             {static_cast<const void *>(full.record()), static_cast<const void *>(zeros.data())}) {
             EXPECT_EQ(encode(*info, record, encoding::frame), sent(*info, record));
             EXPECT_EQ(encode(*info, record, encoding::packed), test::packed(*info, record));
         }
@@ -84,8 +84,7 @@ TEST(decode, reads_what_was_encoded)
         for (const encoding as : {encoding::frame, encoding::packed}) {
             // Every byte is written, whatever it was.
             std::vector<std::uint64_t> record((info->record_size + 7) / 8, ~std::uint64_t{0});
-            EXPECT_FALSE(
-                inspect::decode(*info, encode(*info, sample.record(), as), record.data()));
+            EXPECT_FALSE(inspect::decode(*info, encode(*info, sample.record(), as), record.data()));
             EXPECT_TRUE(test::same_record(*info, sample.record(), record.data()));
             inspect::release(*info, record.data());
             test::each_vector(*info, record.data(), [](const slot &s, void *holder) {

@@ -49,9 +49,11 @@ TEST(json, every_message_goes_through_text_and_back)
             ASSERT_EQ(&parsed.type(), info);
             // An empty vector has no pointer; the sample's may have one.
             if (seed > 1) {
-                ASSERT_TRUE(test::same_record(*info, sample.record(), parsed.data())) << name_of(*info);
+                ASSERT_TRUE(test::same_record(*info, sample.record(), parsed.data()))
+                    << name_of(*info);
             }
-            ASSERT_EQ(first_difference(*info, sample.record(), parsed.data()), "") << name_of(*info);
+            ASSERT_EQ(first_difference(*info, sample.record(), parsed.data()), "")
+                << name_of(*info);
             ASSERT_EQ(written(parsed, zeros::write),
                       format_record(*info, sample.record(), zeros::write));
         }
@@ -147,9 +149,9 @@ TEST(json, a_vector_that_lost_its_pointer_is_written_empty)
 {
     srv6_sidnhp_fwd_update failed = {};
     failed.f1_count = 3;
-    EXPECT_EQ(
-        format_record(catalogue::find_message("srv6_sidnhp_fwd_update")->data, &failed, zeros::write),
-        R"({"message":"srv6_sidnhp_fwd_update","f0":0,"f1":[]})");
+    EXPECT_EQ(format_record(catalogue::find_message("srv6_sidnhp_fwd_update")->data, &failed,
+                            zeros::write),
+              R"({"message":"srv6_sidnhp_fwd_update","f0":0,"f1":[]})");
 }
 
 TEST(json, a_record_keeps_its_memory_when_it_moves)

@@ -387,8 +387,7 @@ bool show(std::map<std::string, row> &rows, double seconds)
     each_message([&](const message &m) {
         const row &of_type = rows[name_of(m)];
         std::printf("%-*s  %8" PRIu64 "  %8" PRIu64 "  %10" PRIu64 "  %10" PRIu64 "\n", width,
-                    name_of(m), of_type.sent, of_type.received, of_type.bytes,
-                    of_type.mismatches);
+                    name_of(m), of_type.sent, of_type.received, of_type.bytes, of_type.mismatches);
         if (of_type.is_seen())
             ++types;
         else

@@ -95,8 +95,7 @@ class sender {
     std::uint32_t send_lines(const sent_line *lines, std::size_t count)
     {
         using clock = std::chrono::steady_clock;
-        const catalogue::message_functions &functions =
-            with_.functions_of(lines->record.type());
+        const catalogue::message_functions &functions = with_.functions_of(lines->record.type());
         json::record_array records;
         for (std::size_t i = 0; i < count; ++i)
             records.push_back(lines[i].record);

@@ -51,8 +51,7 @@ class filler {
                     fill(*s.nested, owner, to + e * s.nested->record_size, e);
                 continue;
             }
-            const bool is_zero = how_.leaves_zeros &&
-                                 (i + number + (m.slots.size == 1)) % 2 == 1 &&
+            const bool is_zero = how_.leaves_zeros && (i + number + (m.slots.size == 1)) % 2 == 1 &&
                                  reference::is_scalar(s);
             const std::size_t width = std::size_t{s.width};
             for (std::size_t e = 0; e < count && !is_zero; ++e)
@@ -90,7 +89,8 @@ constexpr std::size_t long_element = 4096;
 bool has_long_elements(const message &m)
 {
     return std::any_of(m.slots.begin(), m.slots.end(), [](const vorl::slot &s) {
-        return reference::is_vector(s) && s.nested != nullptr && s.nested->record_size > long_element;
+        return reference::is_vector(s) && s.nested != nullptr &&
+               s.nested->record_size > long_element;
     });
 }
 
@@ -99,9 +99,9 @@ std::uint32_t first_count(const message &m)
 {
     for (const vorl::slot &s : m.slots) {
         const bool is_array = s.shape == slot_shape::array;
-        const std::uint32_t count = is_array               ? s.count
+        const std::uint32_t count = is_array              ? s.count
                                     : s.nested != nullptr ? first_count(*s.nested)
-                                                           : 0;
+                                                          : 0;
         if (count != 0)
             return count;
     }

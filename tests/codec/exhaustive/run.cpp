@@ -48,8 +48,7 @@ const std::vector<subject> &subjects()
 {
     static const std::vector<subject> all = [] {
         std::vector<subject> list = {
-#define FACT(name, ...)                                                                            \
-    {&name##_message, name##__unpack, name##_free__unpacked, {}},
+#define FACT(name, ...) {&name##_message, name##__unpack, name##_free__unpacked, {}},
 #include "tests/facts/messages.inc"
 #undef FACT
         };

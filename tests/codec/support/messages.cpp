@@ -62,8 +62,8 @@ std::uint8_t *sample::set_vector(const vorl::slot &slot, std::uint8_t *record, s
 }
 
 template <class Value>
-void sample::fill(const message &m, std::uint8_t *record, Value &&value,
-                  std::uint32_t elements, bool elements_are_most)
+void sample::fill(const message &m, std::uint8_t *record, Value &&value, std::uint32_t elements,
+                  bool elements_are_most)
 {
     for (const vorl::slot &slot : m.slots) {
         std::uint8_t *member = record + slot.record_at;

@@ -41,8 +41,8 @@ class sample {
     static sample zeros(const message &m, std::uint32_t elements = 0);
     static sample ones(const message &m, std::uint32_t elements = 2);
     /// A quarter of the scalars 0; vectors of up to `most_elements` elements; padding as given.
-    static sample random(const message &m, random_source &random,
-                         std::uint32_t most_elements = 3, std::uint8_t padding = 0);
+    static sample random(const message &m, random_source &random, std::uint32_t most_elements = 3,
+                         std::uint8_t padding = 0);
 
     const message &type() const { return *message_; }
     void *data() { return words_.data(); }
