@@ -290,6 +290,118 @@ TEST_P(golden, own_malloc_text_is_logged)
     srv6_whole_free__unpacked(&got);
 }
 
+// Messages that no kernel is made for: the door gives them to the plain codec.
+
+TEST_P(golden, arrays_alone_are_packed)
+{
+    srv6_bodies sent;
+    std::memset(&sent, 0, sizeof sent);
+    sent.f0[0] = 0x01020304;
+    sent.f0[1] = 0x05060708;
+    std::memcpy(sent.f1, "\x11\x12\x13\x14\x15", 5);
+    const std::vector<uint8_t> native = {0x0C, 0,    0,    0, // root offset: 12
+                                         0x08, 0,    0x21, 0, // vtable: 8 bytes, the table 33
+                                         0x04, 0,    0x08, 0, // f0, f1
+                                         0x08, 0,    0,    0, // table: soffset 8
+                                         0x08, 0,    0,    0, // f0: 8 on, to its body
+                                         0x10, 0,    0,    0, // f1: 16 on
+                                         0x02, 0,    0,    0, // body of f0: two values
+                                         0x04, 0x03, 0x02, 0x01, 0x08, 0x07, 0x06, 0x05, //
+                                         0x05, 0,    0,    0, // body of f1: five values
+                                         0x11, 0x12, 0x13, 0x14, 0x15};
+    const std::vector<uint8_t> swapped = {0,    0,    0,    0x0C,                         //
+                                          0,    0x08, 0,    0x21,                         //
+                                          0,    0x04, 0,    0x08,                         //
+                                          0,    0,    0,    0x08,                         //
+                                          0,    0,    0,    0x08,                         //
+                                          0,    0,    0,    0x10,                         //
+                                          0,    0,    0,    0x02,                         //
+                                          0x01, 0x02, 0x03, 0x04, 0x05, 0x06, 0x07, 0x08, //
+                                          0,    0,    0,    0x05,                         //
+                                          0x11, 0x12, 0x13, 0x14, 0x15};
+    const std::vector<uint8_t> bytes = packed(sent, srv6_bodies__pack);
+    EXPECT_EQ(bytes, GetParam() ? swapped : native);
+    srv6_bodies got;
+    std::memset(&got, 0xEE, sizeof got);
+    srv6_bodies__unpack(bytes.data(), length_of(bytes), &got);
+    EXPECT_TRUE(are_same_bytes(&got, &sent, sizeof got));
+}
+
+/// Packs, reads, sends and reads a record of `slots` scalars of `width` bytes, of which every third
+/// is zero; `packed_size` and `frame_size` are its two lengths.
+template <class Record>
+void expect_survives(size_t slots, size_t width, size_t packed_size, size_t frame_size,
+                     uint32_t (*pack)(const Record *, void *, uint32_t *),
+                     uint32_t (*unpack)(const void *, int32_t, void *),
+                     uint32_t (*send)(uint32_t, const Record *, uint32_t))
+{
+    ASSERT_EQ(sizeof(Record), slots * width);
+    Record sent;
+    auto *const into = reinterpret_cast<uint8_t *>(&sent);
+    for (size_t i = 0; i < sizeof sent; ++i)
+        into[i] = i / width % 3 == 1 ? uint8_t{0} : static_cast<uint8_t>(i + 1);
+    const std::vector<uint8_t> bytes = packed(sent, pack);
+    EXPECT_EQ(bytes.size(), packed_size);
+    reset_platform();
+    EXPECT_EQ(send(9, &sent, 1), 0U);
+    const std::vector<uint8_t> frame = the_platform().sends.at(0).frames.at(0).bytes;
+    EXPECT_EQ(frame.size(), frame_size);
+    for (const std::vector<uint8_t> &form : {bytes, frame}) {
+        Record got;
+        std::memset(&got, 0xEE, sizeof got);
+        EXPECT_EQ(unpack(form.data(), length_of(form), &got), sizeof got);
+        EXPECT_TRUE(are_same_bytes(&got, &sent, sizeof got));
+        // The last field is cut: all before it is there.
+        const std::vector<uint8_t> cut(bytes.begin(), bytes.end() - 1);
+        unpack(cut.data(), length_of(cut), &got);
+        EXPECT_TRUE(are_same_bytes(&got, &sent, sizeof got - 2 * width));
+    }
+}
+
+TEST_P(golden, many_scalars_survive)
+{
+    // Root offset, vtable, soffset, and the 22, 9 and 44 that are not zero. Frames: root offset,
+    // soffset and fields, up to a multiple of 4; vtable, up to one of 8.
+    expect_survives(33, 1, 4 + 70 + 4 + 22, 120, srv6_long__pack, srv6_long__unpack,
+                    srv6_long__sendmsg);
+    expect_survives(14, 8, 4 + 32 + 4 + 9 * 8, 152, srv6_wide__pack, srv6_wide__unpack,
+                    srv6_wide__sendmsg);
+    expect_survives(65, 1, 4 + 134 + 4 + 43, 216, srv6_longest__pack, srv6_longest__unpack,
+                    srv6_longest__sendmsg);
+}
+
+TEST_P(golden, elements_without_kernels_survive)
+{
+    srv6_bodies bodies[2];
+    srv6_long longs[3];
+    srv6_wide wides[2];
+    srv6_longest longest[2];
+    std::memset(bodies, 0, sizeof bodies);
+    bodies[0].f0[1] = 7;
+    bodies[1].f1[4] = 9;
+    std::memset(longs, 0x21, sizeof longs);
+    std::memset(&longs[1], 0, sizeof longs[1]);
+    std::memset(wides, 0x43, sizeof wides);
+    wides[1].f13 = 0;
+    std::memset(longest, 0x65, sizeof longest);
+    longest[0].f0 = 0;
+    const srv6_shapes sent = {2, bodies, 3, longs, 2, wides, 2, longest};
+    const std::vector<uint8_t> bytes = packed(sent, srv6_shapes__pack);
+    srv6_shapes got;
+    std::memset(&got, 0, sizeof got);
+    srv6_shapes__unpack(bytes.data(), length_of(bytes), &got);
+    ASSERT_EQ(got.f0_count, 2U);
+    ASSERT_EQ(got.f1_count, 3U);
+    ASSERT_EQ(got.f2_count, 2U);
+    ASSERT_EQ(got.f3_count, 2U);
+    EXPECT_TRUE(are_same_bytes(got.f0, bodies, sizeof bodies));
+    EXPECT_TRUE(are_same_bytes(got.f1, longs, sizeof longs));
+    EXPECT_TRUE(are_same_bytes(got.f2, wides, sizeof wides));
+    EXPECT_TRUE(are_same_bytes(got.f3, longest, sizeof longest));
+    srv6_shapes_free__unpacked(&got);
+    EXPECT_TRUE(the_platform().logs.empty());
+}
+
 INSTANTIATE_TEST_SUITE_P(byte_orders, golden, testing::Bool(),
                          [](const auto &info) { return info.param ? "swapped" : "native"; });
 
@@ -355,7 +467,7 @@ TEST(golden_header, tells_what_hostile_bytes_cost)
     }
 }
 
-TEST(golden_registration, names_all_six_in_the_order_of_the_description)
+TEST(golden_registration, names_all_in_the_order_of_the_description)
 {
     reset_platform();
     EXPECT_EQ(srv6_recv_init(), 0U);
@@ -363,7 +475,9 @@ TEST(golden_registration, names_all_six_in_the_order_of_the_description)
     for (const registration_call &call : the_platform().registrations)
         ids.push_back(call.msg_id);
     EXPECT_EQ(ids, (std::vector<uint32_t>{srv6_whole_msg_id, srv6_batch_msg_id, srv6_run_msg_id,
-                                          srv6_deep_msg_id, srv6_middle_msg_id, srv6_leaf_msg_id}));
+                                          srv6_deep_msg_id, srv6_middle_msg_id, srv6_leaf_msg_id,
+                                          srv6_bodies_msg_id, srv6_long_msg_id, srv6_wide_msg_id,
+                                          srv6_longest_msg_id, srv6_shapes_msg_id}));
 }
 
 } // namespace

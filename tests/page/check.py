@@ -95,7 +95,7 @@ def tests_exist():
                         problem(here, f"no file stands before {token}; write `room/file` there")
                     elif not has_test(path, token):
                         problem(here, f"{path.relative_to(ROOT)} has no test {token}; name one that it has")
-    sources = list(TESTS.glob("*/*_test.cpp"))
+    sources = list(TESTS.glob("*/**/*_test.cpp"))
     lists = [*TESTS.glob("*/CMakeLists.txt"), ROOT / "fuzz/CMakeLists.txt"]
     for token in re.findall(r"`(\w+\.(?:\w+|\*))`", (ROOT / "SECURITY.md").read_text()):
         if not any(has_test(path, token) for path in sources + lists):
@@ -175,7 +175,7 @@ def lists_all():
     for path in sorted(TESTS.iterdir()):
         if path.is_dir() and path.name != "__pycache__" and path.name + "/" not in listed:
             problem("tests/README.md", f"does not list {path.name}/; add a row that says what it is for")
-    for path in sorted(TESTS.glob("*/*_test.cpp")):
+    for path in sorted(TESTS.glob("*/**/*_test.cpp")):
         if str(path.relative_to(TESTS)) not in listed:
             problem("tests/README.md", f"does not list {path.relative_to(TESTS)}; add a row that says what it holds")
     for path in sorted([*TESTS.glob("*/CMakeLists.txt"), ROOT / "fuzz/CMakeLists.txt"]):
@@ -186,7 +186,7 @@ def lists_all():
 
 
 def names():
-    for path in sorted(TESTS.glob("*/*_test.cpp")):
+    for path in sorted(TESTS.glob("*/**/*_test.cpp")):
         where = path.relative_to(ROOT)
         for name in [path.stem, *(part for test in gtest_names(path) for part in test)]:
             if not SNAKE_CASE.fullmatch(name):

@@ -55,7 +55,14 @@ TEST_F(binding, members_stand_in_the_order_that_the_platform_knows)
     EXPECT_EQ(offsetof(serial_ctx, cache_free), after_locks + 16);
 }
 
-TEST_F(binding, six_byte_swap_flags_are_zero)
+/// Runs before the library's constructors, which have no priority.
+[[gnu::constructor(101)]] void set_every_byte_swap_flag()
+{
+    for (std::uint32_t &flag : byte_swap_flag)
+        flag = 5;
+}
+
+TEST_F(binding, six_byte_swap_flags_are_cleared_at_load_time)
 {
     ASSERT_EQ(std::size(byte_swap_flag), 6u);
     for (const std::uint32_t flag : byte_swap_flag)
