@@ -1,13 +1,13 @@
-// What a generated source says of its package, a line a message: VORL_EXPORT_MESSAGE defines the
-// seven functions that the public header declares, VORL_EXPORT_PACKAGE the package's three. Each is
-// one call into api/; nothing is decided here.
+// The macros of a generated source, which has a line for each message. VORL_EXPORT_MESSAGE defines
+// the seven functions that the public header declares, VORL_EXPORT_PACKAGE the package's three.
+// Each function only calls into api/; nothing is decided here.
 #pragma once
 
 #include "api/message.h"
 #include "api/registration.h"
 #include "api/send.h"
 
-/// A function that only hands on to another needs no cache line of its own, and a cold one gets none.
+/// For functions that only call another one: marked cold, they are not aligned to a cache line.
 #define VORL_SMALL [[gnu::cold]]
 
 #define VORL_EXPORT_MESSAGE(m)                                                                     \
@@ -37,7 +37,7 @@
         return vorl::send_by_count(dest, recs, count, 0, m##__sendsingle, m##__sendbatch);         \
     }
 
-/// An entry of what VORL_EXPORT_PACKAGE registers.
+/// An entry of the list that VORL_EXPORT_PACKAGE takes.
 #define VORL_REGISTER(m)                                                                           \
     {                                                                                              \
         vorl::m##_message.msg_id, m##__unpack, m##_free__unpacked                                  \

@@ -1,5 +1,5 @@
-// What the library does when a reader asks for memory or refuses something: the platform's
-// allocator, and one line to its log. Fields that fail are refused without a word.
+// What the library does when a reader asks for memory or refuses something: it calls the platform's
+// allocator, and writes one line to its log. A field that fails its checks is not logged.
 #pragma once
 
 #include "api/sides.h"
@@ -20,7 +20,7 @@ enum class log_line : uint32_t {
 
 inline constexpr const char *usual_malloc_text = "[ZELKO]:Malloc unpack data unsuccess, size(%u)";
 
-/// The function that reads a table, as the log and the allocator know it.
+/// The name under which the log and the allocator know the function that reads a table.
 inline const char *reader_name(table_role role, const message &m)
 {
     return name_of(
@@ -46,8 +46,8 @@ inline void release(const listener &, void *block, const message &m)
 
 } // namespace unpacking
 
-/// The library's listener. The receive side's cache services are bound (bind_cache) before a reader
-/// has it.
+/// The library's listener. The receive side's cache services have to be bound (bind_cache) before
+/// it allocates or releases.
 inline constexpr listener to_log = {
     .refused = unpacking::refused,
     .allocate = unpacking::allocate,

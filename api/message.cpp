@@ -14,12 +14,12 @@ uint32_t unpack_plainly(const void *buf, int32_t len, void *out, const message &
     }
     const received from = {static_cast<const uint8_t *>(buf), static_cast<uint32_t>(len)};
     auto *record = static_cast<uint8_t *>(out);
-    // The byte order is read again after the binding, which settles it.
+    // Each in_order_of reads the byte order anew, because bind_cache below settles it.
     const auto root = in_order_of(direction::receive, m, [&from]<byte_order Order>() {
         return load<Order, uint32_t>(from.bytes);
     });
-    // A root table that leads elsewhere is checked under the name of __unpack, and before anything
-    // is written; any other is checked by its reader, into a record that is zero.
+    // The root table of a message that is not flat is checked here, in the role root, before the
+    // record is zeroed. read_table checks that of a flat message, after the record is zeroed.
     checked_table table{};
     if (!is_flat(m) && !in_order_of(direction::receive, m, [&]<byte_order Order>() {
             return plain::find_table<Order>(root, table, table_role::root, from, to_log, m);
@@ -44,7 +44,7 @@ uint32_t pack_plainly(const void *in, void *buf, uint32_t *inout_len, const mess
     if (size == 0 || size > *inout_len)
         return failure;
     if (buf == nullptr) {
-        // The measuring call: reported, and yet a success.
+        // A call without a buffer asks for the size: it is logged, but it succeeds.
         log(ctx_of(m, direction::send), log_kind, static_cast<uint32_t>(log_line::pack_arguments),
             name_of(function_name::pack, m), "[ZELKO]:Param invalid(%s, %u, %s)", null_or_not(buf),
             *inout_len, null_or_not(in));

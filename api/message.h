@@ -1,9 +1,9 @@
-// __unpack, _free__unpacked and __pack of a message: arguments, binding, the codec, the result. Their
-// contract stands in the public headers.
+// __unpack, _free__unpacked and __pack of a message: arguments, binding, the codec, the result. The
+// public headers state their contract.
 //
-// What is common goes through here straight to the codec's door: arguments in order, and the side
-// settled, which is every call but the first. The rest is the same for every message and is written
-// once, in message.cpp, by the plain codec.
+// A call with valid arguments, on a settled side, goes from here straight to serial/codec.h; a side
+// is settled in every call but the first. Any other call, and what native_codec declines, goes
+// to message.cpp, which is the same for every message and uses the plain codec.
 #pragma once
 
 #include "api/listener.h"
@@ -24,7 +24,7 @@ template <const message &M>
         len >= static_cast<int32_t>(native_codec<M>::least_length)) {
         const received from = {static_cast<const uint8_t *>(buf), static_cast<uint32_t>(len)};
         auto *record = static_cast<uint8_t *>(out);
-        // A load between the conditions keeps the compiler from computing all before it tests one.
+        // This load keeps the compiler from computing all conditions before it tests the first.
         const auto root = load<native, uint32_t>(from.bytes);
         if (record != nullptr) {
             if (native_codec<M>::read_known(root, from, record))

@@ -1,4 +1,4 @@
-// A package's introduction to the bus.
+// Registers a package with the bus.
 #pragma once
 
 #include <stddef.h>
@@ -13,8 +13,8 @@ struct registration {
     free_hook release;
 };
 
-/// Registers in order; stops at the first refusal and returns its code. What was registered before
-/// it stays.
+/// Registers the messages in order; stops at the first refusal and returns its code. Messages
+/// registered before it stay registered.
 template <size_t Count>
 uint32_t register_receiver(const registration (&messages)[Count])
 {

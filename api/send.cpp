@@ -3,7 +3,7 @@
 namespace vorl {
 namespace {
 
-/// A block of frame memory, given back when it goes out of scope. Null bytes: there was no memory.
+/// Memory for frames, given back at the end of the scope. bytes() is null when there was none.
 class frame_block {
   public:
     frame_block(uint64_t size, function_name function, const message &m)
@@ -52,7 +52,7 @@ void pack_block(uint8_t *to, const uint8_t *record, const packing &how, const me
         pack_unsettled(to, record, m);
 }
 
-/// Descriptor `index` of those at `descs`, which the allocator need not have aligned.
+/// Writes descriptor `index` of those at `descs`, which may have any alignment.
 void describe(uint8_t *descs, uint32_t index, const uint8_t *frame, uint32_t length,
               const message &m)
 {

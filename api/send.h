@@ -1,5 +1,5 @@
-// Records to frames to the bus. One bus call a send; memory taken for it is given back as soon as
-// the bus returns.
+// Encodes records into frames and hands them to the bus, with one bus call for each send. Memory
+// taken for a send is given back as soon as the bus call returns.
 //
 //                   one record                       count records
 //   frame <= 1024 B  stack                            one block: count frames, count descriptors
@@ -8,8 +8,8 @@
 //                                                     count descriptors
 //
 // Blocks come from the main allocator of the send side, tagged with the exported function's name:
-// __sendsingle for one record, __sendbatch for many. Sizes are passed in 32 bits; a block whose
-// true size does not fit goes straight back.
+// __sendsingle for one record, __sendbatch for many. The allocator takes a size of 32 bits; a block
+// that should be larger is given back at once, and the send fails.
 #pragma once
 
 #include "api/sides.h"
@@ -23,10 +23,10 @@ inline constexpr uint32_t batch_frame_area = 65536;
 
 // How a message is encoded on a side that is settled.
 
-/// Frames of a fixed-size message: `count` of them, one behind the other.
+/// Writes `count` frames of a fixed-size message, one behind the other.
 using write_frames_fn = void (*)(uint8_t *to, uint32_t count, const uint8_t *records);
 
-/// Packed bytes of a variable-size message: how many, 0 when it cannot be packed; and the bytes.
+/// Packs a variable-size message. `size`: how many bytes, 0 when the record cannot be packed.
 struct packing {
     uint32_t (*size)(const uint8_t *record);
     uint8_t *(*pack)(uint8_t *to, const uint8_t *record);
@@ -35,12 +35,12 @@ template <const message &M>
 inline constexpr packing packing_of = {native_codec<M>::packed_size,
                                        native_codec<M>::pack_measured};
 
-// A side's first call, and every call of a side that swaps bytes: bind, then the plain codec.
+// For a side's first call, and each call of a side that swaps bytes: bind, then the plain codec.
 
 void frames_unsettled(uint8_t *to, uint32_t count, const uint8_t *records, const message &m);
 void pack_unsettled(uint8_t *to, const uint8_t *record, const message &m);
 
-// What is the same for every message. Each returns the bus's result, or `failure`.
+// The sends, written once for all messages. Each returns the bus's result, or `failure`.
 
 uint32_t send_one_frame(uint32_t dest, const uint8_t *record, uint64_t to, write_frames_fn write,
                         const message &m);
@@ -94,7 +94,7 @@ template <const message &M>
         return send_packed(dest, records, count, to, packing_of<M>, M);
 }
 
-/// __sendmsg and __sendtomsg: one record goes the way of __sendsingle, more that of __sendbatch.
+/// __sendmsg and __sendtomsg: one record is passed to __sendsingle, more records to __sendbatch.
 template <class Record, class Single, class Batch>
 [[gnu::always_inline]] inline uint32_t send_by_count(uint32_t dest, const Record *recs,
                                                      uint32_t count, uint64_t to, Single *single,

@@ -1,6 +1,6 @@
-// All messages by name, with what the descriptions say of them, for programs that handle messages
-// they do not know by name. What a message is stands in serial/slot.h, and the data is the same that
-// the library is built of (idl/<package>/<package>_messages.h); here are only the texts beside it
+// All messages by name, with the comments of their descriptions, for programs that handle messages
+// they do not know by name. serial/slot.h says what a message is. The data is the same that the
+// library is built of (idl/<package>/<package>_messages.h); only the texts are added here
 // (idl/<package>/<package>_catalogue.cpp, generated). Nothing of the library is linked; a message's
 // functions are looked up in a library at run time (catalogue/functions.h).
 #pragma once
@@ -55,7 +55,7 @@ inline const package_info &package_of(const message &m)
     return *packages[static_cast<std::size_t>(m.owner)];
 }
 
-/// What the catalogue has of one of its messages, or of one that such a message leads to.
+/// The catalogue's entry of a message. Throws std::logic_error when it has none.
 const message_info &info_of(const message &m);
 
 /// A slot's wire type as the descriptions write it: "array<uint32, 4>".

@@ -29,8 +29,8 @@ struct package_functions {
     void (*send_resource_clean)();
 };
 
-/// `library` is what dlopen gave, or RTLD_DEFAULT for what the program itself has, or is linked
-/// with. Both throw std::runtime_error, which names the function, when one is missing.
+/// `library` is a handle from dlopen, or RTLD_DEFAULT for the program itself and the libraries it
+/// is linked with. Both throw std::runtime_error with the name of a function that is missing.
 message_functions functions_of(const message &m, void *library);
 package_functions functions_of(const package_info &p, void *library);
 

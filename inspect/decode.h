@@ -1,5 +1,5 @@
-// Bytes -> record, by the plain codec alone, and why bytes are refused. A receiver is told of a
-// table that is refused only by its log, and of a field not at all.
+// Bytes -> record, by the plain codec alone, and why bytes are refused. The library itself reports
+// a refused table only in the log, and does not report a refused field at all.
 #pragma once
 
 #include <cstdint>
@@ -20,12 +20,12 @@ struct refusal {
 /// One line: "offset 0x0030, f1[3].f6: what is wrong".
 std::string to_text(const refusal &why);
 
-/// Reads the bytes, which may be any at all, into the m.record_size bytes at `record`. What its
-/// vectors lead to is then the record's, until release. A record of bytes that are refused holds
-/// what was read before, and owns nothing. Memory that cannot be had is a refusal, too.
+/// Reads the bytes, whatever they are, into the m.record_size bytes at `record`. The record then
+/// owns the elements of its vectors, until release. When the bytes are refused, the record holds
+/// what was read before, and owns nothing. A failed allocation is a refusal, too.
 std::optional<refusal> decode(const message &m, std::span<const std::uint8_t> bytes, void *record);
 
-/// Gives back what decode let the record own.
+/// Releases the memory that decode allocated for the record.
 void release(const message &m, void *record);
 
 } // namespace vorl::inspect

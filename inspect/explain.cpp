@@ -15,11 +15,11 @@
 namespace vorl::inspect {
 namespace {
 
-// The hex column, and how many bytes of a body are shown.
+// How many bytes the hex column has, and how many bytes of a body are shown.
 constexpr std::size_t bytes_a_line = 8;
 constexpr std::size_t bytes_shown = 64;
 
-/// A reading with a line for each step of it.
+/// A reading that writes a line for each of its steps.
 class explanation : public reading {
   public:
     explanation(std::span<const std::uint8_t> bytes, std::ostream &out)
@@ -79,7 +79,7 @@ class explanation : public reading {
     }
 
   private:
-    /// One line, and more lines for more bytes. The bytes are inside.
+    /// Writes one line, or several for more bytes. The bytes lie inside the message.
     void show(std::uint32_t at, std::size_t count, const std::string &meaning)
     {
         std::fill_n(visited_.begin() + at, count, true);
@@ -141,7 +141,7 @@ class explanation : public reading {
 
     void show_element(const reading_step &step)
     {
-        // A table's own word is its field, which has been shown.
+        // The word that leads to a nested table is its field, which has been shown.
         if (current().shape != slot_shape::table)
             show_offset(step.at, element_path(step.size));
     }
@@ -176,7 +176,7 @@ class explanation : public reading {
     }
 
     std::ostream &out_;
-    std::vector<bool> visited_; ///< a byte each
+    std::vector<bool> visited_; ///< one for each byte
 };
 
 } // namespace

@@ -1,4 +1,4 @@
-// What the bytes of a message say, one by one, and the first thing for which a reader refuses them.
+// What each byte of a message means, and the first reason for which a reader refuses the message.
 #pragma once
 
 #include <iosfwd>
@@ -7,9 +7,9 @@
 
 namespace vorl::inspect {
 
-/// Reads the bytes, which may be any at all, as a message of that type, and forgets the record. With
-/// `out`, writes a line for each step of the reader, then the bytes that nothing leads to, or why
-/// the reader stopped. However many records the bytes speak of, few of them are in memory at a time.
+/// Reads the bytes, whatever they are, as a message `m`, and forgets the record. With `out`, writes
+/// a line for each step of the reader, then the bytes that nothing leads to, or why the reader
+/// stopped. However many records the bytes lead to, few of them are in memory at a time.
 std::optional<refusal> explain(const message &m, std::span<const std::uint8_t> bytes,
                                std::ostream *out);
 

@@ -18,8 +18,8 @@ namespace {
 
 constexpr std::uint32_t largest_message = std::numeric_limits<std::int32_t>::max();
 
-/// Records are forgotten in pieces of this many bytes, or a frame of a megabyte whose elements are
-/// all one table of 16 KiB would take 4 GiB.
+/// Records are forgotten in pieces of this many bytes. Otherwise a frame of a megabyte whose
+/// elements all lead to one table, with a record of 16 KiB, would take 4 GiB.
 constexpr std::size_t forgotten_at_once = std::size_t{1} << 20;
 
 std::string in_parentheses(std::uint64_t value) { return "(" + std::to_string(value) + ")"; }
@@ -29,7 +29,7 @@ std::string from_4_to(std::uint32_t last)
     return ", which is not from 4 to " + std::to_string(last);
 }
 
-/// The whole pages between two addresses hold zeros again, and no memory.
+/// Gives back the memory of the whole pages between two addresses. They read as zeros again.
 void forget_pages(std::uint8_t *begin, std::uint8_t *end)
 {
     const auto page = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
@@ -54,7 +54,7 @@ reading::reading(std::span<const std::uint8_t> bytes, records read_ones)
     ears_.allocate = [](const listener &l, std::uint32_t size, table_role, const message &) {
         return by(l).allocate(size);
     };
-    // The step that is refused says it again, with more.
+    // Not needed: the reader then reports a refused step, which says the same and more.
     ears_.no_memory = [](const listener &, std::uint32_t, std::uint32_t, table_role,
                          const message &) {};
     ears_.release = free_block;
@@ -186,7 +186,7 @@ void reading::refuse(const reading_step &step)
                std::to_string(s.count);
         break;
     case field_check::memory: {
-        why_->at = step.at - word_size; // of the count, as in the two before
+        why_->at = step.at - word_size; // the count, as for `elements` and `count` above
         const std::string elements = std::to_string(word(why_->at)) + " elements";
         what = step.to > std::numeric_limits<std::uint32_t>::max()
                    ? "the records of " + elements + " need more memory than 32 bits can say"

@@ -1,6 +1,6 @@
-// One reading of bytes by the plain codec, listened to from its first step to its last: which table,
-// member or element it is at, and why it stopped. Nothing is checked here; what is said follows from
-// what the reader reports.
+// Reads bytes once with the plain codec, and follows its steps: which table, member or element the
+// reader is at, and why it stopped. Nothing is checked here; everything is derived from what the
+// reader reports.
 #pragma once
 
 #include <vector>
@@ -20,11 +20,11 @@ class reading {
     reading(const reading &) = delete;
     reading &operator=(const reading &) = delete;
 
-    /// Once. `record` as in decode.
+    /// To be called once. `record` is as in decode.
     std::optional<refusal> read(const message &m, std::uint8_t *record);
 
   protected:
-    // For whoever wants to hear more. Each is called before a refusal is put into words.
+    // For derived classes that report the steps. Each is called before a refusal is put into words.
 
     /// The root offset leads to a table at `to`, which is not checked yet.
     virtual void hear_root(std::uint32_t /*to*/) {}
@@ -34,7 +34,7 @@ class reading {
 
     std::span<const std::uint8_t> content() const { return bytes_; }
     std::uint32_t size() const { return static_cast<std::uint32_t>(bytes_.size()); }
-    /// An unsigned integer that the reader has found inside.
+    /// The unsigned integer at `at`, which the reader has found to lie inside the bytes.
     std::uint64_t integer(std::uint32_t at, std::size_t width) const;
     std::uint32_t word(std::uint32_t at) const;
 
@@ -44,7 +44,7 @@ class reading {
     std::string table_path() const { return path(levels_.size() - 1); }
     /// A member of that table: "f1[3].f6".
     std::string member_path(std::uint32_t slot) const;
-    /// The element that the slot being read leads to by its word of that number.
+    /// Element `number` of the slot being read: "f1[3]"; of a nested table: "f1".
     std::string element_path(std::uint32_t number) const;
     /// The slot being read.
     const slot &current() const { return levels_.back().m->slots[levels_.back().slot]; }
@@ -56,10 +56,10 @@ class reading {
     /// A table that is being read.
     struct level {
         const message *m;
-        std::uint32_t slot;    ///< which of its slots
-        std::uint32_t element; ///< which element of that
-        std::uint8_t *block;   ///< of that slot, when it is a vector
-        std::size_t forgotten; ///< bytes at the start of the block
+        std::uint32_t slot;    ///< which of its slots is being read
+        std::uint32_t element; ///< which element of that slot
+        std::uint8_t *block;   ///< memory of that slot's elements, when it is a vector
+        std::size_t forgotten; ///< bytes at the start of the block that are given back
     };
     struct ears : listener {
         reading *of;
@@ -77,7 +77,7 @@ class reading {
     records read_ones_;
     ears ears_;
     std::vector<level> levels_;
-    std::uint32_t table_at_ = 0; ///< where the table is that is looked for
+    std::uint32_t table_at_ = 0; ///< position of the table that is being looked for
     std::optional<refusal> why_;
 };
 

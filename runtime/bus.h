@@ -1,5 +1,5 @@
-// The platform's message bus, as the library calls it. Undefined in the library; libkavrovorl.so
-// has them.
+// The platform's message bus, as the library calls it. The functions are undefined in the library;
+// libkavrovorl.so has them.
 #pragma once
 
 #include <stdint.h>
@@ -28,11 +28,11 @@ uint32_t VORL_SendMsg(uint32_t dest, const vorl::frame_desc *descs, uint32_t cou
 /// The same, to the explicit destination handle `to`.
 uint32_t VORL_SendToMsg(uint32_t dest, const vorl::frame_desc *descs, uint32_t count, uint64_t to);
 
-/// Names the functions that turn frames of `msg_id` into records and release those again. 0:
+/// Registers the functions that turn frames of `msg_id` into records and that release these. 0:
 /// registered.
 uint32_t VORL_RegIDLFuncHook(uint32_t msg_id, vorl::unpack_hook unpack, vorl::free_hook release);
 
-/// Names the function that releases what a sending package keeps between sends. 0: registered.
+/// Registers the function that releases what a sending package keeps between sends. 0: registered.
 uint32_t VORL_RegIDLResorceCleanFuncHook(vorl::resource_clean_hook clean);
 
 } // extern "C"

@@ -5,7 +5,7 @@
 #include <string.h>
 
 extern "C" {
-// Weak: the platform's where it has them.
+// Weak: null where the platform does not have them.
 [[gnu::weak]] int memset_s(void *to, size_t capacity, int value, size_t count);
 [[gnu::weak]] int memcpy_s(void *to, size_t capacity, const void *from, size_t count);
 }
@@ -31,14 +31,14 @@ constexpr serial_ctx unbound = {
     .cache_free = heap_release,
 };
 
-// A null handle is the global scope: what is already loaded, never a library of our own choosing.
+// A null handle searches the global scope, which is what the process has loaded. Nothing is opened.
 template <class Function>
 Function find(const char *symbol)
 {
     return reinterpret_cast<Function>(dlsym(nullptr, symbol));
 }
 
-// Half a pair would release the memory of one allocator with the other.
+// With half a pair, memory of one allocator would be released to another.
 void pair_or_heap(allocate_fn &allocate, release_fn &release)
 {
     if (allocate == nullptr || release == nullptr) {
@@ -102,7 +102,7 @@ void copy_bytes(void *to, const void *from, size_t size)
 } // namespace vorl
 
 // Run at load time, before any call; the order among them does not matter. The stores are atomic
-// because a compiler may take a plain store of what the word holds already for no store at all.
+// because a compiler may drop a plain store of the value that a word already holds.
 #define CLEAR_AT_LOAD(side, index)                                                                 \
     [[gnu::constructor]] static void clear_byte_swap_flag_##side()                                 \
     {                                                                                              \

@@ -1,19 +1,18 @@
 // How the library reaches the platform's log and memory services, which it finds by name on first
 // use.
 //
-// Six blocks, one a package and direction, each bound at most once and never unbound. A block has
-// two bindings, each under a lock of its own, and they are independent:
+// There are six blocks, one for each package and direction. A block has two independent bindings,
+// each under a lock of its own. A binding is made at most once and never undone:
 //
 //   A  log writer, main allocator    before every log call and every main-allocator call
 //   B  cache allocator, byte order   in __unpack after its checks, in a release, in __pack when it
 //                                    writes, in every frame writer
 //
-// A service that the process does not have is replaced: no log writer, no logging; no complete pair
-// of allocate and release, malloc and free. After the first call a binding costs one load and one
-// test.
+// Without a log writer nothing is logged. Unless allocate and release are both there, malloc and
+// free replace them. After the first call a binding costs one load and one test.
 //
-// Threads: any. The once flags are read with acquire and written with release, after the pointers
-// that they announce. No lock is held across a log call or an allocation.
+// Any thread may call. The once flags are read with acquire, and are written with release after the
+// pointers that they guard. No lock is held across a log call or an allocation.
 #pragma once
 
 #include <pthread.h>
@@ -26,15 +25,15 @@ namespace vorl {
 
 struct serial_ctx;
 
-// The platform's log call. The first arguments are the same for every message but for `kind`.
+// The platform's log call. Every call passes log_level as `level` and "" as `empty`.
 using log_write_fn = void (*)(const serial_ctx *ctx, uint32_t level, uint32_t kind,
                               const char *empty, uint32_t line, const char *function,
                               const char *format, ...);
 using allocate_fn = void *(*)(uint32_t size, uint32_t id, const char *tag);
 using release_fn = void (*)(void *block, uint32_t id, const char *tag);
 
-// What the platform passes through its log and cache calls; it documents the values nowhere, only
-// that they are these.
+// Arguments of the platform's log and cache calls. The platform prescribes these values, and does
+// not document their meaning.
 inline constexpr uint32_t log_level = 2;
 inline constexpr uint32_t log_kind = 22;
 inline constexpr uint32_t log_kind_no_memory = 12;
@@ -64,9 +63,9 @@ inline constexpr size_t serial_ctx_count = 6;
 /// them.
 [[gnu::visibility("hidden")]] extern serial_ctx serial_ctxs[serial_ctx_count];
 
-/// One word a block, in the order of the blocks. Non-zero: every multi-byte value of that side is
-/// most significant byte first. Nothing but 0 is ever stored, at load time and by binding B. It
-/// lives in another translation unit than its readers, so no optimiser takes it for a constant.
+/// One word for each block, in the order of the blocks. Non-zero: every multi-byte value of that
+/// side is most significant byte first. Only 0 is ever stored: at load time, and by binding B. Its
+/// readers are in other translation units, so that no optimiser takes it for a constant.
 [[gnu::visibility("hidden")]] extern uint32_t byte_swap_flag[serial_ctx_count];
 
 constexpr size_t ctx_index(package p, direction d)
@@ -95,8 +94,8 @@ inline bool swaps_bytes(package p, direction d)
     return __atomic_load_n(&byte_swap_flag[ctx_index(p, d)], __ATOMIC_RELAXED) != 0;
 }
 
-/// True when the side's binding B is done and its byte order is the native one, which is every call
-/// but the first: two loads and one test, after which neither needs another look.
+/// True when the side's binding B is done and its byte order is the native one, as in every call
+/// but the first. This takes two loads and one test; the caller need not check either again.
 inline bool is_settled(package p, direction d)
 {
     const uint32_t bound =
@@ -105,7 +104,7 @@ inline bool is_settled(package p, direction d)
     return __builtin_expect(((bound ^ 1) | swaps) == 0, 1);
 }
 
-/// Binding A, then one line to the log writer if there is one.
+/// Makes binding A, then passes one line to the log writer if there is one.
 template <class... Arguments>
 [[gnu::cold, gnu::noinline]] void log(serial_ctx &ctx, uint32_t kind, uint32_t line,
                                       const char *function, const char *format,
@@ -116,8 +115,8 @@ template <class... Arguments>
         ctx.log_write(&ctx, log_level, kind, "", line, function, format, arguments...);
 }
 
-/// Bounded set and copy: the platform's memset_s and memcpy_s where the process has them. `size`
-/// bytes at `to` are the caller's to write.
+/// Bounded set and copy: the platform's memset_s and memcpy_s where the process has them, otherwise
+/// memset and memcpy. The `size` bytes at `to` must be writable.
 void set_zero(void *to, size_t size);
 void copy_bytes(void *to, const void *from, size_t size);
 

@@ -1,14 +1,14 @@
-// The door to the codecs: what is done with a message in native byte order, by kernels where there
-// are some for it, else by the plain codec's steps. This is the one place that chooses; whatever the
-// choice, bytes, records and what a listener hears are the plain codec's.
+// The door to the codecs: handles a message in native byte order, with a kernel where there is one,
+// otherwise with the plain codec's steps. Which of them is chosen here and nowhere else. The choice
+// does not change the bytes, the records or what a listener is told: they are the plain codec's.
 //
-//   message                                 packs, measures         frames     reads
-//   flat, in windows (serial/fast/windows)  windows                 known form  forms, spread; else plain
-//   flat, of another shape                  plain                   known form  forms; else plain
-//   leads to tables or vectors              unrolled; its tables    known form  forms; else unrolled,
-//                                           as they would be        or unrolled its tables as they would be
+//   MESSAGE                      PACKS, MEASURES   WRITES FRAMES            READS
+//   flat, has_windows            windows           known form               form, spread or plain
+//   flat, without windows        plain             known form or plain      form or plain
+//   leads to tables or vectors   unrolled          known form or unrolled   form or unrolled
 //
-// The other byte order is always the plain codec's (serial/plain).
+// The row of a nested message decides what is done with its tables. A side's first call, and every
+// call in the other byte order, does not come here: api/ takes the plain codec (serial/plain).
 #pragma once
 
 #include "serial/fast/tables.h"
@@ -75,13 +75,13 @@ struct native_codec {
         return pack_tables(to, to + word_size, 1, record);
     }
 
-    /// Packs a record where that takes at most `*room` bytes, says there how many, and returns 0.
-    /// Otherwise writes nothing and returns 0xFFFFFFFF.
+    /// Packs a record that takes at most `*room` bytes, stores its size in `*room`, and returns 0.
+    /// A record that takes more, or cannot be packed, is not written: returns 0xFFFFFFFF.
     [[gnu::always_inline]] static uint32_t pack(const uint8_t *record, uint8_t *to, uint32_t *room)
     {
         if constexpr (has_windows<M>)
             return fast::pack_message<M>(record, to, room);
-        // Room for the largest such record: no need to measure this one first.
+        // When an upper bound of its size fits, the record need not be measured first.
         uint64_t largest = word_size;
         if (!add_largest_size(record, largest) || largest > *room) [[unlikely]]
             return measure_and_pack(record, to, room);
@@ -108,7 +108,7 @@ struct native_codec {
                         records + size_t{i} * M.record_size);
     }
 
-    /// As plain::read_tables, of tables that a slot of `Holder` leads to.
+    /// As plain::read_tables, for tables that a slot of the message `Holder` leads to.
     template <const listener &To, const message &Holder>
     static bool read_tables(uint32_t words, uint32_t count, uint8_t *records, const received &from)
     {
@@ -125,12 +125,12 @@ struct native_codec {
         }
     }
 
-    /// Shorter bytes are none that read_known or read_root reads; they are the plain codec's.
+    /// read_known and read_root take no fewer bytes than this; the plain codec takes any number.
     static constexpr uint32_t least_length =
         has_forms(M) ? 2 * word_size + vtable_length(M) : word_size;
 
-    /// A whole message, of least_length bytes or more and with its root offset, in a form that a
-    /// kernel knows. False: it is in none, and nothing has been written.
+    /// Reads a whole message of least_length bytes or more, with root offset `root`, if it is in
+    /// a form that a kernel knows. False: it is not, and nothing has been written.
     [[gnu::always_inline]] static bool read_known(uint32_t root, const received &from,
                                                   uint8_t *record)
     {
@@ -139,11 +139,10 @@ struct native_codec {
         return false;
     }
 
-    /// Whether there is more for a message than read_known: read_root. Otherwise the plain codec reads
-    /// what that declines.
+    /// Whether read_root reads what read_known declines. Otherwise the plain codec does.
     static constexpr bool has_read_root = !is_flat(M);
 
-    /// Any bytes, as __unpack reads them from its root checks on. Returns the record's size.
+    /// Reads any bytes as __unpack does after its argument checks. Returns the record's size.
     template <const listener &To>
     [[gnu::noinline]] static uint32_t read_root(uint32_t root, const uint8_t *bytes, uint32_t len,
                                                 uint8_t *record)

@@ -9,7 +9,7 @@
 //   4 + table_length    0-3   zero, up to a multiple of 4
 //   vtable_at           2     vtable length
 //   vtable_at + 2       2     table length: soffset and fields
-//   vtable_at + 4       2     a slot: offset of its field from the table, never 0
+//   vtable_at + 4       2     for each slot: offset of its field from the table, never 0
 //   ...                 0-7   zero, up to a multiple of 8
 //
 //   FIELD               SIZE                      CONTENT
@@ -28,7 +28,7 @@ namespace vorl {
 
 constexpr uint32_t vtable_length(const message &m) { return vtable_length(m.slots.size); }
 
-/// Bytes of a slot in the field area of a packed table: a scalar, or the offset word of the rest.
+/// Bytes of a slot in the field area of a packed table: a scalar's value, otherwise an offset word.
 constexpr uint32_t field_size(const slot &s)
 {
     return s.shape == slot_shape::scalar ? s.width : word_size;
@@ -37,10 +37,10 @@ constexpr uint32_t field_size(const slot &s)
 /// Bytes of one element behind the count of a body: a value, or the offset word of a table.
 constexpr uint32_t element_size(const slot &s) { return s.nested != nullptr ? word_size : s.width; }
 
-/// Bytes of the body of an array: its count and its elements, or the offset words of those.
+/// Bytes of the body of an array: its count, then its values, or the offset words of its tables.
 constexpr uint32_t array_body_size(const slot &s) { return word_size + s.count * element_size(s); }
 
-/// The table of a frame, and what a nested table's offset word holds.
+/// Where the table of a frame lies. A nested table's offset word in a frame holds the same number.
 inline constexpr uint32_t frame_table_at = word_size;
 
 struct frame_layout {
@@ -49,7 +49,7 @@ struct frame_layout {
     uint32_t length;
 };
 
-/// Of a message that has one frame: is_fixed_size(m).
+/// The layout of all frames of a message. Only a message with is_fixed_size(m) has one.
 constexpr frame_layout frame_layout_of(const message &m);
 
 /// Bytes of a slot in the table of a frame.
@@ -76,7 +76,7 @@ constexpr frame_layout frame_layout_of(const message &m)
 }
 
 /// Bytes of a packed table from its vtable on, with all that it leads to and every scalar present.
-/// Of vectors it counts the offset word alone.
+/// Of a vector only the offset word is counted.
 constexpr uint32_t full_table_size(const message &m)
 {
     uint32_t size = vtable_length(m) + word_size;

@@ -24,15 +24,15 @@ enum class slot_shape : uint8_t { scalar, array, table, table_array, byte_vector
 
 struct message;
 
-/// One slot of a message. Members that a shape does not name are zero.
+/// One slot of a message. Members that its shape does not use are zero.
 struct slot {
     slot_shape shape;
     uint8_t width = 0;     ///< bytes of a scalar, or of one value of an array or a byte vector
     uint32_t count = 0;    ///< N of an array
-    uint32_t record_at;    ///< offset of the member in the record; of the pointer in a vector
+    uint32_t record_at;    ///< offset of the member in the record; of a vector, of its pointer
     uint32_t count_at = 0; ///< of a vector: offset of its count in the record
     const message *nested = nullptr;   ///< M
-    const char *malloc_text = nullptr; ///< of a vector: its log text, if not the usual one
+    const char *malloc_text = nullptr; ///< a vector's own log text for a failed allocation, or null
 
     constexpr bool is_vector() const
     {
@@ -53,7 +53,7 @@ struct slot_list {
     constexpr const slot &operator[](size_t index) const { return first[index]; }
 };
 
-/// The functions of a message whose names the log and the allocators are told.
+/// The functions of a message whose names are passed to the log and the allocators.
 enum class function_name : uint8_t {
     none, ///< the message's own name
     unpack,
@@ -65,7 +65,7 @@ enum class function_name : uint8_t {
 };
 
 struct message {
-    const char *names;    ///< all of function_name, one behind the other (VORL_NAMES below)
+    const char *names;    ///< the name for each function_name, one after another (VORL_NAMES)
     uint32_t name_length; ///< of the message's own name
     uint32_t msg_id;
     package owner;
@@ -73,13 +73,13 @@ struct message {
     slot_list slots;
 };
 
-/// What message::names holds of a message's own name, a literal: every name with its zero.
+/// message::names for a message whose own name is the literal `m`: each name, ended by a zero.
 #define VORL_NAMES(m)                                                                              \
     m "\0" m "_unpack\0" m "_unpack_non_root\0" m "_pack\0" m "_free_unpacked\0" m                 \
       "__sendsingle\0" m "__sendbatch"
 
-/// What stands before each name but for the message's own, which stands there once for each name
-/// before: the suffixes and the zeros.
+/// Bytes of the suffixes and zeros that precede each name in message::names. The message's own
+/// name, which each preceding name begins with, is not counted.
 inline constexpr uint32_t suffixes_before[] = {0, 1, 9, 26, 32, 47, 60};
 
 /// The name of a message's function, as the log and the allocators know it.
@@ -89,7 +89,7 @@ constexpr const char *name_of(function_name function, const message &m)
     return m.names + index * m.name_length + suffixes_before[index];
 }
 
-/// Scalars and their arrays only: the record and its bytes are one table.
+/// True when all slots are scalars or arrays of values, so that the message is a single table.
 constexpr bool is_flat(const message &m)
 {
     for (const slot &s : m.slots) {
@@ -99,7 +99,7 @@ constexpr bool is_flat(const message &m)
     return true;
 }
 
-/// No vector anywhere: a record owns no memory, and all its frames have one length.
+/// No vector at any depth: a record owns no memory, and all frames have one length.
 constexpr bool is_fixed_size(const message &m)
 {
     for (const slot &s : m.slots) {

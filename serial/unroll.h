@@ -3,13 +3,13 @@
 
 #include <stddef.h>
 
-/// Behind the parameters of a lambda: inlined wherever it is called.
+/// Goes behind the parameters of a lambda, which is then inlined wherever it is called.
 #define VORL_INLINED __attribute__((always_inline))
 
 namespace vorl {
 
-/// Calls `visit.operator()<index>()` for First up to End, as long as it returns true. True: all did.
-/// In halves, because compilers limit how deep templates nest.
+/// Calls `visit.operator()<index>()` for First to End - 1, while it returns true. True: all did.
+/// The range is split in halves, because compilers limit how deep templates nest.
 template <size_t First, size_t End, class Visitor>
 [[gnu::always_inline]] constexpr bool all_of_range(Visitor &visit)
 {
@@ -23,7 +23,7 @@ template <size_t First, size_t End, class Visitor>
     }
 }
 
-/// The same for 0 up to Count.
+/// The same for the indices from 0 to Count - 1.
 template <size_t Count, class Visitor>
 [[gnu::always_inline]] constexpr bool unroll_while(Visitor &&visit)
 {

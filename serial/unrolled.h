@@ -1,6 +1,6 @@
 // The plain codec's steps for one message, slot after slot as straight code: for messages that lead
-// to tables or vectors, in native byte order. What a step does stands in serial/plain; here is only
-// the walk, over slots that are constants.
+// to tables or vectors, in native byte order. serial/plain says what a step does; here is only the
+// walk over the slots, which are constants.
 //
 // `Codec` says what is done with the tables that a slot leads to (serial/codec.h).
 #pragma once
@@ -38,8 +38,8 @@ struct unrolled {
         });
     }
 
-    /// Adds at least the bytes that add_size adds, without a look at the elements of vectors, and
-    /// refuses as that does.
+    /// Adds at least the bytes that add_size adds, without looking at the elements of vectors.
+    /// Returns false when add_size does.
     static bool add_largest_size(const uint8_t *record, uint64_t &size)
     {
         size += vtable_length(M) + word_size;
@@ -60,8 +60,8 @@ struct unrolled {
         });
     }
 
-    /// plain::pack_tables of one record whose vtable comes to lie at `at`; the word that leads to
-    /// it is written. Returns the end.
+    /// plain::pack_tables of one record, whose vtable is put at `at`. The caller has written the
+    /// offset word that leads to the table. Returns the end.
     static uint8_t *pack(uint8_t *__restrict at, const uint8_t *__restrict record)
     {
         table_writer<native> to(at, M);

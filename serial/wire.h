@@ -1,5 +1,5 @@
-// Bytes and values. A message is one self-contained run of bytes; nothing in it is aligned, and
-// every position is an unsigned 32-bit offset (docs/format.md has the whole format).
+// Bytes and values. A message is one self-contained run of bytes. A reader may not assume any
+// alignment. A position counts from the first byte, in 32 bits (docs/format.md has the whole format).
 //
 //   OFFSET       SIZE  CONTENT
 //   0            4     root offset: position of the root table
@@ -7,14 +7,14 @@
 //   table        4     soffset: the vtable lies at table - soffset, before or behind the table
 //   table + e    w     the field of a slot whose vtable entry is e
 //
-//   vtable       2     length of the vtable in bytes: 4 + 2 a slot
-//   vtable + 2   2     length of the table in bytes; written, never read
+//   vtable       2     length of the vtable in bytes: 4 + 2 for each slot
+//   vtable + 2   2     length of the table in bytes; it changes no result
 //   vtable + 4   2     entry of slot 0: offset of its field from the table, 0 when absent
 //   ...
 //
-// A field whose content stands elsewhere is an offset word: the body lies at the word's own
-// position plus its value. The body of an array or a vector opens with its element count. Values
-// are little-endian, or all byte-reversed.
+// A field whose content stands elsewhere is an offset word: what it leads to, a body or a table,
+// lies at the word's own position plus its value. The body of an array or a vector opens with its
+// element count. All numbers are little-endian; a side whose byte-swap flag is set reverses them all.
 #pragma once
 
 #include <stddef.h>
@@ -32,17 +32,17 @@ using enum byte_order;
 inline constexpr uint32_t word_size = 4;
 /// Bytes of a vtable entry, a vtable length or a table length.
 inline constexpr uint32_t entry_size = 2;
-/// Bytes of a vtable of `slots` slots: its two lengths and an entry each.
+/// Bytes of a vtable of `slots` slots: two lengths, and an entry for each slot.
 constexpr uint32_t vtable_length(uint32_t slots) { return 2 * entry_size + entry_size * slots; }
 /// Offset in a vtable of a slot's entry.
 constexpr uint32_t entry_at(uint32_t slot) { return vtable_length(slot); }
-/// Element counts on the wire stay below this, so that 4 times a count fits 32 bits.
+/// Readers refuse this count and larger ones, so that 4 times an accepted count fits 32 bits.
 inline constexpr uint32_t count_limit = 1U << 30;
 
 inline uint16_t reversed(uint16_t value) { return __builtin_bswap16(value); }
 inline uint32_t reversed(uint32_t value) { return __builtin_bswap32(value); }
 
-/// An entry, a length, a word or a count.
+/// Loads an entry, a length, a word or a count.
 template <byte_order Order, class T>
 T load(const uint8_t *from)
 {
@@ -59,8 +59,8 @@ void store(uint8_t *to, T value)
     memcpy(to, &value, sizeof value);
 }
 
-/// `count` values of `width` bytes between record and wire, in either direction: all as they stand,
-/// or each reversed by itself.
+/// Copies `count` values of `width` bytes from record to wire or back: unchanged, or each with its
+/// bytes reversed.
 template <byte_order Order>
 [[gnu::always_inline]] inline void copy_values(uint8_t *to, const uint8_t *from, uint32_t count,
                                                uint32_t width)
@@ -75,7 +75,7 @@ template <byte_order Order>
     }
 }
 
-/// A member of the record at `record`, wherever that lies.
+/// The member at offset `at` of the record at `record`, which may have any alignment.
 template <class T>
 T member(const uint8_t *record, size_t at)
 {

@@ -26,7 +26,7 @@
  *         - Anything later. Members that were read before it keep their values, and all others
  *           are zero. Every vector is released: its pointer is null, but its count may stay. A
  *           refused table and a failed allocation are logged; a refused field is not.
- *       Test the pointer of a vector, therefore, never its count alone. A slot that is absent from
+ *       Therefore, test the pointer of a vector, never its count alone. A slot that is absent from
  *       the bytes reads as zero, so a record of zeros may be a message of zeros or a refused one.
  *       Zero a record that holds a vector before its first M__unpack: a call that leaves the
  *       record untouched leaves its pointers as they were. After the call such a record owns
@@ -50,7 +50,7 @@
  *   uint32_t M__sendtomsg(uint32_t dest, const M *recs, uint32_t count, uint64_t to)
  *       Encode each record into a frame, and hand all frames to the bus in one call. They go to
  *       the bus destination dest or, when to is not 0, to the explicit destination whose handle is
- *       to. The records remain the caller's, who may release them as soon as the call returns.
+ *       to. The records remain the caller's, and may be released as soon as the call returns.
  *       Return the bus's result, where 0 means accepted. Return 0xFFFFFFFF, with nothing sent,
  *       when there is no memory, when a record cannot be packed, and, from __sendmsg and
  *       __sendtomsg, when count is 0. The frames of a batch of a variable-size message may take

@@ -10,7 +10,7 @@
 //
 // A reader that finds a form's constants may skip the checks that the constants stand for: offsets,
 // counts and vtable are those of the message, so every field lies where it always lies. Any other
-// bytes are left to another reader, with the same result for the same bytes.
+// bytes are left to another reader, which would read a known form to the same record.
 #pragma once
 
 #include <algorithm>
@@ -20,7 +20,7 @@
 
 namespace vorl {
 
-/// Slots of a message, nested ones included; past form_slot_limit when one of them leads to a loop.
+/// Slots of a message, nested ones included; above form_slot_limit when one of them needs a loop.
 constexpr uint32_t form_slots(const message &m)
 {
     constexpr uint32_t no_form = 1U << 16;
@@ -39,12 +39,12 @@ constexpr uint32_t form_slots(const message &m)
 /// The forms of a larger message would be more code than they are worth.
 inline constexpr uint32_t form_slot_limit = 64;
 
-/// Scalars, arrays and nested tables of such only: one shape a form, without loops.
+/// True: few slots, only scalars, arrays and nested tables of these, so a form needs no loops.
 constexpr bool has_forms(const message &m) { return form_slots(m) <= form_slot_limit; }
 
-/// Pieces, moves or loads that a form is made of at most. A slot, nested ones included, brings four
-/// pieces of constants and copied bytes; one no longer than long_piece takes long_piece / 16 + 3
-/// moves.
+/// The most pieces, moves or loads that a form can have. Each slot, nested ones included, brings
+/// at most four pieces of constants and copied bytes. A piece of up to long_piece bytes takes at
+/// most long_piece / 16 + 3 moves.
 constexpr size_t piece_capacity(const message &m)
 {
     return (2 * form_slots(m) + 1) * 4 * (long_piece / 16 + 3);
@@ -152,8 +152,8 @@ constexpr void lay_full_table(auto &form, uint32_t record_at, const message &m)
     }
 }
 
-/// The same pieces seen from the record: where each of its bytes lies in the form. Record padding is
-/// constant zero.
+/// The same pieces as seen from the record: where in the form each byte of the record lies. Padding
+/// in the record is constant zero.
 template <size_t Capacity>
 constexpr piece_list<Capacity> record_pieces(const piece_list<Capacity> &form, uint32_t record_size)
 {
@@ -196,7 +196,7 @@ struct known_form {
             lay_full_table(form, 0, M);
         return form;
     }();
-    /// By itself, so that what only the compiler needs is not in the library.
+    /// A copy, so that the rest of `built`, which only the compiler needs, is not in the library.
     static constexpr byte_image<size> image = built.image;
     static constexpr auto write_moves = plan_moves(built.pieces, M.record_size);
     static constexpr auto checks = plan_loads(built.checked);

@@ -1,8 +1,8 @@
 // Copies whose shape is known at compile time: a destination that is partly constant, partly copied
 // from a source, written by as few moves as it takes.
 //
-// Moves are 16, 8, 4, 2 or 1 bytes wide and go in ascending order. A move may be wider than the
-// bytes that it is there for; a later one then writes the bytes behind them again:
+// Moves are 16, 8, 4, 2 or 1 bytes wide, or one memcpy for a long piece, and go in ascending order.
+// A move may write past the end of its piece; later moves then overwrite those bytes:
 //
 //   destination    [constant 4][copied 12         ][constant 8   ]
 //   first move     [constants 0 to 3]
@@ -25,16 +25,16 @@ namespace vorl {
 /// A piece longer than this moves as one memcpy.
 inline constexpr uint32_t long_piece = 128;
 
-/// Where the bytes of a piece come from when not from an offset in the source: the constant image.
+/// piece::from of a piece whose bytes come from the constant image, not from the source.
 inline constexpr int32_t from_constants = -1;
 
-/// What the constant bytes of a destination, or a source, are; of the others nothing.
+/// The constant bytes of a destination or a source. The bytes between them have no meaning.
 template <uint32_t Size>
 struct byte_image {
     uint8_t bytes[Size];
 };
 
-/// `size` bytes of a destination from `at`.
+/// `size` bytes at `at` of a destination, which come from offset `from` of the source.
 struct piece {
     uint32_t at;
     uint32_t size;
@@ -51,7 +51,7 @@ struct piece_list {
         return count == 0 ? 0 : pieces[count - 1].at + pieces[count - 1].size;
     }
 
-    /// Appends; what continues the last piece joins it.
+    /// Appends a piece, or lengthens the last one when these bytes continue it.
     constexpr void add(uint32_t size, int32_t from)
     {
         if (size == 0)
@@ -70,8 +70,8 @@ struct piece_list {
     }
 };
 
-/// The moves that make the pieces of a destination, from a source of `source_size` bytes. A move is
-/// a piece of its own: constants come from the destination's image at the same place.
+/// The moves that make the pieces of a destination, from a source of `source_size` bytes. Each move
+/// is a piece itself. Its constants come from the same place in the destination's image.
 template <size_t Capacity>
 constexpr piece_list<Capacity> plan_moves(const piece_list<Capacity> &pieces, uint32_t source_size)
 {

@@ -34,8 +34,8 @@ inline u8x16 load16(const uint8_t *from)
 }
 inline void store16(uint8_t *to, u8x16 value) { memcpy(to, &value, sizeof value); }
 
-/// The value, about which the optimiser then assumes nothing: it is neither loaded again for each
-/// use, nor are comparisons of it merged (docs/decisions/0004 says what compilers make of it
+/// Returns the value in a way that hides it from the optimiser, which therefore does not load it
+/// again for each use, or merge comparisons of it (docs/decisions/0004 says what compilers do
 /// otherwise).
 inline u8x16 opaque(u8x16 value)
 {
@@ -47,8 +47,8 @@ inline u8x16 opaque(u8x16 value)
     return value;
 }
 
-/// The same of an address: those computed from it are then told apart by a constant alone, for which
-/// an instruction has room.
+/// The same for an address. Addresses computed from it then differ from it by a constant alone,
+/// which fits into an instruction.
 inline uint8_t *opaque(uint8_t *value)
 {
     asm("" : "+r"(value));
@@ -78,7 +78,7 @@ template <uint32_t Size>
     return u8x16(u64x2{low, high});
 }
 
-/// The first `Size` bytes of `value` to `to`; writes no other byte.
+/// Stores the first `Size` bytes of `value` at `to`; writes no other byte.
 template <uint32_t Size>
 [[gnu::always_inline]] inline void store_first(uint8_t *to, u8x16 value)
 {
@@ -106,7 +106,7 @@ inline u8x16 shuffle(u8x16 values, u8x16 indices)
 #endif
 }
 
-/// Indices as they are up to 15, of no byte (bit 7 set) above.
+/// Keeps indices up to 15, and turns larger ones into indices for which shuffle yields 0.
 inline u8x16 above_15_to_no_byte(u8x16 indices)
 {
 #if defined(__aarch64__)
@@ -125,7 +125,7 @@ struct lanes {
     bool operator==(const lanes &) const = default;
 };
 
-/// Byte i of `a` where the mask has 0xFF there, of `b` where it has 0.
+/// Byte i of the result is that of `a` where byte i of the mask is 0xFF, and of `b` where it is 0.
 template <lanes Mask>
 [[gnu::always_inline]] inline u8x16 select(u8x16 a, u8x16 b)
 {

@@ -1,20 +1,22 @@
-// Reads a packed table of a flat message back into its record: the vtable entries are the shuffle
-// that puts the fields back, an absent one being an index that yields zero.
+// Reads a packed table of a flat message back into its record. The vtable entries become the
+// indices of a shuffle that puts the fields back; an absent entry becomes one that yields zero.
 //
 //   entries      f0 at 4   f1 absent   f2 at 8 ...          from the vtable, as bytes
 //   block        [fields of the table, 16 bytes from offset 4 on]
 //   indices      0 1 2 3   - - - -     4 ...                entry - 4 + byte in the scalar
 //   window       [f0     ] [0 0 0 0 ]  [f2 ...              block shuffled by the indices
 //
-// Only tables as the packer makes them are read so: fields in slot order, bodies of arrays one
-// behind the other, every slot in the vtable. Anything else is left to another reader.
+// A table is read so when its vtable has every slot, each entry is 0 or lies where the packer could
+// have put it, and the bodies of arrays follow one another. Every table that the packer makes is of
+// this kind, but for one that ends less than a scalar's width behind its soffset. Any other table is
+// left to the plain reader.
 #pragma once
 
 #include "serial/fast/windows.h"
 
 namespace vorl {
 
-/// A message of one slot is full or empty: its full form is all that there is to be quick about.
+/// A message of one slot is either full, which is a known form, or empty. So it needs no spread.
 template <const message &M>
 inline constexpr bool has_spread = has_windows<M> &&M.slots.size > 1;
 
@@ -25,9 +27,9 @@ class spread_reader {
   public:
     using layout = packed_layout<M>;
 
-    /// The table at `table` with its vtable at `vtable` (4 + 2 a slot bytes, inside) of `len` bytes
-    /// into the record, padding included. False: the table is not as the packer makes it, and
-    /// nothing has been written.
+    /// Reads the table at `table`, in `len` bytes, into the record, padding included. Its vtable at
+    /// `vtable` has an entry for every slot and lies inside. False: the table is left to the plain
+    /// reader, and nothing has been written.
     [[gnu::always_inline]] static bool read(const uint8_t *__restrict bytes, uint32_t len,
                                             uint32_t table, uint32_t vtable,
                                             uint8_t *__restrict record)
@@ -49,8 +51,8 @@ class spread_reader {
         for (uint32_t b = 0; b < blocks; ++b) {
             uint32_t at = table + word_size + lane_count * b;
             if constexpr (!has_room) {
-                // The last bytes there are, when the block does not lie inside. There are sixteen:
-                // a root offset, a vtable of two slots or more, and an soffset.
+                // A block that does not lie inside is loaded from the last sixteen bytes. There
+                // are sixteen: a root offset, a vtable of two slots or more, and an soffset.
                 static_assert(2 * word_size + vtable_length(layout::slots) >= lane_count);
                 const uint32_t last = len - lane_count;
                 const uint32_t nominal = at;
@@ -72,7 +74,7 @@ class spread_reader {
     }
 
   private:
-    /// Of sixteen bytes, which the field area takes; block b of an offset from the table.
+    /// The field area is cut into blocks of sixteen bytes; this is the one that `offset` falls in.
     static constexpr uint32_t block_of(uint32_t offset)
     {
         return (offset - word_size) / lane_count;
@@ -80,11 +82,11 @@ class spread_reader {
     static constexpr uint32_t blocks = block_of(layout::all.fields_end - 1) + 1;
     static constexpr uint32_t halves = (layout::slots + 7) / 8;
     static constexpr uint32_t index_vectors = (halves + 1) / 2;
-    /// All blocks lie inside whatever is left out: behind the fields are the bodies.
+    /// True when the bodies behind the fields keep all blocks inside, whatever is left out.
     static constexpr bool has_room =
         layout::all.arrays * word_size + layout::all.bodies >= lane_count * blocks;
 
-    /// `Width` bytes for each slot of a vector, with what `fact` says of it.
+    /// A vector of what `fact` says of each slot, in `Width` bytes for each.
     template <uint32_t Width, class Fact>
     static constexpr lanes of_slots(size_t vector, Fact fact)
     {
@@ -98,8 +100,8 @@ class spread_reader {
         return result;
     }
 
-    /// Eight entries; `excess` becomes non-zero where one is larger than the writer ever makes it,
-    /// or its field passes the end of the buffer.
+    /// Loads eight entries. `excess` becomes non-zero where an entry is larger than the packer ever
+    /// makes it, or entry and size, even of an absent slot, pass the end of the buffer.
     template <size_t Half>
     [[gnu::always_inline]] static u16x8 load_entries(const uint8_t *entries, uint32_t room,
                                                      u16x8 &excess)
@@ -119,8 +121,8 @@ class spread_reader {
         return loaded;
     }
 
-    /// Each slot's entry as a byte, `absent` for 0: with bit 7 set after all that is added to it
-    /// below, which is between -100 (the sixth block's 4 + 96) and 19.
+    /// Each slot's entry as a byte. An entry of 0 becomes `absent`, whose bit 7 stays set after all
+    /// that is added to it below: between -100, which is -(4 + 96) for block 6, and 19.
     [[gnu::always_inline]] static bool indices_of(const uint8_t *entries, uint32_t room,
                                                   u8x16 (&index)[index_vectors])
     {
@@ -146,8 +148,8 @@ class spread_reader {
         return is_zero(wrong);
     }
 
-    /// Where the bodies of the arrays lie, from the table: one behind the other, each with its
-    /// count, as the first array's word has it. False when they do not. Entries are in order.
+    /// Finds `bodies`, the offset of the first array's body from the table. False unless the bodies
+    /// lie inside, one behind the other, each with its count. The entries have been checked.
     [[gnu::always_inline]] static bool find_bodies(const uint8_t *table, uint32_t room,
                                                    const uint8_t *entries, uint64_t &bodies)
     {
@@ -183,16 +185,16 @@ class spread_reader {
         });
     }
 
-    /// A scalar that lies in a window, be it one that the window squeezes or another's: windows that
-    /// overlap then agree.
+    /// Whether a scalar lies in a window, even if another window squeezes it: windows that overlap
+    /// then write the same bytes.
     static constexpr bool is_in(size_t window, uint32_t s)
     {
         const uint32_t at = layout::windows.windows[window].at;
         return layout::all.slot[s].is_scalar && layout::all.slot[s].record_at >= at &&
                layout::all.slot[s].record_at + layout::all.slot[s].size <= at + layout::window_size;
     }
-    /// Shuffle of entries, sixteen slots to a vector, to the sixteen bytes of a window: each byte of
-    /// a scalar takes its slot's.
+    /// The shuffle from the entries of sixteen slots, one vector, to the bytes of a window: each
+    /// byte of a scalar gets the entry of its slot.
     static constexpr lanes slots_to_window(size_t window, size_t vector)
     {
         lanes indices = filled(no_byte);
@@ -217,7 +219,7 @@ class spread_reader {
         }
         return bytes;
     }
-    /// The blocks that the fields of a window's scalars can be in.
+    /// The first and the last block that the fields of a window's scalars can be in.
     static constexpr uint32_t first_block(size_t window)
     {
         uint32_t s = 0;
@@ -256,8 +258,8 @@ class spread_reader {
             u8x16 indices = entries + in_block.vector();
             if constexpr (!has_room)
                 indices += shift[b];
-            // What lies below the block has wrapped to an index of no byte; what lies above is to
-            // become one.
+            // An index below this block has wrapped and yields zero. One above it has to be made to
+            // yield zero, unless there is no later block.
             if constexpr (b < last)
                 indices = above_15_to_no_byte(indices);
             bytes |= shuffle(block[b], indices);

@@ -1,8 +1,8 @@
 // Writes the packed table of a flat record from its windows.
 //
-// Windows are squeezed to the end of their place and stored the last one first. What a store has
-// below the squeezed scalars lies where the window before, or the vtable, comes to stand, and is
-// written over by that:
+// The last window is stored first. Each store ends where the fields of its window end, so its
+// unused bytes, which are below the scalars, fall on earlier fields or the vtable. They are
+// overwritten when those are stored:
 //
 //   address    vtable ......... table soffset | fields of window 0 | words | fields of window 1 |
 //   1st store                              [ zeros          | squeezed scalars of window 1     ]
@@ -16,7 +16,7 @@
 
 namespace vorl {
 
-/// What each window of a record that has scalars left out comes to.
+/// The rows that tell how the windows of a record with scalars left out are packed.
 template <const message &M>
 class squeezed {
   public:
@@ -33,7 +33,7 @@ class squeezed {
     {
         return *rows_[Window];
     }
-    /// The bytes that are left of windows [`First`, `End`).
+    /// The bytes of the scalars that are not left out, in windows [`First`, `End`).
     template <uint32_t First, uint32_t End>
     [[gnu::always_inline]] uint64_t bytes() const
     {
@@ -82,7 +82,7 @@ class squeeze_writer {
                 if constexpr (constexpr run arrays = run_of(Slot); arrays.end == Slot + 1) {
                     constexpr auto first = layout::all.slot[arrays.first];
                     constexpr uint32_t before = layout::windows_before(Slot);
-                    // Behind the words are those of the other arrays, and what is left of scalars.
+                    // From a word to its body: later words and scalars, and the bodies before it.
                     store_words<first.body - word_size, arrays.end - arrays.first>(
                         table + first.least_at + left.template bytes<0, before>(),
                         static_cast<uint32_t>(
@@ -108,7 +108,7 @@ class squeeze_writer {
         return end;
     }
 
-    /// The same of a record that has none left out: everything lies where it always lies.
+    /// The same for a record with no zero scalar: every field has a constant place.
     [[gnu::always_inline]] static void write_full(uint8_t *__restrict vtable,
                                                   const uint8_t *__restrict record,
                                                   const record_windows<M> &windows)
@@ -139,7 +139,7 @@ class squeeze_writer {
     }
 
   private:
-    /// All scalars of a window in order and at the end of squeeze_width bytes, whatever lies below.
+    /// All scalars of a window, in order, at the end of squeeze_width bytes; any bytes below.
     template <uint32_t Window>
     [[gnu::always_inline]] static u8x16 at_the_end(u8x16 bytes)
     {
@@ -166,7 +166,7 @@ class squeeze_writer {
     /// The window that squeezes a scalar.
     static constexpr uint32_t window_of(uint32_t s) { return layout::windows_before(s + 1) - 1; }
 
-    /// The arrays in a row of which a slot is one: their words and their bodies are at equal
+    /// Successive arrays with bodies of one size, so that their words and bodies are at equal
     /// distances.
     struct run {
         uint32_t first;
@@ -186,7 +186,7 @@ class squeeze_writer {
         return result;
     }
 
-    /// Offset words that grow by `Step`, `Count` of them: four at a time where there are four.
+    /// Stores `Count` offset words, which grow by `Step`; four at a time where there are four.
     template <uint32_t Step, uint32_t Count, uint32_t Begin = 0>
     [[gnu::always_inline]] static void store_words(uint8_t *at, uint32_t first)
     {
@@ -203,12 +203,12 @@ class squeeze_writer {
         }
     }
 
-    /// Of offset words in a row: their entries, less the one before them.
+    /// The entries of successive offset words, less the entry of the slot before the first of them.
     static constexpr i16x8 word_steps = {4, 8, 12, 16, 20, 24, 28, 32};
 
-    /// The entries of `Slots` slots from `First` on, the last of which are arrays; returns the last
-    /// lane in all, or that of the slot behind them. What a store spills is written again: by the
-    /// next one, or by the soffset.
+    /// Stores the entries of `Slots` slots from `First` on; past the eighth all are arrays. Returns
+    /// in every lane the entry of the slot behind them or, of eight slots or more, of the eighth.
+    /// Bytes stored past the entries are overwritten, by the next store or by the soffset.
     template <uint32_t First, uint32_t Slots>
     [[gnu::always_inline]] static i16x8 store_entries(uint8_t *vtable, i16x8 entries)
     {

@@ -1,15 +1,15 @@
-// The kernels: what is quick to read, measure and write of tables, in native byte order.
+// The kernels: they read, measure and write common forms of tables fast, in native byte order.
 //
 // A kernel for one table finishes, or declines and has written nothing. A kernel for elements
-// finishes as many whole elements as it can, one after another, and says how many; the caller does
-// the next by the plain codec and comes back. Kernels log nothing and allocate nothing. Taking them
-// all away changes nothing but time.
+// finishes as many whole elements as it can, one after another, and says how many. The caller does
+// the next element with the plain codec's steps, then calls the kernel again. Kernels log nothing
+// and allocate nothing. Without them every result would be the same, only slower.
 //
 //   bytes                              kernel            reads
 //   as a frame                         read_framed       the known form of a frame
 //   packed, no scalar left out         read_full         the known form of a full table
-//   packed, any scalar left out        read_packed       that, and fields spread by their entries
-//   anything else                      none              the plain reader's
+//   packed, any scalar left out        read_packed       as read_full; else spreads by the entries
+//   anything else                      none              left to the plain codec's steps
 #pragma once
 
 #include "serial/fast/forms.h"
@@ -18,8 +18,8 @@
 
 namespace vorl::fast {
 
-/// A table as its frame has it, the frame's root offset included. `table` is at least 4 and at most
-/// len - 4.
+/// Reads a table that stands in a frame, whose root offset is checked too. `table` is at least 4
+/// and at most len - 4.
 template <const message &M>
 [[gnu::always_inline]] inline bool read_framed(const uint8_t *bytes, uint32_t len, uint32_t table,
                                                uint8_t *record)
@@ -32,7 +32,7 @@ template <const message &M>
     return true;
 }
 
-/// A table as the packer has it when no scalar is left out. Any `table`.
+/// Reads a table as the packer writes it when no scalar is left out. `table` may be any number.
 template <const message &M>
 [[gnu::always_inline]] inline bool read_full(const uint8_t *bytes, uint32_t len, uint64_t table,
                                              uint8_t *record)
@@ -40,13 +40,13 @@ template <const message &M>
     using form = full_table_form<M>;
     constexpr uint32_t table_length =
         form::image.bytes[entry_size] + 256U * form::image.bytes[entry_size + 1];
-    // From the first place that a vtable can have: one that lies before wraps, and is far outside.
+    // The vtable has `places` possible positions, from word_size on; a lower one wraps and fails.
     constexpr uint32_t least_len = word_size + form::extent;
     const uint32_t places = len < least_len ? 0 : len - least_len + 1;
     const uint64_t vtable = table - vtable_length(M);
     if (vtable - word_size >= places)
         return false;
-    // The table length differs first when something is left out.
+    // The table length is compared first, because it differs whenever a scalar is left out.
     if (load<native, uint16_t>(bytes + vtable + entry_size) != table_length ||
         form::mismatch(bytes + vtable) != 0)
         return false;
@@ -54,7 +54,7 @@ template <const message &M>
     return true;
 }
 
-/// A table as the packer has it: behind its vtable, with all slots in that. Any `table`.
+/// Reads a table as the packer writes it: behind its vtable, which has all slots. Any `table`.
 template <const message &M>
 [[gnu::always_inline]] inline bool read_packed(const uint8_t *bytes, uint32_t len, uint64_t table,
                                                uint8_t *record)
@@ -72,7 +72,7 @@ template <const message &M>
     return false;
 }
 
-/// A whole message whose root offset is that of either encoding.
+/// Reads a whole message whose root offset is that of a frame or of a packed record.
 template <const message &M>
 [[gnu::always_inline]] inline bool read_message(uint32_t root, const uint8_t *bytes, uint32_t len,
                                                 uint8_t *record)
@@ -85,9 +85,9 @@ template <const message &M>
     return false;
 }
 
-/// Of `count` tables, each behind an offset word at `words` (inside), the first ones into `records`,
-/// until one is in no form that a kernel knows. Returns how many. `MayBeFramed`: they may be tables
-/// of frames, which they are in the frame of a message that holds an array of them.
+/// Reads `count` tables into `records`, up to the first one in a form that no kernel knows. Returns
+/// how many it has read. Their offset words begin at `words` and lie inside the bytes.
+/// `MayBeFramed`: the tables may be in frames, as they are when the whole message is a frame.
 template <const message &M, bool MayBeFramed>
 [[gnu::noinline]] uint32_t read_tables(uint32_t words, uint32_t count, uint8_t *records,
                                        const uint8_t *bytes, uint32_t len)
@@ -119,8 +119,8 @@ template <const message &M>
     size += sum;
 }
 
-/// Packs `count` records at `at`, one table behind the other; word i of those at `words` is made to
-/// lead to table i. Returns the end.
+/// Packs `count` records at `at`, one table behind the other, and makes word i at `words` lead to
+/// table i. Returns the end.
 template <const message &M>
 [[gnu::noinline]] uint8_t *pack_tables(uint8_t *words, uint8_t *at, uint32_t count,
                                        const uint8_t *records)
@@ -144,7 +144,7 @@ template <const message &M>
 /// What pack_message returns when the bytes do not fit.
 inline constexpr uint32_t no_room = 0xFFFFFFFF;
 
-/// Packs a record that has scalars left out. `zeros` are what presence<M> takes: which.
+/// pack_message for a record with scalars left out. `zeros`, from presence<M>::apart, says which.
 template <const message &M, class... Zeros>
 [[gnu::noinline]] uint32_t pack_with_absent(const uint8_t *record, uint8_t *to, uint32_t *room,
                                             Zeros... zeros)
@@ -159,8 +159,8 @@ template <const message &M, class... Zeros>
     return 0;
 }
 
-/// Packs a record with its root offset where that takes at most `*room` bytes, says there how many,
-/// and returns 0. Otherwise writes nothing and returns no_room.
+/// Packs a record, with its root offset, if that takes at most `*room` bytes; stores the size in
+/// `*room` and returns 0. Otherwise writes nothing and returns no_room.
 template <const message &M>
 [[gnu::always_inline]] inline uint32_t pack_message(const uint8_t *record, uint8_t *to,
                                                     uint32_t *room)

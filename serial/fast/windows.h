@@ -1,5 +1,5 @@
-// A flat record seen through windows: sixteen bytes of it each, as few as cover everything that is
-// not an array, in slot order, with seven scalars at most.
+// A flat record seen through windows. Each window is sixteen bytes of the record and stands for at
+// most seven scalars; together, in slot order, they cover everything that is not an array.
 //
 //   srv6_common_fwd, 56 bytes: f0 f1 of 4 bytes, f2 to f5 of 1, arrays f6 and f7 of 16,
 //   f8 f9 of 1, f10 f11 of 2, f12 f13 of 1, f14 of 4
@@ -20,7 +20,7 @@
 namespace vorl {
 
 inline constexpr uint32_t lane_count = 16;
-inline constexpr uint32_t window_scalar_limit = 7; ///< a squeeze_row has one lane more
+inline constexpr uint32_t window_scalar_limit = 7; ///< one less than squeeze_row::entry_lanes
 inline constexpr uint8_t no_byte = 0x80;           ///< a shuffle index that yields zero
 
 constexpr lanes filled(uint8_t with)
@@ -31,7 +31,7 @@ constexpr lanes filled(uint8_t with)
     return result;
 }
 
-/// Scalars of a window: where in it, and how wide.
+/// The scalars of a window: where each lies in it, and how many bytes it has.
 struct window_shape {
     uint32_t count;
     uint8_t at[window_scalar_limit];
@@ -58,11 +58,11 @@ struct packed_layout {
         uint32_t size;     ///< of the member
         uint32_t field;    ///< bytes in the field area
         uint32_t least_at; ///< offset from the table when no scalar before is present
-        uint32_t last_at;  ///< and when all are
+        uint32_t last_at;  ///< offset from the table when all scalars before are present
         uint32_t count;    ///< of an array
         uint32_t body;     ///< of an array: bytes of its body
-        uint32_t body_at;  ///< and where it lies behind the fields
-        uint32_t arrays;   ///< before it
+        uint32_t body_at;  ///< of an array: offset of its body from the end of the fields
+        uint32_t arrays;   ///< number of arrays before this slot
         bool is_scalar;
     };
     struct facts {
@@ -98,21 +98,21 @@ struct packed_layout {
         return result;
     }();
 
-    /// Bytes that a window is squeezed into. It is stored so that it ends where its fields end, so
-    /// the vtable and the soffset before them must take what spills: see squeeze.h.
+    /// Bytes that are stored for a window. They end where its fields end, and may begin before its
+    /// fields. There the vtable and the soffset must have room for them: see squeeze.h.
     static constexpr uint32_t squeeze_width = slots >= 4 ? 16 : 8;
     static_assert(vtable_length(slots) + word_size >= squeeze_width);
 
     struct window {
         uint32_t at;    ///< of its sixteen bytes in the record
-        uint32_t first; ///< slots [first, end) are squeezed together, and all scalars
+        uint32_t first; ///< slots [first, end), all scalars, are squeezed together
         uint32_t end;
     };
     struct window_list {
         window windows[slots];
         uint32_t count;
     };
-    /// A record shorter than a window has one, read and written in part.
+    /// A window of a record of fewer than sixteen bytes is the whole record.
     static constexpr uint32_t window_size = M.record_size < 16 ? M.record_size : 16;
     static constexpr window_list windows = [] {
         window_list result{};
@@ -179,7 +179,7 @@ struct packed_layout {
     {
         return windows.windows[window].end - windows.windows[window].first;
     }
-    /// Windows that begin before a slot.
+    /// The number of windows whose first slot is before `slot`.
     static constexpr uint32_t windows_before(uint32_t slot)
     {
         uint32_t count = 0;
@@ -189,7 +189,7 @@ struct packed_layout {
     }
 };
 
-/// Flat, and of a shape that windows can take.
+/// True when the message is flat, and of a shape that the kernels for windows can handle.
 template <const message &M>
 inline constexpr bool has_windows = [] {
     if constexpr (is_flat(M))

@@ -1,13 +1,13 @@
-// Which scalars of a record are zero, window by window, as a row of a table.
+// Finds which scalars of a record are zero. For each window, the answer selects a row of a table.
 //
 //   window          [f0 = 7     ][f1 = 0     ][2][0][4][5][of other slots      ]
 //   zero lanes      [00 00 00 00][FF FF FF FF][0][F][0][0]
-//   one a scalar     00           FF           0  F  0  0                        by a shuffle
+//   lane per scalar  00           FF           0  F  0  0                        by a shuffle
 //   as bits          0            1            0  1  0  0      row 0b001010 of the window's table
 //
-// A row has what the window comes to when those scalars are left out: the shuffle that squeezes the
-// others together, and the vtable entries. So no branch depends on a value, and a record whose zeros
-// differ from the last one's costs no misprediction.
+// A row says how to pack the window when those scalars are left out: it has the shuffle that
+// squeezes the others together, and the vtable entries. So a branch may depend on whether a scalar
+// is zero, but none depends on which ones are, and so that costs no misprediction.
 #pragma once
 
 #include <array>
@@ -16,20 +16,20 @@
 
 namespace vorl {
 
-/// What a window comes to when some of its scalars are left out.
+/// How a window is packed when some of its scalars are left out.
 struct squeeze_row {
     static constexpr uint32_t entry_lanes = 8;
 
-    /// The shuffle that moves the bytes of the others, in order, to the end of those that are
-    /// stored, zeros below.
+    /// The shuffle that moves the other scalars, in order, to the end of the bytes that are stored,
+    /// with zeros below them.
     alignas(16) uint8_t indices[16];
-    /// The vtable entries of the scalars, and from lane `count` on those of the offset words that
-    /// follow: of the first window as they are, of others to be added to those of the one before.
+    /// Vtable entries: of the scalars and, from lane `count` on, of the offset words that follow.
+    /// Those of the first window are final; to later ones, an entry of the window before is added.
     int16_t entries[entry_lanes];
 };
 
-/// The rows of a window that is squeezed to `Width` bytes, by which of its scalars are left out, as
-/// bits. Entries begin with `First`; `Absent` stands for those of what is left out.
+/// The rows of a window that is squeezed to `Width` bytes. Bit s of the index is set when scalar s
+/// is left out. The first entry is `First`; a scalar that is left out has the entry `Absent`.
 template <window_shape Shape, uint32_t Width, uint32_t First, int16_t Absent>
 struct squeeze_table {
     static constexpr auto rows = [] {
@@ -56,21 +56,21 @@ struct squeeze_table {
     }();
 };
 
-/// Where the rows of a window begin to count.
+/// The values that the entries in the rows of a window start from.
 template <const message &M>
 struct entry_layout {
     using layout = packed_layout<M>;
 
-    /// Slots from the first of a window to the first of the next: its scalars, then arrays.
+    /// How many slots there are from a window to the next: its scalars, then arrays.
     static constexpr uint32_t slots_of(uint32_t window)
     {
         return (window + 1 < layout::windows.count ? layout::windows.windows[window + 1].first
                                                    : layout::slots) -
                layout::windows.windows[window].first;
     }
-    /// Where the entries of a window begin: of the first, behind the soffset and the offset words
-    /// before it; of others, behind the last entry that the lanes of the one before have, if its
-    /// slots are more than that.
+    /// The first entry of a window. Of the first window: behind the soffset and the offset words
+    /// before it. Of another: its distance from the entry that is added to it, which is that of the
+    /// last lane if the window before has more slots than fit into lanes; otherwise 0.
     static constexpr uint32_t first_entry(uint32_t window)
     {
         if (window == 0)
@@ -79,7 +79,7 @@ struct entry_layout {
         const uint32_t last_lane = squeeze_row::entry_lanes - 1;
         return before > last_lane ? (before - last_lane) * word_size : 0;
     }
-    /// Below 0 whatever is added.
+    /// The entry of a scalar that is left out: below 0 whatever is added, or 0 where nothing is.
     static constexpr int16_t absent_entry(uint32_t window)
     {
         return window == 0 ? 0 : INT16_MIN / 2;
@@ -93,7 +93,7 @@ inline constexpr auto &squeeze_rows =
                   entry_layout<M>::first_entry(Window),
                   entry_layout<M>::absent_entry(Window)>::rows;
 
-/// Which scalars of a record are zero: a vector a window, a lane a scalar.
+/// Which scalars of a record are zero: a vector for each window, with a lane for each scalar.
 template <const message &M>
 class presence {
   public:
@@ -111,7 +111,7 @@ class presence {
     {
         static_assert(sizeof...(Zeros) == layout::windows.count);
     }
-    /// Calls with what the constructor before this takes: vectors, which travel in registers.
+    /// Passes to `call` what the constructor above takes: vectors, which are passed in registers.
     template <class Call>
     [[gnu::always_inline]] auto apart(Call &&call) const
     {
@@ -132,7 +132,7 @@ class presence {
         return is_zero(any);
     }
 
-    /// What a window comes to.
+    /// The row that tells how a window is packed.
     template <uint32_t Window>
     [[gnu::always_inline]] const squeeze_row &row() const
     {
@@ -140,7 +140,7 @@ class presence {
     }
 
   private:
-    /// Shuffle of a window to lanes, one a scalar: that takes its first byte.
+    /// The shuffle from a window to one lane for each scalar, which gets the scalar's first byte.
     static constexpr lanes window_to_lanes(uint32_t window)
     {
         const window_shape shape = layout::shape(window);
@@ -158,7 +158,7 @@ class presence {
         }
         return false;
     }
-    /// Of a window, all bytes but those of its wider scalars.
+    /// A mask of all bytes of a window but those of scalars wider than `width`.
     static constexpr lanes not_wider(uint32_t window, uint32_t width)
     {
         const window_shape shape = layout::shape(window);
@@ -170,7 +170,7 @@ class presence {
         return result;
     }
 
-    /// Into the bytes of scalars of this width, whether they are zero. Widths come in falling order.
+    /// Marks the scalars of this width that are zero. The wider ones have to be marked already.
     template <uint32_t Window, uint32_t Width, class Vector>
     [[gnu::always_inline]] static void compare(u8x16 &zeros, u8x16 bytes)
     {

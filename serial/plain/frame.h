@@ -13,7 +13,7 @@ struct frame_writer {
     uint8_t *vtable;
     uint8_t *at; ///< where the next field goes
 
-    /// Begins a frame at `frame`: all of it but fields and their entries. Padding is zero.
+    /// Writes all of a frame at `frame` but the fields and their entries. Padding is zero.
     [[gnu::always_inline]] frame_writer(uint8_t *frame, const frame_layout &layout,
                                         const message &m)
         : table(frame + frame_table_at), vtable(frame + layout.vtable_at), at(table + word_size)
@@ -28,8 +28,8 @@ struct frame_writer {
         memset(vtable_end, 0, static_cast<size_t>(frame + layout.length - vtable_end));
     }
 
-    /// A field and its entry. `frames(to, count, records)` writes the frames of nested records, one
-    /// behind the other.
+    /// Writes a field and its entry. `frames(to, count, records)` writes the frames of nested
+    /// records, one behind the other.
     template <class Frames>
     [[gnu::always_inline]] void put_field(uint32_t index, const slot &s, const uint8_t *record,
                                           Frames &&frames)
@@ -53,7 +53,7 @@ struct frame_writer {
     }
 
   private:
-    /// Offset words, then the frames, to whose tables they lead.
+    /// Writes offset words, then frames. Each word leads to the table in its frame.
     template <class Frames>
     [[gnu::always_inline]] static void put_elements(uint8_t *words, const slot &s,
                                                     const uint8_t *records, Frames &&frames)

@@ -6,9 +6,9 @@
 
 namespace vorl {
 
-/// Adds what one slot takes, its body included. `tables(count, records, size)` adds what the tables
-/// take that it leads to. False: a vector has a count but no pointer, which is what a failed unpack
-/// leaves; such a record is not to be sent on as an empty one.
+/// Adds the bytes that one slot takes, its body included. `tables(count, records, size)` adds those
+/// of the tables that the slot leads to. False: a vector has a count but no pointer, which is what
+/// a failed unpack leaves; such a record must not be sent on as if the vector were empty.
 template <class Tables>
 [[gnu::always_inline]] inline bool add_slot_size(const slot &s, const uint8_t *record,
                                                  uint64_t &size, Tables &&tables)

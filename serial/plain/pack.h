@@ -1,16 +1,16 @@
 // Record -> packed bytes: vtable, table, bodies, then the tables that it leads to.
 //
 //   vtable   2 + 2        its length, the table's length
-//            2 a slot     entry: where the slot's field lies in the table, 0 when it is left out
+//            2 each       for each slot: where its field lies in the table, 0 when it is left out
 //   table    4            soffset: the vtable's length, for the vtable lies just before
 //   fields                of slots that are present, in slot order: a scalar, or an offset word
 //   bodies                of arrays and vectors, in slot order: count, then values or offset words
-//   -- here ends the table's length --
-//   tables                that the words lead to, in slot order, each from its own vtable on
+//   -- the table's length counts to here --
+//   tables                that the offset words lead to, in slot order, each with its vtable first
 //
-// No byte is padding. A slot is packed in three steps, one for each part that it has a share in;
-// each step is written once, for whoever walks the slots: a loop (pack.cpp), or code that is made
-// for one message (serial/unrolled.h).
+// No byte is padding. A slot is packed in three steps: its field, its body, its tables. Each step
+// is written once, and is called by a loop over the slots (pack.cpp) or by code that is made for
+// one message (serial/unrolled.h).
 #pragma once
 
 #include "serial/layout.h"
@@ -25,7 +25,7 @@ struct table_writer {
     uint8_t *table;
     uint8_t *at; ///< where the next byte goes
 
-    /// Begins a table whose vtable is at `vtable_at`: no slot is there yet.
+    /// Begins a table whose vtable is at `vtable_at`. All its slots are absent so far.
     [[gnu::always_inline]] table_writer(uint8_t *vtable_at, const message &m)
         : vtable(vtable_at), table(vtable_at + vtable_length(m)), at(table + word_size)
     {
@@ -49,8 +49,8 @@ struct table_writer {
     }
 
     /// Second step: the body of an array or a vector, and the word at `field` that leads to it.
-    /// Returns the first of the offset words that lead to tables: of a body that has such, left
-    /// open; of the rest, the field itself.
+    /// Returns where the elements of the body begin; `field` for a slot that has no body. Offset
+    /// words that lead to tables are not written yet.
     [[gnu::always_inline]] uint8_t *put_body(uint8_t *field, const slot &s, const uint8_t *record)
     {
         if (field == nullptr || s.shape == slot_shape::scalar || s.shape == slot_shape::table)
@@ -65,14 +65,14 @@ struct table_writer {
         return elements;
     }
 
-    /// Between the second and the third: all that the table's length counts is written.
+    /// Between the second step and the third: writes the table's length, which is then known.
     [[gnu::always_inline]] void close() const
     {
         store<Order>(vtable + entry_size, static_cast<uint16_t>(at - table));
     }
 
     /// Third step: the tables that a slot leads to. `tables(words, at, count, records)` writes
-    /// them at `at`, and the offset words that lead to them; it returns their end.
+    /// them at `at`, and their offset words at `words`; it returns the end of the tables.
     template <class Tables>
     [[gnu::always_inline]] void put_tables(uint8_t *words, const slot &s, const uint8_t *record,
                                            Tables &&tables)
@@ -85,13 +85,13 @@ struct table_writer {
             at = tables(words, at, element_count(s, record), elements_of(s, record));
     }
 
-    /// What put_field has returned, from the table itself.
+    /// What put_field returned for a slot, found in the table again.
     uint8_t *field_of(uint32_t index) const
     {
         const auto entry = load<Order, uint16_t>(vtable + entry_at(index));
         return entry == 0 ? nullptr : table + entry;
     }
-    /// What put_body has returned.
+    /// What put_body returned for a slot.
     uint8_t *words_of(uint32_t index, const slot &s) const
     {
         uint8_t *const field = field_of(index);
@@ -101,7 +101,7 @@ struct table_writer {
     }
 };
 
-/// The offset word at `word` leads to a table whose vtable is at `vtable`.
+/// Makes the offset word at `word` lead to the table whose vtable is at `vtable`.
 template <byte_order Order>
 [[gnu::always_inline]] inline void lead_to(uint8_t *word, const uint8_t *vtable, const message &m)
 {
@@ -110,8 +110,8 @@ template <byte_order Order>
 
 namespace plain {
 
-/// Packs `count` records at `at`, one table behind the other, each with all that it leads to.
-/// Word i of those at `words` is made to lead to table i. Returns the end.
+/// Packs `count` records at `at`, one table behind the other, each with all that it leads to, and
+/// makes word i at `words` lead to table i. Returns the end.
 template <byte_order Order>
 uint8_t *pack_tables(uint8_t *words, uint8_t *at, uint32_t count, const uint8_t *records,
                      const message &m);

@@ -1,5 +1,5 @@
-// Whether a slot of a record is packed. This is the one place that decides it; the kernels decide
-// the same of sixteen bytes at once (serial/fast/zeros.h) and are held to this by the tests.
+// Whether a slot of a record is packed: the rule, and the one place where it stands. The kernels
+// apply it to sixteen bytes at once (serial/fast/zeros.h); tests hold them to this.
 #pragma once
 
 #include "serial/slot.h"
@@ -7,7 +7,7 @@
 
 namespace vorl {
 
-/// Elements that follow a slot's count: N of an array, what the record says of a vector.
+/// The number of elements of a slot: N for an array, the count in the record for a vector.
 [[gnu::always_inline]] inline uint32_t element_count(const slot &s, const uint8_t *record)
 {
     return s.is_vector() ? member<uint32_t>(record, s.count_at) : s.count;
@@ -20,7 +20,7 @@ namespace vorl {
 }
 
 /// False: the slot is left out, its vtable entry is 0, and a reader finds zero, or no elements. A
-/// scalar is left out when it is zero, a vector when its count is; the rest never is.
+/// scalar is left out when it is zero, a vector when its count is zero, any other slot never.
 [[gnu::always_inline]] inline bool is_present(const slot &s, const uint8_t *record)
 {
     if (s.is_vector())

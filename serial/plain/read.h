@@ -1,7 +1,7 @@
-// Bytes -> record, checking every offset before it is followed. The bytes are another process's:
-// any content, any alignment. What is promised for any `len` bytes: nothing outside them is read,
-// nothing outside the record and the blocks it asked for is written, and every read is checked
-// against `len` once.
+// Bytes -> record, checking every offset before it is followed. The bytes come from another process
+// and may have any content and any alignment. For any `len` bytes, nothing outside them is read,
+// nothing outside the record and the allocated blocks is written, and every read is checked against
+// `len` once.
 //
 //    root offset ----> table ---- soffset ----> vtable
 //                        |                       entry of slot 0
@@ -10,13 +10,13 @@
 //                          offset word -+--> count, elements
 //
 // What is not checked: that fields lie inside the table, that vtable, fields and bodies do not
-// overlap, that the table length is right, that the vtable ends with the message's own slots. A
-// reader need not care, and a newer sender may add slots.
+// overlap, that the table length is right, that the vtable ends with the message's own slots. The
+// reads are safe without these checks, and a newer sender may add slots.
 //
-// A record is zeroed before its table is read, so an absent slot is one that is left alone. Reading
-// stops at the first field that fails; what was read before it stays. The listener hears of a table
-// whose position, vtable position or vtable length is out of range; of fields it hears only when it
-// watches.
+// A record is zeroed before its table is read, so nothing is done for an absent slot. Reading stops
+// at the first field that fails; what was read before it stays. The listener is told of a table
+// whose position, vtable position or vtable length is out of range, and of memory that could not be
+// had. It is told of fields only when it watches.
 #pragma once
 
 #include "serial/layout.h"
@@ -39,32 +39,32 @@ struct checked_table {
 
 namespace plain {
 
-/// The three checks of a table.
+/// Makes the three checks of the table at `position`, and fills `table` when they pass.
 template <byte_order Order>
 bool find_table(uint32_t position, checked_table &table, table_role role, received from,
                 const listener &to, const message &m);
 
-/// The slots of a table into a zeroed record, in slot order. False: a field failed, or something
-/// that it leads to.
+/// Reads the slots of a table into a zeroed record, in slot order. False: a field failed, or
+/// something that it leads to.
 template <byte_order Order>
 bool read_slots(const checked_table &table, uint8_t *record, table_role role, received from,
                 const listener &to, const message &m);
 
-/// `count` tables into zeroed records, checks and slots. Each stands behind an offset word of its
-/// own; the words, at `words`, lie inside.
+/// Checks `count` tables and reads them into zeroed records. Each has an offset word of its own;
+/// the words begin at `words` and lie inside the bytes.
 template <byte_order Order>
 bool read_tables(uint32_t words, uint32_t count, uint8_t *records, received from,
                  const listener &to, const message &m);
 
-/// One table, which is not a root that leads elsewhere, into a zeroed record.
+/// Checks one table and reads it into a zeroed record, in the role non_root.
 template <byte_order Order>
 bool read_table(uint32_t position, uint8_t *record, received from, const listener &to,
                 const message &m);
 
 } // namespace plain
 
-/// The field of one slot, while its table is read. The steps are written once, for whoever walks
-/// the slots: a loop (read.cpp), or code that is made for one message (serial/unrolled.h).
+/// Reads one slot of a table. The steps are written once, and are called by a loop over the slots
+/// (read.cpp) or by code that is made for one message (serial/unrolled.h).
 template <byte_order Order>
 struct slot_reader {
     const received &from;
@@ -80,8 +80,8 @@ struct slot_reader {
         return load<Order, uint16_t>(from.bytes + table.vtable + entry_at(index));
     }
 
-    /// Into a zeroed record. `tables(words, count, records)` reads the tables that the slot leads
-    /// to. `s` is slot `index` of the message.
+    /// Reads a slot into a zeroed record. `tables(words, count, records)` reads the tables that the
+    /// slot leads to. `s` is slot `index` of the message.
     template <class Tables>
     [[gnu::always_inline]] bool read(const checked_table &table, uint32_t index, const slot &s,
                                      uint8_t *record, Tables &&tables) const
@@ -98,7 +98,7 @@ struct slot_reader {
             copy_values<Order>(into, from.bytes + at, 1, s.width);
             return true;
         }
-        // Where a table lies is its own reader's to check.
+        // `tables` checks where the nested table lies.
         if (s.shape == slot_shape::table)
             return tables(at, 1, into);
 
@@ -132,7 +132,7 @@ struct slot_reader {
         if (count == 0)
             return true;
         const uint64_t size = uint64_t{count} * (s.nested == nullptr ? 1 : s.nested->record_size);
-        // A size past 32 bits, which no allocator is asked for, counts as an allocation that failed.
+        // A size past 32 bits counts as a failed allocation; the allocator is not asked.
         void *block =
             size > UINT32_MAX ? nullptr : to.allocate(to, static_cast<uint32_t>(size), role, m);
         if (block == nullptr) {

@@ -10,7 +10,7 @@
 
 namespace vorl {
 
-/// What one slot owns, if it is a vector.
+/// Releases what one slot owns, if it is a vector.
 [[gnu::always_inline]] inline void release_slot(uint8_t *record, const slot &s, const listener &to,
                                                 const message &m)
 {
@@ -24,8 +24,8 @@ namespace vorl {
 
 namespace plain {
 
-/// Releases what the record owns: its vectors first, then those of nested records, each in slot
-/// order, each for the message that holds it.
+/// Releases what the record owns: its own vectors first, then those of nested records, in slot
+/// order. The listener is given the message that holds the vector.
 void release(uint8_t *record, const listener &to, const message &m);
 
 } // namespace plain
