@@ -7,19 +7,6 @@
 
 namespace vorl {
 
-/// Where in a message's functions a line is logged: the `line` argument of the log call. Values are
-/// kept from release to release, so that a line number in an old log still tells the place.
-enum class log_line : uint32_t {
-    pack_arguments = 1,
-    unpack_arguments = 2,
-    root_table = 10,        // plus the table_check
-    table = 20,             // plus the table_check
-    root_allocation = 1000, // plus the slot
-    allocation = 2000,      // plus the slot
-};
-
-inline constexpr const char *usual_malloc_text = "[ZELKO]:Malloc unpack data unsuccess, size(%u)";
-
 /// The name under which the log and the allocator know the function that reads a table.
 inline const char *reader_name(table_role role, const message &m)
 {

@@ -7,9 +7,9 @@ namespace vorl {
 uint32_t unpack_plainly(const void *buf, int32_t len, void *out, const message &m)
 {
     if (buf == nullptr || len < static_cast<int32_t>(word_size) || out == nullptr) {
-        log(ctx_of(m, direction::receive), log_kind,
-            static_cast<uint32_t>(log_line::unpack_arguments), name_of(function_name::unpack, m),
-            "[ZELKO]:Param invalid(%s, %d, %s)", null_or_not(buf), len, null_or_not(out));
+        log(ctx_of(m, direction::receive), log_kind, log_line::unpack_arguments,
+            name_of(function_name::unpack, m), log_text::unpack_arguments, null_or_not(buf), len,
+            null_or_not(out));
         return m.record_size;
     }
     const received from = {static_cast<const uint8_t *>(buf), static_cast<uint32_t>(len)};
@@ -45,9 +45,9 @@ uint32_t pack_plainly(const void *in, void *buf, uint32_t *inout_len, const mess
         return failure;
     if (buf == nullptr) {
         // A call without a buffer asks for the size: it is logged, but it succeeds.
-        log(ctx_of(m, direction::send), log_kind, static_cast<uint32_t>(log_line::pack_arguments),
-            name_of(function_name::pack, m), "[ZELKO]:Param invalid(%s, %u, %s)", null_or_not(buf),
-            *inout_len, null_or_not(in));
+        log(ctx_of(m, direction::send), log_kind, log_line::pack_arguments,
+            name_of(function_name::pack, m), log_text::pack_arguments, null_or_not(buf), *inout_len,
+            null_or_not(in));
     } else {
         pack_unsettled(static_cast<uint8_t *>(buf), record, m);
     }

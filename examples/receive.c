@@ -1,4 +1,5 @@
 /* receive DEST COUNT: receives COUNT messages of package srv6 at a destination of this machine. */
+#include <arpa/inet.h>
 #include <stdio.h>
 #include <stdlib.h>
 
@@ -14,7 +15,9 @@ static void print(void *user, uint32_t msg_id, const void *record, uint32_t reco
     printf("msg_id 0x%08X, record of %u bytes, frame of %u\n", msg_id, record_size, frame_length);
     if (msg_id == srv6_localsid_fwd_msg_id) {
         const srv6_localsid_fwd *sid = record;
-        printf("  f0 = %u, f5 = %08x..., f6 = %u\n", sid->f0, sid->f5[0], sid->f6);
+        char address[INET6_ADDRSTRLEN];
+        inet_ntop(AF_INET6, sid->f5, address, sizeof address);
+        printf("  f0 = %u, f5 = %s, f6 = %u\n", sid->f0, address, sid->f6);
     }
 }
 

@@ -10,34 +10,31 @@
 namespace idlc {
 namespace {
 
-// In these texts %P stands for the package, %N for how many messages it has. Lines of the contract
-// name a message M.
+// In these texts %P stands for the package, %N for how many messages it has, %F for one of fixed
+// size. Lines of the contract name a message M.
 constexpr std::string_view contract = R"( *
- * Every message M has seven functions. Lengths and capacities are in bytes. Any thread may call
- * any function at any time, but the library does not guard what the caller passes: threads that
- * use the same record, buffer or length at the same time have to guard it themselves.
+ * Every message M has seven functions. Lengths and capacities are in bytes.
  *
  *   uint32_t M__pack(const M *in, void *buf, uint32_t *inout_len)
  *       Encodes *in into buf, compactly: scalars that are zero are left out. *inout_len is the
  *       capacity of buf on entry and the encoded size on success; it must not be null.
- *       Returns 0 on success. Returns 0xFFFFFFFF, with buf and *inout_len untouched, when in is
+ *       Returns 0 on success. Returns VORL_FAILURE, with buf and *inout_len untouched, when in is
  *       null, the capacity is too small, a vector of the record has a count but no pointer, or
  *       the size does not fit in 32 bits.
  *       To measure a record, pass a null buf and enough capacity (0xFFFFFFFF, say). The call
- *       returns 0 with the size in *inout_len; it also writes a "Param invalid" line to the log.
+ *       returns 0 with the size in *inout_len, and is logged although it has not failed.
  *
  *   uint32_t M__unpack(const void *buf, int32_t len, void *out)
  *       Decodes the len bytes at buf into *out, which is an M that the caller provides. Always
  *       returns sizeof(M), whether it succeeded or failed. buf may hold any bytes, at any
  *       alignment: every offset is checked before it is followed. What a failed call leaves in
  *       *out depends on what failed:
- *         - The arguments: buf or out is null, or len < 4. *out is untouched. This is logged.
+ *         - The arguments: buf or out is null, or len < 4. *out is untouched.
  *         - A check of the root table. *out is untouched when M has a table, a vector or an array
- *           of tables; otherwise it is all zero. This is logged.
+ *           of tables; otherwise it is all zero.
  *         - Anything later. Members that were read before it keep their values, and all others
- *           are zero. Every vector is released: its pointer is null, but its count may stay. A
- *           refused table and a failed allocation are logged; a refused field is not.
- *       Test the pointer of a vector, therefore, never its count alone. A slot that is absent from
+ *           are zero. Every vector is released: its pointer is null, but its count may stay.
+ *       Therefore, test the pointer of a vector, never its count alone. A slot that is absent from
  *       the bytes reads as zero, so a record of zeros may be a message of zeros or a refused one.
  *       Zero a record that holds a vector before its first M__unpack: a call that leaves the
  *       record untouched leaves its pointers as they were. After the call such a record owns
@@ -61,19 +58,74 @@ constexpr std::string_view contract = R"( *
  *   uint32_t M__sendtomsg(uint32_t dest, const M *recs, uint32_t count, uint64_t to)
  *       Encode each record into a frame, and hand all frames to the bus in one call. They go to
  *       the bus destination dest or, when to is not 0, to the explicit destination whose handle is
- *       to. The records remain the caller's, who may release them as soon as the call returns.
- *       Return the bus's result, where 0 means accepted. Return 0xFFFFFFFF, with nothing sent,
- *       when there is no memory, when a record cannot be packed, and, from __sendmsg and
- *       __sendtomsg, when count is 0. The frames of a batch of a variable-size message may take
- *       65536 bytes in all; a batch that needs more is refused whole. For a fixed-size message
- *       rec and recs must not be null, unless count is 0.
+ *       to. The records remain the caller's, and may be released as soon as the call returns.
+ *       Return the bus's result, where 0 means accepted; or VORL_FAILURE, with nothing sent, for
+ *       one of these:
+ *         - There is no memory for the frames. One record of a fixed-size message whose frame is
+ *           at most 1024 bytes long needs none.
+ *         - A record cannot be packed: M has a vector, and M__pack would refuse the record.
+ *         - count is 0, in __sendmsg and __sendtomsg. __sendbatch hands no frames to the bus.
+ *         - The frames of a batch of a message with a vector take more than 65536 bytes in all.
+ *           A record that is sent alone may be larger than that.
+ *       For a fixed-size message rec and recs must not be null, unless count is 0.
  *
  * M__unpack and M_free__unpacked take void * because the bus calls them, through the hooks that
  * %P_recv_init registers.
  *
- * A failure that is logged writes one line to the platform's log, if there is one. The memory of
- * unpacked vectors comes from the platform's cache allocator, the memory of frames from its main
- * allocator. Where the platform does not have one of them, malloc takes its place.
+ * An IPv6 address or a SID is sixteen bytes, in the order of the address: copy them into the member
+ * with memcpy, as inet_pton leaves them. A member that is filled with numbers, as in {0x20010db8},
+ * has the bytes of each number the other way round, and is the address b80d:120::.
+ *
+ * What is logged. A line goes to the platform's log writer, if there is one, with level 2. Each
+ * call writes one line at the most. docs/log.md of the library's sources explains every line.
+ *
+ *   KIND  TEXT                                                  WRITTEN BY
+ *     22  [ZELKO]:Param invalid(%s, %d, %s)                     M__unpack: its arguments
+ *     22  [ZELKO]:Table offset(%u) is out of range(4 - %u)      M__unpack: a table
+ *     22  [ZELKO]:Vtable offset(%u) is out of range(4 - %u)     M__unpack: a table
+ *     22  [ZELKO]:Vtable Len(%u) is out of range(0 - %u)        M__unpack: a table
+ *     12  [ZELKO]:Malloc unpack data unsuccess, size(%u)        M__unpack: memory for a vector
+ *     22  [ZELKO]:Param invalid(%s, %u, %s)                     M__pack: it was asked to measure
+ *
+ * Nothing else is logged: not why M__pack or a send returns VORL_FAILURE, not what the bus returns,
+ * and not that M__unpack refuses a field, which leaves that member and all that follow zero.
+ *
+ * Memory. That of unpacked vectors comes from the platform's cache allocator, that of frames from
+ * its main allocator. Where the platform does not have one of them, malloc takes its place.
+ *
+ * Threads. Any thread may call any function at any time, but the library does not guard what the
+ * caller passes: threads that use the same record, buffer or length at the same time have to guard
+ * it themselves. No function may be called by a signal handler, because it may take a lock,
+ * allocate and log.
+ *
+ * First calls, constructors and fork. The first calls look the platform's services up, under a lock
+ * of the library. While dlopen runs constructors, the dynamic linker holds a lock of its own, and
+ * fork copies a lock that another thread holds, for good. So a first call in a constructor can wait
+ * for ever while another thread makes one, and so can a call in the child of a fork during which
+ * another thread made one. Before you start threads, open libraries or fork, make the calls that
+ * look everything up for this package. To receive, one call, which writes one line to the log:
+ *
+ *   unsigned char bytes[1024] = {0};
+ *   %F record = {0};
+ *   %F__unpack(bytes, 4, &record);
+ *
+ * To send, two calls, of which the second writes one line to the log:
+ *
+ *   uint32_t size = sizeof bytes;
+ *   %F__pack(&record, bytes, &size);
+ *   %F__pack(&record, NULL, &size);
+ *
+ * Unloading. dlclose leaves the library where it is, because the bus keeps the functions that were
+ * registered with it.
+)";
+
+/// The headers of several packages may be included together.
+constexpr std::string_view failure =
+    R"(/* What a function returns that has encoded or sent nothing, where it is not a code of the bus. */
+#ifndef VORL_FAILURE
+#define VORL_FAILURE UINT32_C(0xFFFFFFFF)
+#endif
+
 )";
 
 constexpr std::string_view registration = R"(/*
@@ -102,9 +154,21 @@ std::string replaced(std::string text, std::string_view what, const std::string 
     return text;
 }
 
+/// A message for the calls that bind: of fixed size, so that __unpack binds before it refuses, and
+/// with room for its bytes in the contract's buffer.
+std::string first_to_call(const package &p)
+{
+    for (const message &m : p.messages) {
+        if (m.fixed_size && m.frame_length <= 1024)
+            return m.name;
+    }
+    return "F";
+}
+
 std::string of_package(std::string_view text, const package &p)
 {
-    const std::string named = replaced(std::string(text), "%P", p.name);
+    std::string named = replaced(std::string(text), "%P", p.name);
+    named = replaced(named, "%F", first_to_call(p));
     return replaced(named, "%N", std::to_string(p.messages.size()));
 }
 
@@ -240,6 +304,7 @@ std::string emit_header(const package &p)
     out += of_package(contract, p);
     out += " */\n#pragma once\n\n#include <stdint.h>\n\n#ifdef __cplusplus\nextern \"C\" "
            "{\n#endif\n\n";
+    out += failure;
     out += of_package(registration, p);
     out += "uint32_t " + p.name + "_recv_init(void);\n";
     out += "uint32_t " + p.name + "_send_init(void);\n";

@@ -19,6 +19,7 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include "runtime/log.h"
 #include "serial/slot.h"
 
 namespace vorl {
@@ -32,11 +33,7 @@ using log_write_fn = void (*)(const serial_ctx *ctx, uint32_t level, uint32_t ki
 using allocate_fn = void *(*)(uint32_t size, uint32_t id, const char *tag);
 using release_fn = void (*)(void *block, uint32_t id, const char *tag);
 
-// Arguments of the platform's log and cache calls. The platform prescribes these values, and does
-// not document their meaning.
-inline constexpr uint32_t log_level = 2;
-inline constexpr uint32_t log_kind = 22;
-inline constexpr uint32_t log_kind_no_memory = 12;
+/// Second argument of every call of the cache allocator, which does not document it.
 inline constexpr uint32_t cache_id = 12;
 
 // The platform's log writer reads the first two members, so the order is fixed.

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <regex>
 #include <sstream>
 #include <stdexcept>
@@ -92,10 +93,10 @@ byte_string stated_after(const std::string &page, const std::string &record)
 
 TEST(format_page, packed_local_sid)
 {
-    const std::string record = "srv6_localsid_fwd sid = {.f0 = 1, .f5 = {0x20010db8}, .f6 = 48}";
+    const std::string record = "srv6_localsid_fwd sid = {.f0 = 1, .f6 = 48}";
     srv6_localsid_fwd sid = {};
     sid.f0 = 1;
-    sid.f5[0] = 0x20010db8;
+    std::memcpy(sid.f5, "\x20\x01\x0D\xB8", 4);
     sid.f6 = 48;
     // The page says that it is the README's record.
     EXPECT_NE(document("README.md").find(record), std::string::npos) << record;

@@ -1,4 +1,5 @@
 /* A program as its author writes it: one header, the bus and the codec. Compiled as C and as C++. */
+#include <arpa/inet.h>
 #include <stdio.h>
 #include <string.h>
 
@@ -10,13 +11,16 @@ int main(void)
 {
     srv6_localsid_fwd sid;
     srv6_localsid_fwd back;
+    struct in6_addr address;
     unsigned char bytes[256];
     uint32_t length = sizeof bytes;
 
     memset(&sid, 0, sizeof sid);
     memset(&back, 0, sizeof back);
     sid.f0 = 1;
-    sid.f5[0] = 0x20010db8;
+    if (inet_pton(AF_INET6, "2001:db8::", &address) != 1)
+        return 1;
+    memcpy(sid.f5, &address, sizeof sid.f5);
     sid.f6 = 48;
     if (srv6_send_init() != 0 || srv6_localsid_fwd__pack(&sid, bytes, &length) != 0)
         return 1;

@@ -17,7 +17,8 @@ constexpr const char *json_help = R"(
 The JSON form, one object a line; empty lines and lines that open with # are skipped:
   {"message":"srv6_localsid_fwd","f0":1,"f5":"2001:db8:0:1::","f9":4}
   uint8 to uint64      a whole number, exact up to 2^64 - 1
-  array<uint32, 4>     an IPv6 address; read from an array of 4 numbers, too
+  array<uint32, 4>     an IPv6 address: sixteen bytes in the record, in the order of the address. Read from an
+                       array of 4 numbers, too: then the bytes of each number are the other way round
   array<uint32, 8>     an array of 8 numbers
   array<uint8, N>      hex text, up to N bytes; trailing zero bytes are not written
   vector<uint8>        hex text

@@ -1,13 +1,13 @@
 #!/usr/bin/env bash
-# Compiles examples/receive.c and examples/send.c and has them exchange two records. In the environment: BUILD (directory),
-# SOURCE (of the checkout), CC, TARGET, EMULATOR and SANITIZE (these three may be empty).
+# Compiles the examples, has send.c and receive.c exchange two records, and runs addresses.cpp. In the environment: BUILD
+# (directory), SOURCE (of the checkout), CC, CXX, TARGET, EMULATOR and SANITIZE (these three may be empty).
 set -euo pipefail
 work=$(mktemp -d)
 receiver=
 trap '[ -z "$receiver" ] || kill "$receiver" 2>/dev/null || true; rm -rf "$work"' EXIT
 export VORL_BUS_DIR=$work/bus
 
-fail() { printf 'c_programs.sh: %s\n' "$*" >&2; exit 1; }
+fail() { printf 'programs.sh: %s\n' "$*" >&2; exit 1; }
 
 # same WHAT EXPECTED FOUND
 same() { [ "$2" = "$3" ] || fail "$1: expected
@@ -36,7 +36,13 @@ done
 wait "$receiver" || fail "the receiver ended with $?: $(cat "$work/received")"
 receiver=
 same "what was received" "msg_id 0xB7B345A9, record of 52 bytes, frame of 104
-  f0 = 1, f5 = 20010db8..., f6 = 48
+  f0 = 1, f5 = 2001:db8::, f6 = 48
 msg_id 0xB7B345A9, record of 52 bytes, frame of 104
-  f0 = 2, f5 = 20010db9..., f6 = 64" "$(cat "$work/received")"
+  f0 = 2, f5 = 2001:db9::, f6 = 64" "$(cat "$work/received")"
 same "what the sender printed" "" "$(cat "$work/out")"
+
+"$CXX" $TARGET -std=c++17 -Wall -Wextra -pedantic -Werror $SANITIZE -I"$SOURCE/idl/srv6" "$SOURCE/examples/addresses.cpp" \
+    -L"$BUILD" -lvorl_srv6 -lkavrovorl -Wl,-rpath,"$BUILD" -o "$work/addresses"
+same "the addresses" "f2 = 2001:db8:a001::1
+f3 = 2001:db8:a002::2
+f4 = b80d:120::" "$($EMULATOR "$work/addresses")"
