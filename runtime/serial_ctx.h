@@ -116,9 +116,4 @@ template <class... Arguments>
         ctx.log_write(&ctx, log_level, kind, "", line, function, format, arguments...);
 }
 
-/// Bounded set and copy: the platform's memset_s and memcpy_s where the process has them. `size`
-/// bytes at `to` are the caller's to write.
-void set_zero(void *to, size_t size);
-void copy_bytes(void *to, const void *from, size_t size);
-
 } // namespace vorl

@@ -53,10 +53,10 @@ struct listener {
     void (*no_memory)(const listener &, uint32_t size, uint32_t slot, table_role, const message &);
     /// Memory that `allocate` gave goes back.
     void (*release)(const listener &, void *block, const message &);
-    /// `size` zeros at `to`.
-    void (*set_zero)(void *to, size_t size);
-    /// `size` bytes from `from` to `to`.
-    void (*copy_bytes)(void *to, const void *from, size_t size);
+    /// `size` zeros at `to`. Non-zero: the reader does it, whatever has been written there.
+    int (*set_zero)(void *to, size_t size);
+    /// `size` bytes from `from` to `to`. Non-zero: the same.
+    int (*copy_bytes)(void *to, const void *from, size_t size);
     /// Every step; null when nobody watches.
     void (*watch)(const listener &, const reading_step &) = nullptr;
 };
