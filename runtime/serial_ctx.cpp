@@ -14,12 +14,7 @@ constexpr serial_ctx unbound = {
     .submodule_name = "ZELKO_VANTREL_SERIAL",
     .mem_module_id = 0x6200,
     .service_lock = PTHREAD_MUTEX_INITIALIZER,
-    .log_write = nullptr,
-    .mem_alloc = nullptr,
-    .mem_free = nullptr,
-    .services_bound = 0,
     .cache_lock = PTHREAD_MUTEX_INITIALIZER,
-    .cache_bound = 0,
     .cache_alloc = heap_allocate,
     .cache_free = heap_release,
 };
