@@ -3,6 +3,7 @@
 #pragma once
 
 #include "api/sides.h"
+#include "runtime/bounded.h"
 #include "serial/plain/listener.h"
 
 namespace vorl {

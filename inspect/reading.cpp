@@ -40,8 +40,8 @@ void forget_pages(std::uint8_t *begin, std::uint8_t *end)
 }
 
 void free_block(const listener &, void *block, const message &) { std::free(block); }
-void leave_zero(void *, std::size_t) {}
-void copy_bytes(void *to, const void *from, std::size_t size) { std::memcpy(to, from, size); }
+int leave_zero(void *, std::size_t) { return 0; }
+int leave_to_reader(void *, const void *, std::size_t) { return 1; }
 
 } // namespace
 
@@ -59,7 +59,7 @@ reading::reading(std::span<const std::uint8_t> bytes, records read_ones)
                          const message &) {};
     ears_.release = free_block;
     ears_.set_zero = leave_zero; // calloc's memory is zero, and takes no room until it is touched
-    ears_.copy_bytes = copy_bytes;
+    ears_.copy_bytes = leave_to_reader;
     ears_.watch = [](const listener &l, const reading_step &step) { by(l).take(step); };
 }
 

@@ -2,13 +2,6 @@
 
 #include <dlfcn.h>
 #include <stdlib.h>
-#include <string.h>
-
-extern "C" {
-// Weak: null where the platform does not have them.
-[[gnu::weak]] int memset_s(void *to, size_t capacity, int value, size_t count);
-[[gnu::weak]] int memcpy_s(void *to, size_t capacity, const void *from, size_t count);
-}
 
 namespace vorl {
 namespace {
@@ -21,12 +14,7 @@ constexpr serial_ctx unbound = {
     .submodule_name = "ZELKO_VANTREL_SERIAL",
     .mem_module_id = 0x6200,
     .service_lock = PTHREAD_MUTEX_INITIALIZER,
-    .log_write = nullptr,
-    .mem_alloc = nullptr,
-    .mem_free = nullptr,
-    .services_bound = 0,
     .cache_lock = PTHREAD_MUTEX_INITIALIZER,
-    .cache_bound = 0,
     .cache_alloc = heap_allocate,
     .cache_free = heap_release,
 };
@@ -81,22 +69,6 @@ void bind_cache_once(serial_ctx &ctx)
         __atomic_store_n(&ctx.cache_bound, 1, __ATOMIC_RELEASE);
     }
     pthread_mutex_unlock(&ctx.cache_lock);
-}
-
-void set_zero(void *to, size_t size)
-{
-    if (memset_s != nullptr)
-        memset_s(to, size, 0, size);
-    else
-        memset(to, 0, size);
-}
-
-void copy_bytes(void *to, const void *from, size_t size)
-{
-    if (memcpy_s != nullptr)
-        memcpy_s(to, size, from, size);
-    else
-        memcpy(to, from, size);
 }
 
 } // namespace vorl

@@ -42,12 +42,12 @@ struct serial_ctx {
     const char *submodule_name;
     uint32_t mem_module_id; ///< second argument of every main-allocator call
     pthread_mutex_t service_lock;
-    log_write_fn log_write; ///< null where the process has no log writer
-    allocate_fn mem_alloc;
-    release_fn mem_free;
-    uint32_t services_bound; ///< once flag of binding A
+    log_write_fn log_write = nullptr; ///< stays null where the process has no log writer
+    allocate_fn mem_alloc = nullptr;
+    release_fn mem_free = nullptr;
+    uint32_t services_bound = 0; ///< once flag of binding A
     pthread_mutex_t cache_lock;
-    uint32_t cache_bound; ///< once flag of binding B
+    uint32_t cache_bound = 0; ///< once flag of binding B
     allocate_fn cache_alloc;
     release_fn cache_free;
 };
@@ -111,10 +111,5 @@ template <class... Arguments>
     if (ctx.log_write != nullptr)
         ctx.log_write(&ctx, log_level, kind, "", line, function, format, arguments...);
 }
-
-/// Bounded set and copy: the platform's memset_s and memcpy_s where the process has them, otherwise
-/// memset and memcpy. The `size` bytes at `to` must be writable.
-void set_zero(void *to, size_t size);
-void copy_bytes(void *to, const void *from, size_t size);
 
 } // namespace vorl

@@ -22,17 +22,14 @@ class squeezed {
   public:
     using layout = packed_layout<M>;
 
+    const squeeze_row *row[layout::windows.count]; ///< by window
+
     [[gnu::always_inline]] explicit squeezed(const presence<M> &scalars)
     {
         unroll<layout::windows.count>(
-            [&]<size_t Window>() VORL_INLINED { rows_[Window] = &scalars.template row<Window>(); });
+            [&]<size_t Window>() VORL_INLINED { row[Window] = &scalars.template row<Window>(); });
     }
 
-    template <uint32_t Window>
-    [[gnu::always_inline]] const squeeze_row &row() const
-    {
-        return *rows_[Window];
-    }
     /// The bytes of the scalars that are not left out, in windows [`First`, `End`).
     template <uint32_t First, uint32_t End>
     [[gnu::always_inline]] uint64_t bytes() const
@@ -53,12 +50,10 @@ class squeezed {
     template <uint32_t Window>
     [[gnu::always_inline]] uint64_t bytes_of() const
     {
-        const auto end = static_cast<uint16_t>(row<Window>().entries[layout::scalars_in(Window)]);
+        const auto end = static_cast<uint16_t>(row[Window]->entries[layout::scalars_in(Window)]);
         constexpr uint32_t first = entry_layout<M>::first_entry(Window);
         return uint64_t{end} - first;
     }
-
-    const squeeze_row *rows_[layout::windows.count];
 };
 
 template <const message &M>
@@ -97,7 +92,7 @@ class squeeze_writer {
                 uint8_t *const to = table + slot.least_at + left.template bytes<0, w + 1>();
                 store_first<layout::squeeze_width>(
                     to - layout::squeeze_width,
-                    shuffle(windows.bytes[w], load16(left.template row<w>().indices)));
+                    shuffle(windows.bytes[w], load16(left.row[w]->indices)));
             }
         });
 
@@ -231,7 +226,7 @@ class squeeze_writer {
             store_entries<0, leading>(vtable, word_steps);
         unroll<layout::windows.count>([&]<size_t Window>() VORL_INLINED {
             i16x8 entries;
-            memcpy(&entries, left.template row<Window>().entries, sizeof entries);
+            memcpy(&entries, left.row[Window]->entries, sizeof entries);
             if constexpr (Window > 0)
                 entries = at_least_zero(entries + before);
             before = store_entries<layout::windows.windows[Window].first,

@@ -53,10 +53,10 @@ struct listener {
     void (*no_memory)(const listener &, uint32_t size, uint32_t slot, table_role, const message &);
     /// Takes back memory that `allocate` gave.
     void (*release)(const listener &, void *block, const message &);
-    /// Writes `size` zeros at `to`.
-    void (*set_zero)(void *to, size_t size);
-    /// Copies `size` bytes from `from` to `to`.
-    void (*copy_bytes)(void *to, const void *from, size_t size);
+    /// Writes `size` zeros at `to`. Non-zero: it has refused; the reader writes all of them itself.
+    int (*set_zero)(void *to, size_t size);
+    /// Copies `size` bytes from `from` to `to`. Non-zero: as above.
+    int (*copy_bytes)(void *to, const void *from, size_t size);
     /// Called for every step; null when the listener does not watch.
     void (*watch)(const listener &, const reading_step &) = nullptr;
 };

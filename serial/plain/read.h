@@ -141,11 +141,15 @@ struct slot_reader {
         }
         set_member(record, s.record_at, block);
         if (s.nested == nullptr) {
-            to.copy_bytes(block, from.bytes + elements, count);
+            if (to.copy_bytes(block, from.bytes + elements, count) != 0)
+                memcpy(block, from.bytes + elements, count);
             return true;
         }
-        to.set_zero(block, size);
-        return tables(elements, count, static_cast<uint8_t *>(block));
+        if (to.set_zero(block, size) != 0)
+            memset(block, 0, size);
+        // The count from where it is: to keep it past both calls costs more.
+        return tables(elements, member<uint32_t>(record, s.count_at),
+                      static_cast<uint8_t *>(block));
     }
 
     [[gnu::always_inline]] void passed(reading_step::kind what, uint32_t index, uint32_t at,

@@ -126,5 +126,30 @@ TEST(library, clears_six_flags_as_it_is_loaded)
     EXPECT_EQ(clearing.size(), 6u);
 }
 
+// As packages strip it, and with all that could be taken away beside.
+TEST(library, says_its_version_when_it_is_stripped)
+{
+    const scratch_directory room;
+    const fs::path stripped = room.path() / "renamed.so";
+    for (const std::string options :
+         {"--strip-unneeded --remove-section=.comment --remove-section=.note", "--strip-all"}) {
+        SCOPED_TRACE(options);
+        const outcome stripping = run(room.path(), "'" STRIP "' " + options + " -o '" +
+                                                       stripped.string() + "' '" LIBRARY_FILE "'");
+        ASSERT_EQ(stripping.status, 0) << stripping.err;
+        const std::string file = content(stripped);
+        ASSERT_LT(file.size(), fs::file_size(LIBRARY_FILE));
+        const std::string name = "libvorl_srv6 ";
+        const std::size_t at = file.find(name);
+        ASSERT_NE(at, std::string::npos);
+        EXPECT_EQ(file.find(name, at + 1), std::string::npos) << "it is there twice";
+        const std::string text = file.substr(at, file.find('\0', at) - at);
+        EXPECT_TRUE(std::regex_match(text, std::regex(R"(libvorl_srv6 1\.\d+\.\d+)"))) << text;
+        EXPECT_EQ(text, "libvorl_srv6 " VERSION);
+        // A text of its own: what strings prints is a line.
+        EXPECT_EQ(file[at - 1], '\0');
+    }
+}
+
 } // namespace
 } // namespace vorl::test

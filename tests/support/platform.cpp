@@ -1,5 +1,6 @@
 #include "tests/support/platform.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -19,8 +20,7 @@ void platform::forget_calls()
     sends.clear();
     registrations.clear();
     clean_registrations.clear();
-    memset_s_calls = 0;
-    memcpy_s_calls = 0;
+    bounded.clear();
 }
 
 platform &the_platform()
@@ -80,6 +80,28 @@ std::uint32_t send(bool explicit_target, std::uint32_t dest, const frame_desc *d
         return p.send_refusal;
     return p.bus_result;
 }
+
+#ifndef VORL_TEST_WITHOUT_BOUNDED_COPIES
+
+/// What the two bounded functions have in common; `write` is what they do.
+template <class Write>
+int bounded(bounded_call call, void *to, Write &&write)
+{
+    const std::lock_guard lock(guard);
+    platform &p = the_platform();
+    call.memory_calls = p.memory.size();
+    p.bounded.push_back(call);
+    if (call.count > call.capacity)
+        return 1;
+    if (call.count > p.bounded_limit) {
+        std::memset(to, 0xC3, std::min(call.count, p.bounded_damage));
+        return p.bounded_refusal;
+    }
+    write();
+    return 0;
+}
+
+#endif
 
 } // namespace
 } // namespace vorl::test
@@ -169,22 +191,14 @@ void *vorl_test_dlsym(void *handle, const char *name)
 
 int memset_s(void *to, std::size_t capacity, int value, std::size_t count)
 {
-    const std::lock_guard lock(guard);
-    ++the_platform().memset_s_calls;
-    if (count > capacity)
-        return 1;
-    std::memset(to, value, count);
-    return 0;
+    return bounded({false, to, capacity, value, nullptr, count, 0}, to,
+                   [&] { std::memset(to, value, count); });
 }
 
 int memcpy_s(void *to, std::size_t capacity, const void *from, std::size_t count)
 {
-    const std::lock_guard lock(guard);
-    ++the_platform().memcpy_s_calls;
-    if (count > capacity)
-        return 1;
-    std::memcpy(to, from, count);
-    return 0;
+    return bounded({true, to, capacity, 0, from, count, 0}, to,
+                   [&] { std::memcpy(to, from, count); });
 }
 
 #endif

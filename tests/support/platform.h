@@ -36,6 +36,19 @@ struct memory_call {
     bool operator==(const memory_call &) const = default;
 };
 
+/// A call of memset_s, or of memcpy_s.
+struct bounded_call {
+    bool copies; ///< memcpy_s
+    const void *to;
+    std::size_t capacity;
+    int value;        ///< of memset_s
+    const void *from; ///< of memcpy_s
+    std::size_t count;
+    std::size_t memory_calls; ///< how many allocations and releases came before
+
+    bool operator==(const bounded_call &) const = default;
+};
+
 struct bus_call {
     bool explicit_target; ///< VORL_SendToMsg
     std::uint32_t dest;
@@ -73,7 +86,11 @@ struct platform {
     std::uint32_t refuse_registration_at = 0; ///< 1: the first; 0: none
     std::uint32_t registration_refusal = 7;
     std::uint64_t fail_allocation_at = 0; ///< 1: the next; counts both allocators; 0: none
-    bool keep_frames = true;              ///< copy frame bytes of bus calls
+    // memset_s and memcpy_s
+    std::size_t bounded_limit = SIZE_MAX; ///< larger counts are refused
+    int bounded_refusal = 1;              ///< the result then
+    std::size_t bounded_damage = 0; ///< as many bytes are 0xC3 by then, or all if they are fewer
+    bool keep_frames = true;        ///< copy frame bytes of bus calls
     /// called at every look-up, outside the platform's own lock; may be null
     void (*on_lookup)() = nullptr;
     /// sees what the bus is given, before anything else; may be null
@@ -93,8 +110,7 @@ struct platform {
     std::vector<bus_call> sends;
     std::vector<registration_call> registrations;
     std::vector<vorl::resource_clean_hook> clean_registrations;
-    std::uint64_t memset_s_calls = 0;
-    std::uint64_t memcpy_s_calls = 0;
+    std::vector<bounded_call> bounded;
     std::uint64_t live_blocks = 0; ///< allocated by the ZDT_ services and not released
 
     void forget_calls();

@@ -66,8 +66,8 @@ struct watcher : listener {
               },
               .no_memory = [](const listener &, uint32_t, uint32_t, table_role, const message &) {},
               .release = [](const listener &, void *, const message &) {},
-              .set_zero = [](void *to, size_t size) { memset(to, 0, size); },
-              .copy_bytes = [](void *to, const void *from, size_t size) { memcpy(to, from, size); },
+              .set_zero = [](void *, size_t) { return 1; },
+              .copy_bytes = [](void *, const void *, size_t) { return 1; },
               .watch =
                   [](const listener &l, const reading_step &step) {
                       static_cast<const watcher &>(l).told.push_back(text_of(step));

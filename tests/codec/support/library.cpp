@@ -96,7 +96,8 @@ constexpr std::size_t margin = 16;
 
 unpacked::unpacked(const message &m, const void *buf, std::int32_t len, std::uint8_t fill,
                    std::uint32_t fail_allocation_at)
-    : message_(m), fill_(fill), record_(m, fill, margin)
+    : message_(m), bytes_at_(reinterpret_cast<std::uintptr_t>(buf)),
+      bytes_len_(static_cast<std::uint32_t>(len)), fill_(fill), record_(m, fill, margin)
 {
     the_platform().forget_calls();
     the_platform().fail_allocation_at = fail_allocation_at;
@@ -156,12 +157,38 @@ void unpacked::take_calls()
         outcome_.memory.push_back({reference::memory_event::allocate, call.size, call.tag,
                                    call.block != nullptr ? blocks_.size() : 0});
     }
+    expect_bounded_calls();
     for (std::size_t i = 0; i < blocks_.size(); ++i) {
         if (!outcome_.blocks[i].empty())
             std::memcpy(outcome_.blocks[i].data(), blocks_[i], outcome_.blocks[i].size());
     }
     outcome_.record.assign(record_.at(0), record_.at(0) + message_.record_size);
     number_blocks(message_, outcome_.record.data(), blocks_);
+}
+
+void unpacked::expect_bounded_calls() const
+{
+    const std::vector<memory_call> &memory = the_platform().memory;
+    std::vector<bounded_call> expected;
+    for (std::size_t i = 0; i < memory.size(); ++i) {
+        const memory_call &call = memory[i];
+        if (call.kind == memory_call::release || call.block == nullptr)
+            continue;
+        // A message that holds a vector itself holds one.
+        const message &holder = message_named(call.tag.substr(0, call.tag.rfind("_unpack")));
+        const bool copies =
+            std::any_of(holder.slots.begin(), holder.slots.end(),
+                        [](const vorl::slot &s) { return s.shape == slot_shape::byte_vector; });
+        const void *from = nullptr;
+        if (copies && expected.size() < the_platform().bounded.size()) {
+            from = the_platform().bounded[expected.size()].from;
+            const auto at = reinterpret_cast<std::uintptr_t>(from) - bytes_at_;
+            EXPECT_LE(call.size, bytes_len_) << call.tag;
+            EXPECT_LE(at, bytes_len_ - call.size) << call.tag;
+        }
+        expected.push_back({copies, call.block, call.size, 0, from, call.size, i + 1});
+    }
+    EXPECT_EQ(the_platform().bounded, expected) << name_of(message_);
 }
 
 reference::outcome expected_unpack(const message &m, std::span<const std::uint8_t> buffer,

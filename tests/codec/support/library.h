@@ -37,8 +37,12 @@ class unpacked {
 
   private:
     void take_calls();
+    /// Once a block, as soon as it is there: memset_s of all of it, or memcpy_s from the bytes.
+    void expect_bounded_calls() const;
 
     const message &message_;
+    std::uintptr_t bytes_at_;
+    std::uint32_t bytes_len_;
     std::uint8_t fill_;
     sample record_;
     std::vector<void *> blocks_;
