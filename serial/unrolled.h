@@ -33,7 +33,7 @@ struct unrolled {
                     if constexpr (M.slots[I].nested != nullptr)
                         return Codec<nested_message<M, I>>::add_tables_size(count, records, sum);
                     else
-                        return true;
+                        return true; // not called: the slot leads to no tables
                 });
         });
     }
@@ -109,7 +109,7 @@ struct unrolled {
                         return Codec<nested_message<M, I>>::template read_tables<To, M>(
                             words, count, records, from);
                     else
-                        return true;
+                        return true; // not called: the slot leads to no tables
                 });
         });
     }

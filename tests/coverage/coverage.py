@@ -22,6 +22,7 @@ unreachable.txt lists what no test can take, a paragraph each:
   the line
   branch 2 of 4          no input takes this one, or
   one condition          the instances' branches are listed one after another, two each: any may take either
+  never run              no input runs the line
   why
 
 An entry that no line needs is an error as an uncovered line is. Exit 1: either was found.
@@ -41,12 +42,15 @@ ROOMS = ("serial", "api", "runtime")
 ORDERS = ("native", "swapped")  # enum class byte_order
 
 
+NEVER = "never run"
+
+
 @dataclass
 class Entry:
     at: int  # line of the list
     file: str
     text: str
-    branch: int | None  # counted from 0; None: one condition
+    branch: int | str | None  # counted from 0; None: one condition; NEVER: the whole line
     of: int
     needed: bool = False  # some line would fail without it
 
@@ -60,11 +64,12 @@ def entries():
             place = f"{LIST.relative_to(ROOT)}:{at}"
             if len(rows) < 4:
                 sys.exit(f"{place}: an entry is a file, a line, which branch, and why")
-            branch = re.fullmatch(r"one condition|branch (\d+) of (\d+)", rows[2])
+            branch = re.fullmatch(r"one condition|never run|branch (\d+) of (\d+)", rows[2])
             if not branch:
-                sys.exit(f"{place}: neither 'one condition' nor 'branch N of M': {rows[2]}")
+                sys.exit(f"{place}: neither 'one condition' nor 'never run' nor 'branch N of M': {rows[2]}")
             number, of = branch.groups()
-            found.append(Entry(at, rows[0], rows[1], int(number) - 1 if number else None, int(of or 0)))
+            which = NEVER if rows[2] == NEVER else int(number) - 1 if number else None
+            found.append(Entry(at, rows[0], rows[1], which, int(of or 0)))
         at += paragraph.count("\n") + 2
     return found
 
@@ -129,13 +134,21 @@ class Judge:
         where = f" in the {order} byte order" if order else ""
         self.problems.add(f"{file}:{number}: {what}{where}: {self.text(file, number)}")
 
+    def unrun(self, file, number, order=None):
+        """A line that no test runs."""
+        for e in self.listed:
+            if e.branch == NEVER and (e.file, e.text) == (file, self.text(file, number)):
+                e.needed = True
+                return
+        self.miss(file, number, "no test runs this line", order)
+
     def branches(self, file, number, counts, order=None):
         """The line's branches that count, and those that no test can take."""
         taken = [count > 0 for count in counts]
         if all(taken):
             return len(taken), 0
         for e in self.listed:
-            if (e.file, e.text) != (file, self.text(file, number)):
+            if e.branch == NEVER or (e.file, e.text) != (file, self.text(file, number)):
                 continue
             if e.branch is None:
                 e.needed = True
@@ -161,7 +174,7 @@ def main():
                 continue
             lines += 1
             if line["count"] == 0:
-                judge.miss(f["file"], line["line_number"], "no test runs this line")
+                judge.unrun(f["file"], line["line_number"])
             else:
                 all_of_it, never = judge.branches(f["file"], line["line_number"], [b["count"] for b in line["branches"]])
                 branches += all_of_it
@@ -173,7 +186,7 @@ def main():
             judge.miss(file, number, "no test enters this function", order)
     for (order, file, number), count in ordered[1].items():
         if count == 0:
-            judge.miss(file, number, "no test runs this line", order)
+            judge.unrun(file, number, order)
     for (order, file, number, _), counts in ordered[2].items():
         if ordered[1][order, file, number] != 0:
             judge.branches(file, number, counts, order)
