@@ -43,6 +43,7 @@ devbus=debian/vorl-devbus/usr/$LIBDIR/vorl-devbus
 
 dh_installdocs
 dh_installchangelogs
+dh_installexamples -plibvorl-srv6-dev "$source_dir/examples/addresses.cpp"
 dh_installexamples -pvorl-devbus "$source_dir/examples/receive.c" "$source_dir/examples/send.c"
 dh_lintian
 dh_strip

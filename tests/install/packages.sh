@@ -23,7 +23,7 @@ usr/$LIBDIR/libvorl_srv6.so.1
 usr/$LIBDIR/libvorl_srv6.so.$VERSION
 usr/share/lintian/overrides/libvorl-srv6-1" ;;
         libvorl-srv6-dev) printf '%s\n' $headers $package_config "$LIBDIR/pkgconfig/vorl_srv6.pc" \
-            share/man/man3/vorl_srv6.3.gz | sed 's,^,usr/,' ;;
+            share/man/man3/vorl_srv6.3.gz share/doc/libvorl-srv6-dev/examples/addresses.cpp | sed 's,^,usr/,' ;;
         vorl-srv6-tool) echo "usr/bin/vorl
 usr/share/man/man1/vorl.1.gz" ;;
         vorl-devbus)
