@@ -51,6 +51,18 @@ for architecture in release aarch64; do
 done
 # Seven packages and seven bills of materials for each architecture.
 [ $compared -eq 28 ] || fail "$compared files were compared, and there should be 28"
+
+# What may be installed for both architectures at a time has the same bytes in the files that both bring.
+for name in libvorl-srv6-1 libvorl-srv6-dev; do
+    rm -rf "$work/amd64" "$work/arm64"
+    dpkg-deb -x "$one"/build/release/packages/"$name"_*_amd64.deb "$work/amd64"
+    dpkg-deb -x "$one"/build/aarch64/packages/"$name"_*_arm64.deb "$work/arm64"
+    common=$(cd "$work/amd64" && find . -type f -exec sh -c 'for f; do [ ! -e "$0/$f" ] || echo "$f"; done' "$work/arm64" {} +)
+    [ -n "$common" ] || fail "the two packages $name have no file in common, not even the copyright"
+    for file in $common; do
+        cmp "$work/amd64/$file" "$work/arm64/$file" || fail "$name cannot be installed for two architectures: $file differs"
+    done
+done
 rm -rf "$work/packages"
 cp -r "$one/build/release/packages" "$work/packages"
 echo "reproducible.sh: $compared files are the same"
