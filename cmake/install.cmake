@@ -1,8 +1,20 @@
-# What is installed: the library, its headers, what finds them, the tool and its manual page. Never platform/.
+# What is installed: the library, its headers, what finds them, the tool, the manual pages. Of platform/ nothing, unless it is
+# asked for by name: component devbus.
 include(CMakePackageConfigHelpers)
 
+# The plain name libvorl_srv6.so goes with the library: processes may need it, or open it, by that name.
 install(TARGETS vorl_srv6 EXPORT vorl_srv6
-    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_COMPONENT development)
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_COMPONENT library)
+# finish(file component command arguments): once the program or library is installed, file(command) changes its path of
+# libraries. That is what CMake's own install scripts call; the targets are linked such that those leave the path alone. And says how to
+# install it without its debug information.
+function(finish file component command arguments)
+    install(CODE "file(${command} FILE \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${file}\" ${arguments})
+    if(NOT CMAKE_INSTALL_DO_STRIP)
+        message(STATUS \"${file} has its debug information; cmake --install with --strip leaves that out\")
+    endif()" COMPONENT ${component})
+endfunction()
+finish(${CMAKE_INSTALL_LIBDIR}/$<TARGET_FILE_NAME:vorl_srv6> library RPATH_REMOVE "")
 foreach(package ${packages})
     install(FILES ${PROJECT_SOURCE_DIR}/idl/${package}/${package}.h
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vorl_srv6 COMPONENT development)
@@ -21,61 +33,59 @@ configure_file(${PROJECT_SOURCE_DIR}/cmake/vorl_srv6.pc.in ${PROJECT_BINARY_DIR}
 install(FILES ${PROJECT_BINARY_DIR}/vorl_srv6.pc
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 
+add_custom_command(
+    OUTPUT ${PROJECT_BINARY_DIR}/vorl_srv6.3
+    COMMAND ${CMAKE_COMMAND} -DHEADER=${PROJECT_SOURCE_DIR}/idl/srv6/srv6.h
+        -DVERSION=${PROJECT_VERSION} -DOUTPUT=${PROJECT_BINARY_DIR}/vorl_srv6.3
+        -P ${PROJECT_SOURCE_DIR}/cmake/library_page.cmake
+    DEPENDS ${PROJECT_SOURCE_DIR}/idl/srv6/srv6.h
+        ${PROJECT_SOURCE_DIR}/cmake/library_page.cmake ${PROJECT_SOURCE_DIR}/cmake/troff.cmake
+    VERBATIM)
+add_custom_target(vorl_library_page ALL DEPENDS ${PROJECT_BINARY_DIR}/vorl_srv6.3)
+install(FILES ${PROJECT_BINARY_DIR}/vorl_srv6.3 DESTINATION ${CMAKE_INSTALL_MANDIR}/man3 COMPONENT development)
+
 if(VORL_TOOLS)
-    file(RELATIVE_PATH library_from_tool /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
-    set_target_properties(vorl PROPERTIES INSTALL_RPATH "$ORIGIN/${library_from_tool}")
     install(TARGETS vorl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tool)
+    get_target_property(runpath vorl VORL_INSTALLED_RUNPATH)
+    finish(${CMAKE_INSTALL_BINDIR}/vorl tool RPATH_SET "NEW_RPATH [[${runpath}]]")
     add_custom_command(
         OUTPUT ${PROJECT_BINARY_DIR}/vorl.1
         COMMAND ${CMAKE_COMMAND} -DPROGRAM=$<TARGET_PROPERTY:vorl,VORL_PROGRAM_DIRECTORY>/vorl
             -DVERSION=${PROJECT_VERSION} -DOUTPUT=${PROJECT_BINARY_DIR}/vorl.1
             -P ${PROJECT_SOURCE_DIR}/cmake/man_page.cmake
-        DEPENDS vorl ${PROJECT_SOURCE_DIR}/cmake/man_page.cmake
+        DEPENDS vorl ${PROJECT_SOURCE_DIR}/cmake/man_page.cmake ${PROJECT_SOURCE_DIR}/cmake/troff.cmake
         VERBATIM)
     add_custom_target(vorl_man_page ALL DEPENDS ${PROJECT_BINARY_DIR}/vorl.1)
     install(FILES ${PROJECT_BINARY_DIR}/vorl.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool)
 endif()
 
-# Debian packages. Versions in Depends are those of the symbols that the files need (tests/install compares them); the
-# bus is of no package.
-set(CPACK_GENERATOR DEB)
-set(CPACK_PACKAGE_VENDOR "libvorl_srv6 maintainers")
-set(CPACK_PACKAGE_CONTACT "libvorl_srv6 maintainers <maintainers@vorl.invalid>")
-set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
-set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
-set(CPACK_STRIP_FILES ON)
-set(CPACK_DEB_COMPONENT_INSTALL ON)
-set(CPACK_COMPONENTS_ALL library development tool)
-if(NOT VORL_TOOLS)
-    list(REMOVE_ITEM CPACK_COMPONENTS_ALL tool)
-endif()
-set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE amd64)
+# The stand-ins for the platform are installed when they are asked for by name, for test machines and laptops: in a directory
+# of their own, where no program finds them by accident.
+set(devbus_directory ${CMAKE_INSTALL_LIBDIR}/vorl-devbus)
+install(TARGETS ${vorl_stand_ins} LIBRARY DESTINATION ${devbus_directory} COMPONENT devbus EXCLUDE_FROM_ALL)
+install(FILES ${PROJECT_SOURCE_DIR}/platform/bus/receiver.h ${PROJECT_SOURCE_DIR}/platform/os/dev_os.h
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vorl_devbus COMPONENT devbus EXCLUDE_FROM_ALL)
+file(RELATIVE_PATH devbus_from_program /${CMAKE_INSTALL_BINDIR} /${devbus_directory})
+configure_file(${PROJECT_SOURCE_DIR}/platform/vorl-devbus.in ${PROJECT_BINARY_DIR}/vorl-devbus @ONLY)
+install(PROGRAMS ${PROJECT_BINARY_DIR}/vorl-devbus
+    DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT devbus EXCLUDE_FROM_ALL)
+configure_file(${PROJECT_SOURCE_DIR}/platform/vorl-devbus.1.in ${PROJECT_BINARY_DIR}/vorl-devbus.1 @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/vorl-devbus.1
+    DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT devbus EXCLUDE_FROM_ALL)
+configure_file(${PROJECT_SOURCE_DIR}/cmake/vorl_devbus.pc.in ${PROJECT_BINARY_DIR}/vorl_devbus.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/vorl_devbus.pc
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT devbus EXCLUDE_FROM_ALL)
+
+# What cmake/deb/package.sh, which makes Debian packages of the components, has to know of this build.
+set(deb_architecture amd64)
 if(CMAKE_SYSTEM_PROCESSOR STREQUAL "aarch64")
-    set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE arm64)
+    set(deb_architecture arm64)
 endif()
-set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
-
-set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME libvorl-srv6-1)
-set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
-set(CPACK_DEBIAN_LIBRARY_PACKAGE_DEPENDS "libc6 (>= 2.34)")
-set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/cmake/deb/triggers)
-set(CPACK_COMPONENT_LIBRARY_DESCRIPTION "The library: it encodes 115 types of forwarding-plane records into
-self-describing frames, sends them over the platform's message bus, and checks
-and decodes them on the other side. It needs the platform's libkavrovorl.so,
-which is of no package.")
-
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libvorl-srv6-dev)
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "libvorl-srv6-1 (= ${PROJECT_VERSION})")
-set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "The public C headers, and what CMake and pkg-config find them by.")
-
-set(CPACK_DEBIAN_TOOL_PACKAGE_NAME vorl-srv6-tool)
-set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION net)
-set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS
-    "libc6 (>= 2.34), libgcc-s1 (>= 4.2), libstdc++6 (>= 12)")
-set(CPACK_DEBIAN_TOOL_PACKAGE_RECOMMENDS "libvorl-srv6-1 (= ${PROJECT_VERSION})")
-set(CPACK_COMPONENT_TOOL_DESCRIPTION "The command-line tool vorl: it lists and describes message types, turns them
-from JSON into bytes and back, and explains captured frames. To send and
-receive it loads the library, and with it the platform's bus.")
-include(CPack)
+file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/package.env @ONLY CONTENT [[
+VERSION=@PROJECT_VERSION@
+LIBDIR=@CMAKE_INSTALL_LIBDIR@
+DEB=@deb_architecture@
+COMPILER="@CMAKE_CXX_COMPILER_ID@ @CMAKE_CXX_COMPILER_VERSION@"
+CMAKE="@CMAKE_COMMAND@"
+TOOLS=@VORL_TOOLS@
+]])

@@ -1,18 +1,12 @@
 # Writes the manual page of a program with commands from its --help: cmake -DPROGRAM= -DVERSION= -DOUTPUT= -P this file.
+include(${CMAKE_CURRENT_LIST_DIR}/troff.cmake)
+
 function(help_of variable)
     execute_process(COMMAND ${PROGRAM} ${ARGN} --help OUTPUT_VARIABLE text RESULT_VARIABLE status)
     if(NOT status EQUAL 0)
         message(FATAL_ERROR "${PROGRAM} ${ARGN} --help ends with ${status}")
     endif()
     set(${variable} "${text}" PARENT_SCOPE)
-endfunction()
-
-# What troff would take for its own: backslashes, hyphens, and a period or quote that opens a line.
-function(verbatim variable text)
-    string(REPLACE "\\" "\\e" text "${text}")
-    string(REPLACE "-" "\\-" text "${text}")
-    string(REGEX REPLACE "(^|\n)([.'])" "\\1\\\\&\\2" text "${text}")
-    set(${variable} ".nf\n${text}\n.fi\n" PARENT_SCOPE)
 endfunction()
 
 help_of(overview)

@@ -5,7 +5,7 @@
 
 #include <srv6.h>
 
-#include "platform/bus/receiver.h"
+#include "receiver.h"
 
 /* The record is this handler's until it returns; then the bus releases it. */
 static void print(void *user, uint32_t msg_id, const void *record, uint32_t record_size,

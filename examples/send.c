@@ -6,7 +6,7 @@
 
 #include <srv6.h>
 
-#include "platform/bus/receiver.h"
+#include "receiver.h"
 
 /* What a send or an initialisation returned. */
 static const char *why(uint32_t result)
@@ -15,7 +15,7 @@ static const char *why(uint32_t result)
     case VORL_DEV_NO_PEER: return "nobody receives at the destination";
     case VORL_DEV_QUEUE_FULL: return "the receiver has no room; try again later";
     case UINT32_MAX: return "the library had no memory, or was given no record";
-    default: return "the bus refused it; platform/bus/receiver.h lists its results";
+    default: return "the bus refused it; receiver.h lists its results";
     }
 }
 

@@ -16,7 +16,7 @@ found
 $3"; }
 
 for name in receive send; do
-    "$CC" $TARGET -std=c11 -Wall -Wextra -pedantic -Werror $SANITIZE -I"$SOURCE" -I"$SOURCE/idl/srv6" "$SOURCE/examples/$name.c" \
+    "$CC" $TARGET -std=c11 -Wall -Wextra -pedantic -Werror $SANITIZE -I"$SOURCE/platform/bus" -I"$SOURCE/idl/srv6" "$SOURCE/examples/$name.c" \
         -L"$BUILD" -lvorl_srv6 -lkavrovorl -Wl,-rpath,"$BUILD" -o "$work/$name"
 done
 

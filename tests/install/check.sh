@@ -3,40 +3,15 @@
 #   BUILD      the build directory, which also has the stand-in of the bus
 #   SOURCE     this directory
 #   VERSION    the library's, as CMakeLists.txt has it
-#   CMAKE, CC, CXX, EMULATOR (or empty), MACHINE (of the processor), DEB (Debian's name of it)
+#   LIBDIR     where libraries are installed, below the prefix
+#   CMAKE, CC, CXX, EMULATOR (or empty), MACHINE (of the processor)
 #   TARGET     what the compilers need to be told for that machine, or empty
 # Step `tree` installs to $BUILD/installed, and the others look at that.
 set -euo pipefail
 tree=$BUILD/installed
 work=$BUILD/consumers/$1
 
-fail() { printf 'check.sh: %s\n' "$*" >&2; exit 1; }
-
-# same WHAT EXPECTED FOUND
-same() {
-    [ "$2" = "$3" ] && return
-    diff <(printf '%s\n' "$2") <(printf '%s\n' "$3") >&2 || true
-    fail "$1: '<' is expected, '>' is found"
-}
-
-# With the bus in reach, as on the router.
-run() { LD_LIBRARY_PATH=$BUILD $EMULATOR "$@"; }
-
-hello_says() { same "$1" "68 bytes, f6 = 48" "$(run "$1")"; }
-
-files_in() { (cd "$1" && find . ! -type d -printf '%P\n' | LC_ALL=C sort); }
-
-# The largest glibc version that the files need.
-glibc_of() {
-    { readelf -VW "$@" | grep -o 'GLIBC_[0-9.]*' | sort -uV | tail -n 1; } || fail "no version of glibc in $*"
-}
-
-headers="include/vorl_srv6/srv6.h
-include/vorl_srv6/srv6_cfg.h
-include/vorl_srv6/srv6_sync.h"
-package_config="lib/cmake/vorl_srv6/vorl_srv6-config-relwithdebinfo.cmake
-lib/cmake/vorl_srv6/vorl_srv6-config-version.cmake
-lib/cmake/vorl_srv6/vorl_srv6-config.cmake"
+. "$SOURCE/common.sh"
 
 rm -rf "$work"
 mkdir -p "$work"
@@ -51,18 +26,58 @@ contents)
     same "the installed files" "bin/vorl
 $headers
 $package_config
-lib/libvorl_srv6.so
-lib/libvorl_srv6.so.1
-lib/libvorl_srv6.so.$VERSION
-lib/pkgconfig/vorl_srv6.pc
-share/man/man1/vorl.1" "$(files_in "$tree")"
-    same "libvorl_srv6.so" libvorl_srv6.so.1 "$(readlink "$tree/lib/libvorl_srv6.so")"
-    same "libvorl_srv6.so.1" libvorl_srv6.so.$VERSION "$(readlink "$tree/lib/libvorl_srv6.so.1")"
-    readelf -dW "$tree/lib/libvorl_srv6.so" >"$work/dynamic"
+$LIBDIR/libvorl_srv6.so
+$LIBDIR/libvorl_srv6.so.1
+$LIBDIR/libvorl_srv6.so.$VERSION
+$LIBDIR/pkgconfig/vorl_srv6.pc
+share/man/man1/vorl.1
+share/man/man3/vorl_srv6.3" "$(files_in "$tree")"
+    same "libvorl_srv6.so" libvorl_srv6.so.1 "$(readlink "$tree/$LIBDIR/libvorl_srv6.so")"
+    same "libvorl_srv6.so.1" libvorl_srv6.so.$VERSION "$(readlink "$tree/$LIBDIR/libvorl_srv6.so.1")"
+    readelf -dW "$tree/$LIBDIR/libvorl_srv6.so" >"$work/dynamic"
     grep -q 'SONAME.*\[libvorl_srv6.so.1\]' "$work/dynamic" || fail "the SONAME is another"
     ! grep -qE 'R(UN)?PATH' "$work/dynamic" || fail "the installed library has a path of its own"
-    readelf -hW "$tree/lib/libvorl_srv6.so" | grep -q "Machine:.*$MACHINE" || fail "it is not for $MACHINE"
-    ! grep -rqF "$BUILD" "$tree/lib/cmake" "$tree/lib/pkgconfig" "$tree/share" || fail "a path of the build was installed"
+    same "the path of the installed vorl" "\$ORIGIN/../$LIBDIR" \
+        "$(readelf -dW "$tree/bin/vorl" | sed -nE 's/.*\((RPATH|RUNPATH)\).*\[(.*)\]$/\2/p')"
+    readelf -hW "$tree/$LIBDIR/libvorl_srv6.so" | grep -q "Machine:.*$MACHINE" || fail "it is not for $MACHINE"
+    ! grep -rqF "$BUILD" "$tree/$LIBDIR/cmake" "$tree/$LIBDIR/pkgconfig" "$tree/share" || fail "a path of the build was installed"
+    ;;
+
+# Debug information is left out where that is asked for; where it is not, the installation says how to.
+strip)
+    for file in bin/vorl "$LIBDIR/libvorl_srv6.so"; do
+        readelf -SW "$tree/$file" | grep -q '\.debug_info' || fail "$file was stripped, though nobody asked for it"
+    done
+    "$CMAKE" --install "$BUILD" --prefix "$work/whole" >"$work/said"
+    same "files that it says how to strip" "bin/vorl
+$LIBDIR/libvorl_srv6.so.$VERSION" \
+        "$(sed -n 's/^-- \(.*\) has its debug information; cmake --install with --strip leaves that out$/\1/p' "$work/said" | LC_ALL=C sort)"
+    "$CMAKE" --install "$BUILD" --prefix "$work/stripped" --strip >"$work/said"
+    ! grep -q 'debug information' "$work/said" || fail "it says how to strip what it has stripped: $(cat "$work/said")"
+    same "the files without debug information" "$(files_in "$tree")" "$(files_in "$work/stripped")"
+    for file in bin/vorl "$LIBDIR/libvorl_srv6.so"; do
+        ! readelf -SW "$work/stripped/$file" | grep -qE '\.(debug_|symtab)' || fail "$file was not stripped"
+    done
+    "$CC" $TARGET -std=c11 "-I$tree/include/vorl_srv6" "$SOURCE/hello.c" -o "$work/hello" \
+        -L"$work/stripped/$LIBDIR" -lvorl_srv6 -Wl,--allow-shlib-undefined -Wl,-rpath,"$work/stripped/$LIBDIR"
+    hello_says "$work/hello"
+    ;;
+
+# The runtime component alone, with the bus beside it on the library path: a process needs the library by its plain name, and
+# opens it by that name.
+plain_name)
+    "$CMAKE" --install "$BUILD" --prefix "$work/runtime" --component library >/dev/null
+    same "the files of component library" "$LIBDIR/libvorl_srv6.so
+$LIBDIR/libvorl_srv6.so.1
+$LIBDIR/libvorl_srv6.so.$VERSION" "$(files_in "$work/runtime")"
+    mkdir "$work/bus" "$work/stub"
+    cp "$BUILD/libkavrovorl.so" "$work/bus"
+    common=($TARGET -std=c11 -Wall -Wextra -Werror "-I$tree/include/vorl_srv6" "$SOURCE/by_plain_name.c")
+    "$CC" "${common[@]}" -DPLAIN_STUB -shared -fPIC -Wl,-soname,libvorl_srv6.so -o "$work/stub/libvorl_srv6.so"
+    "$CC" "${common[@]}" -L"$work/stub" -lvorl_srv6 -ldl -o "$work/program"
+    readelf -dW "$work/program" | grep -q 'NEEDED.*\[libvorl_srv6.so\]' || fail "the program does not need the plain name"
+    same "the program" "68 bytes, 68 bytes" \
+        "$(LD_LIBRARY_PATH=$work/runtime/$LIBDIR:$work/bus $EMULATOR "$work/program" 2>&1)"
     ;;
 
 # Without the bus it does all but send and receive, and then says what it misses; with it, it finds the library.
@@ -78,19 +93,32 @@ tool)
     grep -q 'nobody receives at destination 7' "$work/err" || fail "it did not get as far as the bus: $(cat "$work/err")"
     ;;
 
+# The page of the tool has every line of its help, the page of the library the whole contract of the header.
 manual)
     page=$tree/share/man/man1/vorl.1
     for command in list describe send recv encode decode; do
         grep -q "^.SH \"VORL ${command^^}\"" "$page" || fail "the manual has no section for vorl $command"
     done
-    man --warnings -E UTF-8 -l "$page" >"$work/text" 2>"$work/warnings" || fail "man refuses it: $(cat "$work/warnings")"
-    same "warnings about the manual page" "" "$(cat "$work/warnings")"
-    # Each line of the help reached the reader.
-    run "$tree/bin/vorl" decode --help | sed 's/^ *//; s/  */ /g; /^$/d' >"$work/help"
-    sed 's/\xe2\x80\x90/-/g; s/^ *//; s/  */ /g' "$work/text" >"$work/lines"
-    while IFS= read -r line; do
-        grep -qxF -- "$line" "$work/lines" || fail "the manual lacks: $line"
-    done <"$work/help"
+    run "$tree/bin/vorl" decode --help | sed 's/^ *//; s/  */ /g; /^$/d' >"$work/vorl.expected"
+    # From the second paragraph of the first comment to its end.
+    sed -n '/^ \* Every message M has/,/^ \*\//p' "$SOURCE/../../idl/srv6/srv6.h" |
+        sed 's,^ \*/\{0\,1\} *,,; s/  */ /g; s/srv6_\(recv\|send\)_init/P_\1_init/g; /^$/d' >"$work/vorl_srv6.expected"
+    [ "$(wc -l <"$work/vorl_srv6.expected")" -ge 40 ] || fail "the header's contract was not found: $(cat "$work/vorl_srv6.expected")"
+    for page in man1/vorl.1 man3/vorl_srv6.3; do
+        name=$(basename "${page%.?}")
+        man --warnings -E UTF-8 -l "$tree/share/man/$page" >"$work/$name" 2>"$work/warnings" ||
+            fail "man refuses it: $(cat "$work/warnings")"
+        same "warnings about $page" "" "$(cat "$work/warnings")"
+        sed 's/\xe2\x80\x90/-/g; s/^ *//; s/  */ /g' "$work/$name" >"$work/lines"
+        while IFS= read -r line; do
+            grep -qxF -- "$line" "$work/lines" || fail "$page lacks: $line"
+        done <"$work/$name.expected"
+    done
+    for function in M__pack M__unpack M_free__unpacked M__sendsingle M__sendbatch M__sendmsg M__sendtomsg \
+        P_recv_init P_send_init P__send_resource_clean; do
+        sed -n '/^SYNOPSIS/,/^DESCRIPTION/p' "$work/vorl_srv6" | grep -q "^ *[a-z0-9_]* $function(" ||
+            fail "the synopsis of vorl_srv6(3) lacks $function"
+    done
     ;;
 
 # Linked with the bus absent; and with it given by name, as a program does that calls the bus itself.
@@ -109,10 +137,10 @@ cmake)
     ;;
 
 pkg_config)
-    export PKG_CONFIG_PATH=$tree/lib/pkgconfig
+    export PKG_CONFIG_PATH=$tree/$LIBDIR/pkgconfig
     read -ra flags <<<"$(pkg-config --cflags --libs vorl_srv6)"
     same "the version" "$VERSION" "$(pkg-config --modversion vorl_srv6)"
-    strict=(-Wall -Wextra -pedantic -Werror -Wl,--fatal-warnings "-Wl,-rpath,$tree/lib")
+    strict=(-Wall -Wextra -pedantic -Werror -Wl,--fatal-warnings "-Wl,-rpath,$tree/$LIBDIR")
     for bus in "" "$BUILD/libkavrovorl.so"; do
         "$CC" $TARGET -std=c11 "${strict[@]}" "$SOURCE/hello.c" -o "$work/c" "${flags[@]}" $bus
         hello_says "$work/c"
@@ -122,40 +150,6 @@ pkg_config)
     # Without the bus a program is linked, and says what it misses when it is started.
     ! $EMULATOR "$work/c" >/dev/null 2>"$work/err" || fail "the program ran without the bus"
     grep -q libkavrovorl.so "$work/err" || fail "it does not name the bus: $(cat "$work/err")"
-    ;;
-
-packages)
-    (cd "$work" && "${CMAKE%cmake}cpack" --config "$BUILD/CPackConfig.cmake" -B "$work" >"$work/log" 2>&1) ||
-        fail "$(cat "$work/log")"
-    for name in libvorl-srv6-1 libvorl-srv6-dev vorl-srv6-tool; do
-        deb=$work/${name}_${VERSION}_$DEB.deb
-        [ -f "$deb" ] || fail "there is no $(basename "$deb"), but $(ls "$work")"
-        dpkg-deb -x "$deb" "$work/$name"
-        same "Maintainer of $name" "libvorl_srv6 maintainers <maintainers@vorl.invalid>" "$(dpkg-deb -f "$deb" Maintainer)"
-        same "Architecture of $name" "$DEB" "$(dpkg-deb -f "$deb" Architecture)"
-        same "Description of $name" "Typed message exchange in the SRv6 forwarding plane" \
-            "$(dpkg-deb -f "$deb" Description | head -n 1)"
-        [ "$(dpkg-deb -f "$deb" Description | wc -l)" -ge 2 ] || fail "$name is not described"
-        ! dpkg-deb -c "$deb" | grep -vE '^[-dl][-rwx]{9} root/root ' || fail "$name holds files of others than root"
-    done
-    same "files of libvorl-srv6-1" "usr/lib/libvorl_srv6.so.1
-usr/lib/libvorl_srv6.so.$VERSION" "$(files_in "$work/libvorl-srv6-1")"
-    same "files of libvorl-srv6-dev" "$(printf '%s\n%s\nlib/libvorl_srv6.so\nlib/pkgconfig/vorl_srv6.pc' \
-        "$headers" "$package_config" | sed 's,^,usr/,' | LC_ALL=C sort)" "$(files_in "$work/libvorl-srv6-dev")"
-    same "files of vorl-srv6-tool" "usr/bin/vorl
-usr/share/man/man1/vorl.1" "$(files_in "$work/vorl-srv6-tool")"
-
-    # What they depend on is what their files need.
-    depends() { dpkg-deb -f "$work/${1}_${VERSION}_$DEB.deb" Depends; }
-    library=$work/libvorl-srv6-1/usr/lib/libvorl_srv6.so.$VERSION
-    same "Depends of libvorl-srv6-1" "libc6 (>= 2.34)" "$(depends libvorl-srv6-1)"
-    same "glibc that the library needs" GLIBC_2.34 "$(glibc_of "$library")"
-    same "Depends of libvorl-srv6-dev" "libvorl-srv6-1 (= $VERSION)" "$(depends libvorl-srv6-dev)"
-    same "Depends of vorl-srv6-tool" "libc6 (>= 2.34), libgcc-s1 (>= 4.2), libstdc++6 (>= 12)" "$(depends vorl-srv6-tool)"
-    same "Recommends of vorl-srv6-tool" "libvorl-srv6-1 (= $VERSION)" \
-        "$(dpkg-deb -f "$work/vorl-srv6-tool_${VERSION}_$DEB.deb" Recommends)"
-    same "glibc that the tool needs" GLIBC_2.34 "$(glibc_of "$work/vorl-srv6-tool/usr/bin/vorl")"
-    ! readelf -SW "$library" | grep -q '\.debug_info' || fail "the packaged library was not stripped"
     ;;
 
 *) fail "there is no step $1" ;;

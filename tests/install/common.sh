@@ -1,0 +1,24 @@
+# Read by check.sh and packages.sh, which say what is in the environment.
+
+fail() { printf '%s: %s\n' "${0##*/}" "$*" >&2; exit 1; }
+
+# same WHAT EXPECTED FOUND
+same() {
+    [ "$2" = "$3" ] && return
+    diff <(printf '%s\n' "$2") <(printf '%s\n' "$3") >&2 || true
+    fail "$1: '<' is expected, '>' is found"
+}
+
+# With the bus in reach, as on the router.
+run() { LD_LIBRARY_PATH=$BUILD $EMULATOR "$@"; }
+
+hello_says() { same "$1" "68 bytes, f6 = 48" "$(run "$1")"; }
+
+files_in() { (cd "$1" && find . ! -type d -printf '%P\n' | LC_ALL=C sort); }
+
+headers="include/vorl_srv6/srv6.h
+include/vorl_srv6/srv6_cfg.h
+include/vorl_srv6/srv6_sync.h"
+package_config="$LIBDIR/cmake/vorl_srv6/vorl_srv6-config-relwithdebinfo.cmake
+$LIBDIR/cmake/vorl_srv6/vorl_srv6-config-version.cmake
+$LIBDIR/cmake/vorl_srv6/vorl_srv6-config.cmake"
