@@ -3,7 +3,10 @@
 #include <gtest/gtest.h>
 #include <malloc.h>
 
+#include <algorithm>
+
 #include "tests/codec/support/fixture.h"
+#include "tests/facts/counts.h"
 #include "tests/support/platform.h"
 #include "tests/support/samples.h"
 
@@ -58,6 +61,37 @@ TEST(no_services, and_arrays_come_from_malloc)
             EXPECT_EQ(pointer_of(record, slot), nullptr);
         });
     }
+}
+
+/// An allocator's blocks hold whatever they held before.
+void dirty_the_heap() { mallopt(M_PERTURB, 0x5A); }
+
+// Two elements that share a table without slots: every byte of their block is a zero of the library's.
+TEST(no_services, and_absent_members_are_zero)
+{
+    dirty_the_heap();
+    const std::vector<std::uint8_t> bytes =
+        buffer_of("u32 table  vtable: u16 8  u16 0  u16 0  u16 4  table: u32 table-vtable "
+                  "u32 @list  list: u32 2  u32 @a  u32 @a "
+                  "a_vtable: u16 4  u16 4  a: u32 a-a_vtable");
+    std::size_t read = 0;
+    for (const known_message &m : messages_where(false)) {
+        SCOPED_TRACE(name_of(*m.info));
+        if (m.info->slots.size != 2 || m.info->slots[1].shape != slot_shape::table_vector)
+            continue;
+        std::vector<std::uint8_t> out(m.fact->record_size);
+        functions_of(*m.info).unpack(bytes.data(), static_cast<std::int32_t>(bytes.size()),
+                                     out.data());
+        ASSERT_EQ(count_of(out.data(), m.info->slots[1]), 2u);
+        const auto *block =
+            static_cast<const std::uint8_t *>(pointer_of(out.data(), m.info->slots[1]));
+        ASSERT_NE(block, nullptr);
+        const std::size_t size = 2 * fact_of(name_of(*m.info->slots[1].nested)).record_size;
+        EXPECT_TRUE(std::all_of(block, block + size, [](std::uint8_t byte) { return byte == 0; }));
+        functions_of(*m.info).free_unpacked(out.data());
+        ++read;
+    }
+    EXPECT_EQ(read, counts::batches + 1); // and dfx_rec
 }
 
 TEST(no_services, and_failures_are_silent)

@@ -35,6 +35,7 @@ void *__wrap_malloc(std::size_t size)
     if (!is_watched)
         return __real_malloc(size);
     ++instance.allocations;
+    instance.bytes += size;
     if (instance.fail_allocation_at != 0 && --instance.fail_allocation_at == 0)
         return nullptr;
     ++instance.live_blocks;

@@ -8,6 +8,7 @@ namespace vorl::test {
 struct heap {
     std::uint64_t fail_allocation_at = 0; ///< 1: the next; 0: none
     std::uint64_t allocations = 0;
+    std::uint64_t bytes = 0; ///< asked for, in all
     std::uint64_t live_blocks = 0;
 };
 

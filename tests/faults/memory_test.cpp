@@ -1,5 +1,6 @@
 // Every allocation fails in turn: nothing leaks, nothing is sent, and the same call succeeds when
 // memory is there again.
+#include "tests/faults/heap.h"
 #include "tests/faults/worlds.h"
 
 namespace vorl::test {
@@ -132,6 +133,44 @@ TEST(memory_faults, in_sends)
         }
     });
     expect_injected(injected, worlds * sending_allocations); // 18 x (39 x 10 + 115 x 6) = 19,440
+}
+
+// What the platform is asked for stands in tests/api; malloc is asked for the same.
+TEST(heap, is_asked_for_as_many_bytes_as_the_platform)
+{
+    std::uint64_t compared = 0;
+    const auto bytes_of = [](memory from, const known_message &m, const auto &use) {
+        enter({log_writer::present, binding_state::unbound, from}, &m);
+        use();
+        watch_heap(false);
+        EXPECT_EQ(live_blocks(), 0u);
+        std::uint64_t bytes = the_heap().bytes;
+        for (const memory_call &call : the_platform().memory)
+            bytes += call.size; // 0 in a release
+        return bytes;
+    };
+    for (const known_message &m : all_messages()) {
+        SCOPED_TRACE(name_of(*m.info));
+        sample in(*m.info, 3, 5);
+        std::vector<std::uint8_t> out(m.fact->record_size);
+        const std::vector<std::uint8_t> bytes = packed(*m.info, in.record());
+        const auto read = [&] {
+            unpack(m, bytes, out.data());
+            functions_of(*m.info).free_unpacked(out.data());
+        };
+        const std::uint64_t read_bytes = bytes_of(memory::of_platform, m, read);
+        EXPECT_EQ(read_bytes != 0, !m.fact->is_fixed_size());
+        EXPECT_EQ(bytes_of(memory::of_heap, m, read), read_bytes);
+        for (const sending_way &way : sending_ways()) {
+            SCOPED_TRACE(way.name);
+            const auto send = [&] { way.send(m, in.record()); };
+            const std::uint64_t sent_bytes = bytes_of(memory::of_platform, m, send);
+            EXPECT_EQ(sent_bytes != 0, way.allocates(m));
+            EXPECT_EQ(bytes_of(memory::of_heap, m, send), sent_bytes);
+            ++compared;
+        }
+    }
+    EXPECT_EQ(compared, counts::messages * (single_sends + batch_sends));
 }
 
 TEST(memory_faults, do_not_reach_pack_and_release)

@@ -136,6 +136,47 @@ TEST_F(binding, cache_of_one_block_alone_is_bound_and_looked_up_once)
     }
 }
 
+/// The locks that somebody holds: "4 service", "4 cache", of all six blocks.
+names held_locks()
+{
+    names held;
+    for (std::size_t i = 0; i < 6; ++i) {
+        const std::pair<const char *, pthread_mutex_t *> locks[] = {
+            {" service", &serial_ctxs[i].service_lock}, {" cache", &serial_ctxs[i].cache_lock}};
+        for (const auto &[name, lock] : locks) {
+            if (pthread_mutex_trylock(lock) != 0)
+                held.push_back(std::to_string(i) + name);
+            else
+                pthread_mutex_unlock(lock);
+        }
+    }
+    return held;
+}
+
+std::vector<names> held_at_lookups;
+
+TEST_F(binding, locks_its_own_lock_for_its_look_ups_and_no_other)
+{
+    const auto expect_held = [](void (*bind)(serial_ctx &), std::size_t i, const char *name) {
+        forget_bindings();
+        reset_platform();
+        held_at_lookups.clear();
+        the_platform().on_lookup = [] { held_at_lookups.push_back(held_locks()); };
+        bind(serial_ctxs[i]);
+        const names own = {std::to_string(i) + name};
+        EXPECT_EQ(held_at_lookups, (std::vector<names>{own, own, own}));
+        ASSERT_EQ(held_locks(), names{});
+        // As if another thread had bound the block while this one waited: it lets go at once.
+        bind(serial_ctxs[i]);
+        EXPECT_EQ(held_at_lookups.size(), 3u);
+        EXPECT_EQ(held_locks(), names{});
+    };
+    for (std::size_t i = 0; i < 6; ++i) {
+        expect_held(bind_services_once, i, " service");
+        expect_held(bind_cache_once, i, " cache");
+    }
+}
+
 TEST_F(binding, the_swap_flag_is_cleared_by_the_first_binding_of_the_cache_only)
 {
     bind_cache(serial_ctxs[3]);

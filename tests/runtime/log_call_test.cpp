@@ -75,7 +75,7 @@ class log_call_shape : public unbound_library {
   protected:
     /// Expects one line since the last call of this, and notes its site.
     void expect_line(const known_message &m, bool of_send_side, std::uint32_t kind,
-                     const std::string &function, const std::string &text)
+                     std::uint32_t number, const std::string &function, const std::string &text)
     {
         SCOPED_TRACE(function);
         ASSERT_EQ(the_platform().logs.size(), 1u);
@@ -90,6 +90,7 @@ class log_call_shape : public unbound_library {
         EXPECT_EQ(line.level, 2u);
         EXPECT_EQ(line.kind, kind);
         EXPECT_EQ(line.empty, "");
+        EXPECT_EQ(line.line, number);
         EXPECT_EQ(line.function, function);
         EXPECT_EQ(line.text, text);
 
@@ -140,10 +141,10 @@ TEST_F(log_call_shape, of_every_site_of_every_message)
 
             std::uint32_t length = 70000;
             functions_of(*m.info).pack(in.record(), nullptr, &length);
-            expect_line(m, true, usual, name + "_pack",
+            expect_line(m, true, usual, 1, name + "_pack",
                         "[ZELKO]:Param invalid(null, 70000, nonNull)");
             functions_of(*m.info).unpack(&length, -7, nullptr);
-            expect_line(m, false, usual, name + "_unpack",
+            expect_line(m, false, usual, 2, name + "_unpack",
                         "[ZELKO]:Param invalid(nonNull, -7, null)");
 
             for (std::uint32_t i = 0; i < m.info->slots.size; ++i) {
@@ -154,7 +155,7 @@ TEST_F(log_call_shape, of_every_site_of_every_message)
                 for (const fault kind : every_fault) {
                     const faulty_buffer buffer = faulty_nested(slot, i, kind);
                     unpack(m, buffer.bytes);
-                    expect_line(m, false, usual,
+                    expect_line(m, false, usual, 20 + static_cast<std::uint32_t>(kind),
                                 std::string(name_of(*slot.nested)) + "_unpack_non_root",
                                 buffer.text);
                 }
@@ -162,8 +163,8 @@ TEST_F(log_call_shape, of_every_site_of_every_message)
             for (const fault kind : every_fault) {
                 const faulty_buffer buffer = faulty_root(kind);
                 unpack(m, buffer.bytes);
-                expect_line(m, false, usual, name + (is_flat ? "_unpack_non_root" : "_unpack"),
-                            buffer.text);
+                expect_line(m, false, usual, (is_flat ? 20 : 10) + static_cast<std::uint32_t>(kind),
+                            name + (is_flat ? "_unpack_non_root" : "_unpack"), buffer.text);
             }
 
             // Each vector in turn finds no memory: the nested ones first, in slot order.
@@ -172,9 +173,11 @@ TEST_F(log_call_shape, of_every_site_of_every_message)
             each_vector(*m.info, in.record(), [&](const vorl::slot &slot, void *record) {
                 ++vectors;
                 const bool nested = &slot < m.info->slots.begin() || &slot >= m.info->slots.end();
+                const message &holder = nested ? *m.info->slots[0].nested : *m.info;
+                const auto index = static_cast<std::uint32_t>(&slot - holder.slots.begin());
                 std::string function = name + "_unpack";
                 if (nested)
-                    function = std::string(name_of(*m.info->slots[0].nested)) + "_unpack_non_root";
+                    function = std::string(name_of(holder)) + "_unpack_non_root";
                 std::uint32_t size = count_of(record, slot);
                 if (slot.nested != nullptr)
                     size *= fact_of(name_of(*slot.nested)).record_size;
@@ -182,7 +185,7 @@ TEST_F(log_call_shape, of_every_site_of_every_message)
                     name == "srv6_cfg_query_dfx_rec" && !nested ? std::string(16, ' ') : " ";
                 the_platform().fail_allocation_at = vectors;
                 unpack(m, bytes);
-                expect_line(m, false, no_memory, function,
+                expect_line(m, false, no_memory, (nested ? 2000 : 1000) + index, function,
                             "[ZELKO]:Malloc unpack data unsuccess," + blanks + "size(" +
                                 std::to_string(size) + ")");
             });
