@@ -52,11 +52,11 @@ dh_fixperms
 # -c4: a symbol that the symbols file does not have is an error, and so is one that is gone.
 dh_makeshlibs -plibvorl-srv6-1 -- -c4
 dh_installdeb
-# The library and the tool need the router's bus, which is of no package. The development bus is shown in its place, and
-# excepted: nothing ever depends on it. Of the target's libraries the cross compiler's packages know no symbols; shlibs.local
-# has their versions. That the names of the stand-ins have no version is worth no warning: the loader gets them by full path,
-# or by the bus's name, which is the router's. Nor is that libvorl_dev_os.so is linked with the others and uses none.
-dh_shlibdeps "-l$PWD/$devbus:/usr/$DEB_HOST_GNU_TYPE/lib" -- -xvorl-devbus --warnings=1 \
+# The library needs the router's bus, which is of no package. The development bus is shown in its place; its name has no
+# version, so nothing comes to depend on its package, and that is worth no warning. Nor is that libvorl_dev_os.so is linked
+# with the other stand-ins and calls none. Of the target's libraries the cross compiler's packages know no symbols;
+# shlibs.local has their versions.
+dh_shlibdeps "-l$PWD/$devbus:/usr/$DEB_HOST_GNU_TYPE/lib" -- --warnings=1 \
     2> >(grep -vE "can't extract name and version from library name 'lib(kavrovorl|vorl_dev_[a-z_]+)\.so'" >&2)
 
 # A bill of materials goes into its package and beside it; packages of debug symbols hold those and nothing else. It lists what
