@@ -2,8 +2,6 @@
 // functions.
 #include "emit.h"
 
-#include <cinttypes>
-#include <cstdio>
 #include <algorithm>
 #include <string_view>
 
@@ -183,13 +181,6 @@ std::string right(std::uint64_t value, std::size_t width)
     return digits.size() < width ? std::string(width - digits.size(), ' ') + digits : digits;
 }
 
-std::string id_of(const message &m)
-{
-    char text[16];
-    std::snprintf(text, sizeof text, "0x%08" PRIX32, m.msg_id);
-    return text;
-}
-
 // The declaration of a slot's member: "uint32_t f6[4]".
 std::string member_of(const slot &s)
 {
@@ -230,7 +221,7 @@ void emit_picture(std::string &out, const message &m)
     out += "\n/*\n * " + m.name + "\n *\n";
     if (!m.doc.empty())
         out += " * " + replaced(m.doc, "\n", "\n * ") + "\n *\n";
-    out += " * msg_id " + id_of(m) + " (" + std::to_string(m.msg_id) + "); record " +
+    out += " * msg_id " + hexadecimal(m.msg_id) + " (" + std::to_string(m.msg_id) + "); record " +
            std::to_string(m.record_size) + " bytes; " +
            (m.fixed_size ? "frame " + std::to_string(m.frame_length) + " bytes, fixed size"
                          : "frame measured per record, variable size") +
@@ -270,7 +261,7 @@ void emit_record(std::string &out, const message &m)
 void emit_prototypes(std::string &out, const message &m)
 {
     const std::string &n = m.name;
-    out += "#define " + n + "_msg_id UINT32_C(" + id_of(m) + ")\n\n";
+    out += "#define " + n + "_msg_id UINT32_C(" + hexadecimal(m.msg_id) + ")\n\n";
     out += "uint32_t " + n + "__pack(const " + n + " *in, void *buf, uint32_t *inout_len);\n";
     out += "uint32_t " + n + "__unpack(const void *buf, int32_t len, void *out);\n";
     out += "void " + n + "_free__unpacked(void *rec);\n";

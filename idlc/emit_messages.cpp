@@ -2,9 +2,6 @@
 // the catalogue all work from.
 #include "emit.h"
 
-#include <cinttypes>
-#include <cstdio>
-
 namespace idlc {
 namespace {
 
@@ -39,15 +36,13 @@ std::string initialisers(const message &m, const slot &s)
 
 void emit_message(std::string &out, const package &p, const message &m)
 {
-    char id[16];
-    std::snprintf(id, sizeof id, "0x%08" PRIX32, m.msg_id);
     out += "\nconstexpr slot " + m.name + "_slots[] = {\n";
     for (const slot &s : m.slots)
         out += "    {" + initialisers(m, s) + "},\n";
     out += "};\nconstexpr message " + m.name + "_message = {\n";
     out += "    .names = VORL_NAMES(\"" + m.name + "\"),\n";
     out += "    .name_length = sizeof \"" + m.name + "\" - 1,\n";
-    out += "    .msg_id = " + std::string(id) + ",\n";
+    out += "    .msg_id = " + hexadecimal(m.msg_id) + ",\n";
     out += "    .owner = package::" + p.name + ",\n";
     out += "    .record_size = sizeof(" + m.name + "),\n";
     out += "    .slots = " + m.name + "_slots,\n};\n";
