@@ -15,7 +15,8 @@ constexpr std::string_view contract = R"( *
  *
  *   uint32_t M__pack(const M *in, void *buf, uint32_t *inout_len)
  *       Encodes *in into buf, compactly: scalars that are zero are left out. *inout_len is the
- *       capacity of buf on entry and the encoded size on success; it must not be null.
+ *       capacity of buf on entry and the encoded size on success; it must not be null. buf and
+ *       *in, with what that points to, must not overlap.
  *       Returns 0 on success. Returns VORL_FAILURE, with buf and *inout_len untouched, when in is
  *       null, the capacity is too small, a vector of the record has a count but no pointer, or
  *       the size does not fit in 32 bits.
@@ -25,8 +26,8 @@ constexpr std::string_view contract = R"( *
  *   uint32_t M__unpack(const void *buf, int32_t len, void *out)
  *       Decodes the len bytes at buf into *out, which is an M that the caller provides. Always
  *       returns sizeof(M), whether it succeeded or failed. buf may hold any bytes, at any
- *       alignment: every offset is checked before it is followed. What a failed call leaves in
- *       *out depends on what failed:
+ *       alignment: every offset is checked before it is followed. But buf must not change during
+ *       the call, nor overlap *out. What a failed call leaves in *out depends on what failed:
  *         - The arguments: buf or out is null, or len < 4. *out is untouched.
  *         - A check of the root table. *out is untouched when M has a table, a vector or an array
  *           of tables; otherwise it is all zero.
@@ -56,13 +57,15 @@ constexpr std::string_view contract = R"( *
  *   uint32_t M__sendtomsg(uint32_t dest, const M *recs, uint32_t count, uint64_t to)
  *       Encode each record into a frame, and hand all frames to the bus in one call. They go to
  *       the bus destination dest or, when to is not 0, to the explicit destination whose handle is
- *       to. The records remain the caller's, and may be released as soon as the call returns.
+ *       to; the bus is told dest in both cases. The records remain the caller's, and may be
+ *       released as soon as the call returns.
  *       Return the bus's result, where 0 means accepted; or VORL_FAILURE, with nothing sent, for
  *       one of these:
  *         - There is no memory for the frames. One record of a fixed-size message whose frame is
- *           at most 1024 bytes long needs none.
+ *           at most 1024 bytes long needs none, unless __sendbatch sends it.
  *         - A record cannot be packed: M has a vector, and M__pack would refuse the record.
- *         - count is 0, in __sendmsg and __sendtomsg. __sendbatch hands no frames to the bus.
+ *         - count is 0, in __sendmsg and __sendtomsg. __sendbatch then calls the bus with no
+ *           frames, and returns its result.
  *         - The frames of a batch of a message with a vector take more than 65536 bytes in all.
  *           A record that is sent alone may be larger than that.
  *       For a fixed-size message rec and recs must not be null, unless count is 0.
@@ -86,22 +89,25 @@ constexpr std::string_view contract = R"( *
  *     22  [ZELKO]:Param invalid(%s, %u, %s)                     M__pack: it was asked to measure
  *
  * Nothing else is logged: not why M__pack or a send returns VORL_FAILURE, not what the bus returns,
- * and not that M__unpack refuses a field, which leaves that member and all that follow zero.
+ * and not that M__unpack refuses a field, which leaves that member and all that follow zero, but
+ * for the counts of vectors.
  *
- * Memory. That of unpacked vectors comes from the platform's cache allocator, that of frames from
- * its main allocator. Where the platform does not have one of them, malloc takes its place.
+ * Memory. That of unpacked vectors comes from the platform's cache allocator, where
+ * ZDT_OsalMemUseFlagGet(12) returns 1, that of frames from its main allocator. Where the platform
+ * does not have one of them, malloc takes its place.
  *
  * Threads. Any thread may call any function at any time, but the library does not guard what the
  * caller passes: threads that use the same record, buffer or length at the same time have to guard
  * it themselves. No function may be called by a signal handler, because it may take a lock,
  * allocate and log.
  *
- * First calls, constructors and fork. The first calls look the platform's services up, under a lock
- * of the library. While dlopen runs constructors, the dynamic linker holds a lock of its own, and
- * fork copies a lock that another thread holds, for good. So a first call in a constructor can wait
- * for ever while another thread makes one, and so can a call in the child of a fork during which
- * another thread made one. Before you start threads, open libraries or fork, make the calls that
- * look everything up for this package. To receive, one call, which writes one line to the log:
+ * First calls, constructors and fork. The first calls look the platform's services up, under a
+ * lock of the library. While dlopen runs constructors, the dynamic linker holds a lock of its own;
+ * and fork copies a lock that another thread holds, which nobody in the child ever releases. So a
+ * first call in a constructor can wait for ever while another thread makes one, and so can a call
+ * in the child of a fork during which another thread made one. Before you start threads, open
+ * libraries or fork, make the calls that look everything up for this package. To receive, one
+ * call, which writes one line to the log:
  *
  *   unsigned char bytes[1024] = {0};
  *   %F record = {0};
@@ -224,7 +230,7 @@ void emit_picture(std::string &out, const message &m)
     out += " * msg_id " + hexadecimal(m.msg_id) + " (" + std::to_string(m.msg_id) + "); record " +
            std::to_string(m.record_size) + " bytes; " +
            (m.fixed_size ? "frame " + std::to_string(m.frame_length) + " bytes, fixed size"
-                         : "frame measured per record, variable size") +
+                         : "frame of variable size: the bytes of __pack") +
            "\n *\n";
     if (!m.fixed_size)
         out += " * __unpack allocates at most " + std::to_string(memory_per_word(m)) +

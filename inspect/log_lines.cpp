@@ -28,14 +28,15 @@ const char *text_of(table_check check)
 }
 
 constexpr const char *record_after_a_table =
-    "`__unpack` ends and returns the size of the record. On the first of the lines above the "
-    "record "
-    "is untouched. On the second, members that were read before keep their values, all others are "
-    "zero, and every vector is released.";
+    "`__unpack` ends and returns the size of the record. Logged as `M_unpack`, the record is "
+    "untouched. As `M_unpack_non_root`, members that were read before keep their values, all "
+    "others are zero, and every vector is released: its pointer is null, its count may stay. Where "
+    "the table was the root, the record is all zero.";
 
-constexpr const char *capture = "Capture the frame and run `vorl decode --explain --message M "
-                                "frame.hex`, which shows each byte "
-                                "up to the one that is wrong.";
+constexpr const char *capture =
+    "Capture the frame and run `vorl decode --explain --message NAME frame.hex`, where NAME is the "
+    "message that the bus delivered. On lines 20 to 22 and from 2000 on, M may be a table in it: "
+    "then NAME is M, or a message that holds M. It shows each byte up to the one that is wrong.";
 
 } // namespace
 
@@ -83,7 +84,9 @@ const std::vector<log_entry> &log_entries()
             .then = record_after_a_table,
             .cause = "Bytes that are no such message: of another message, cut short, or behind a "
                      "header that was not taken off. A huge number, 67108864 for example, is a "
-                     "small one with its bytes reversed: the sender has another byte order.",
+                     "small one with its bytes reversed: the sender has another byte order. `Table "
+                     "offset(0) is out of range(4 - 4)` is the first call that the header advises "
+                     "before threads, plugins and fork: nothing is wrong.",
             .next =
                 "See that the first four bytes are `04 00 00 00` (a frame), or 4 plus the vtable "
                 "length (packed bytes; docs/format.md). If they are, the word that leads to a "
@@ -102,11 +105,15 @@ const std::vector<log_entry> &log_entries()
             .then = record_after_a_table,
             .cause = "The four bytes at the table's position are no soffset: the position leads to "
                      "something else, or the bytes were damaged. In a frame the vtable lies behind "
-                     "the table, so a frame that was cut short gives this line, too.",
+                     "the table, so a frame that was cut short gives this line, too, with 4 as the "
+                     "first number.",
             .next =
-                "Take the four bytes at the table's position (34), least significant first, from "
-                "the position: that is where the vtable should be. Compare the length of what "
-                "was received with the frame's length in the header.",
+                "Read the four bytes at the table's position (34) as a number, least significant "
+                "first, and subtract it from the position, in 32 bits: that is where the vtable "
+                "should be. What was received is 4 bytes longer than the second number; for a "
+                "fixed-size message, compare that with the frame's length in srv6.h, srv6_cfg.h or "
+                "srv6_sync.h. A root table is at 4 in a frame, and at 8 + 2n in packed bytes of n "
+                "slots; any other number is no root that this library writes.",
         },
         {
             .text = text_of(table_check::vtable_length),
@@ -120,9 +127,9 @@ const std::vector<log_entry> &log_entries()
             .cause =
                 "A message that was cut short: the vtable of a frame is at its end. Or a table "
                 "position that leads to something else than a table.",
-            .next = "The vtable of a message with n slots is 4 + 2n bytes long, or longer where "
-                    "the sender is newer. If the number is such a length, bytes are missing at the "
-                    "end. If not, the position is wrong.",
+            .next = "The vtable of a message with n slots is 4 + 2n bytes long, longer where the "
+                    "sender is newer, shorter where it is older. If the number is such a length, "
+                    "bytes are missing at the end. If not, the position is wrong.",
         },
         {
             .text = log_text::no_memory,
@@ -145,7 +152,8 @@ const std::vector<log_entry> &log_entries()
                 "count in the bytes is absurd: the header states with each message how much "
                 "memory 4 bytes can cost.",
             .next = "Divide the number by the size of the element's record (`vorl describe`): that "
-                    "is how many elements the bytes ask for. If that is plausible, give the cache "
+                    "is how many elements the bytes ask for. If it does not divide, the number is "
+                    "the lower 32 bits of a larger one. If that is plausible, give the cache "
                     "allocator more. If not, the sender is wrong or hostile.",
         },
     };
@@ -236,11 +244,11 @@ std::string log_page()
               "people read is up to the platform.",
               "")
        << "\n\n"
-       << wrapped(
-              "`line` does not stand for a line of a source file. It tells the place, is the same "
-              "for every message, and stays the same from release to release. `function` is the "
-              "message's name, M below, with what is added to it.",
-              "")
+       << wrapped("`line` does not stand for a line of a source file. It tells the place, is the "
+                  "same for every message, and stays the same from release to release. `function` "
+                  "is the message's name, M below, with what is added to it. It has one "
+                  "underscore, `M_unpack`, where the exported function has two, `M__unpack`.",
+                  "")
        << "\n\n| line | function | text |\n| --- | --- | --- |\n";
     for (const log_entry &entry : log_entries()) {
         for (const log_place &place : entry.places)

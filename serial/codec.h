@@ -8,7 +8,8 @@
 //   leads to tables or vectors   unrolled          known form or unrolled   form or unrolled
 //
 // The row of a nested message decides what is done with its tables. A side's first call, and every
-// call in the other byte order, does not come here: api/ takes the plain codec (serial/plain).
+// call in the other byte order, does not come here: api/ takes the plain codec (serial/plain). But
+// what has no byte order always comes here: measuring for a send, and releasing.
 #pragma once
 
 #include "serial/fast/tables.h"

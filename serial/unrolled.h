@@ -50,9 +50,9 @@ struct unrolled {
                 return true;
             else if constexpr (s.shape == slot_shape::table)
                 return Codec<nested_message<M, I>>::add_largest_size(record + s.record_at, size);
-            const uint64_t count = element_count(s, record);
-            if (count != 0 && elements_of(s, record) == nullptr)
+            if (is_present(s, record) && elements_of(s, record) == nullptr)
                 return false;
+            const uint64_t count = element_count(s, record);
             size += word_size + count * element_size(s);
             if constexpr (s.nested != nullptr)
                 size += count * full_table_size(nested_message<M, I>);

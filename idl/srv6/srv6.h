@@ -6,7 +6,8 @@
  *
  *   uint32_t M__pack(const M *in, void *buf, uint32_t *inout_len)
  *       Encodes *in into buf, compactly: scalars that are zero are left out. *inout_len is the
- *       capacity of buf on entry and the encoded size on success; it must not be null.
+ *       capacity of buf on entry and the encoded size on success; it must not be null. buf and
+ *       *in, with what that points to, must not overlap.
  *       Returns 0 on success. Returns VORL_FAILURE, with buf and *inout_len untouched, when in is
  *       null, the capacity is too small, a vector of the record has a count but no pointer, or
  *       the size does not fit in 32 bits.
@@ -16,8 +17,8 @@
  *   uint32_t M__unpack(const void *buf, int32_t len, void *out)
  *       Decodes the len bytes at buf into *out, which is an M that the caller provides. Always
  *       returns sizeof(M), whether it succeeded or failed. buf may hold any bytes, at any
- *       alignment: every offset is checked before it is followed. What a failed call leaves in
- *       *out depends on what failed:
+ *       alignment: every offset is checked before it is followed. But buf must not change during
+ *       the call, nor overlap *out. What a failed call leaves in *out depends on what failed:
  *         - The arguments: buf or out is null, or len < 4. *out is untouched.
  *         - A check of the root table. *out is untouched when M has a table, a vector or an array
  *           of tables; otherwise it is all zero.
@@ -47,13 +48,15 @@
  *   uint32_t M__sendtomsg(uint32_t dest, const M *recs, uint32_t count, uint64_t to)
  *       Encode each record into a frame, and hand all frames to the bus in one call. They go to
  *       the bus destination dest or, when to is not 0, to the explicit destination whose handle is
- *       to. The records remain the caller's, and may be released as soon as the call returns.
+ *       to; the bus is told dest in both cases. The records remain the caller's, and may be
+ *       released as soon as the call returns.
  *       Return the bus's result, where 0 means accepted; or VORL_FAILURE, with nothing sent, for
  *       one of these:
  *         - There is no memory for the frames. One record of a fixed-size message whose frame is
- *           at most 1024 bytes long needs none.
+ *           at most 1024 bytes long needs none, unless __sendbatch sends it.
  *         - A record cannot be packed: M has a vector, and M__pack would refuse the record.
- *         - count is 0, in __sendmsg and __sendtomsg. __sendbatch hands no frames to the bus.
+ *         - count is 0, in __sendmsg and __sendtomsg. __sendbatch then calls the bus with no
+ *           frames, and returns its result.
  *         - The frames of a batch of a message with a vector take more than 65536 bytes in all.
  *           A record that is sent alone may be larger than that.
  *       For a fixed-size message rec and recs must not be null, unless count is 0.
@@ -77,22 +80,25 @@
  *     22  [ZELKO]:Param invalid(%s, %u, %s)                     M__pack: it was asked to measure
  *
  * Nothing else is logged: not why M__pack or a send returns VORL_FAILURE, not what the bus returns,
- * and not that M__unpack refuses a field, which leaves that member and all that follow zero.
+ * and not that M__unpack refuses a field, which leaves that member and all that follow zero, but
+ * for the counts of vectors.
  *
- * Memory. That of unpacked vectors comes from the platform's cache allocator, that of frames from
- * its main allocator. Where the platform does not have one of them, malloc takes its place.
+ * Memory. That of unpacked vectors comes from the platform's cache allocator, where
+ * ZDT_OsalMemUseFlagGet(12) returns 1, that of frames from its main allocator. Where the platform
+ * does not have one of them, malloc takes its place.
  *
  * Threads. Any thread may call any function at any time, but the library does not guard what the
  * caller passes: threads that use the same record, buffer or length at the same time have to guard
  * it themselves. No function may be called by a signal handler, because it may take a lock,
  * allocate and log.
  *
- * First calls, constructors and fork. The first calls look the platform's services up, under a lock
- * of the library. While dlopen runs constructors, the dynamic linker holds a lock of its own, and
- * fork copies a lock that another thread holds, for good. So a first call in a constructor can wait
- * for ever while another thread makes one, and so can a call in the child of a fork during which
- * another thread made one. Before you start threads, open libraries or fork, make the calls that
- * look everything up for this package. To receive, one call, which writes one line to the log:
+ * First calls, constructors and fork. The first calls look the platform's services up, under a
+ * lock of the library. While dlopen runs constructors, the dynamic linker holds a lock of its own;
+ * and fork copies a lock that another thread holds, which nobody in the child ever releases. So a
+ * first call in a constructor can wait for ever while another thread makes one, and so can a call
+ * in the child of a fork during which another thread made one. Before you start threads, open
+ * libraries or fork, make the calls that look everything up for this package. To receive, one
+ * call, which writes one line to the log:
  *
  *   unsigned char bytes[1024] = {0};
  *   srv6_vrf_class_data record = {0};
@@ -369,7 +375,7 @@ uint32_t srv6_common_fwd_key__sendtomsg(uint32_t dest, const srv6_common_fwd_key
  *
  * Batch of common SID forwarding records to add or replace.
  *
- * msg_id 0x7919FA9B (2031745691); record 16 bytes; frame measured per record, variable size
+ * msg_id 0x7919FA9B (2031745691); record 16 bytes; frame of variable size: the bytes of __pack
  *
  * __unpack allocates at most 56 bytes for every 4 bytes of buf, whatever they hold.
  *
@@ -402,7 +408,7 @@ uint32_t srv6_common_fwd_update__sendtomsg(uint32_t dest, const srv6_common_fwd_
  *
  * Batch of keys of common SID forwarding objects to remove.
  *
- * msg_id 0xA84F797D (2823780733); record 16 bytes; frame measured per record, variable size
+ * msg_id 0xA84F797D (2823780733); record 16 bytes; frame of variable size: the bytes of __pack
  *
  * __unpack allocates at most 4 bytes for every 4 bytes of buf, whatever they hold.
  *
@@ -537,7 +543,7 @@ uint32_t srv6_xsid_fwd_key__sendtomsg(uint32_t dest, const srv6_xsid_fwd_key *re
  *
  * Batch of cross-connect SID records to add or replace.
  *
- * msg_id 0xD86141F8 (3630252536); record 16 bytes; frame measured per record, variable size
+ * msg_id 0xD86141F8 (3630252536); record 16 bytes; frame of variable size: the bytes of __pack
  *
  * __unpack allocates at most 88 bytes for every 4 bytes of buf, whatever they hold.
  *
@@ -570,7 +576,7 @@ uint32_t srv6_xsid_fwd_update__sendtomsg(uint32_t dest, const srv6_xsid_fwd_upda
  *
  * Batch of keys of cross-connect SID objects to remove.
  *
- * msg_id 0x62B2EA9E (1655892638); record 16 bytes; frame measured per record, variable size
+ * msg_id 0x62B2EA9E (1655892638); record 16 bytes; frame of variable size: the bytes of __pack
  *
  * __unpack allocates at most 60 bytes for every 4 bytes of buf, whatever they hold.
  *
@@ -689,7 +695,7 @@ uint32_t srv6_localsid_fwd_key__sendtomsg(uint32_t dest, const srv6_localsid_fwd
  *
  * Batch of local SID records to add or replace.
  *
- * msg_id 0xD501B69B (3573659291); record 16 bytes; frame measured per record, variable size
+ * msg_id 0xD501B69B (3573659291); record 16 bytes; frame of variable size: the bytes of __pack
  *
  * __unpack allocates at most 52 bytes for every 4 bytes of buf, whatever they hold.
  *
@@ -722,7 +728,7 @@ uint32_t srv6_localsid_fwd_update__sendtomsg(uint32_t dest, const srv6_localsid_
  *
  * Batch of keys of local SID objects to remove.
  *
- * msg_id 0x0437357D (70727037); record 16 bytes; frame measured per record, variable size
+ * msg_id 0x0437357D (70727037); record 16 bytes; frame of variable size: the bytes of __pack
  *
  * __unpack allocates at most 28 bytes for every 4 bytes of buf, whatever they hold.
  *
@@ -845,7 +851,7 @@ uint32_t srv6_sidfunct_fwd_key__sendtomsg(uint32_t dest, const srv6_sidfunct_fwd
  *
  * Batch of SID function records to add or replace.
  *
- * msg_id 0x772075E6 (1998616038); record 16 bytes; frame measured per record, variable size
+ * msg_id 0x772075E6 (1998616038); record 16 bytes; frame of variable size: the bytes of __pack
  *
  * __unpack allocates at most 60 bytes for every 4 bytes of buf, whatever they hold.
  *
@@ -878,7 +884,7 @@ uint32_t srv6_sidfunct_fwd_update__sendtomsg(uint32_t dest, const srv6_sidfunct_
  *
  * Batch of keys of SID function objects to remove.
  *
- * msg_id 0x8FDF1B44 (2413763396); record 16 bytes; frame measured per record, variable size
+ * msg_id 0x8FDF1B44 (2413763396); record 16 bytes; frame of variable size: the bytes of __pack
  *
  * __unpack allocates at most 12 bytes for every 4 bytes of buf, whatever they hold.
  *
@@ -945,7 +951,7 @@ uint32_t srv6_sidnhp_fwd__sendtomsg(uint32_t dest, const srv6_sidnhp_fwd *recs,
  *
  * Batch of SID next hop records to add or replace.
  *
- * msg_id 0xB6D7DA12 (3067599378); record 16 bytes; frame measured per record, variable size
+ * msg_id 0xB6D7DA12 (3067599378); record 16 bytes; frame of variable size: the bytes of __pack
  *
  * __unpack allocates at most 16 bytes for every 4 bytes of buf, whatever they hold.
  *
@@ -1010,7 +1016,7 @@ uint32_t srv6_sidnhp_fwd_key__sendtomsg(uint32_t dest, const srv6_sidnhp_fwd_key
  *
  * Batch of keys of SID next hop objects to remove.
  *
- * msg_id 0xBA66F690 (3127309968); record 16 bytes; frame measured per record, variable size
+ * msg_id 0xBA66F690 (3127309968); record 16 bytes; frame of variable size: the bytes of __pack
  *
  * __unpack allocates at most 12 bytes for every 4 bytes of buf, whatever they hold.
  *
@@ -1083,7 +1089,7 @@ uint32_t srv6_portinfo_fwd__sendtomsg(uint32_t dest, const srv6_portinfo_fwd *re
  *
  * Batch of port information records to add or replace.
  *
- * msg_id 0xD86E0621 (3631089185); record 16 bytes; frame measured per record, variable size
+ * msg_id 0xD86E0621 (3631089185); record 16 bytes; frame of variable size: the bytes of __pack
  *
  * __unpack allocates at most 40 bytes for every 4 bytes of buf, whatever they hold.
  *
@@ -1152,7 +1158,7 @@ uint32_t srv6_portinfo_fwd_key__sendtomsg(uint32_t dest, const srv6_portinfo_fwd
  *
  * Batch of keys of port information objects to remove.
  *
- * msg_id 0x5648E11B (1447616795); record 16 bytes; frame measured per record, variable size
+ * msg_id 0x5648E11B (1447616795); record 16 bytes; frame of variable size: the bytes of __pack
  *
  * __unpack allocates at most 32 bytes for every 4 bytes of buf, whatever they hold.
  *
@@ -1285,7 +1291,7 @@ uint32_t srv6_sidstack_fwd_key__sendtomsg(uint32_t dest, const srv6_sidstack_fwd
  *
  * Batch of SID stack records to add or replace.
  *
- * msg_id 0xDE984264 (3734520420); record 16 bytes; frame measured per record, variable size
+ * msg_id 0xDE984264 (3734520420); record 16 bytes; frame of variable size: the bytes of __pack
  *
  * __unpack allocates at most 208 bytes for every 4 bytes of buf, whatever they hold.
  *
@@ -1318,7 +1324,7 @@ uint32_t srv6_sidstack_fwd_update__sendtomsg(uint32_t dest, const srv6_sidstack_
  *
  * Batch of keys of SID stack objects to remove.
  *
- * msg_id 0x67B57A7A (1739946618); record 16 bytes; frame measured per record, variable size
+ * msg_id 0x67B57A7A (1739946618); record 16 bytes; frame of variable size: the bytes of __pack
  *
  * __unpack allocates at most 16 bytes for every 4 bytes of buf, whatever they hold.
  *
@@ -1433,7 +1439,7 @@ uint32_t srv6_candipath_fwd_key__sendtomsg(uint32_t dest, const srv6_candipath_f
  *
  * Batch of candidate path records to add or replace.
  *
- * msg_id 0xA56D8C9A (2775420058); record 16 bytes; frame measured per record, variable size
+ * msg_id 0xA56D8C9A (2775420058); record 16 bytes; frame of variable size: the bytes of __pack
  *
  * __unpack allocates at most 32 bytes for every 4 bytes of buf, whatever they hold.
  *
@@ -1466,7 +1472,7 @@ uint32_t srv6_candipath_fwd_update__sendtomsg(uint32_t dest, const srv6_candipat
  *
  * Batch of keys of candidate path objects to remove.
  *
- * msg_id 0x6E76D408 (1853281288); record 16 bytes; frame measured per record, variable size
+ * msg_id 0x6E76D408 (1853281288); record 16 bytes; frame of variable size: the bytes of __pack
  *
  * __unpack allocates at most 24 bytes for every 4 bytes of buf, whatever they hold.
  *
@@ -1595,7 +1601,7 @@ uint32_t srv6_policy_fwd_key__sendtomsg(uint32_t dest, const srv6_policy_fwd_key
  *
  * Batch of SR policy records to add or replace.
  *
- * msg_id 0x8BE1364E (2346792526); record 16 bytes; frame measured per record, variable size
+ * msg_id 0x8BE1364E (2346792526); record 16 bytes; frame of variable size: the bytes of __pack
  *
  * __unpack allocates at most 72 bytes for every 4 bytes of buf, whatever they hold.
  *
@@ -1628,7 +1634,7 @@ uint32_t srv6_policy_fwd_update__sendtomsg(uint32_t dest, const srv6_policy_fwd_
  *
  * Batch of keys of SR policy objects to remove.
  *
- * msg_id 0xAFF3EB7C (2951998332); record 16 bytes; frame measured per record, variable size
+ * msg_id 0xAFF3EB7C (2951998332); record 16 bytes; frame of variable size: the bytes of __pack
  *
  * __unpack allocates at most 16 bytes for every 4 bytes of buf, whatever they hold.
  *
@@ -1739,7 +1745,7 @@ uint32_t srv6_iid_fwd_key__sendtomsg(uint32_t dest, const srv6_iid_fwd_key *recs
  *
  * Batch of interface identifier (IID) records to add or replace.
  *
- * msg_id 0x2AF9E5CE (721020366); record 16 bytes; frame measured per record, variable size
+ * msg_id 0x2AF9E5CE (721020366); record 16 bytes; frame of variable size: the bytes of __pack
  *
  * __unpack allocates at most 40 bytes for every 4 bytes of buf, whatever they hold.
  *
@@ -1772,7 +1778,7 @@ uint32_t srv6_iid_fwd_update__sendtomsg(uint32_t dest, const srv6_iid_fwd_update
  *
  * Batch of keys of interface identifier (IID) objects to remove.
  *
- * msg_id 0x4F0C9AFC (1326226172); record 16 bytes; frame measured per record, variable size
+ * msg_id 0x4F0C9AFC (1326226172); record 16 bytes; frame of variable size: the bytes of __pack
  *
  * __unpack allocates at most 28 bytes for every 4 bytes of buf, whatever they hold.
  *
@@ -1881,7 +1887,7 @@ uint32_t srv6_te_flow_grp_fwd_key__sendtomsg(uint32_t dest, const srv6_te_flow_g
  *
  * Batch of TE flow group records to add or replace.
  *
- * msg_id 0xE5893570 (3850974576); record 16 bytes; frame measured per record, variable size
+ * msg_id 0xE5893570 (3850974576); record 16 bytes; frame of variable size: the bytes of __pack
  *
  * __unpack allocates at most 40 bytes for every 4 bytes of buf, whatever they hold.
  *
@@ -1914,7 +1920,7 @@ uint32_t srv6_te_flow_grp_fwd_update__sendtomsg(uint32_t dest, const srv6_te_flo
  *
  * Batch of keys of TE flow group objects to remove.
  *
- * msg_id 0x57D05106 (1473270022); record 16 bytes; frame measured per record, variable size
+ * msg_id 0x57D05106 (1473270022); record 16 bytes; frame of variable size: the bytes of __pack
  *
  * __unpack allocates at most 16 bytes for every 4 bytes of buf, whatever they hold.
  *
@@ -2049,7 +2055,7 @@ uint32_t srv6_te_flow_grp_tnl_fwd_key__sendtomsg(uint32_t dest, const srv6_te_fl
  *
  * Batch of TE flow group tunnel records to add or replace.
  *
- * msg_id 0xF63A873B (4131030843); record 16 bytes; frame measured per record, variable size
+ * msg_id 0xF63A873B (4131030843); record 16 bytes; frame of variable size: the bytes of __pack
  *
  * __unpack allocates at most 40 bytes for every 4 bytes of buf, whatever they hold.
  *
@@ -2082,7 +2088,7 @@ uint32_t srv6_te_flow_grp_tnl_fwd_update__sendtomsg(uint32_t dest, const srv6_te
  *
  * Batch of keys of TE flow group tunnel objects to remove.
  *
- * msg_id 0xDFE4401D (3756277789); record 16 bytes; frame measured per record, variable size
+ * msg_id 0xDFE4401D (3756277789); record 16 bytes; frame of variable size: the bytes of __pack
  *
  * __unpack allocates at most 28 bytes for every 4 bytes of buf, whatever they hold.
  *
@@ -2211,7 +2217,7 @@ uint32_t srv6_te_flow_grp_map_fwd_key__sendtomsg(uint32_t dest, const srv6_te_fl
  *
  * Batch of TE flow group map records to add or replace.
  *
- * msg_id 0xA3EB2EF7 (2750099191); record 16 bytes; frame measured per record, variable size
+ * msg_id 0xA3EB2EF7 (2750099191); record 16 bytes; frame of variable size: the bytes of __pack
  *
  * __unpack allocates at most 44 bytes for every 4 bytes of buf, whatever they hold.
  *
@@ -2244,7 +2250,7 @@ uint32_t srv6_te_flow_grp_map_fwd_update__sendtomsg(uint32_t dest, const srv6_te
  *
  * Batch of keys of TE flow group map objects to remove.
  *
- * msg_id 0xE1AC4C59 (3786165337); record 16 bytes; frame measured per record, variable size
+ * msg_id 0xE1AC4C59 (3786165337); record 16 bytes; frame of variable size: the bytes of __pack
  *
  * __unpack allocates at most 20 bytes for every 4 bytes of buf, whatever they hold.
  *
@@ -2311,7 +2317,7 @@ uint32_t srv6_spr_tnl_grp_fwd__sendtomsg(uint32_t dest, const srv6_spr_tnl_grp_f
  *
  * Batch of SPR tunnel group records to add or replace.
  *
- * msg_id 0x9A3095DE (2586875358); record 16 bytes; frame measured per record, variable size
+ * msg_id 0x9A3095DE (2586875358); record 16 bytes; frame of variable size: the bytes of __pack
  *
  * __unpack allocates at most 16 bytes for every 4 bytes of buf, whatever they hold.
  *
@@ -2420,7 +2426,7 @@ uint32_t srv6_spr_tnl_fwd_key__sendtomsg(uint32_t dest, const srv6_spr_tnl_fwd_k
  *
  * Batch of SPR tunnel records to add or replace.
  *
- * msg_id 0x1F6E2672 (527312498); record 16 bytes; frame measured per record, variable size
+ * msg_id 0x1F6E2672 (527312498); record 16 bytes; frame of variable size: the bytes of __pack
  *
  * __unpack allocates at most 24 bytes for every 4 bytes of buf, whatever they hold.
  *
@@ -2453,7 +2459,7 @@ uint32_t srv6_spr_tnl_fwd_update__sendtomsg(uint32_t dest, const srv6_spr_tnl_fw
  *
  * Batch of keys of SPR tunnel objects to remove.
  *
- * msg_id 0x824069F0 (2185259504); record 16 bytes; frame measured per record, variable size
+ * msg_id 0x824069F0 (2185259504); record 16 bytes; frame of variable size: the bytes of __pack
  *
  * __unpack allocates at most 20 bytes for every 4 bytes of buf, whatever they hold.
  *
@@ -2570,7 +2576,7 @@ uint32_t srv6_bsid_fwd_key__sendtomsg(uint32_t dest, const srv6_bsid_fwd_key *re
  *
  * Batch of binding SID records to add or replace.
  *
- * msg_id 0x8BA971BE (2343137726); record 16 bytes; frame measured per record, variable size
+ * msg_id 0x8BA971BE (2343137726); record 16 bytes; frame of variable size: the bytes of __pack
  *
  * __unpack allocates at most 40 bytes for every 4 bytes of buf, whatever they hold.
  *
@@ -2603,7 +2609,7 @@ uint32_t srv6_bsid_fwd_update__sendtomsg(uint32_t dest, const srv6_bsid_fwd_upda
  *
  * Batch of keys of binding SID objects to remove.
  *
- * msg_id 0x4D9B596C (1302026604); record 16 bytes; frame measured per record, variable size
+ * msg_id 0x4D9B596C (1302026604); record 16 bytes; frame of variable size: the bytes of __pack
  *
  * __unpack allocates at most 12 bytes for every 4 bytes of buf, whatever they hold.
  *

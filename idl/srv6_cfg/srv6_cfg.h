@@ -6,7 +6,8 @@
  *
  *   uint32_t M__pack(const M *in, void *buf, uint32_t *inout_len)
  *       Encodes *in into buf, compactly: scalars that are zero are left out. *inout_len is the
- *       capacity of buf on entry and the encoded size on success; it must not be null.
+ *       capacity of buf on entry and the encoded size on success; it must not be null. buf and
+ *       *in, with what that points to, must not overlap.
  *       Returns 0 on success. Returns VORL_FAILURE, with buf and *inout_len untouched, when in is
  *       null, the capacity is too small, a vector of the record has a count but no pointer, or
  *       the size does not fit in 32 bits.
@@ -16,8 +17,8 @@
  *   uint32_t M__unpack(const void *buf, int32_t len, void *out)
  *       Decodes the len bytes at buf into *out, which is an M that the caller provides. Always
  *       returns sizeof(M), whether it succeeded or failed. buf may hold any bytes, at any
- *       alignment: every offset is checked before it is followed. What a failed call leaves in
- *       *out depends on what failed:
+ *       alignment: every offset is checked before it is followed. But buf must not change during
+ *       the call, nor overlap *out. What a failed call leaves in *out depends on what failed:
  *         - The arguments: buf or out is null, or len < 4. *out is untouched.
  *         - A check of the root table. *out is untouched when M has a table, a vector or an array
  *           of tables; otherwise it is all zero.
@@ -47,13 +48,15 @@
  *   uint32_t M__sendtomsg(uint32_t dest, const M *recs, uint32_t count, uint64_t to)
  *       Encode each record into a frame, and hand all frames to the bus in one call. They go to
  *       the bus destination dest or, when to is not 0, to the explicit destination whose handle is
- *       to. The records remain the caller's, and may be released as soon as the call returns.
+ *       to; the bus is told dest in both cases. The records remain the caller's, and may be
+ *       released as soon as the call returns.
  *       Return the bus's result, where 0 means accepted; or VORL_FAILURE, with nothing sent, for
  *       one of these:
  *         - There is no memory for the frames. One record of a fixed-size message whose frame is
- *           at most 1024 bytes long needs none.
+ *           at most 1024 bytes long needs none, unless __sendbatch sends it.
  *         - A record cannot be packed: M has a vector, and M__pack would refuse the record.
- *         - count is 0, in __sendmsg and __sendtomsg. __sendbatch hands no frames to the bus.
+ *         - count is 0, in __sendmsg and __sendtomsg. __sendbatch then calls the bus with no
+ *           frames, and returns its result.
  *         - The frames of a batch of a message with a vector take more than 65536 bytes in all.
  *           A record that is sent alone may be larger than that.
  *       For a fixed-size message rec and recs must not be null, unless count is 0.
@@ -77,22 +80,25 @@
  *     22  [ZELKO]:Param invalid(%s, %u, %s)                     M__pack: it was asked to measure
  *
  * Nothing else is logged: not why M__pack or a send returns VORL_FAILURE, not what the bus returns,
- * and not that M__unpack refuses a field, which leaves that member and all that follow zero.
+ * and not that M__unpack refuses a field, which leaves that member and all that follow zero, but
+ * for the counts of vectors.
  *
- * Memory. That of unpacked vectors comes from the platform's cache allocator, that of frames from
- * its main allocator. Where the platform does not have one of them, malloc takes its place.
+ * Memory. That of unpacked vectors comes from the platform's cache allocator, where
+ * ZDT_OsalMemUseFlagGet(12) returns 1, that of frames from its main allocator. Where the platform
+ * does not have one of them, malloc takes its place.
  *
  * Threads. Any thread may call any function at any time, but the library does not guard what the
  * caller passes: threads that use the same record, buffer or length at the same time have to guard
  * it themselves. No function may be called by a signal handler, because it may take a lock,
  * allocate and log.
  *
- * First calls, constructors and fork. The first calls look the platform's services up, under a lock
- * of the library. While dlopen runs constructors, the dynamic linker holds a lock of its own, and
- * fork copies a lock that another thread holds, for good. So a first call in a constructor can wait
- * for ever while another thread makes one, and so can a call in the child of a fork during which
- * another thread made one. Before you start threads, open libraries or fork, make the calls that
- * look everything up for this package. To receive, one call, which writes one line to the log:
+ * First calls, constructors and fork. The first calls look the platform's services up, under a
+ * lock of the library. While dlopen runs constructors, the dynamic linker holds a lock of its own;
+ * and fork copies a lock that another thread holds, which nobody in the child ever releases. So a
+ * first call in a constructor can wait for ever while another thread makes one, and so can a call
+ * in the child of a fork during which another thread made one. Before you start threads, open
+ * libraries or fork, make the calls that look everything up for this package. To receive, one
+ * call, which writes one line to the log:
  *
  *   unsigned char bytes[1024] = {0};
  *   srv6_cfg_query_trastat_item record = {0};
@@ -225,7 +231,7 @@ uint32_t srv6_cfg_query_trastat_cond__sendtomsg(uint32_t dest, const srv6_cfg_qu
  *
  * Parameters common to every query key: two words and a run of bytes of any length.
  *
- * msg_id 0xCA55202A (3394576426); record 24 bytes; frame measured per record, variable size
+ * msg_id 0xCA55202A (3394576426); record 24 bytes; frame of variable size: the bytes of __pack
  *
  * __unpack allocates at most 4 bytes for every 4 bytes of buf, whatever they hold.
  *
@@ -288,7 +294,7 @@ uint32_t srv6_cfg_query_trastat_rec_info__sendtomsg(uint32_t dest, const srv6_cf
  *
  * Header common to every query record: three words and a run of bytes of any length.
  *
- * msg_id 0xB1DEE391 (2984174481); record 24 bytes; frame measured per record, variable size
+ * msg_id 0xB1DEE391 (2984174481); record 24 bytes; frame of variable size: the bytes of __pack
  *
  * __unpack allocates at most 4 bytes for every 4 bytes of buf, whatever they hold.
  *
@@ -357,7 +363,7 @@ uint32_t srv6_cfg_query_dfx_cond__sendtomsg(uint32_t dest, const srv6_cfg_query_
  *
  * Key of a traffic statistics query: the common parameters and the condition.
  *
- * msg_id 0xF1C15D43 (4055981379); record 32 bytes; frame measured per record, variable size
+ * msg_id 0xF1C15D43 (4055981379); record 32 bytes; frame of variable size: the bytes of __pack
  *
  * __unpack allocates at most 4 bytes for every 4 bytes of buf, whatever they hold.
  *
@@ -389,7 +395,7 @@ uint32_t srv6_cfg_query_trastat_key__sendtomsg(uint32_t dest, const srv6_cfg_que
  *
  * Result of a traffic statistics query: the common header and one block of 128 items.
  *
- * msg_id 0xDD8ACA52 (3716860498); record 9240 bytes; frame measured per record, variable size
+ * msg_id 0xDD8ACA52 (3716860498); record 9240 bytes; frame of variable size: the bytes of __pack
  *
  * __unpack allocates at most 4 bytes for every 4 bytes of buf, whatever they hold.
  *
@@ -519,7 +525,7 @@ uint32_t srv6_cfg_query_dfx_item__sendtomsg(uint32_t dest, const srv6_cfg_query_
  *
  * Key of a diagnostic query: the common parameters and the condition.
  *
- * msg_id 0xF99D5FCE (4187840462); record 160 bytes; frame measured per record, variable size
+ * msg_id 0xF99D5FCE (4187840462); record 160 bytes; frame of variable size: the bytes of __pack
  *
  * __unpack allocates at most 4 bytes for every 4 bytes of buf, whatever they hold.
  *
@@ -551,7 +557,7 @@ uint32_t srv6_cfg_query_dfx_key__sendtomsg(uint32_t dest, const srv6_cfg_query_d
  *
  * Result of a diagnostic query: the common header and any number of items.
  *
- * msg_id 0x301BC2B7 (807125687); record 40 bytes; frame measured per record, variable size
+ * msg_id 0x301BC2B7 (807125687); record 40 bytes; frame of variable size: the bytes of __pack
  *
  * __unpack allocates at most 16576 bytes for every 4 bytes of buf, whatever they hold.
  *

@@ -1,6 +1,6 @@
 // The two encodings of a fixed-size record that have one shape: its frame, and its packed table
-// with every scalar present. Each is constants and copied runs, so writing one is a planned copy,
-// and reading one is a comparison of all its constants and a planned copy back.
+// with every scalar present. Each is constants, copied runs and padding, so writing one is a planned
+// copy, and reading one is a comparison of its constants, padding aside, and a planned copy back.
 //
 //   frame of srv6_class_item, 32 bytes: f0 and f1 of 4 bytes, f2 of 1
 //

@@ -31,7 +31,8 @@ template <class Tables>
 namespace plain {
 
 /// Adds the bytes that `count` tables take, each from its vtable on, with all that they lead to.
-/// False as add_slot_size. The sum cannot wrap: counts are 32 bits and elements below 2^18 bytes.
+/// False as add_slot_size. The sum cannot wrap: counts are 32 bits, elements
+/// below 2^18 bytes, and a record has fewer than 2^14 vectors.
 bool add_tables_size(uint32_t count, const uint8_t *records, uint64_t &size, const message &m);
 
 /// The packed size of a record in bytes. 0 when it cannot be packed: no record, a count without a

@@ -212,7 +212,7 @@ TEST(header, states_of_each_message_what_is_so)
                       f.msg_id, f.msg_id, f.record_size);
         EXPECT_EQ(s.id_line,
                   expected + (f.frame_length == 0
-                                  ? std::string("measured per record, variable size")
+                                  ? std::string("of variable size: the bytes of __pack")
                                   : std::to_string(f.frame_length) + " bytes, fixed size"));
         char define[160];
         std::snprintf(define, sizeof define, "\n#define %s_msg_id UINT32_C(0x%08" PRIX32 ")\n",
