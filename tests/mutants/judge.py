@@ -249,7 +249,7 @@ class Worker:
         """How a program, or a test of it, fails: (verdict, detail), or None. And what it said."""
         command = [linked.path_of(program.path), "--gtest_break_on_failure", *command]
         environment = dict(os.environ, **program.environment, VORL_DIFFERENTIAL_RUNS=runs,
-                           LD_LIBRARY_PATH=str(linked.at / "lib"))
+                           LD_LIBRARY_PATH=f"{linked.at / 'lib'}:{self.build.at}") # where the bus is
         limit = max(LEAST_LIMIT, LIMIT * self.control["took"][test]) if self.control else 600
         code, said, used = run(command, limit, env=environment, cwd=self.at)
         self.took[test] = max(used, self.took.get(test, 0))
@@ -359,7 +359,7 @@ class Worker:
         soname = next(a for a in self.build.links[self.build.library] if a.startswith("-Wl,-soname,")).split(",")[-1]
         shutil.copy(self.build.at / library, counted / soname)
         made = subprocess.run([ROOT / "tests/instructions/count_callgrind.sh", self.build.at / DRIVER],
-                              env=dict(os.environ, LD_LIBRARY_PATH=str(counted)), stdin=subprocess.DEVNULL,
+                              env=dict(os.environ, LD_LIBRARY_PATH=f"{counted}:{self.build.at}"), stdin=subprocess.DEVNULL,
                               capture_output=True, text=True, check=False)
         return {path: float(n) for path, n in map(str.split, made.stdout.splitlines())} if made.returncode == 0 else None
 
