@@ -6,8 +6,8 @@ include(CMakePackageConfigHelpers)
 install(TARGETS vorl_srv6 EXPORT vorl_srv6
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_COMPONENT library)
 # finish(file component command arguments): once the program or library is installed, file(command) changes its path of
-# libraries. That is what CMake's own install scripts call; the targets are linked such that those leave the path alone. And says how to
-# install it without its debug information.
+# libraries, and a line says how to install it without debug information. CMake's own install scripts change paths by
+# the same command; the targets are linked such that those scripts leave theirs alone.
 function(finish file component command arguments)
     install(CODE "file(${command} FILE \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${file}\" ${arguments})
     if(NOT CMAKE_INSTALL_DO_STRIP)
