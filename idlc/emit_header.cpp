@@ -158,12 +158,15 @@ std::string replaced(std::string text, std::string_view what, const std::string 
     return text;
 }
 
-/// A message for the calls that bind: of fixed size, so that __unpack binds before it refuses, and
-/// with room for its bytes in the contract's buffer.
+/// A message for the calls that bind: of scalars and their arrays, so that __unpack binds before it
+/// refuses, and with room for its bytes in the contract's buffer.
 std::string first_to_call(const package &p)
 {
     for (const message &m : p.messages) {
-        if (m.fixed_size && m.frame_length <= 1024)
+        const bool is_flat = std::all_of(m.slots.begin(), m.slots.end(), [](const slot &s) {
+            return s.refers_to == nullptr && s.type != wire_type::vector_uint8;
+        });
+        if (is_flat && m.frame_length <= 1024)
             return m.name;
     }
     return "F";

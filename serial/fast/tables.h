@@ -97,8 +97,7 @@ template <const message &M, bool MayBeFramed>
         const uint64_t table = word + load<native, uint32_t>(bytes + word);
         bool is_read = read_packed<M>(bytes, len, table, records);
         if constexpr (MayBeFramed) {
-            // The word lies behind the root offset, and what it leads to behind the word.
-            if (!is_read && table <= len - word_size)
+            if (!is_read && table >= word_size && table <= len - word_size)
                 is_read = read_framed<M>(bytes, len, static_cast<uint32_t>(table), records);
         }
         if (!is_read)
