@@ -378,7 +378,7 @@ TEST_F(commands, need_library_and_bus_to_send_and_to_receive_alone)
             ": cannot load libvorl_srv6.so.1 (libvorl_srv6.so.1: cannot open "
             "shared object file: No such file or directory), looked for in "))
             << refused.err;
-        EXPECT_EQ(count(refused.err, "/bin/../"), 1u)
+        EXPECT_EQ(count(refused.err, "/bin/../lib/"), 1u)
             << "the path beside the program: " << refused.err;
         EXPECT_TRUE(refused.err.ends_with(
             "; install package libvorl-srv6-1 and the platform's bus, libkavrovorl.so, or name "
