@@ -195,8 +195,7 @@ TEST(header, spells_out_the_prototype_of_every_function)
     for (const fact &f : facts) {
         for (const char *function : {"__pack", "__unpack", "_free__unpacked", "__sendsingle",
                                      "__sendbatch", "__sendmsg", "__sendtomsg"})
-            EXPECT_EQ(occurrences(code, " " + f.name + function + "("), 1U)
-                << f.name << function;
+            EXPECT_EQ(occurrences(code, " " + f.name + function + "("), 1U) << f.name << function;
     }
 }
 
