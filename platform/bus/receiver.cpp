@@ -1,6 +1,6 @@
-// The receiving side. A thread of the bus accepts connections, reads whole sends and queues them;
-// the program's thread takes them from the queue and delivers. A send is in the queue before it is
-// answered, so what the sender knows as accepted is here.
+// The receiving side. A thread of the bus accepts connections, reads whole sends and queues them
+// (accepted.h); the program's thread takes them from the queue and delivers (delivery.h). A send is
+// in the queue before it is answered, so what the sender knows as accepted is here.
 
 #include "platform/bus/receiver.h"
 
@@ -8,15 +8,12 @@
 #include <atomic>
 #include <cerrno>
 #include <chrono>
-#include <condition_variable>
 #include <csignal>
 #include <cstring>
 #include <deque>
 #include <list>
-#include <map>
 #include <memory>
 #include <mutex>
-#include <set>
 #include <string>
 #include <system_error>
 #include <thread>
@@ -27,153 +24,18 @@
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/file.h>
-#include <sys/mman.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "platform/bus/accepted.h"
+#include "platform/bus/delivery.h"
 #include "platform/bus/process.h"
-#include "platform/bus/protocol.h"
-#include "platform/bus/registry.h"
-#include "platform/support.h"
+#include "platform/bus/report.h"
 
 namespace vorl::bus {
 namespace {
 
 constexpr uint64_t usual_queue_bytes = uint64_t{64} << 20;
-
-void report_at(uint32_t dest, const std::string &text)
-{
-    platform::write_line(STDERR_FILENO,
-                         "vorl-bus: destination " + std::to_string(dest) + ": " + text);
-}
-
-template <class First, class... Rest>
-void report_at(uint32_t dest, const char *format, First first, Rest... rest)
-{
-    report_at(dest, platform::formatted(format, first, rest...));
-}
-
-/// A send as it was read from the socket, its head included.
-class batch {
-  public:
-    explicit batch(std::vector<uint8_t> bytes) : bytes_(std::move(bytes)) {}
-
-    uint32_t count() const { return load<send_head>(0).count; }
-    uint64_t frame_bytes() const { return load<send_head>(0).bytes; }
-    frame_head frame(uint32_t index) const
-    {
-        return load<frame_head>(sizeof(send_head) + size_t{index} * sizeof(frame_head));
-    }
-    const uint8_t *frames() const
-    {
-        return bytes_.data() + sizeof(send_head) + size_t{count()} * sizeof(frame_head);
-    }
-    bool is_consistent() const
-    {
-        uint64_t sum = 0;
-        for (uint32_t i = 0; i < count(); ++i) {
-            if (frame(i).length == 0)
-                return false;
-            sum += frame(i).length;
-        }
-        return sum == frame_bytes();
-    }
-
-  private:
-    template <class T>
-    T load(size_t at) const
-    {
-        T value;
-        memcpy(&value, bytes_.data() + at, sizeof value);
-        return value;
-    }
-
-    std::vector<uint8_t> bytes_;
-};
-
-/// Accepted sends, in order of acceptance. `limit` bounds the bytes of their frames that have not
-/// been delivered.
-class batch_queue {
-  public:
-    explicit batch_queue(uint64_t limit) : limit_(limit) {}
-
-    uint64_t limit() const { return limit_; }
-    bool has_room(uint64_t bytes)
-    {
-        const std::lock_guard lock(lock_);
-        return bytes <= limit_ - held_;
-    }
-    bool push(batch accepted)
-    {
-        {
-            const std::lock_guard lock(lock_);
-            if (accepted.frame_bytes() > limit_ - held_)
-                return false;
-            held_ += accepted.frame_bytes();
-            batches_.push_back(std::move(accepted));
-        }
-        arrived_.notify_one();
-        return true;
-    }
-    /// All that are there, at once; waits for the first until `until`, or for ever.
-    std::deque<batch> take(const std::chrono::steady_clock::time_point *until)
-    {
-        std::unique_lock lock(lock_);
-        const auto is_filled = [this] { return !batches_.empty(); };
-        if (until != nullptr)
-            arrived_.wait_until(lock, *until, is_filled);
-        else
-            arrived_.wait(lock, is_filled);
-        return std::exchange(batches_, {});
-    }
-    void delivered(uint64_t bytes)
-    {
-        const std::lock_guard lock(lock_);
-        held_ -= bytes;
-    }
-
-  private:
-    const uint64_t limit_;
-    std::mutex lock_;
-    std::condition_variable arrived_;
-    std::deque<batch> batches_;
-    uint64_t held_ = 0;
-};
-
-/// Where records are unpacked. A record ends at a page that cannot be touched, so an __unpack that
-/// writes past its record faults there.
-class record_area {
-  public:
-    static constexpr size_t capacity = 65536;
-
-    record_area()
-    {
-        const auto guard = static_cast<size_t>(sysconf(_SC_PAGESIZE));
-        void *mapped = mmap(nullptr, capacity + guard, PROT_READ | PROT_WRITE,
-                            MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-        if (mapped == MAP_FAILED)
-            throw std::system_error(errno, std::generic_category());
-        mapped_size_ = capacity + guard;
-        start_ = static_cast<uint8_t *>(mapped);
-        mprotect(start_ + capacity, guard, PROT_NONE);
-    }
-    ~record_area() { munmap(start_, mapped_size_); }
-    record_area(const record_area &) = delete;
-    record_area &operator=(const record_area &) = delete;
-
-    /// `size` zeroed bytes, aligned for any member of a record.
-    uint8_t *place(size_t size)
-    {
-        const size_t rounded = (size + 7) & ~size_t{7};
-        uint8_t *const at = start_ + capacity - rounded;
-        memset(at, 0, rounded);
-        return at;
-    }
-
-  private:
-    uint8_t *start_;
-    size_t mapped_size_;
-};
 
 /// One sender's connection and what has been read of its present send.
 struct connection {
@@ -208,7 +70,7 @@ using namespace vorl::bus;
 
 struct vorl_dev_receiver {
     vorl_dev_receiver(uint32_t at, uint64_t queue_bytes)
-        : dest(at), queue(queue_bytes != 0 ? queue_bytes : usual_queue_bytes)
+        : dest(at), shown(at), queue(queue_bytes != 0 ? queue_bytes : usual_queue_bytes)
     {}
 
     bool open();
@@ -217,7 +79,8 @@ struct vorl_dev_receiver {
     bool is_usable(const char *function) const;
 
     const uint32_t dest;
-    std::atomic<uint64_t> accepted{0}, delivered{0}, unknown{0}, cut_short{0};
+    std::atomic<uint64_t> accepted{0}, cut_short{0};
+    delivery shown;
 
   private:
     bool fail(const char *what, int error) const;
@@ -232,8 +95,6 @@ struct vorl_dev_receiver {
 
     // The program's thread.
     uint32_t deliver(const std::deque<batch> &batches, vorl_dev_handler handler, void *user);
-    void report_unknown(frame_head head);
-    bool deliver_frame(frame_head head, const uint8_t *frame, vorl_dev_handler handler, void *user);
 
     const uint64_t made_in_ = generation();
     std::string socket_path_;
@@ -246,9 +107,6 @@ struct vorl_dev_receiver {
     std::list<connection> connections_; ///< the bus's thread alone
     bool accepts_ = true;               ///< false while the process has no descriptors left
 
-    record_area area_;
-    std::map<uint32_t, uint32_t> record_sizes_; ///< learned at the first delivery of each type
-    std::set<uint32_t> reported_; ///< identifiers that nobody registered, the first ones
     bool delivers_ = false;
 };
 
@@ -426,67 +284,22 @@ bool vorl_dev_receiver::take_send(connection &from)
     return answer(from, result);
 }
 
-void vorl_dev_receiver::report_unknown(frame_head head)
-{
-    // A sender that makes up identifiers gets neither our memory nor all of standard error.
-    constexpr size_t most_reported = 1000;
-    if (reported_.size() == most_reported || !reported_.insert(head.msg_id).second)
-        return;
-    report_at(dest,
-              "frame of unknown type 0x%08X (%u bytes) dropped, as will be all others "
-              "of this type: nobody registered it",
-              head.msg_id, head.length);
-    if (reported_.size() == most_reported)
-        report_at(dest, "%zu unknown types; no further ones are reported", most_reported);
-}
-
-bool vorl_dev_receiver::deliver_frame(frame_head head, const uint8_t *frame,
-                                      vorl_dev_handler handler, void *user)
-{
-    message_type type;
-    if (!find_type(head.msg_id, type)) {
-        ++unknown;
-        report_unknown(head);
-        return false;
-    }
-    // __unpack tells the size of its record on every path, but needs room first, and asking it
-    // without a buffer would log. So the first record of a type gets all room there is. Zeroed, for
-    // an __unpack that refuses its frame may leave the record as it was.
-    const auto known = record_sizes_.find(head.msg_id);
-    const bool is_first = known == record_sizes_.end();
-    uint8_t *const record = area_.place(is_first ? record_area::capacity : known->second);
-    const uint32_t size = type.unpack(frame, static_cast<int32_t>(head.length), record);
-    if (size > record_area::capacity) {
-        ++unknown;
-        report_at(dest, "frame of type 0x%08X dropped: its record of %u bytes is too long",
-                  head.msg_id, size);
-        return false;
-    }
-    if (is_first)
-        record_sizes_[head.msg_id] = size;
-    if (handler != nullptr)
-        handler(user, head.msg_id, record, size, frame, head.length);
-    type.release(record);
-    ++delivered;
-    return true;
-}
-
 uint32_t vorl_dev_receiver::deliver(const std::deque<batch> &batches, vorl_dev_handler handler,
                                     void *user)
 {
-    uint32_t shown = 0;
+    uint32_t count = 0;
     delivers_ = true;
     for (const batch &b : batches) {
         const uint8_t *frame = b.frames();
         for (uint32_t i = 0; i < b.count(); ++i) {
             const frame_head head = b.frame(i);
-            shown += deliver_frame(head, frame, handler, user) ? 1 : 0;
+            count += shown.deliver(head, frame, handler, user) ? 1 : 0;
             queue.delivered(head.length);
             frame += head.length;
         }
     }
     delivers_ = false;
-    return shown;
+    return count;
 }
 
 uint32_t vorl_dev_receiver::receive(int32_t timeout_ms, vorl_dev_handler handler, void *user)
@@ -496,8 +309,8 @@ uint32_t vorl_dev_receiver::receive(int32_t timeout_ms, vorl_dev_handler handler
         const std::deque<batch> batches = queue.take(timeout_ms >= 0 ? &until : nullptr);
         if (batches.empty())
             return 0;
-        if (const uint32_t shown = deliver(batches, handler, user))
-            return shown;
+        if (const uint32_t count = deliver(batches, handler, user))
+            return count;
     }
 }
 
@@ -549,8 +362,8 @@ uint32_t VORL_DevReceive(vorl_dev_receiver *receiver, int32_t timeout_ms, vorl_d
 void VORL_DevCounters(vorl_dev_receiver *receiver, vorl_dev_counters *counters)
 {
     // Delivered before accepted, so that the first never passes the second.
-    counters->delivered = receiver->delivered;
-    counters->unknown = receiver->unknown;
+    counters->delivered = receiver->shown.delivered;
+    counters->unknown = receiver->shown.unknown;
     counters->cut_short = receiver->cut_short;
     counters->accepted = receiver->accepted;
 }
