@@ -1,64 +1,19 @@
 // What the library costs a process in memory, held to the table in docs/integrators.md: nothing is
-// more than it says, and nothing that it says is more than twice what is measured, but for resident
-// memory, which the kernel may take back at any time.
-#include <dlfcn.h>
+// more than it says, and nothing that it says is more than twice what is measured.
 #include <gtest/gtest.h>
 #include <sys/mman.h>
 #include <ucontext.h>
 
 #include <cstring>
-#include <fstream>
 #include <functional>
 
 #include "catalogue/functions.h"
-#include "runtime/bus.h"
 #include "serial/layout.h"
-#include "tests/abi/readelf.h"
+#include "tests/abi/footprint.h"
 #include "tests/support/samples.h"
-
-// A bus that takes everything and needs no stack to speak of.
-extern "C" {
-std::uint32_t VORL_SendMsg(std::uint32_t, const vorl::frame_desc *, std::uint32_t) { return 0; }
-std::uint32_t VORL_SendToMsg(std::uint32_t, const vorl::frame_desc *, std::uint32_t, std::uint64_t)
-{
-    return 0;
-}
-std::uint32_t VORL_RegIDLFuncHook(std::uint32_t, vorl::unpack_hook, vorl::free_hook) { return 0; }
-std::uint32_t VORL_RegIDLResorceCleanFuncHook(vorl::resource_clean_hook) { return 0; }
-}
 
 namespace vorl::test {
 namespace {
-
-/// The figure of a row of the page's table, for this machine.
-std::uint64_t stated(const std::string &row)
-{
-    const std::string page = content(std::string(PROJECT_ROOT) + "/docs/integrators.md");
-    const std::size_t at = page.find("\n| " + row + " | ");
-    if (at == std::string::npos)
-        throw std::runtime_error("docs/integrators.md has no row \"" + row + "\"");
-    const std::string line = page.substr(at + 1, page.find('\n', at + 1) - at - 1);
-    const std::regex form(R"(\| .* \| ([\d,]+) \| ([\d,]+|not measured) \|)");
-    std::smatch figures;
-    if (!std::regex_match(line, figures, form))
-        throw std::runtime_error("docs/integrators.md: not two figures: " + line);
-    std::string digits = figures[machine() == "AArch64" ? 2 : 1];
-    std::erase(digits, ',');
-    return std::stoull(digits);
-}
-
-void expect_at_most_stated(const std::string &row, std::uint64_t measured)
-{
-    EXPECT_LE(measured, stated(row)) << row;
-    EXPECT_GT(measured, 0U) << row;
-    std::printf("%s: %llu\n", row.c_str(), static_cast<unsigned long long>(measured));
-}
-
-void expect_stated(const std::string &row, std::uint64_t measured)
-{
-    expect_at_most_stated(row, measured);
-    EXPECT_GE(2 * measured, stated(row)) << row;
-}
 
 TEST(footprint, of_the_file_as_it_is_mapped)
 {
@@ -73,51 +28,6 @@ TEST(footprint, of_the_file_as_it_is_mapped)
     expect_stated("relocations at load",
                   readelf("--relocs", R"([0-9a-f]+\s+[0-9a-f]+ R_\w+.*)").size());
     EXPECT_TRUE(segments("TLS").empty()) << "the page says that a thread costs nothing";
-}
-
-struct resident {
-    std::uint64_t all = 0;            ///< KiB
-    std::uint64_t of_the_process = 0; ///< KiB that no other process shares
-};
-
-/// Of the library's mappings in this process.
-resident resident_now()
-{
-    std::ifstream maps("/proc/self/smaps");
-    resident sum;
-    bool is_ours = false;
-    for (std::string line; std::getline(maps, line);) {
-        std::uint64_t amount = 0;
-        if (line.find('-') < line.find(' '))
-            is_ours = line.find("libvorl_srv6.so") != std::string::npos;
-        else if (is_ours && std::sscanf(line.c_str(), "Rss: %lu kB", &amount) == 1)
-            sum.all += amount;
-        else if (is_ours && std::sscanf(line.c_str(), "Private_Dirty: %lu kB", &amount) == 1)
-            sum.of_the_process += amount;
-    }
-    return sum;
-}
-
-void *library()
-{
-    static void *const opened = dlopen(LIBRARY_FILE, RTLD_NOW | RTLD_LOCAL);
-    if (opened == nullptr)
-        throw std::runtime_error(dlerror());
-    return opened;
-}
-
-TEST(footprint, of_a_process)
-{
-    if (IS_EMULATED)
-        GTEST_SKIP() << "the emulator's mappings are not the router's";
-    library();
-    const resident loaded = resident_now();
-    for (const catalogue::package_info *package : catalogue::packages)
-        ASSERT_EQ(catalogue::functions_of(*package, library()).recv_init(), 0U);
-    const resident registered = resident_now();
-    expect_at_most_stated("resident after load: KiB", loaded.all);
-    expect_at_most_stated("of these in the process alone: KiB", loaded.of_the_process);
-    expect_at_most_stated("resident after the three `_recv_init`: KiB", registered.all);
 }
 
 /// Runs calls on a stack of its own, and tells how deep the last one went.

@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <sys/mman.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 #include <random>
@@ -265,74 +264,6 @@ TEST(explain, refuses_records_that_take_more_than_32_bits_of_memory)
     std::vector<std::uint64_t> record((m.record_size + 7) / 8);
     test::functions_of(m).unpack(big.data(), static_cast<std::int32_t>(big.size()), record.data());
     EXPECT_EQ(test::the_platform().logs.size(), 1u);
-}
-
-// Where the sanitizers are, memory has a shadow that they look after themselves.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool memory_is_ours = false;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-constexpr bool memory_is_ours = false;
-#else
-constexpr bool memory_is_ours = true;
-#endif
-#else
-constexpr bool memory_is_ours = true;
-#endif
-
-/// srv6_cfg_query_dfx_rec whose `count` elements are all the one item behind the words: 16572 bytes
-/// of record for each 4 bytes.
-bytes one_item_many_times(std::uint32_t count)
-{
-    const std::string f2(std::size_t{2} * 16384, 'f');
-    const json::record item =
-        json::parse_record(R"({"message":"srv6_cfg_query_dfx_item","f2":")" + f2 + "\"}");
-    const bytes packed = encode(item.type(), item.data(), encoding::packed);
-    bytes all = test::buffer_of("u32 table  vtable: u16 8  u16 12  u16 0  u16 4 "
-                                "table: u32 table-vtable  u32 4  u32 0");
-    put_word(all, 20, count);
-    const std::size_t words = all.size();
-    all.resize(words + std::size_t{4} * count);
-    // What the item's own root offset leads to, seen from each word.
-    const std::size_t table = all.size() + packed[0] - 4;
-    for (std::size_t i = 0; i < count; ++i)
-        put_word(all, words + 4 * i, static_cast<std::uint32_t>(table - (words + 4 * i)));
-    all.insert(all.end(), packed.begin() + 4, packed.end());
-    return all;
-}
-
-TEST(explain, many_records_take_little_memory)
-{
-    if (!memory_is_ours)
-        GTEST_SKIP();
-    const bytes input = one_item_many_times(60000);
-    const auto peak_kilobytes = [] {
-        rusage usage{};
-        getrusage(RUSAGE_SELF, &usage);
-        return usage.ru_maxrss;
-    };
-    const auto before = peak_kilobytes();
-    EXPECT_EQ(verdict("srv6_cfg_query_dfx_rec", input), "accepted");
-    // The records are 994,320,000 bytes.
-    EXPECT_LT(peak_kilobytes() - before, 100000);
-}
-
-TEST(explain, memory_that_cannot_be_had_is_a_refusal)
-{
-    const bytes input = one_item_many_times(60000);
-    if (!memory_is_ours)
-        GTEST_SKIP();
-    rlimit limit{};
-    getrlimit(RLIMIT_AS, &limit);
-    limit.rlim_cur = std::size_t{500} << 20;
-    setrlimit(RLIMIT_AS, &limit);
-    if (void *const block = std::calloc(60000, 16572)) {
-        std::free(block);
-        GTEST_SKIP() << "an emulator does not limit memory";
-    }
-    EXPECT_EQ(verdict("srv6_cfg_query_dfx_rec", input),
-              "offset 0x0014, f1: there is no memory for 60000 elements, which take 994320000 "
-              "bytes");
 }
 
 TEST(explain, every_truncation_of_every_message_gets_the_readers_verdict)
