@@ -1,4 +1,6 @@
 // A bus that takes everything and needs no stack to speak of.
+#include <cstdint>
+
 #include "runtime/bus.h"
 
 extern "C" {

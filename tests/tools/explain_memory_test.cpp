@@ -30,14 +30,14 @@ namespace {
 TEST(explain_memory, that_cannot_be_had_is_a_refusal)
 {
     const message &m = catalogue::find_message("srv6_cfg_query_dfx_rec")->data;
-    const test::bytes input = test::one_item_many_times(60000);
+    const bytes input = test::one_item_many_times(60000);
     asked.clear();
     most_to_give = 994319999;
     const auto why = inspect::explain(m, input, nullptr);
     most_to_give = SIZE_MAX;
     EXPECT_EQ(asked, std::vector<std::size_t>{994320000});
     ASSERT_TRUE(why);
-    EXPECT_EQ(to_text(*why), "offset 0x0014, f1: there is no memory for 60000 elements, which take "
+    EXPECT_EQ(inspect::to_text(*why), "offset 0x0014, f1: there is no memory for 60000 elements, which take "
                              "994320000 bytes");
 }
 

@@ -14,7 +14,7 @@ namespace {
 TEST(explain_resident, many_records_take_little_memory)
 {
     const message &m = catalogue::find_message("srv6_cfg_query_dfx_rec")->data;
-    const test::bytes input = test::one_item_many_times(60000);
+    const bytes input = test::one_item_many_times(60000);
     const auto peak_kilobytes = [] {
         rusage usage{};
         getrusage(RUSAGE_SELF, &usage);

@@ -6,7 +6,8 @@
 #include <string>
 
 #include "inspect/encode.h"
-#include "tests/codec/support/buffers.h"
+#include "tests/codec/support/fixture.h"
+#include "tools/vorl/bytes_text.h"
 #include "tools/vorl/json_record.h"
 
 namespace vorl::test {

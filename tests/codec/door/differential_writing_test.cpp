@@ -175,18 +175,12 @@ void print(std::ostream &to, const reference::writing &w)
 
 std::string difference(const reference::writing &library, const reference::writing &expected)
 {
-    if (library == expected)
-        return {};
-    std::ostringstream text;
-    text << "the library:\n";
-    print(text, library);
-    text << "expected:\n";
-    print(text, expected);
+    std::string text = difference_by(print, library, expected);
     const auto at = std::mismatch(library.block.begin(), library.block.end(),
                                   expected.block.begin(), expected.block.end());
     if (at.first != library.block.end())
-        text << "blocks differ at " << at.first - library.block.begin() << '\n';
-    return text.str();
+        text += "blocks differ at " + std::to_string(at.first - library.block.begin()) + '\n';
+    return text;
 }
 
 std::vector<reference::memory_event> main_memory_calls()

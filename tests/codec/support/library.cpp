@@ -77,14 +77,7 @@ std::vector<reference::log_event> take_logs(const message &m, side s)
 
 std::string difference(const reference::outcome &library, const reference::outcome &expected)
 {
-    if (library == expected)
-        return {};
-    std::ostringstream text;
-    text << "the library:\n";
-    print(text, library);
-    text << "expected:\n";
-    print(text, expected);
-    return text.str();
+    return difference_by(print, library, expected);
 }
 
 namespace {

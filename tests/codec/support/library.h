@@ -2,7 +2,9 @@
 #pragma once
 
 #include <memory>
+#include <ostream>
 #include <span>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -15,7 +17,20 @@ namespace vorl::test {
 /// As __unpack takes it.
 inline std::int32_t length_of(const bytes &b) { return static_cast<std::int32_t>(b.size()); }
 
-/// What the library did beside what was expected; empty when they are the same.
+/// What the library did beside what was expected, as `print` tells it; empty when they are the same.
+template <class What>
+std::string difference_by(void (&print)(std::ostream &, const What &), const What &library,
+                          const What &expected)
+{
+    if (library == expected)
+        return {};
+    std::ostringstream text;
+    text << "the library:\n";
+    print(text, library);
+    text << "expected:\n";
+    print(text, expected);
+    return text.str();
+}
 std::string difference(const reference::outcome &library, const reference::outcome &expected);
 
 /// One __unpack by the library. The record is released when this goes.
