@@ -11,6 +11,7 @@
 #include "fuzz/finding.h"
 #include "inspect/encode.h"
 #include "inspect/explain.h"
+#include "inspect/explain_text.h"
 #include "tests/support/functions.h"
 #include "tools/vorl/bytes_text.h"
 #include "tools/vorl/find_message.h"
@@ -75,7 +76,7 @@ void encode_and_decode(const json::record &record)
     for (const inspect::encoding as : {inspect::encoding::packed, inspect::encoding::frame}) {
         const bytes encoded = inspect::encode(type, record.data(), as);
         check(!encoded.empty(), "not encoded");
-        check(!inspect::explain(type, encoded, nullptr), "explain refuses what was encoded");
+        check(!inspect::first_damage(type, encoded), "explain refuses what was encoded");
         const decoded again(type, encoded);
         check(!again.has_logged(), "the library refuses what was encoded");
         must_be_same(type, record.data(), again.data(), "encoded and decoded");
@@ -107,13 +108,14 @@ void read_json(std::istream &text)
 void read_frame(const message &type, const bytes &frame)
 {
     std::ostringstream shown;
-    const auto why = inspect::explain(type, frame, &shown);
-    const auto why_again = inspect::explain(type, frame, nullptr);
-    check(why.has_value() == why_again.has_value(), "explain decides by its output");
+    const inspect::explanation explained = inspect::explain(type, frame);
+    write_text(explained, shown, inspect::colours::none);
+    const auto why = inspect::first_damage(type, frame);
+    check(why.has_value() != explained.damages.empty(), "explain has two verdicts");
     const decoded record(type, frame);
     if (why) {
-        check(inspect::to_text(*why) == inspect::to_text(*why_again), "explain gives two reasons");
-        check_error(inspect::to_text(*why));
+        check(to_text(*why) == to_text(explained.damages[0]), "explain gives two reasons");
+        check_error(to_text(*why));
         return;
     }
     check(!record.has_logged(), "explain accepts what the library refuses");

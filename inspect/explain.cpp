@@ -1,206 +1,293 @@
 #include "inspect/explain.h"
 
-#include <arpa/inet.h>
-
 #include <algorithm>
-#include <array>
-#include <ostream>
-#include <vector>
+#include <cstring>
+#include <limits>
+#include <map>
+#include <utility>
 
 #include "catalogue/catalogue.h"
-#include "inspect/hex.h"
-#include "inspect/reading.h"
-#include "serial/layout.h"
+#include "inspect/refusals.h"
+#include "serial/plain/read.h"
 
 namespace vorl::inspect {
 namespace {
 
-// How many bytes the hex column has, and how many bytes of a body are shown.
-constexpr std::size_t bytes_a_line = 8;
-constexpr std::size_t bytes_shown = 64;
+constexpr std::uint32_t largest_message = std::numeric_limits<std::int32_t>::max();
+constexpr std::size_t most_damages = 1000;
+constexpr std::size_t most_parts = 4000000;
 
-/// A reading that writes a line for each of its steps.
-class explanation : public reading {
+/// Bytes of the largest record among a message's and those of its tables.
+std::uint32_t largest_record(const message &m)
+{
+    std::uint32_t largest = m.record_size;
+    for (const slot &s : m.slots) {
+        if (s.nested != nullptr)
+            largest = std::max(largest, largest_record(*s.nested));
+    }
+    return largest;
+}
+
+/// Reads the bytes slot by slot with the plain reader's steps, and notes what it reports.
+class walker {
   public:
-    explanation(std::span<const std::uint8_t> bytes, std::ostream &out)
-        : reading(bytes, records::forget), out_(out), visited_(bytes.size())
-    {}
-
-    void show_unvisited()
+    /// `keeps_parts`: to explain. Otherwise the first damage ends it.
+    walker(explanation &into, bool keeps_parts)
+        : e_(into), keeps_parts_(keeps_parts), record_(largest_record(*into.of) / 8 + 1)
     {
-        const auto end = visited_.end();
-        for (auto from = std::find(visited_.begin(), end, false); from != end;) {
-            const auto to = std::find(from, end, true);
-            const auto at = static_cast<std::uint32_t>(from - visited_.begin());
-            const auto stray = content().subspan(at, static_cast<std::size_t>(to - from));
-            const bool is_padding = std::all_of(stray.begin(), stray.end(),
-                                                [](std::uint8_t byte) { return byte == 0; });
-            show(at, stray.size(), is_padding ? "padding" : "nothing leads to these bytes");
-            from = std::find(to, end, false);
+        ears_.of = this;
+        ears_.refused = [](const listener &l, table_check check, table_role role, std::uint32_t a,
+                           std::uint32_t b,
+                           const message &) { by(l).refuse_table(check, role, a, b); };
+        // Vectors need no memory: nothing is written to it.
+        ears_.allocate = [](const listener &l, std::uint32_t, table_role, const message &) {
+            return static_cast<void *>(&by(l));
+        };
+        // Not needed: the reader then reports a refused step, which says the same and more.
+        ears_.no_memory = [](const listener &, std::uint32_t, std::uint32_t, table_role,
+                             const message &) {};
+        ears_.release = nullptr;
+        ears_.set_zero = [](void *, std::size_t) { return 0; };
+        ears_.copy_bytes = [](void *, const void *, std::size_t) { return 0; };
+        ears_.watch = [](const listener &l, const reading_step &step) { by(l).take(step); };
+    }
+
+    void walk()
+    {
+        const message &m = *e_.of;
+        e_.tables.push_back({&m, 0, 0, 0, 0});
+        if (e_.bytes.size() < word_size || e_.bytes.size() > largest_message) {
+            add(refused_length(m, e_.bytes.size()));
+            return;
         }
-    }
-
-  protected:
-    void hear_root(std::uint32_t to) override
-    {
-        show(0, word_size, "root offset: the table is at " + offset_text(to));
-    }
-
-    void hear(const reading_step &step) override
-    {
-        using kind = reading_step::kind;
-        switch (step.what) {
-        case kind::table:
-            show_table(step.at);
-            show_vtable(step);
-            break;
-        case kind::field: show_field(step); break;
-        case kind::body:
-            show_count(step.slot, step.at);
-            if (current().nested == nullptr && step.size != 0)
-                show(static_cast<std::uint32_t>(step.to), std::size_t{step.size} * current().width,
-                     member_path(step.slot) + " = " + body_text(step));
-            break;
-        case kind::element: show_element(step); break;
-        case kind::leave: break;
-        case kind::refused:
-            if (step.check == field_check::elements || step.check == field_check::count)
-                show_count(step.slot, step.at);
-            else if (step.check == field_check::position)
-                show_element(step);
-            break;
-        }
-    }
-
-    void hear_refused(table_check check, std::uint32_t at) override
-    {
-        if (check != table_check::position)
-            show_table(at);
+        from_ = {e_.bytes.data(), static_cast<std::uint32_t>(e_.bytes.size())};
+        const std::uint32_t root = word(0);
+        e_.tables[0].at = root;
+        note(part::kind::root_offset, 0, word_size, root);
+        seen_[{root, &m}] = 0;
+        // A flat message's root is read in the other role, by the library as well.
+        walk_table(0, is_flat(m) ? table_role::non_root : table_role::root, 0);
+        if (keeps_parts_)
+            std::stable_sort(e_.parts.begin(), e_.parts.end(),
+                             [](const part &a, const part &b) { return a.at < b.at; });
     }
 
   private:
-    /// Writes one line, or several for more bytes. The bytes lie inside the message.
-    void show(std::uint32_t at, std::size_t count, const std::string &meaning)
-    {
-        std::fill_n(visited_.begin() + at, count, true);
-        std::size_t shown = 0;
-        do {
-            const std::size_t part = std::min(count - shown, bytes_a_line);
-            const std::string hex = to_hex(content().data() + at + shown, part, " ");
-            out_ << "  " << offset_text(at + shown) << "  " << hex;
-            if (shown == 0)
-                out_ << std::string(3 * bytes_a_line - hex.size(), ' ') << meaning;
-            out_ << '\n';
-            shown += part;
-        } while (shown < count && shown < bytes_shown);
-        if (shown < count)
-            out_ << "          ... " << count - shown << " more bytes\n";
-    }
+    struct ears : listener {
+        walker *of;
+    };
+    static walker &by(const listener &l) { return *static_cast<const ears &>(l).of; }
 
-    void show_table(std::uint32_t at)
+    /// The table of that index; the word at `word_at` leads to it.
+    void walk_table(std::uint32_t index, table_role role, std::uint32_t word_at)
     {
-        const std::string path = table_path();
-        const std::uint32_t soffset = word(at);
-        show(at, word_size,
-             (path.empty() ? "table of " : path + ": table of ") + name_of(table_message()) +
-                 ", soffset " + std::to_string(static_cast<std::int32_t>(soffset)) +
-                 ": the vtable is at " + offset_text(at - soffset));
-    }
-
-    void show_vtable(const reading_step &table)
-    {
-        const message &m = table_message();
-        const auto vtable = static_cast<std::uint32_t>(table.to);
-        const std::uint32_t entries =
-            table.size < vtable_length(0U) ? 0 : table.size / entry_size - 2;
-        show(vtable, entry_size,
-             "vtable length " + std::to_string(table.size) + ": " + std::to_string(entries) +
-                 " entries");
-        show(vtable + entry_size, entry_size,
-             "table length " + std::to_string(integer(vtable + entry_size, entry_size)) +
-                 " (not checked by readers)");
-        for (std::uint32_t i = 0; i < entries; ++i) {
-            const std::uint64_t entry = integer(vtable + entry_at(i), entry_size);
-            const std::string name = i < m.slots.size ? member_path(i)
-                                                      : "slot " + std::to_string(i) + ", which " +
-                                                            name_of(m) + " does not have";
-            show(vtable + entry_at(i), entry_size,
-                 name +
-                     (entry == 0 ? " is absent: zero" : " is at " + offset_text(table.at + entry)));
+        in_ = index;
+        word_at_ = word_at;
+        const message &m = *e_.tables[index].of;
+        checked_table table{};
+        if (!plain::find_table<byte_order::native>(e_.tables[index].at, table, role, from_, ears_,
+                                                   m))
+            return;
+        const slot_reader<byte_order::native> reader{from_, ears_, m, role};
+        auto *const record = reinterpret_cast<std::uint8_t *>(record_.data());
+        for (std::uint32_t i = 0; i < m.slots.size && !is_over_; ++i) {
+            in_ = index;
+            table_ = &table;
+            role_ = role;
+            const slot &s = m.slots[i];
+            reader.read(table, i, s, record,
+                        [&](std::uint32_t words, std::uint32_t count, std::uint8_t *) {
+                            walk_tables(index, i, words, count);
+                            return true;
+                        });
+            // Of elements that are too many or pass the end, those that are there. The first that
+            // is refused ends it: the number may be what is wrong, and no element stand there.
+            if (cut_.count != 0 && s.nested != nullptr)
+                walk_tables(index, i, cut_.words, cut_.count, true);
+            cut_ = {};
         }
     }
 
-    void show_field(const reading_step &step)
+    void walk_tables(std::uint32_t parent, std::uint32_t slot, std::uint32_t words,
+                     std::uint32_t count, bool stops_at_damage = false)
     {
-        const std::string text = member_path(step.slot) + " " + catalogue::type_text(current());
-        if (current().shape == slot_shape::scalar)
-            show(step.at, step.size, text + " = " + std::to_string(integer(step.at, step.size)));
+        cut_ = {};
+        const std::uint64_t damages = found_damages();
+        const vorl::slot &s = e_.tables[parent].of->slots[slot];
+        const message &m = *s.nested;
+        const auto what = s.shape == slot_shape::table ? part::kind::offset : part::kind::element;
+        for (std::uint32_t i = 0; i < count && !is_over_; ++i) {
+            if (stops_at_damage && found_damages() != damages)
+                return;
+            in_ = parent;
+            const std::uint32_t at = words + i * word_size;
+            const std::uint64_t position = std::uint64_t{at} + word(at);
+            if (position > std::numeric_limits<std::uint32_t>::max()) {
+                note(what, at, word_size, position, slot, i);
+                add(refused_position(at, position, element_path(e_, parent, slot, i)));
+                continue;
+            }
+            const auto to = static_cast<std::uint32_t>(position);
+            const auto [known, is_new] =
+                seen_.insert({{to, &m}, static_cast<std::uint32_t>(e_.tables.size())});
+            if (is_new)
+                e_.tables.push_back({&m, to, parent, slot, i});
+            note(what, at, word_size, position, slot, i, known->second);
+            // What was read before reads the same again.
+            if (is_new)
+                walk_table(known->second, table_role::non_root, at);
+        }
+    }
+
+    void take(const reading_step &step)
+    {
+        using kind = reading_step::kind;
+        const slot &s = step.of->slots[step.slot];
+        switch (step.what) {
+        case kind::table:
+            note(part::kind::soffset, step.at, word_size, step.to);
+            note(part::kind::vtable, static_cast<std::uint32_t>(step.to),
+                 std::max(step.size, std::uint32_t{word_size}), 0);
+            break;
+        case kind::field:
+            if (s.shape == slot_shape::scalar)
+                note(part::kind::value, step.at, step.size, 0, step.slot);
+            else if (s.shape != slot_shape::table) // whose word is noted with the table
+                note(part::kind::offset, step.at, step.size, std::uint64_t{step.at} + word(step.at),
+                     step.slot);
+            break;
+        case kind::body:
+            note(part::kind::count, step.at, word_size, 0, step.slot);
+            if (s.nested == nullptr && step.size != 0)
+                note(part::kind::values, static_cast<std::uint32_t>(step.to), step.size * s.width,
+                     0, step.slot);
+            break;
+        case kind::refused: refuse(step, s); break;
+        case kind::element:
+        case kind::leave: break; // by read_tables, which is not called here
+        }
+    }
+
+    void refuse(const reading_step &step, const slot &s)
+    {
+        if (step.check == field_check::elements || step.check == field_check::count) {
+            note(part::kind::count, step.at, word_size, 0, step.slot);
+            const auto elements = static_cast<std::uint32_t>(step.to);
+            cut_ = {elements, std::min(word(step.at), (from_.len - elements) / element_size(s))};
+            if (s.nested == nullptr && cut_.count != 0)
+                note(part::kind::values, elements, cut_.count * s.width, 0, step.slot);
+        }
+        add(refused_slot(from_, *table_, role_, step, member_path(e_, in_, step.slot)));
+    }
+
+    void refuse_table(table_check check, table_role role, std::uint32_t a, std::uint32_t b)
+    {
+        const found_table &t = e_.tables[in_];
+        if (check != table_check::position)
+            note(part::kind::soffset, t.at, word_size, t.at - word(t.at));
+        if (check == table_check::vtable_length)
+            note(part::kind::vtable_length, t.at - word(t.at), entry_size, 0);
+        add(refused_table(from_, check, role, *t.of, {t.at, word_at_, a, b}, table_path(e_, in_)));
+    }
+
+    std::uint64_t found_damages() const { return e_.damages.size() + e_.more_damages; }
+
+    void add(damage d)
+    {
+        is_over_ = !keeps_parts_;
+        if (e_.damages.size() < most_damages)
+            e_.damages.push_back(std::move(d));
         else
-            show_offset(step.at, text);
+            ++e_.more_damages;
     }
 
-    void show_element(const reading_step &step)
+    void note(part::kind what, std::uint32_t at, std::uint32_t size, std::uint64_t leads_to,
+              std::uint32_t slot = 0, std::uint32_t element = 0, std::uint32_t target = 0)
     {
-        // The word that leads to a nested table is its field, which has been shown.
-        if (current().shape != slot_shape::table)
-            show_offset(step.at, element_path(step.size));
+        if (!keeps_parts_)
+            return;
+        if (e_.parts.size() < most_parts)
+            e_.parts.push_back({what, at, size, in_, slot, element, leads_to, target});
+        else
+            e_.is_cut = true;
     }
 
-    void show_offset(std::uint32_t at, const std::string &what)
+    std::uint32_t word(std::uint32_t at) const
     {
-        const std::uint32_t offset = word(at);
-        show(at, word_size,
-             what + ", offset " + std::to_string(offset) + ": it is at " +
-                 offset_text(std::uint64_t{at} + offset));
+        return static_cast<std::uint32_t>(integer_at(e_.bytes, at, word_size));
     }
 
-    void show_count(std::uint32_t slot, std::uint32_t at)
-    {
-        show(at, word_size, member_path(slot) + ": count " + std::to_string(word(at)));
-    }
+    explanation &e_;
+    bool keeps_parts_;
+    ears ears_;
+    received from_{};
+    std::vector<std::uint64_t> record_; ///< is written to, never read
+    /// Index of each table, by its place and the message that it is read as.
+    std::map<std::pair<std::uint32_t, const message *>, std::uint32_t> seen_;
+    bool is_over_ = false;
 
-    std::string body_text(const reading_step &body) const
-    {
-        const auto at = static_cast<std::uint32_t>(body.to);
-        if (current().width == 1)
-            return std::to_string(body.size) + " bytes";
-        if (body.size == 4) {
-            std::array<char, INET6_ADDRSTRLEN> text{};
-            inet_ntop(AF_INET6, content().data() + at, text.data(), text.size());
-            return text.data();
-        }
-        std::string text;
-        for (std::uint32_t i = 0; i < body.size; ++i)
-            text += (i == 0 ? "" : " ") + std::to_string(word(at + i * word_size));
-        return text;
-    }
-
-    std::ostream &out_;
-    std::vector<bool> visited_; ///< one for each byte
+    // What is being read.
+    std::uint32_t in_ = 0;      ///< index of the table
+    std::uint32_t word_at_ = 0; ///< of the word that led there
+    const checked_table *table_ = nullptr;
+    table_role role_ = table_role::root;
+    struct {
+        std::uint32_t words;
+        std::uint32_t count;
+    } cut_{}; ///< the elements inside the bytes, of a slot that was refused for their number
 };
+
+explanation walked(const message &m, std::span<const std::uint8_t> bytes, bool keeps_parts)
+{
+    explanation e{&m, bytes, {}, {}, {}};
+    walker(e, keeps_parts).walk();
+    return e;
+}
 
 } // namespace
 
-std::optional<refusal> explain(const message &m, std::span<const std::uint8_t> bytes,
-                               std::ostream *out)
+explanation explain(const message &m, std::span<const std::uint8_t> bytes)
 {
-    std::vector<std::uint64_t> record((m.record_size + 7) / 8);
-    auto *const to = reinterpret_cast<std::uint8_t *>(record.data());
-    std::optional<refusal> why;
-    if (out == nullptr) {
-        why = reading(bytes, reading::records::forget).read(m, to);
-    } else {
-        *out << name_of(m) << ", " << bytes.size() << " bytes\n";
-        explanation lines(bytes, *out);
-        why = lines.read(m, to);
-        if (why)
-            *out << "  refused at " << to_text(*why) << '\n';
-        else
-            lines.show_unvisited();
-    }
-    if (!why)
-        release(m, record.data());
-    return why;
+    return walked(m, bytes, true);
+}
+
+std::optional<damage> first_damage(const message &m, std::span<const std::uint8_t> bytes)
+{
+    explanation e = walked(m, bytes, false);
+    if (e.damages.empty())
+        return std::nullopt;
+    return std::move(e.damages[0]);
+}
+
+std::string table_path(const explanation &e, std::uint32_t table)
+{
+    if (table == 0)
+        return "";
+    const found_table &t = e.tables[table];
+    return element_path(e, t.parent, t.slot, t.element);
+}
+
+std::string member_path(const explanation &e, std::uint32_t table, std::uint32_t slot)
+{
+    const std::string path = table_path(e, table);
+    return (path.empty() ? "" : path + ".") +
+           catalogue::info_of(*e.tables[table].of).slots[slot].name;
+}
+
+std::string element_path(const explanation &e, std::uint32_t table, std::uint32_t slot,
+                         std::uint32_t number)
+{
+    const std::string member = member_path(e, table, slot);
+    return e.tables[table].of->slots[slot].shape == slot_shape::table
+               ? member
+               : member + "[" + std::to_string(number) + "]";
+}
+
+std::uint64_t integer_at(std::span<const std::uint8_t> bytes, std::uint32_t at, std::size_t width)
+{
+    std::uint64_t value = 0;
+    std::memcpy(&value, bytes.data() + at, width);
+    return value;
 }
 
 } // namespace vorl::inspect

@@ -9,6 +9,8 @@
 
 #include "inspect/encode.h"
 #include "inspect/explain.h"
+#include "inspect/explain_lines.h"
+#include "inspect/explain_text.h"
 #include "tests/codec/support/fixture.h"
 #include "tests/facts/counts.h"
 #include "tests/support/platform.h"
@@ -19,7 +21,6 @@
 using namespace vorl;
 using inspect::encode;
 using inspect::encoding;
-using inspect::explain;
 
 namespace {
 
@@ -78,15 +79,33 @@ const message &named(const char *name) { return catalogue::find_message(name)->d
 
 std::string verdict(const char *message, const bytes &from)
 {
-    const auto why = explain(named(message), from, nullptr);
+    const auto why = inspect::first_damage(named(message), from);
     return why ? to_text(*why) : "accepted";
 }
 
 std::string shown(const char *message, const bytes &from)
 {
     std::ostringstream out;
-    explain(named(message), from, &out);
+    write_text(inspect::explain(named(message), from), out, inspect::colours::none);
     return out.str();
+}
+
+/// Writes the explanation, which gives the same reason as a look at the first damage alone, and has
+/// each byte in a line.
+void tell(const message &m, std::span<const std::uint8_t> from,
+          const std::optional<inspect::damage> &why, std::ostream &out)
+{
+    const inspect::explanation e = inspect::explain(m, from);
+    ASSERT_EQ(e.damages.empty(), !why);
+    if (why) {
+        ASSERT_EQ(to_text(e.damages[0]), to_text(*why));
+    }
+    std::vector<bool> is_told(from.size());
+    inspect::for_each_line(e, [&](const inspect::explained_line &line) {
+        std::fill_n(is_told.begin() + line.at, line.size, true);
+    });
+    ASSERT_EQ(std::count(is_told.begin(), is_told.end(), false), 0) << name_of(m);
+    write_text(e, out, inspect::colours::none);
 }
 
 // A frame of srv6_bsid_fwd_key: 1, 2, 3.
@@ -122,15 +141,16 @@ TEST(explain, shows_every_byte_of_a_frame)
               "  0x0000  04 00 00 00             root offset: the table is at 0x0004\n"
               "  0x0004  f0 ff ff ff             table of srv6_bsid_fwd_key, soffset -16: the "
               "vtable is at 0x0014\n"
+              "  0x0008  01 00 00 00             f0 uint32 = 1\n"
+              "  0x000c  02 00 00 00             f1 uint32 = 2\n"
+              "  0x0010  03 00 00 00             f2 uint32 = 3\n"
               "  0x0014  0a 00                   vtable length 10: 3 entries\n"
               "  0x0016  10 00                   table length 16 (not checked by readers)\n"
               "  0x0018  04 00                   f0 is at 0x0008\n"
               "  0x001a  08 00                   f1 is at 0x000c\n"
               "  0x001c  0c 00                   f2 is at 0x0010\n"
-              "  0x0008  01 00 00 00             f0 uint32 = 1\n"
-              "  0x000c  02 00 00 00             f1 uint32 = 2\n"
-              "  0x0010  03 00 00 00             f2 uint32 = 3\n"
-              "  0x001e  00 00                   padding\n");
+              "  0x001e  00 00                   padding\n"
+              "  accepted\n");
 }
 
 TEST(explain, shows_vectors_elements_and_addresses)
@@ -138,28 +158,102 @@ TEST(explain, shows_vectors_elements_and_addresses)
     EXPECT_EQ(shown("srv6_sidnhp_fwd_delete", batch_packed),
               "srv6_sidnhp_fwd_delete, 46 bytes\n"
               "  0x0000  0c 00 00 00             root offset: the table is at 0x000c\n"
-              "  0x000c  08 00 00 00             table of srv6_sidnhp_fwd_delete, soffset 8: the "
-              "vtable is at 0x0004\n"
               "  0x0004  08 00                   vtable length 8: 2 entries\n"
               "  0x0006  10 00                   table length 16 (not checked by readers)\n"
               "  0x0008  00 00                   f0 is absent: zero\n"
               "  0x000a  04 00                   f1 is at 0x0010\n"
+              "  0x000c  08 00 00 00             table of srv6_sidnhp_fwd_delete, soffset 8: the "
+              "vtable is at 0x0004\n"
               "  0x0010  04 00 00 00             f1 vector<table srv6_sidnhp_fwd_key>, offset 4: "
               "it is at 0x0014\n"
               "  0x0014  01 00 00 00             f1: count 1\n"
               "  0x0018  0e 00 00 00             f1[0], offset 14: it is at 0x0026\n"
-              "  0x0026  0a 00 00 00             f1[0]: table of srv6_sidnhp_fwd_key, soffset 10: "
-              "the vtable is at 0x001c\n"
               "  0x001c  0a 00                   vtable length 10: 3 entries\n"
               "  0x001e  08 00                   table length 8 (not checked by readers)\n"
               "  0x0020  04 00                   f1[0].f0 is at 0x002a\n"
               "  0x0022  00 00                   f1[0].f1 is absent: zero\n"
               "  0x0024  00 00                   f1[0].f2 is absent: zero\n"
-              "  0x002a  01 00 00 00             f1[0].f0 uint32 = 1\n");
+              "  0x0026  0a 00 00 00             f1[0]: table of srv6_sidnhp_fwd_key, soffset 10: "
+              "the vtable is at 0x001c\n"
+              "  0x002a  01 00 00 00             f1[0].f0 uint32 = 1\n"
+              "  accepted\n");
     EXPECT_NE(shown("srv6_iid_fwd_key", address_packed)
                   .find("  0x001c  20 01 0d b8 00 00 00 00 f2 = 2001:db8::1\n"
                         "  0x0024  00 00 00 00 00 00 00 01\n"),
               std::string::npos);
+}
+
+// An element past the count that the bytes have room for, one table that two elements share, a
+// vtable entry that leads past the end: what stands behind them is still shown.
+TEST(explain, goes_on_behind_what_is_damaged)
+{
+    const bytes damaged = test::buffer_of(R"(
+            u32 table                                     // 0: root offset
+    vtable: u16 8  u16 16  u16 200  u16 4                 // 4: f0 leads past the end
+    table:  u32 table-vtable                              // 12: soffset
+            u32 @list                                     // 16
+    list:   u32 9  u32 @a  u32 @a  u32 900                // 20: 9 elements do not fit
+    a_vtable: u16 10  u16 12  u16 4  u16 0  u16 8         // 36
+    a:      u32 a-a_vtable  u32 1  u32 3                  // 46)");
+    ASSERT_EQ(damaged.size(), 58u);
+    EXPECT_EQ(shown("srv6_sidnhp_fwd_delete", damaged),
+              "srv6_sidnhp_fwd_delete, 58 bytes\n"
+              "  0x0000  0c 00 00 00             root offset: the table is at 0x000c\n"
+              "  0x0004  08 00                   vtable length 8: 2 entries\n"
+              "  0x0006  10 00                   table length 16 (not checked by readers)\n"
+              "  0x0008  c8 00                   f0 is at 0x00d4\n"
+              "  >>>>>>  refused: f0: uint32 of 4 bytes at 0x00d4 passes the end of the message, "
+              "0x003a\n"
+              "          field: 216, where 0 to 58 is accepted; 0x0008 leads to 0x00d4\n"
+              "          a receiver stops here, and logs nothing\n"
+              "  0x000a  04 00                   f1 is at 0x0010\n"
+              "  0x000c  08 00 00 00             table of srv6_sidnhp_fwd_delete, soffset 8: the "
+              "vtable is at 0x0004\n"
+              "  0x0010  04 00 00 00             f1 vector<table srv6_sidnhp_fwd_key>, offset 4: "
+              "it is at 0x0014\n"
+              "  0x0014  09 00 00 00             f1: count 9\n"
+              "  >>>>>>  refused, too: f1: 9 elements of 4 bytes pass the end of the message, "
+              "0x003a\n"
+              "          elements: 60, where 0 to 58 is accepted; 0x0014 leads to 0x0018\n"
+              "  0x0018  16 00 00 00             f1[0], offset 22: it is at 0x002e\n"
+              "  0x001c  12 00 00 00             f1[1], offset 18: it is at 0x002e, the table of "
+              "f1[0]\n"
+              "  0x0020  84 03 00 00             f1[2], offset 900: it is at 0x03a4\n"
+              "  >>>>>>  refused, too: f1[2]: the table of srv6_sidnhp_fwd_key would be at 0x03a4 "
+              "(932), which is not from 4 to 54\n"
+              "          table position: 932, where 4 to 54 is accepted; 0x0020 leads to 0x03a4\n"
+              "  0x0024  0a 00                   vtable length 10: 3 entries\n"
+              "  0x0026  0c 00                   table length 12 (not checked by readers)\n"
+              "  0x0028  04 00                   f1[0].f0 is at 0x0032\n"
+              "  0x002a  00 00                   f1[0].f1 is absent: zero\n"
+              "  0x002c  08 00                   f1[0].f2 is at 0x0036\n"
+              "  0x002e  0a 00 00 00             f1[0]: table of srv6_sidnhp_fwd_key, soffset 10: "
+              "the vtable is at 0x0024\n"
+              "  0x0032  01 00 00 00             f1[0].f0 uint32 = 1\n"
+              "  0x0036  03 00 00 00             f1[0].f2 uint32 = 3\n"
+              "  refused at offset 0x0008, f0: uint32 of 4 bytes at 0x00d4 passes the end of the "
+              "message, 0x003a\n");
+}
+
+TEST(explain, shows_the_frames_in_an_array_of_tables)
+{
+    const json::record block =
+        json::parse_record(R"({"message":"srv6_cfg_query_trastat_rec_info"})");
+    const std::string text = shown("srv6_cfg_query_trastat_rec_info",
+                                   encode(block.type(), block.data(), encoding::frame));
+    // 128 frames of 112 bytes: root offset, table of 72 bytes and soffset, vtable of 28, padding.
+    EXPECT_NE(
+        text.find("  0x0210  04 00 00 00             f0[0]: root offset of its own frame (not "
+                  "read)\n"
+                  "  0x0214  b4 ff ff ff             f0[0]: table of "
+                  "srv6_cfg_query_trastat_item, soffset -76: the vtable is at 0x0260\n"),
+        std::string::npos);
+    EXPECT_NE(
+        text.find("  0x027c  00 00 00 00             padding\n"
+                  "  0x0280  04 00 00 00             f0[1]: root offset of its own frame (not "
+                  "read)\n"),
+        std::string::npos);
+    EXPECT_EQ(text.find("nothing leads to"), std::string::npos);
 }
 
 TEST(explain, long_bodies_are_cut_and_stray_bytes_shown)
@@ -186,10 +280,10 @@ TEST(explain, stops_at_the_first_thing_out_of_range)
     EXPECT_EQ(verdict(key, {}), "offset 0x0000: 0 bytes, where a message has at least 4");
     EXPECT_EQ(
         verdict(key, with(key_frame, 0, 100)),
-        "offset 0x0064: the table of srv6_bsid_fwd_key would be at 0x0064 (100), which is not "
+        "offset 0x0000: the table of srv6_bsid_fwd_key would be at 0x0064 (100), which is not "
         "from 4 to 28");
     EXPECT_EQ(verdict(key, with(key_frame, 0, 3)),
-              "offset 0x0003: the table of srv6_bsid_fwd_key would be at 0x0003 (3), which is not "
+              "offset 0x0000: the table of srv6_bsid_fwd_key would be at 0x0003 (3), which is not "
               "from 4 to 28");
     EXPECT_EQ(verdict(key, with(key_frame, 4, 256)),
               "offset 0x0004: the vtable of srv6_bsid_fwd_key would be at 0xffffff04 (4294967044), "
@@ -197,8 +291,9 @@ TEST(explain, stops_at_the_first_thing_out_of_range)
     EXPECT_EQ(verdict(key, with(key_frame, 20, 0x0010000D)),
               "offset 0x0014: the vtable of srv6_bsid_fwd_key would be 13 bytes long where 12 are "
               "left");
-    EXPECT_EQ(verdict(key, with(key_frame, 24, 0x00190004)),
-              "offset 0x001d, f1: uint32 of 4 bytes passes the end of the message, 0x0020");
+    EXPECT_EQ(
+        verdict(key, with(key_frame, 24, 0x00190004)),
+        "offset 0x001a, f1: uint32 of 4 bytes at 0x001d passes the end of the message, 0x0020");
 
     const char *const address = "srv6_iid_fwd_key";
     EXPECT_EQ(verdict(address, with(address_packed, 24, 3)),
@@ -221,11 +316,42 @@ TEST(explain, stops_at_the_first_thing_out_of_range)
     EXPECT_EQ(verdict(batch, with(batch_packed, 38, 100)),
               "offset 0x0026, f1[0]: the vtable of srv6_sidnhp_fwd_key would be at 0xffffffc2 "
               "(4294967234), which is not from 4 to 42");
-    EXPECT_EQ(shown(batch, with(batch_packed, 20, 0x40000000)),
-              shown(batch, batch_packed).substr(0, shown(batch, batch_packed).find("  0x0014")) +
-                  "  0x0014  00 00 00 40             f1: count 1073741824\n"
-                  "  refused at offset 0x0014, f1: 1073741824 elements of 4 bytes pass the end of "
-                  "the message, 0x002e\n");
+}
+
+// What the library logs is asked of the library.
+TEST(explain, says_what_the_library_logs)
+{
+    std::size_t logged = 0;
+    std::size_t silent = 0;
+    for (const auto &[info, fact] : test::all_messages()) {
+        const message &m = *info;
+        test::sample sample(m, 1, 2);
+        const bytes whole = encode(m, sample.record(), encoding::packed);
+        for (std::size_t at = 0; at + 1 < whole.size() && at < 200; at += 2) {
+            bytes damaged = whole;
+            damaged[at] ^= 0x40;
+            damaged[at + 1] ^= 0x81;
+            test::the_platform().forget_calls();
+            std::vector<std::uint64_t> record((m.record_size + 7) / 8);
+            test::functions_of(m).unpack(damaged.data(), static_cast<std::int32_t>(damaged.size()),
+                                         record.data());
+            const auto why = inspect::first_damage(m, damaged);
+            const auto &logs = test::the_platform().logs;
+            if (why && why->log) {
+                ASSERT_EQ(logs.size(), 1u) << name_of(m) << " at " << at;
+                EXPECT_EQ(why->log->text, logs[0].text);
+                EXPECT_EQ(why->log->line, logs[0].line);
+                EXPECT_STREQ(why->log->function, logs[0].function.c_str());
+                ++logged;
+            } else {
+                ASSERT_TRUE(logs.empty()) << name_of(m) << " at " << at;
+                silent += why ? 1 : 0;
+            }
+            test::functions_of(m).free_unpacked(record.data());
+        }
+    }
+    EXPECT_GT(logged, 3 * test::counts::messages);
+    EXPECT_GT(silent, 3 * test::counts::messages);
 }
 
 TEST(explain, accepts_what_readers_do_not_look_at)
@@ -274,14 +400,16 @@ TEST(explain, every_truncation_of_every_message_gets_the_readers_verdict)
         for (const bytes &whole : {encode(*info, sample.record(), encoding::frame),
                                    encode(*info, sample.record(), encoding::packed)}) {
             at_the_edge buffer(whole.size());
-            ASSERT_FALSE(explain(*info, buffer.put(whole), nullptr)) << name_of(*info);
+            ASSERT_FALSE(inspect::first_damage(*info, buffer.put(whole))) << name_of(*info);
             std::ostringstream ignored;
             for (std::size_t size = 0; size < whole.size(); ++size) {
                 const auto cut = buffer.put(std::span(whole).first(size));
                 // Text costs time, so that of the long messages is made for some cuts only.
                 const bool with_text = whole.size() < 2048 || size % 61 == 0;
                 ignored.str("");
-                const auto why = explain(*info, cut, with_text ? &ignored : nullptr);
+                const auto why = inspect::first_damage(*info, cut);
+                if (with_text)
+                    tell(*info, cut, why, ignored);
                 if (size < 4) {
                     ASSERT_TRUE(why.has_value());
                     continue;
@@ -316,8 +444,9 @@ TEST(explain, damaged_bytes_never_pass_what_the_reader_refuses)
                     static_cast<std::uint8_t>(1 + random() % 255);
                 const auto bytes_at_edge = buffer.put(damaged);
                 std::ostringstream ignored;
-                const auto why =
-                    explain(*info, bytes_at_edge, whole.size() < 2048 ? &ignored : nullptr);
+                const auto why = inspect::first_damage(*info, bytes_at_edge);
+                if (whole.size() < 2048)
+                    tell(*info, bytes_at_edge, why, ignored);
                 const library_view library = ask_library(*info, bytes_at_edge, sample.record());
                 // What is refused the library did not read to its end, and what the library logs
                 // is refused.
@@ -343,8 +472,8 @@ TEST(explain, random_bytes_are_safe)
             for (std::uint8_t &byte : noise)
                 byte = static_cast<std::uint8_t>(random() % 4 == 0 ? random() % 64 : 0);
             std::ostringstream ignored;
-            explain(*info, buffer.put(noise), &ignored);
-            EXPECT_FALSE(ignored.str().empty());
+            const auto at_edge = buffer.put(noise);
+            tell(*info, at_edge, inspect::first_damage(*info, at_edge), ignored);
         }
     }
 }

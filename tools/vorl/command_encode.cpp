@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "inspect/encode.h"
+#include "inspect/decode.h"
 #include "inspect/explain.h"
 #include "inspect/hex.h"
 #include "tools/vorl/bytes_text.h"
@@ -30,7 +31,7 @@ class decoded {
     decoded &operator=(const decoded &) = delete;
 
     /// Once.
-    std::optional<inspect::refusal> read(const bytes &from)
+    std::optional<inspect::damage> read(const bytes &from)
     {
         return inspect::decode(message_, from, data_.data());
     }
@@ -45,21 +46,14 @@ class decoded {
 bool decode_frame(const decode_options &options, const message &m, const bytes &frame,
                   const std::string &place)
 {
-    if (options.explain) {
-        const auto why = inspect::explain(m, frame, &std::cout);
-        std::cout.flush();
-        if (why)
-            std::cerr << place << name_of(m) << ": refused at " << to_text(*why) << '\n';
-        return !why;
-    }
     // First without the records: bytes that are refused take no memory for those before the fault.
-    std::optional<inspect::refusal> why = inspect::explain(m, frame, nullptr);
+    std::optional<inspect::damage> why = inspect::first_damage(m, frame);
     decoded record(m);
     if (!why)
         why = record.read(frame);
     if (why) {
         std::cerr << place << name_of(m) << ": refused at " << to_text(*why)
-                  << "; --explain shows the bytes up to there\n";
+                  << "; vorl explain shows the bytes\n";
         return false;
     }
     const std::string line =
@@ -72,7 +66,7 @@ bool decode_frame(const decode_options &options, const message &m, const bytes &
 
 [[noreturn]] void refuse_nothing(const json::input_file &file)
 {
-    throw std::runtime_error(file.name() + ": holds nothing to decode; give the bytes of a frame");
+    throw std::runtime_error(file.name() + ": holds no bytes; give those of a frame");
 }
 
 } // namespace
@@ -111,6 +105,9 @@ int encode(const encode_options &options)
 
 int decode(const decode_options &options)
 {
+    if (options.explain)
+        return explain(
+            {.message = options.message, .binary = options.binary, .file = options.file});
     const message &m = find_message_or_throw(options.message).data;
     json::input_file file(options.file);
     if (options.binary) {

@@ -55,7 +55,7 @@ void handle(void *user, std::uint32_t msg_id, const void *record, std::uint32_t,
         return; // the bus reports frames that nobody registered
     const message &m = info->data;
     const auto *bytes = static_cast<const std::uint8_t *>(frame);
-    if (const auto why = inspect::explain(m, {bytes, frame_length}, nullptr)) {
+    if (const auto why = inspect::first_damage(m, {bytes, frame_length})) {
         ++out.refused;
         for (const std::string &line : log)
             std::fprintf(stderr, "vorl recv: library log: %s\n", line.c_str());

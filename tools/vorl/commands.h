@@ -43,6 +43,18 @@ struct encode_options {
 };
 int encode(const encode_options &options);
 
+enum class colour_choice : std::uint8_t { automatic, always, never };
+
+struct explain_options {
+    std::string message; ///< empty with `guess`
+    bool guess = false;
+    bool binary = false;
+    bool as_json = false;
+    colour_choice colour = colour_choice::automatic;
+    std::string file = "-";
+};
+int explain(const explain_options &options);
+
 struct decode_options {
     std::string message;
     bool binary = false;

@@ -149,9 +149,7 @@ void add_decode(CLI::App &app, int &status)
         ->required();
     add_choice(*command, "--hex", "One line of hex digits a frame, or a dump", "--binary",
                "The file is one frame", options.binary);
-    command->add_flag(
-        "--explain", options.explain,
-        "Show each byte with its meaning, up to the first thing that a reader refuses");
+    command->add_flag("--explain", options.explain, "As the command explain");
     command->add_flag("--sparse", options.sparse, "Leave out members that are zero");
     command->add_option("FILE", options.file, "The bytes, a frame or packed; - for standard input")
         ->required();
@@ -163,11 +161,48 @@ A frame does not carry its type: decoding it as another message may succeed, wit
 
 A frame that a receiver refuses is not written; standard error has the place and the reason. They
 are the plain codec's, which the library is built of, too; neither it nor a bus is needed.
---explain works on any bytes, and stops where a receiver does:
-  OFFSET  BYTES                   MEANING
-  0x0000  04 00 00 00             root offset: the table is at 0x0004
+'vorl explain' shows its bytes.
 )") + exit_help);
     command->callback([&status] { status = decode(options); });
+}
+
+void add_explain(CLI::App &app, int &status)
+{
+    static explain_options options;
+    CLI::App *command = app.add_subcommand(
+        "explain", "Show what each byte of a frame is, and why a receiver refuses it");
+    CLI::Option *message =
+        command->add_option("--message", options.message,
+                            "What the bytes are: name, or identifier as 0x and hex digits");
+    CLI::Option *guess = command->add_flag(
+        "--guess", options.guess, "List the messages that the bytes fit, the likeliest first");
+    guess->excludes(message);
+    add_choice(*command, "--hex", "One line of hex digits a frame, or a dump", "--binary",
+               "The file is one frame", options.binary);
+    command->add_flag("--json", options.as_json, "One JSON object a frame, on one line");
+    command
+        ->add_option("--color", options.colour,
+                     "auto: on a terminal, unless NO_COLOR is set; always; never")
+        ->transform(CLI::CheckedTransformer(
+            std::map<std::string, colour_choice>{{"auto", colour_choice::automatic},
+                                                 {"always", colour_choice::always},
+                                                 {"never", colour_choice::never}}));
+    command->add_option("FILE", options.file,
+                        "The bytes, a frame or packed; - or nothing for standard input");
+    command->footer(std::string(R"(
+Every byte stands in a line, with its offset, what it is and whose: a member's path, padding, a slot
+of a newer sender, or bytes that nothing leads to. The checks are a receiver's own. What it refuses
+is marked with >>>>>>: the faulty bytes, what they lead to, the number and what is accepted, and the
+line that the library logs. A receiver stops at the first; the explanation goes on with what can
+still be read. Example:
+  vorl encode objects.jsonl | head -1 | vorl explain --message srv6_localsid_fwd
+  vorl explain --guess captured.hex
+)") + exit_help);
+    command->callback([&status] {
+        if (!options.guess && options.message.empty())
+            throw CLI::RequiredError("--message NAME (or --guess)");
+        status = explain(options);
+    });
 }
 
 int run(int argc, char **argv)
@@ -183,7 +218,7 @@ int run(int argc, char **argv)
   vorl recv 7 --count 2 &
   vorl send --to 7 --wait 5 objects.jsonl
   vorl encode objects.jsonl
-  vorl decode --message srv6_bsid_fwd_key --explain captured.hex
+  vorl explain --message srv6_bsid_fwd_key captured.hex
 )") + exit_help);
     add_list(app, status);
     add_describe(app, status);
@@ -191,6 +226,7 @@ int run(int argc, char **argv)
     add_recv(app, status);
     add_encode(app, status);
     add_decode(app, status);
+    add_explain(app, status);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {

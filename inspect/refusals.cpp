@@ -1,0 +1,204 @@
+#include "inspect/refusals.h"
+
+#include <array>
+#include <cstdio>
+#include <limits>
+#include <utility>
+
+#include "catalogue/catalogue.h"
+#include "runtime/log.h"
+#include "serial/layout.h"
+
+namespace vorl::inspect {
+namespace {
+
+constexpr std::uint64_t most_bytes = std::numeric_limits<std::int32_t>::max();
+constexpr std::uint64_t most_memory = std::numeric_limits<std::uint32_t>::max();
+
+template <class... Arguments>
+std::string filled(const char *text, Arguments... arguments)
+{
+    std::array<char, 256> line{};
+    // The texts are the library's own, and take two arguments at the most.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+    std::snprintf(line.data(), line.size(), text, arguments...);
+#pragma GCC diagnostic pop
+    return line.data();
+}
+
+const char *reader_of(table_role role, const message &m)
+{
+    return name_of(
+        role == table_role::root ? function_name::unpack : function_name::unpack_non_root, m);
+}
+
+std::string and_hex(std::uint64_t position)
+{
+    return offset_text(position) + " (" + std::to_string(position) + ")";
+}
+
+std::string range(std::uint64_t least, std::uint64_t most)
+{
+    return ", which is not from " + std::to_string(least) + " to " + std::to_string(most);
+}
+
+} // namespace
+
+damage refused_length(const message &m, std::uint64_t length)
+{
+    damage d{.at = 0,
+             .size = 0,
+             .leads_to = 0,
+             .member = "",
+             .rule = "length",
+             .actual = length,
+             .least = word_size,
+             .most = most_bytes,
+             .what = std::to_string(length) +
+                     (length < word_size ? " bytes, where a message has at least 4"
+                                         : " bytes, where a message has at most 2147483647"),
+             .log = {}};
+    // A length is passed as an int32_t; one that does not fit is no call at all.
+    if (length < word_size)
+        d.log = {
+            log_line::unpack_arguments, name_of(function_name::unpack, m),
+            filled(log_text::unpack_arguments, "nonNull", static_cast<int>(length), "nonNull")};
+    return d;
+}
+
+damage refused_table(received from, table_check check, table_role role, const message &m,
+                     refused_numbers numbers, std::string path)
+{
+    const auto index = static_cast<std::uint32_t>(check);
+    damage d{};
+    d.member = std::move(path);
+    d.log = {(role == table_role::root ? log_line::root_table : log_line::table) + index,
+             reader_of(role, m), filled(log_text::table[index], numbers.a, numbers.b)};
+    const std::uint32_t last = from.len - word_size;
+    const std::string name = name_of(m);
+    switch (check) {
+    case table_check::position:
+        d.rule = "table position";
+        d.at = numbers.word_at;
+        d.size = word_size;
+        d.leads_to = d.actual = numbers.table;
+        d.least = word_size;
+        d.most = last;
+        d.what = "the table of " + name + " would be at " + and_hex(d.actual) + range(4, last);
+        break;
+    case table_check::vtable_position:
+        d.rule = "vtable position";
+        d.at = numbers.table;
+        d.size = word_size;
+        d.leads_to = d.actual =
+            numbers.table - load<byte_order::native, std::uint32_t>(from.bytes + numbers.table);
+        d.least = word_size;
+        d.most = last;
+        d.what = "the vtable of " + name + " would be at " + and_hex(d.actual) + range(4, last);
+        break;
+    case table_check::vtable_length:
+        d.rule = "vtable length";
+        d.at = from.len - numbers.b;
+        d.size = entry_size;
+        d.leads_to = d.at;
+        d.actual = numbers.a;
+        d.least = 0;
+        d.most = numbers.b;
+        d.what = "the vtable of " + name + " would be " + std::to_string(numbers.a) +
+                 " bytes long where " + std::to_string(numbers.b) + " are left";
+        break;
+    }
+    return d;
+}
+
+damage refused_position(std::uint32_t at, std::uint64_t position, std::string path)
+{
+    const std::uint64_t offset = position - at;
+    return {.at = at,
+            .size = word_size,
+            .leads_to = position,
+            .member = std::move(path),
+            .rule = "element position",
+            .actual = position,
+            .least = word_size,
+            .most = most_memory,
+            .what = "the offset " + std::to_string(offset) + " leads past 32 bits",
+            .log = {}};
+}
+
+damage refused_memory(received from, table_role role, const reading_step &step, std::string path)
+{
+    const slot &s = step.of->slots[step.slot];
+    damage d{};
+    d.rule = "memory";
+    d.member = std::move(path);
+    d.at = step.at - word_size; // the count, before its elements
+    d.size = word_size;
+    d.leads_to = step.at;
+    d.actual = step.to;
+    d.most = most_memory;
+    const std::string elements =
+        std::to_string(load<byte_order::native, std::uint32_t>(from.bytes + d.at)) + " elements";
+    d.what = step.to > most_memory
+                 ? "the records of " + elements + " need more memory than 32 bits can say"
+                 : "there is no memory for " + elements + ", which take " +
+                       std::to_string(step.to) + " bytes";
+    d.log = {(role == table_role::root ? log_line::root_allocation : log_line::allocation) +
+                 step.slot,
+             reader_of(role, *step.of),
+             filled(s.malloc_text != nullptr ? s.malloc_text : log_text::no_memory,
+                    static_cast<std::uint32_t>(step.to))};
+    return d;
+}
+
+damage refused_slot(received from, const checked_table &table, table_role role,
+                    const reading_step &step, std::string path)
+{
+    if (step.check == field_check::memory)
+        return refused_memory(from, role, step, std::move(path));
+    const slot &s = step.of->slots[step.slot];
+    const std::string end = offset_text(from.len);
+    damage d{};
+    d.member = std::move(path);
+    d.at = step.at;
+    d.size = word_size;
+    d.leads_to = step.to;
+    d.most = from.len;
+    const auto word = [&] { return load<byte_order::native, std::uint32_t>(from.bytes + step.at); };
+    switch (step.check) {
+    case field_check::field:
+        d.rule = "field";
+        d.at = table.vtable + entry_at(step.slot);
+        d.size = entry_size;
+        d.actual = step.to + field_size(s);
+        d.what = catalogue::type_text(s) + " of " + std::to_string(field_size(s)) + " bytes at " +
+                 offset_text(step.to) + " passes the end of the message, " + end;
+        break;
+    case field_check::body:
+        d.rule = "body";
+        d.actual = step.to + word_size;
+        d.what = "the offset leads to " + offset_text(step.to) +
+                 ", where no count fits before the end of the message, " + end;
+        break;
+    case field_check::elements:
+        d.rule = "elements";
+        d.actual = step.to + std::uint64_t{word()} * element_size(s);
+        d.what = std::to_string(word()) + " elements of " + std::to_string(element_size(s)) +
+                 " bytes pass the end of the message, " + end;
+        break;
+    case field_check::count:
+        d.rule = "count";
+        d.leads_to = d.at;
+        d.actual = word();
+        d.least = d.most = s.count;
+        d.what =
+            "the count is " + std::to_string(d.actual) + " and must be " + std::to_string(s.count);
+        break;
+    case field_check::position:
+    case field_check::memory: break; // have functions of their own
+    }
+    return d;
+}
+
+} // namespace vorl::inspect

@@ -1,0 +1,132 @@
+// vorl explain: what each byte of a frame is, and why a receiver refuses it.
+#include <unistd.h>
+
+#include <cstdlib>
+#include <iostream>
+#include <iterator>
+#include <stdexcept>
+
+#include "inspect/explain_text.h"
+#include "inspect/guess.h"
+#include "inspect/hex.h"
+#include "tools/vorl/bytes_text.h"
+#include "tools/vorl/commands.h"
+#include "tools/vorl/explain_json.h"
+#include "tools/vorl/find_message.h"
+#include "tools/vorl/json_lines.h"
+
+namespace vorl::commands {
+namespace {
+
+constexpr std::size_t most_candidates = 20;
+
+inspect::colours colours_of(colour_choice asked)
+{
+    bool is_used = asked == colour_choice::always;
+    if (asked == colour_choice::automatic) {
+        const char *const no_colour = std::getenv("NO_COLOR");
+        const char *const terminal = std::getenv("TERM");
+        is_used = isatty(STDOUT_FILENO) == 1 && (no_colour == nullptr || *no_colour == '\0') &&
+                  terminal != nullptr && std::string(terminal) != "dumb";
+    }
+    return is_used ? inspect::colours::terminal : inspect::colours::none;
+}
+
+/// Why a candidate stands where it does in the list.
+std::string merits(const inspect::candidate &c)
+{
+    if (c.why_not)
+        return "refused at " + to_text(*c.why_not);
+    std::string text = c.is_as_written   ? "exactly what this library writes"
+                       : c.has_its_slots ? "its number of slots"
+                                         : "another number of slots";
+    if (c.stray != 0)
+        text += ", " + std::to_string(c.stray) + " bytes that nothing leads to";
+    return text;
+}
+
+void write_guesses(const bytes &frame, const std::string &place)
+{
+    const std::vector<inspect::candidate> found = inspect::guess(frame);
+    const bool any_accepts = !found[0].why_not;
+    std::cout << place << frame.size() << " bytes, which do not say what they are. "
+              << (any_accepts ? std::to_string(found.size()) + " messages accept them"
+                              : "No message accepts them")
+              << "; the likeliest first:\n";
+    for (std::size_t i = 0; i < std::min(found.size(), most_candidates); ++i)
+        std::cout << "  " << name_of(found[i].info->data) << ": " << merits(found[i]) << '\n';
+    if (found.size() > most_candidates)
+        std::cout << "  and " << found.size() - most_candidates << " more\n";
+}
+
+void write_guesses_json(const bytes &frame)
+{
+    std::cout << R"({"bytes":)" << frame.size() << R"(,"guesses":[)";
+    const char *separator = "";
+    for (const inspect::candidate &c : inspect::guess(frame)) {
+        std::cout << separator << R"({"message":")" << name_of(c.info->data) << R"(","accepted":)"
+                  << (c.why_not ? "false" : "true") << R"(,"is_as_written":)"
+                  << (c.is_as_written ? "true" : "false") << R"(,"has_its_slots":)"
+                  << (c.has_its_slots ? "true" : "false") << R"(,"stray_bytes":)" << c.stray << '}';
+        separator = ",";
+    }
+    std::cout << "]}\n";
+}
+
+/// False: a receiver refuses the bytes.
+bool explain_frame(const explain_options &options, const message *m, const bytes &frame,
+                   const std::string &place)
+{
+    if (m == nullptr) {
+        if (options.as_json)
+            write_guesses_json(frame);
+        else
+            write_guesses(frame, place);
+        return true;
+    }
+    const inspect::explanation e = inspect::explain(*m, frame);
+    if (options.as_json)
+        json::write_explanation(e, std::cout);
+    else
+        write_text(e, std::cout, colours_of(options.colour));
+    std::cout.flush();
+    if (!e.damages.empty())
+        std::cerr << place << name_of(*m) << ": refused at " << to_text(e.damages[0]) << '\n';
+    return e.damages.empty();
+}
+
+} // namespace
+
+int explain(const explain_options &options)
+{
+    const message *const m = options.guess ? nullptr : &find_message_or_throw(options.message).data;
+    json::input_file file(options.file);
+    bool have_one = false;
+    bool all_accepted = true;
+    const auto take = [&](const std::string &place, const bytes &frame) {
+        if (have_one && !options.as_json)
+            std::cout << '\n';
+        have_one = true;
+        all_accepted = explain_frame(options, m, frame, place) && all_accepted;
+        if (!std::cout)
+            throw std::runtime_error("vorl: standard output cannot be written");
+    };
+    if (options.binary) {
+        const bytes frame{std::istreambuf_iterator<char>(file.stream()), {}};
+        if (!frame.empty())
+            take(file.name() + ": ", frame);
+    } else {
+        try {
+            read_hex_frames(file.stream(), [&](std::size_t line, const bytes &frame) {
+                take(file.name() + ":" + std::to_string(line) + ": ", frame);
+            });
+        } catch (const hex_error &error) {
+            throw std::runtime_error(file.name() + ":" + error.what());
+        }
+    }
+    if (!have_one)
+        throw std::runtime_error(file.name() + ": holds no bytes; give those of a frame");
+    return all_accepted ? 0 : 1;
+}
+
+} // namespace vorl::commands
