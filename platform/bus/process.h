@@ -9,9 +9,6 @@
 #include <stdint.h>
 
 #include <mutex>
-#include <string>
-
-#include <sys/un.h>
 
 namespace vorl::bus {
 
@@ -50,12 +47,5 @@ class descriptor {
     int fd_ = -1;
     uint64_t generation_ = 0;
 };
-
-/// "<directory>/<dest><suffix>"; makes the directory when it is missing. Empty with errno set when
-/// it cannot be made, or when the default directory is not this user's alone.
-std::string path_of(uint32_t dest, const char *suffix);
-
-/// False with errno set when the path is too long for a socket.
-bool make_address(const std::string &path, sockaddr_un &address);
 
 } // namespace vorl::bus

@@ -31,6 +31,7 @@
 #include "platform/bus/delivery.h"
 #include "platform/bus/process.h"
 #include "platform/bus/report.h"
+#include "platform/bus/settings.h"
 
 namespace vorl::bus {
 namespace {
@@ -118,11 +119,15 @@ bool vorl_dev_receiver::fail(const char *what, int error) const
 
 bool vorl_dev_receiver::open()
 {
-    const std::string lock_path = path_of(dest, ".lock");
-    socket_path_ = path_of(dest, ".sock");
-    sockaddr_un address;
-    if (lock_path.empty() || socket_path_.empty() || !make_address(socket_path_, address))
-        return fail("no directory for the bus", errno);
+    std::string lock_path;
+    try {
+        lock_path = path_of(dest, ".lock");
+        socket_path_ = path_of(dest, ".sock");
+    } catch (const bad_setting &bad) {
+        report_at(dest, bad.what());
+        return false;
+    }
+    const sockaddr_un address = address_of(socket_path_);
 
     // The lock goes with its process, however that ends; the socket's file stays. So whoever holds
     // the lock may take the file away. Several programs that start at once are in order here.

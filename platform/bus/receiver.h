@@ -19,9 +19,10 @@
  * handler may send. A forked child has none of its parent's receivers (both functions do nothing
  * there) and sends over connections of its own.
  *
- * Environment:
- *   VORL_BUS_TIMEOUT_MS   how long a send waits for a receiver that hangs, 10000 when it is not
- *                         set; the send then returns VORL_DEV_IO with ETIMEDOUT in errno
+ * Environment. A value that cannot be is an error: a send then returns VORL_DEV_SETTING.
+ *   VORL_BUS_TIMEOUT_MS   how long a send waits for a receiver that hangs, 1 to 86400000, a day;
+ *                         10000 when it is not set. The send then returns VORL_DEV_IO with
+ *                         ETIMEDOUT in errno
  *   VORL_BUS_FAIL=n       the process's n-th send returns VORL_DEV_NO_PEER and sends nothing
  */
 #pragma once
@@ -53,7 +54,11 @@ enum {
     VORL_DEV_IO = 4,
 
     /* Registration: a null hook, or an identifier that another type holds. */
-    VORL_DEV_REFUSED = 5
+    VORL_DEV_REFUSED = 5,
+
+    /* A variable VORL_BUS_... has a value that cannot be, or the bus's directory cannot be used;
+     * standard error says which, once. Nothing was sent. */
+    VORL_DEV_SETTING = 6
 };
 
 typedef struct vorl_dev_receiver vorl_dev_receiver;

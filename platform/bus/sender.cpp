@@ -13,6 +13,7 @@
 #include <memory>
 #include <mutex>
 #include <new>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,7 @@
 #include "platform/bus/process.h"
 #include "platform/bus/protocol.h"
 #include "platform/bus/receiver.h"
+#include "platform/bus/settings.h"
 #include "platform/support.h"
 #include "runtime/bus.h"
 
@@ -48,14 +50,6 @@ std::shared_ptr<link> link_to(const std::string &path)
         found = std::make_shared<link>();
     }
     return found;
-}
-
-std::chrono::milliseconds send_timeout()
-{
-    constexpr uint64_t usual_ms = 10'000;
-    constexpr uint64_t longest_ms = 86'400'000;
-    const uint64_t ms = platform::number_from_environment("VORL_BUS_TIMEOUT_MS", usual_ms);
-    return std::chrono::milliseconds(std::min(ms, longest_ms));
 }
 
 /// False with errno set, ETIMEDOUT when the time has passed.
@@ -130,9 +124,7 @@ uint32_t transfer(int fd, const std::vector<uint8_t> &bytes, steady::time_point 
 
 descriptor connect_to(const std::string &path, std::chrono::milliseconds timeout)
 {
-    sockaddr_un address;
-    if (!make_address(path, address))
-        return {};
+    const sockaddr_un address = address_of(path);
     descriptor made =
         descriptor::from([] { return socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0); });
     if (!made.is_open())
@@ -156,8 +148,6 @@ descriptor connect_to(const std::string &path, std::chrono::milliseconds timeout
 uint32_t exchange(uint32_t dest, const std::vector<uint8_t> &bytes)
 {
     const std::string path = path_of(dest, ".sock");
-    if (path.empty())
-        return VORL_DEV_IO;
     const std::shared_ptr<link> to = link_to(path);
     const std::lock_guard lock(to->busy);
     const auto timeout = send_timeout();
@@ -199,8 +189,7 @@ void append(std::vector<uint8_t> &bytes, const T &value)
 bool is_told_to_fail()
 {
     static std::atomic<uint64_t> calls{0};
-    static const uint64_t failing = platform::number_from_environment("VORL_BUS_FAIL", 0);
-    return ++calls == failing;
+    return ++calls == failing_send();
 }
 
 uint32_t send_frames(uint32_t dest, const frame_desc *descs, uint32_t count)
@@ -234,6 +223,15 @@ uint32_t send_frames(uint32_t dest, const frame_desc *descs, uint32_t count)
     return exchange(dest, bytes);
 }
 
+/// Each text once a process.
+void report_once(const std::string &text)
+{
+    static auto *const reported = new std::set<std::string>;
+    const std::lock_guard lock(process_lock());
+    if (reported->insert(text).second)
+        platform::write_line(STDERR_FILENO, "vorl-bus: " + text);
+}
+
 uint32_t try_to_send(uint32_t dest, const frame_desc *descs, uint32_t count)
 {
     try {
@@ -242,6 +240,9 @@ uint32_t try_to_send(uint32_t dest, const frame_desc *descs, uint32_t count)
         // Nothing is written before all memory is there.
         errno = ENOMEM;
         return VORL_DEV_IO;
+    } catch (const bad_setting &bad) {
+        report_once(bad.what());
+        return VORL_DEV_SETTING;
     }
 }
 

@@ -2,6 +2,8 @@
 // accepted is lost and nothing else harmed.
 
 #include <cstring>
+#include <fstream>
+#include <utility>
 
 #include "srv6.h"
 #include "tests/platform/processes.h"
@@ -300,14 +302,55 @@ TEST_F(failures, a_directory_that_cannot_be_is_told)
         item_receiver receiver(7);
         EXPECT_EQ(send_items(7, 0, 0, 1), 0U);
     }
-    captured_stderr output;
+    std::ofstream(directory + "/file") << "a file";
+    const auto said = [](const std::string &bad, const char *why) {
+        return "the directory " + bad + " cannot be used: " + why +
+               "; set VORL_BUS_DIR to one that is there or can be made";
+    };
     const std::string too_long = directory + "/" + std::string(120, 'x');
-    for (const std::string &bad : {directory + "/none/below", too_long}) {
+    for (const auto &[bad, why] :
+         {std::pair{directory + "/none/below", "No such file or directory"},
+          {too_long, "File name too long"},
+          {directory + "/file", "Not a directory"}}) {
+        captured_stderr output;
         setenv("VORL_BUS_DIR", bad.c_str(), 1);
-        EXPECT_EQ(send_items(7, 0, 0, 1), 4U);
+        EXPECT_EQ(send_items(7, 0, 0, 1), 6U);
+        EXPECT_EQ(send_items(7, 0, 0, 1), 6U); // said once
         EXPECT_EQ(VORL_DevReceiverOpen(7, 0), nullptr);
+        EXPECT_EQ(output.lines(),
+                  (std::vector<std::string>{"vorl-bus: " + said(bad, why),
+                                            "vorl-bus: destination 7: " + said(bad, why)}));
     }
-    EXPECT_EQ(output.lines().size(), 2U);
+}
+
+TEST_F(failures, a_variable_that_is_no_number_is_told)
+{
+    item_receiver receiver(7);
+    EXPECT_TRUE(in_child([] {
+        for (const char *bad :
+             {"soon", "10s", "-1", "0", "86400001", " 5", "99999999999999999999"}) {
+            captured_stderr output;
+            setenv("VORL_BUS_TIMEOUT_MS", bad, 1);
+            EXPECT_EQ(send_items(7, 0, 0, 1), 6U) << bad;
+            EXPECT_EQ(output.lines(),
+                      (std::vector<std::string>{
+                          "vorl-bus: VORL_BUS_TIMEOUT_MS is \"" + std::string(bad) +
+                          "\"; give a whole number from 1 to 86400000, or unset it"}));
+        }
+        for (const char *good : {"1000", "86400000", ""}) {
+            setenv("VORL_BUS_TIMEOUT_MS", good, 1);
+            EXPECT_EQ(send_items(7, 0, 0, 1), 0U) << good;
+        }
+        for (const char *bad : {"second", "1.5"}) {
+            captured_stderr output;
+            setenv("VORL_BUS_FAIL", bad, 1);
+            EXPECT_EQ(send_items(7, 0, 0, 1), 6U) << bad;
+            EXPECT_EQ(output.lines(),
+                      (std::vector<std::string>{"vorl-bus: VORL_BUS_FAIL is \"" + std::string(bad) +
+                                                "\"; give a whole number from 0 to "
+                                                "18446744073709551615, or unset it"}));
+        }
+    }));
 }
 
 } // namespace

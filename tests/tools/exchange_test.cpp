@@ -1,4 +1,5 @@
 // vorl send and vorl recv across processes, and the demo.
+#include <chrono>
 #include <set>
 
 #include "tests/facts/counts.h"
@@ -190,7 +191,7 @@ TEST_F(exchange, recv_shows_a_frame_that_is_refused)
     EXPECT_EQ(text_of("in.err"),
               "vorl recv: library log: srv6_class_item_unpack_non_root: [ZELKO]:Table offset(251) "
               "is out of range(4 - 32)\n"
-              "vorl recv: srv6_class_item refused at offset 0x00fb: the table of srv6_class_item "
+              "vorl recv: srv6_class_item refused at offset 0x0000: the table of srv6_class_item "
               "would be at 0x00fb (251), which is not from 4 to 28; the frame: " +
                   hex_line(R"(
                           u32 0xFB                        // root offset
@@ -198,7 +199,40 @@ TEST_F(exchange, recv_shows_a_frame_that_is_refused)
                           u32 1  u32 0  u8 0  zeros 3
                   vtable: u16 10  u16 13  u16 4  u16 8  u16 12
                           zeros 2)") +
-                  "vorl recv: 2 received, 1 refused\n");
+                  "vorl recv: 2 received, 1 refused (1 by table position)\n");
+}
+
+TEST_F(exchange, send_waits_once_whatever_is_sent_at_once)
+{
+    file("objects", first + second + third);
+    for (const char *how :
+         {"", "--keep-going", "--batch 3", "--batch 3 --keep-going", "--batch 2 --keep-going"}) {
+        const auto began = std::chrono::steady_clock::now();
+        EXPECT_EQ(shell(std::string("vorl send --to 7 --wait 1 ") + how + " objects").status, 1);
+        const std::chrono::duration<double> took = std::chrono::steady_clock::now() - began;
+        EXPECT_GE(took.count(), 1.0) << how;
+        EXPECT_LT(took.count(), 2.0) << how;
+    }
+}
+
+TEST_F(exchange, send_with_settings_that_cannot_be)
+{
+    file("objects", first);
+    const outcome directory = shell("VORL_BUS_DIR=/nowhere/below vorl send --to 7 objects");
+    EXPECT_EQ(directory.status, 1);
+    EXPECT_EQ(directory.err,
+              "vorl-bus: the directory /nowhere/below cannot be used: No such file or directory; "
+              "set VORL_BUS_DIR to one that is there or can be made\n"
+              "objects:1: srv6_common_fwd_key: refused with code 6: the bus's settings are of no "
+              "use, as it says above; nothing was sent\n"
+              "vorl send: 0 sent, 1 refused\n");
+    const outcome number = shell("VORL_BUS_TIMEOUT_MS=2s vorl send --to 7 objects");
+    EXPECT_EQ(number.status, 1);
+    EXPECT_EQ(number.err, "vorl-bus: VORL_BUS_TIMEOUT_MS is \"2s\"; give a whole number from 1 to "
+                          "86400000, or unset it\n"
+                          "objects:1: srv6_common_fwd_key: refused with code 6: the bus's settings "
+                          "are of no use, as it says above; nothing was sent\n"
+                          "vorl send: 0 sent, 1 refused\n");
 }
 
 TEST_F(exchange, recv_without_a_receiving_side)

@@ -1,9 +1,9 @@
 // vorl recv.
 #include <algorithm>
-#include <cinttypes>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <map>
 #include <stdexcept>
 
 #include "inspect/explain.h"
@@ -28,21 +28,27 @@ struct receiving_side {
     decltype(&VORL_DevReceiverOpen) open;
     decltype(&VORL_DevReceive) receive;
     decltype(&VORL_DevReceiverClose) close;
+    decltype(&VORL_DevCounters) counters;
 
     explicit receiving_side(const library &bus)
     {
         bus.find(open, "VORL_DevReceiverOpen");
         bus.find(receive, "VORL_DevReceive");
         bus.find(close, "VORL_DevReceiverClose");
+        bus.find(counters, "VORL_DevCounters");
     }
-    bool is_complete() const { return open != nullptr && receive != nullptr && close != nullptr; }
+    bool is_complete() const
+    {
+        return open != nullptr && receive != nullptr && close != nullptr && counters != nullptr;
+    }
 };
 
 struct output {
-    const recv_options *options;
+    const recv_options *options = nullptr;
     std::uint64_t received = 0;
     std::uint64_t refused = 0;
-    bool failed = false; ///< standard output takes no more
+    std::map<std::string, std::uint64_t> refused_for; ///< by the rule
+    bool failed = false;                              ///< standard output takes no more
 };
 
 void handle(void *user, std::uint32_t msg_id, const void *record, std::uint32_t, const void *frame,
@@ -57,6 +63,7 @@ void handle(void *user, std::uint32_t msg_id, const void *record, std::uint32_t,
     const auto *bytes = static_cast<const std::uint8_t *>(frame);
     if (const auto why = inspect::first_damage(m, {bytes, frame_length})) {
         ++out.refused;
+        ++out.refused_for[why->rule];
         for (const std::string &line : log)
             std::fprintf(stderr, "vorl recv: library log: %s\n", line.c_str());
         // The whole frame: it was accepted and is found nowhere else now.
@@ -69,6 +76,25 @@ void handle(void *user, std::uint32_t msg_id, const void *record, std::uint32_t,
     if (std::fprintf(stdout, "%s\n", line.c_str()) < 0 || std::fflush(stdout) != 0)
         out.failed = true;
     ++out.received;
+}
+
+/// The last line: what became of every frame.
+std::string summary(const output &out, const vorl_dev_counters &counted)
+{
+    std::string text = "vorl recv: " + std::to_string(out.received) + " received, " +
+                       std::to_string(out.refused) + " refused";
+    const char *separator = " (";
+    for (const auto &[rule, count] : out.refused_for) {
+        text += separator + std::to_string(count) + " by " + rule;
+        separator = ", ";
+    }
+    if (!out.refused_for.empty())
+        text += ")";
+    if (counted.unknown != 0)
+        text += ", " + std::to_string(counted.unknown) + " of unknown type dropped";
+    if (counted.cut_short != 0)
+        text += ", " + std::to_string(counted.cut_short) + " sends cut short";
+    return text;
 }
 
 void register_receivers(const library &with)
@@ -110,7 +136,8 @@ int recv(const recv_options &options)
 
     using clock = std::chrono::steady_clock;
     const auto start = clock::now();
-    output out{&options};
+    output out;
+    out.options = &options;
     const auto is_over = [&] {
         const std::chrono::duration<double> passed = clock::now() - start;
         return stop_requested != 0 || out.failed ||
@@ -125,15 +152,17 @@ int recv(const recv_options &options)
                 options.timeout_seconds * 1000 - passed.count() + 1, 0.0, double{wait_ms}));
         bus.receive(receiver, wait, handle, &out);
     }
-    // Delivers what was accepted until now.
+    // What was accepted until now is delivered, here and, what comes meanwhile, by close.
+    bus.receive(receiver, 0, handle, &out);
+    vorl_dev_counters counted{};
+    bus.counters(receiver, &counted);
     bus.close(receiver, handle, &out);
-    std::fprintf(stderr, "vorl recv: %" PRIu64 " received, %" PRIu64 " refused\n", out.received,
-                 out.refused);
+    std::fprintf(stderr, "%s\n", summary(out, counted).c_str());
     if (out.failed)
         throw std::runtime_error("vorl recv: standard output cannot be written; the objects after "
                                  "the last whole line are lost");
     const bool is_short = options.count != 0 && out.received < options.count;
-    return out.refused == 0 && !is_short ? 0 : 1;
+    return out.refused == 0 && counted.unknown == 0 && !is_short ? 0 : 1;
 }
 
 } // namespace vorl::commands

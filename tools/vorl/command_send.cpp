@@ -31,6 +31,8 @@ std::string meaning(std::uint32_t code, std::uint32_t dest)
     case VORL_DEV_IO:
         return "the socket failed, and whether the receiver has it is not known; look there before "
                "sending again";
+    case VORL_DEV_SETTING:
+        return "the bus's settings are of no use, as it says above; nothing was sent";
     case not_encoded:
         return "the library could not encode it; see that the object is not too large for memory";
     default: return "the bus gives no meaning; look it up in the bus's documents";
@@ -41,7 +43,7 @@ std::string meaning(std::uint32_t code, std::uint32_t dest)
 bool is_surely_unsent(std::uint32_t code)
 {
     return code == VORL_DEV_NO_PEER || code == VORL_DEV_QUEUE_FULL || code == VORL_DEV_BAD_FRAME ||
-           code == not_encoded;
+           code == VORL_DEV_SETTING || code == not_encoded;
 }
 
 struct sent_line {
@@ -92,17 +94,15 @@ class sender {
     std::uint64_t refused() const { return refused_; }
 
   private:
+    using clock = std::chrono::steady_clock;
+
     std::uint32_t send_lines(const sent_line *lines, std::size_t count)
     {
-        using clock = std::chrono::steady_clock;
         const catalogue::message_functions &functions = with_.functions_of(lines->record.type());
         json::record_array records;
         for (std::size_t i = 0; i < count; ++i)
             records.push_back(lines[i].record);
 
-        const auto deadline =
-            clock::now() + std::chrono::duration_cast<clock::duration>(
-                               std::chrono::duration<double>(options_.wait_seconds));
         for (;;) {
             errno = 0;
             const std::uint32_t code =
@@ -111,10 +111,19 @@ class sender {
                     : functions.sendtomsg(options_.dest, records.data(), records.count(),
                                           options_.explicit_handle);
             errno_ = errno;
-            if (code == 0)
-                sent_ += count;
             const bool may_pass = code == VORL_DEV_NO_PEER || code == VORL_DEV_QUEUE_FULL;
-            if (!may_pass || clock::now() >= deadline)
+            if (code == 0) {
+                sent_ += count;
+                waits_until_.reset();
+            }
+            if (!may_pass)
+                return code;
+            // Lines that are sent one by one after their batch was refused do not wait again.
+            if (!waits_until_)
+                waits_until_ =
+                    clock::now() + std::chrono::duration_cast<clock::duration>(
+                                       std::chrono::duration<double>(options_.wait_seconds));
+            if (clock::now() >= *waits_until_)
                 return code;
             std::this_thread::sleep_for(retry_interval);
         }
@@ -140,6 +149,8 @@ class sender {
     std::uint64_t sent_ = 0;
     std::uint64_t refused_ = 0;
     int errno_ = 0; ///< of the last send
+    /// Set from the first send that is refused for now, until one is accepted.
+    std::optional<clock::time_point> waits_until_;
 };
 
 void register_senders(const library &with)

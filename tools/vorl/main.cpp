@@ -48,7 +48,8 @@ void add_describe(CLI::App &app, int &status)
     static std::string message;
     CLI::App *command = app.add_subcommand(
         "describe", "Show a message: its slots, wire types, offsets, sizes and identifier");
-    command->add_option("MESSAGE", message, "Name, or identifier as 0x and hex digits")->required();
+    command->add_option("MESSAGE", message, "Name, or identifier, decimal or as 0x and hex digits")
+        ->required();
     command->callback([&status] { status = describe(message); });
 }
 
@@ -70,8 +71,10 @@ void add_send(CLI::App &app, int &status)
         ->check(CLI::Range(std::uint32_t{1}, std::uint32_t{65536}))
         ->capture_default_str();
     command
-        ->add_option("--wait", options.wait_seconds,
-                     "How many seconds to try again when nobody receives or the queue is full")
+        ->add_option(
+            "--wait", options.wait_seconds,
+            "How many seconds to try again when nobody receives or the queue is full, from the "
+            "first time that a send is refused until one is accepted")
         ->check(CLI::Range(0.0, 86400.0))
         ->capture_default_str();
     command->add_option("FILE", options.file, "JSON objects, one a line; - for standard input")
@@ -145,7 +148,7 @@ void add_decode(CLI::App &app, int &status)
         app.add_subcommand("decode", "Turn bytes into JSON objects, or explain them");
     command
         ->add_option("--message", options.message,
-                     "What the bytes are: name, or identifier as 0x and hex digits")
+                     "What the bytes are: name, or identifier, decimal or as 0x and hex digits")
         ->required();
     add_choice(*command, "--hex", "One line of hex digits a frame, or a dump", "--binary",
                "The file is one frame", options.binary);
@@ -171,9 +174,9 @@ void add_explain(CLI::App &app, int &status)
     static explain_options options;
     CLI::App *command = app.add_subcommand(
         "explain", "Show what each byte of a frame is, and why a receiver refuses it");
-    CLI::Option *message =
-        command->add_option("--message", options.message,
-                            "What the bytes are: name, or identifier as 0x and hex digits");
+    CLI::Option *message = command->add_option(
+        "--message", options.message,
+        "What the bytes are: name, or identifier, decimal or as 0x and hex digits");
     CLI::Option *guess = command->add_flag(
         "--guess", options.guess, "List the messages that the bytes fit, the likeliest first");
     guess->excludes(message);
