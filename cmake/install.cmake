@@ -49,14 +49,16 @@ if(VORL_TOOLS)
     get_target_property(runpath vorl VORL_INSTALLED_RUNPATH)
     finish(${CMAKE_INSTALL_BINDIR}/vorl tool RPATH_SET "NEW_RPATH [[${runpath}]]")
     add_custom_command(
-        OUTPUT ${PROJECT_BINARY_DIR}/vorl.1
+        OUTPUT ${PROJECT_BINARY_DIR}/man/vorl.1
         COMMAND ${CMAKE_COMMAND} -DPROGRAM=$<TARGET_PROPERTY:vorl,VORL_PROGRAM_DIRECTORY>/vorl
-            -DVERSION=${PROJECT_VERSION} -DOUTPUT=${PROJECT_BINARY_DIR}/vorl.1
+            -DVERSION=${PROJECT_VERSION} -DDIRECTORY=${PROJECT_BINARY_DIR}/man
             -P ${PROJECT_SOURCE_DIR}/cmake/man_page.cmake
         DEPENDS vorl ${PROJECT_SOURCE_DIR}/cmake/man_page.cmake ${PROJECT_SOURCE_DIR}/cmake/troff.cmake
         VERBATIM)
-    add_custom_target(vorl_man_page ALL DEPENDS ${PROJECT_BINARY_DIR}/vorl.1)
-    install(FILES ${PROJECT_BINARY_DIR}/vorl.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool)
+    add_custom_target(vorl_man_pages ALL DEPENDS ${PROJECT_BINARY_DIR}/man/vorl.1)
+    install(DIRECTORY ${PROJECT_BINARY_DIR}/man/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool)
+    install(FILES ${PROJECT_SOURCE_DIR}/tools/vorl/completion.bash
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME vorl COMPONENT tool)
 endif()
 
 # The stand-ins for the platform are installed when they are asked for by name, for test machines and laptops: in a directory

@@ -30,7 +30,8 @@ $LIBDIR/libvorl_srv6.so
 $LIBDIR/libvorl_srv6.so.1
 $LIBDIR/libvorl_srv6.so.$VERSION
 $LIBDIR/pkgconfig/vorl_srv6.pc
-share/man/man1/vorl.1
+share/bash-completion/completions/vorl
+$(printf 'share/man/man1/%s\n' $tool_pages)
 share/man/man3/vorl_srv6.3" "$(files_in "$tree")"
     same "libvorl_srv6.so" libvorl_srv6.so.1 "$(readlink "$tree/$LIBDIR/libvorl_srv6.so")"
     same "libvorl_srv6.so.1" libvorl_srv6.so.$VERSION "$(readlink "$tree/$LIBDIR/libvorl_srv6.so.1")"
@@ -93,18 +94,21 @@ tool)
     grep -q 'nobody receives at destination 7' "$work/err" || fail "it did not get as far as the bus: $(cat "$work/err")"
     ;;
 
-# The page of the tool has every line of its help, the page of the library the whole contract of the header.
+# The page of each command has every line of its help, the page of the library the whole contract of the header.
 manual)
-    page=$tree/share/man/man1/vorl.1
-    for command in list describe send recv encode decode; do
-        grep -q "^.SH \"VORL ${command^^}\"" "$page" || fail "the manual has no section for vorl $command"
+    pages="man3/vorl_srv6.3"
+    for page in $tool_pages; do
+        pages="$pages man1/$page"
+        command=${page#vorl}
+        command=${command%.1}
+        run "$tree/bin/vorl" ${command#-} --help | sed 's/^ *//; s/  */ /g; /^$/d' >"$work/${page%.1}.expected"
+        [ "$(wc -l <"$work/${page%.1}.expected")" -ge 5 ] || fail "vorl ${command#-} --help says next to nothing"
     done
-    run "$tree/bin/vorl" decode --help | sed 's/^ *//; s/  */ /g; /^$/d' >"$work/vorl.expected"
     # From the second paragraph of the first comment to its end.
     sed -n '/^ \* Every message M has/,/^ \*\//p' "$SOURCE/../../idl/srv6/srv6.h" |
         sed 's,^ \*/\{0\,1\} *,,; s/  */ /g; s/srv6_\(recv\|send\)_init/P_\1_init/g; /^$/d' >"$work/vorl_srv6.expected"
     [ "$(wc -l <"$work/vorl_srv6.expected")" -ge 40 ] || fail "the header's contract was not found: $(cat "$work/vorl_srv6.expected")"
-    for page in man1/vorl.1 man3/vorl_srv6.3; do
+    for page in $pages; do
         name=$(basename "${page%.?}")
         man --warnings -E UTF-8 -l "$tree/share/man/$page" >"$work/$name" 2>"$work/warnings" ||
             fail "man refuses it: $(cat "$work/warnings")"
@@ -119,6 +123,28 @@ manual)
         sed -n '/^SYNOPSIS/,/^DESCRIPTION/p' "$work/vorl_srv6" | grep -q "^ *[a-z0-9_]* $function(" ||
             fail "the synopsis of vorl_srv6(3) lacks $function"
     done
+    ;;
+
+# What a shell completes, with the program and the file as installed.
+completion)
+    complete_line() {
+        PATH=$work/bin:$PATH bash -c '
+            . "$1"; shift
+            COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1))
+            _vorl; printf "%s\n" "${COMPREPLY[@]}"' bash "$tree/share/bash-completion/completions/vorl" "$@" | LC_ALL=C sort | xargs
+    }
+    mkdir "$work/bin"
+    printf '#!/bin/sh\nexec %s "%s" "$@"\n' "$EMULATOR" "$tree/bin/vorl" >"$work/bin/vorl"
+    chmod +x "$work/bin/vorl"
+    same "commands with d" "decode describe" "$(complete_line vorl d)"
+    same "all commands" "$(printf '%s\n' $tool_pages | sed -n 's/^vorl-\(.*\)\.1$/\1/p' | xargs)" "$(complete_line vorl '')"
+    same "options of send with --k" "--keep-going" "$(complete_line vorl send --k)"
+    same "options of the program" "--help --version" "$(complete_line vorl --)"
+    same "messages" "srv6_localsid_fwd srv6_localsid_fwd_delete srv6_localsid_fwd_key srv6_localsid_fwd_update" \
+        "$(complete_line vorl decode --message srv6_localsid)"
+    same "messages of describe" "srv6_bsid_fwd_key" "$(complete_line vorl describe srv6_bsid_fwd_k)"
+    touch "$work/captured.hex"
+    same "files" "captured.hex" "$(cd "$work" && complete_line vorl explain capt)"
     ;;
 
 # Linked with the bus absent; and with it given by name, as a program does that calls the bus itself.

@@ -25,7 +25,8 @@ usr/share/lintian/overrides/libvorl-srv6-1" ;;
         libvorl-srv6-dev) printf '%s\n' $headers $package_config "$LIBDIR/pkgconfig/vorl_srv6.pc" \
             share/man/man3/vorl_srv6.3.gz share/doc/libvorl-srv6-dev/examples/addresses.cpp | sed 's,^,usr/,' ;;
         vorl-srv6-tool) echo "usr/bin/vorl
-usr/share/man/man1/vorl.1.gz" ;;
+usr/share/bash-completion/completions/vorl"
+            printf 'usr/share/man/man1/%s.gz\n' $tool_pages ;;
         vorl-devbus)
             echo "usr/bin/vorl-devbus
 usr/include/vorl_devbus/dev_os.h

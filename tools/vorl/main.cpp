@@ -183,13 +183,11 @@ void add_explain(CLI::App &app, int &status)
     add_choice(*command, "--hex", "One line of hex digits a frame, or a dump", "--binary",
                "The file is one frame", options.binary);
     command->add_flag("--json", options.as_json, "One JSON object a frame, on one line");
+    static std::string colour = "auto";
     command
-        ->add_option("--color", options.colour,
+        ->add_option("--color", colour,
                      "auto: on a terminal, unless NO_COLOR is set; always; never")
-        ->transform(CLI::CheckedTransformer(
-            std::map<std::string, colour_choice>{{"auto", colour_choice::automatic},
-                                                 {"always", colour_choice::always},
-                                                 {"never", colour_choice::never}}));
+        ->check(CLI::IsMember({"auto", "always", "never"}));
     command->add_option("FILE", options.file,
                         "The bytes, a frame or packed; - or nothing for standard input");
     command->footer(std::string(R"(
@@ -204,6 +202,8 @@ still be read. Example:
     command->callback([&status] {
         if (!options.guess && options.message.empty())
             throw CLI::RequiredError("--message NAME (or --guess)");
+        if (colour != "auto")
+            options.colour = colour == "always" ? colour_choice::always : colour_choice::never;
         status = explain(options);
     });
 }
