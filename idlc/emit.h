@@ -3,6 +3,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "model.h"
 
@@ -13,6 +14,7 @@ std::string emit_messages(const package &p); ///< <package>_messages.h: the mess
 std::string emit_source(const package &p);   ///< <package>.cpp: what the library exports
 std::string emit_catalogue(
     const package &p); ///< <package>_catalogue.cpp: names and comments, for tools and tests
+std::string emit_page(const std::vector<package> &packages); ///< docs/messages.md
 
 /// The lines that open every generated file.
 std::string generated_notice(const package &p, const std::string &what);

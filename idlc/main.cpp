@@ -1,11 +1,12 @@
 // idlc: descriptions of messages in, C header and library source out.
 //
-//   idlc [--check] DESCRIPTION.idl...      all packages that share a bus, in one call
+//   idlc [--check] [--page PAGE.md] DESCRIPTION.idl...
+//                                          all packages that share a bus, in one call
 //   idlc compat OLD NEW                    what changed between two versions, each a description
 //                                          or a directory of descriptions
 //
 // Writes <package>.h, <package>_messages.h, <package>.cpp and <package>_catalogue.cpp beside each
-// description, or with --check compares them with what stands there. Exit status: 0 done; 1 a faulty description, a file
+// description, and with --page a page of all messages; with --check it compares all of these with what stands there. Exit status: 0 done; 1 a faulty description, a file
 // that cannot be read or written, or with --check a file that differs; 2 a wrong call. Nothing is
 // written unless every description is accepted. Of compat: 0 no change breaks a deployed peer; 1 one
 // does; 2 a wrong call, or descriptions that cannot be compared.
@@ -47,7 +48,7 @@ bool write_file(const std::string &path, const std::string &text)
 int usage()
 {
     std::fputs(
-        "usage: idlc [--check] DESCRIPTION.idl...\n"
+        "usage: idlc [--check] [--page PAGE.md] DESCRIPTION.idl...\n"
         "       idlc compat OLD NEW\n"
         "Name all packages that share a bus in one call: identifiers must differ across them.\n"
         "compat takes two descriptions, or two directories with descriptions at any depth.\n",
@@ -101,6 +102,29 @@ int compare_versions(const std::string &before, const std::string &after)
     }
 }
 
+/// A file that is written, and what it is made from.
+struct output {
+    std::string path;
+    std::string text;
+    std::string source;
+};
+
+/// False: the file cannot be written; with `check_only`, it is another.
+bool put(const output &o, bool check_only)
+{
+    std::string standing;
+    if (read_file(o.path, standing) && standing == o.text)
+        return true;
+    if (!check_only && write_file(o.path, o.text))
+        return true;
+    std::fprintf(stderr,
+                 check_only
+                     ? "%s: error: is not what %s gives; run ./dev regen and commit the result\n"
+                     : "%s: error: cannot be written; look at its directory\n",
+                 o.path.c_str(), o.source.c_str());
+    return false;
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -110,10 +134,14 @@ int main(int argc, char **argv)
         return arguments.size() == 3 ? compare_versions(arguments[1], arguments[2]) : usage();
 
     bool check_only = false;
+    std::string page;
     std::vector<std::string> files;
-    for (const std::string &argument : arguments) {
+    for (std::size_t i = 0; i < arguments.size(); ++i) {
+        const std::string &argument = arguments[i];
         if (argument == "--check")
             check_only = true;
+        else if (argument == "--page" && i + 1 < arguments.size())
+            page = arguments[++i];
         else if (!argument.ends_with(".idl") || argument[0] == '-')
             return usage();
         else
@@ -130,32 +158,23 @@ int main(int argc, char **argv)
         return 1;
     }
 
-    int status = 0;
+    std::vector<output> outputs;
+    std::string sources;
     for (const idlc::package &p : packages) {
         const auto slash = p.file.rfind('/');
         const std::string stem =
             (slash == std::string::npos ? "" : p.file.substr(0, slash + 1)) + p.name;
-        const std::pair<std::string, std::string> outputs[] = {
-            {stem + ".h", emit_header(p)},
-            {stem + "_messages.h", emit_messages(p)},
-            {stem + ".cpp", emit_source(p)},
-            {stem + "_catalogue.cpp", emit_catalogue(p)}};
-        for (const auto &[path, text] : outputs) {
-            std::string standing;
-            if (read_file(path, standing) && standing == text)
-                continue;
-            if (check_only) {
-                std::fprintf(
-                    stderr,
-                    "%s: error: is not what %s gives; run ./dev regen and commit the result\n",
-                    path.c_str(), p.file.c_str());
-                status = 1;
-            } else if (!write_file(path, text)) {
-                std::fprintf(stderr, "%s: error: cannot be written; look at its directory\n",
-                             path.c_str());
-                status = 1;
-            }
-        }
+        outputs.push_back({stem + ".h", emit_header(p), p.file});
+        outputs.push_back({stem + "_messages.h", emit_messages(p), p.file});
+        outputs.push_back({stem + ".cpp", emit_source(p), p.file});
+        outputs.push_back({stem + "_catalogue.cpp", emit_catalogue(p), p.file});
+        sources += (sources.empty() ? "" : ", ") + p.file;
     }
-    return status;
+    if (!page.empty())
+        outputs.push_back({page, emit_page(packages), sources});
+
+    bool all_are_current = true;
+    for (const output &o : outputs)
+        all_are_current = put(o, check_only) && all_are_current;
+    return all_are_current ? 0 : 1;
 }
