@@ -11,8 +11,9 @@
 namespace vorl::inspect {
 namespace {
 
-/// A run of zeros that is longer is no padding.
-constexpr std::size_t longest_padding = 7;
+// In a frame zeros fill up to a multiple of 4 before the vtable, and to one of 8 behind it.
+constexpr std::size_t most_before_vtable = 3;
+constexpr std::size_t most_behind_vtable = 7;
 
 class lines {
   public:
@@ -25,8 +26,9 @@ class lines {
         for (const part &p : e_.parts) {
             if (p.what == part::kind::soffset)
                 tell_own_root(p);
-            tell_gap(p.at);
+            tell_gap(p.at, p.what == part::kind::vtable);
             tell(p);
+            is_behind_vtable_ = p.what == part::kind::vtable;
         }
         tell_gap(static_cast<std::uint32_t>(e_.bytes.size()));
     }
@@ -135,14 +137,16 @@ class lines {
     }
 
     /// The bytes from the end of what was told to `to`, which no part has.
-    void tell_gap(std::uint32_t to)
+    void tell_gap(std::uint32_t to, bool is_before_vtable = false)
     {
         if (to <= told_)
             return;
         const auto stray = e_.bytes.subspan(told_, to - told_);
         const bool is_zero =
             std::all_of(stray.begin(), stray.end(), [](std::uint8_t byte) { return byte == 0; });
-        const bool is_padding = is_zero && stray.size() <= longest_padding;
+        const bool is_padding =
+            is_zero && ((is_before_vtable && stray.size() <= most_before_vtable) ||
+                        (is_behind_vtable_ && stray.size() <= most_behind_vtable));
         const char *text = "nothing leads to these bytes";
         if (is_padding)
             text = "padding";
@@ -202,6 +206,7 @@ class lines {
     const explanation &e_;
     const std::function<void(const explained_line &)> &take_;
     std::uint32_t told_ = 0; ///< bytes before this stand in a line
+    bool is_behind_vtable_ = false;
 };
 
 } // namespace

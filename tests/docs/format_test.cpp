@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "catalogue/catalogue.h"
+#include "inspect/explain_text.h"
 #include "srv6.h"
 #include "tests/support/platform.h"
 #include "tests/support/run.h"
@@ -127,6 +129,48 @@ TEST(format_page, frame_of_a_class_item)
         ASSERT_EQ(send.frames[0].bytes.size(), 32U);
         EXPECT_EQ(stated, hex_of(send.frames[0].bytes)) << "call " << &send - sends.data() + 1;
     }
+}
+
+/// The text of every block that opens with ```explain.
+std::vector<std::string> explained_blocks(const std::string &page)
+{
+    static const std::string opening = "\n```explain\n";
+    std::vector<std::string> blocks;
+    for (std::size_t at = 0; (at = page.find(opening, at)) != std::string::npos;) {
+        at += opening.size();
+        blocks.push_back(page.substr(at, page.find("```\n", at) - at));
+    }
+    return blocks;
+}
+
+TEST(format_page, explained_frames_are_what_vorl_explain_shows)
+{
+    const std::vector<std::string> blocks = explained_blocks(document("docs/format.md"));
+    ASSERT_EQ(blocks.size(), 2u);
+    const std::regex heading(R"((\w+), (\d+) bytes)");
+    const std::regex row(R"(  0x([0-9a-f]{4})  ((?:[0-9a-f]{2} )+).*)");
+    std::size_t damaged = 0;
+    for (const std::string &block : blocks) {
+        std::smatch part;
+        const std::vector<std::string> lines = lines_of(block);
+        ASSERT_TRUE(std::regex_match(lines.at(0), part, heading)) << block;
+        const message &m = catalogue::find_message(part[1].str())->data;
+        byte_string bytes(std::stoul(part[2]));
+        for (const std::string &line : lines) {
+            if (!std::regex_match(line, part, row))
+                continue;
+            const byte_string here = bytes_of(part[2]);
+            std::copy(here.begin(), here.end(),
+                      bytes.begin() +
+                          static_cast<std::ptrdiff_t>(std::stoul(part[1], nullptr, 16)));
+        }
+        std::ostringstream shown;
+        const inspect::explanation e = inspect::explain(m, bytes);
+        write_text(e, shown, inspect::colours::none);
+        EXPECT_EQ(shown.str(), block);
+        damaged += e.damages.empty() ? 0 : 1;
+    }
+    EXPECT_EQ(damaged, 1u);
 }
 
 } // namespace
