@@ -24,6 +24,7 @@ struct damage {
     std::uint64_t least;
     std::uint64_t most;
     std::string what;                    ///< the same in words
+    std::string hint;                    ///< what may have caused it; empty: nothing is known
     std::optional<log_line_written> log; ///< nothing: the library refuses it silently
 };
 

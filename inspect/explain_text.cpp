@@ -95,6 +95,8 @@ class text_writer {
             if (d.leads_to != d.at)
                 out_ << " leads to " << offset_text(d.leads_to);
             out_ << '\n';
+            if (!d.hint.empty())
+                out_ << indent << d.hint << '\n';
             if (!is_first)
                 continue;
             if (d.log)

@@ -43,6 +43,8 @@ std::string range(std::uint64_t least, std::uint64_t most)
     return ", which is not from " + std::to_string(least) + " to " + std::to_string(most);
 }
 
+std::uint32_t reversed(std::uint32_t value) { return __builtin_bswap32(value); }
+
 } // namespace
 
 damage refused_length(const message &m, std::uint64_t length)
@@ -58,6 +60,7 @@ damage refused_length(const message &m, std::uint64_t length)
              .what = std::to_string(length) +
                      (length < word_size ? " bytes, where a message has at least 4"
                                          : " bytes, where a message has at most 2147483647"),
+             .hint = "",
              .log = {}};
     // A length is passed as an int32_t; one that does not fit is no call at all.
     if (length < word_size)
@@ -86,6 +89,10 @@ damage refused_table(received from, table_check check, table_role role, const me
         d.least = word_size;
         d.most = last;
         d.what = "the table of " + name + " would be at " + and_hex(d.actual) + range(4, last);
+        if (const std::uint32_t other = reversed(numbers.table);
+            d.at == 0 && other >= word_size && other <= last)
+            d.hint = "with its bytes reversed the root offset is " + std::to_string(other) +
+                     ": the sender may have the other byte order";
         break;
     case table_check::vtable_position:
         d.rule = "vtable position";
@@ -124,6 +131,7 @@ damage refused_position(std::uint32_t at, std::uint64_t position, std::string pa
             .least = word_size,
             .most = most_memory,
             .what = "the offset " + std::to_string(offset) + " leads past 32 bits",
+            .hint = "",
             .log = {}};
 }
 

@@ -84,6 +84,23 @@ TEST_F(explain_command, says_what_the_library_logs)
         << bad.out;
 }
 
+TEST_F(explain_command, tells_of_the_other_byte_order)
+{
+    file("hex", "00000004fffffff0000000010000000200000003000a00100004000800000c00\n");
+    const outcome bad = shell("vorl explain --message srv6_bsid_fwd_key hex");
+    EXPECT_NE(bad.out.find("  >>>>>>  refused: the table of srv6_bsid_fwd_key would be at "
+                           "0x4000000 (67108864), which is not from 4 to 28\n"
+                           "          table position: 67108864, where 4 to 28 is accepted; 0x0000 "
+                           "leads to 0x4000000\n"
+                           "          with its bytes reversed the root offset is 4: the sender may "
+                           "have the other byte order\n"
+                           "          a receiver stops here, and logs [ZELKO]:Table "
+                           "offset(67108864) is out of range(4 - 32) (line 20, "
+                           "srv6_bsid_fwd_key_unpack_non_root)\n"),
+              std::string::npos)
+        << bad.out;
+}
+
 TEST_F(explain_command, json_has_every_byte_and_every_refusal)
 {
     file("hex", damaged);
@@ -105,7 +122,7 @@ TEST_F(explain_command, json_has_every_byte_and_every_refusal)
               R"("value":"1","what":"value"})");
     EXPECT_EQ(
         object["refusals"].dump(),
-        R"([{"actual":37,"at":28,"leads_to":33,"least":0,"log":null,"most":32,"path":"f2",)"
+        R"([{"actual":37,"at":28,"hint":"","leads_to":33,"least":0,"log":null,"most":32,"path":"f2",)"
         R"("rule":"field","size":2,"text":"uint32 of 4 bytes at 0x0021 passes the end of the )"
         R"(message, 0x0020"}])");
     EXPECT_EQ(object["more_refusals"], 0);

@@ -18,7 +18,7 @@ ordered_json refusal(const inspect::damage &d)
     ordered_json object = {{"at", d.at},       {"size", d.size}, {"leads_to", d.leads_to},
                            {"path", d.member}, {"rule", d.rule}, {"actual", d.actual},
                            {"least", d.least}, {"most", d.most}, {"text", d.what},
-                           {"log", nullptr}};
+                           {"hint", d.hint},   {"log", nullptr}};
     if (d.log)
         object["log"] = {
             {"line", d.log->line}, {"function", d.log->function}, {"text", d.log->text}};

@@ -11,7 +11,7 @@ namespace vorl::json {
 ///  "parts":[{"at":0,"size":4,"hex":"04000000","what":"root offset","path":"","text":"...",
 ///            "leads_to":4}, ...],
 ///  "refusals":[{"at":26,"size":2,"leads_to":33,"path":"f2","rule":"field","actual":37,"least":0,
-///               "most":32,"text":"...","log":null}, ...],
+///               "most":32,"text":"...","hint":"","log":null}, ...],
 ///  "more_refusals":0,"is_cut":false}
 void write_explanation(const inspect::explanation &e, std::ostream &out);
 
