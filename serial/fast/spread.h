@@ -103,7 +103,7 @@ class spread_reader {
     /// Loads eight entries. `excess` becomes non-zero where an entry is larger than the packer ever
     /// makes it, or entry and size, even of an absent slot, pass the end of the buffer.
     template <size_t Half>
-    [[gnu::always_inline]] static u16x8 load_entries(const uint8_t *entries, uint32_t room,
+    [[gnu::always_inline]] static u16x8 load_entries(const uint8_t *entries, u16x8 room,
                                                      u16x8 &excess)
     {
         constexpr uint32_t left = layout::slots - Half * 8;
@@ -115,8 +115,7 @@ class spread_reader {
         if constexpr (!has_room) {
             static constexpr lanes size =
                 of_slots<entry_size>(Half, [](const auto &slot) { return slot.field; });
-            const auto room16 = static_cast<uint16_t>(room < UINT16_MAX ? room : UINT16_MAX);
-            excess |= subtract_saturating(loaded + u16x8(size.vector()), u16x8{} + room16);
+            excess |= subtract_saturating(loaded + u16x8(size.vector()), room);
         }
         return loaded;
     }
@@ -127,10 +126,11 @@ class spread_reader {
                                                   u8x16 (&index)[index_vectors])
     {
         constexpr uint8_t absent = 0xE8;
+        const auto room16 = static_cast<uint16_t>(room < UINT16_MAX ? room : UINT16_MAX);
         u16x8 excess = {};
         u16x8 half[2 * index_vectors] = {};
         unroll<halves>([&]<size_t Half>() VORL_INLINED {
-            half[Half] = load_entries<Half>(entries, room, excess);
+            half[Half] = load_entries<Half>(entries, u16x8{} + room16, excess);
         });
         auto wrong = u8x16(excess);
         unroll<index_vectors>([&]<size_t Vector>() VORL_INLINED {

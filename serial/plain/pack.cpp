@@ -16,11 +16,11 @@ uint8_t *pack_tables(uint8_t *words, uint8_t *at, uint32_t count, const uint8_t 
             to.put_body(to.field_of(s), m.slots[s], record);
         to.close();
         for (uint32_t s = 0; s < m.slots.size; ++s) {
-            to.put_tables(to.words_of(s, m.slots[s]), m.slots[s], record,
-                          [&nested = m.slots[s].nested](uint8_t *w, uint8_t *a, uint32_t n,
-                                                        const uint8_t *r) {
-                              return pack_tables<Order>(w, a, n, r, *nested);
-                          });
+            const auto nested = [&m, s](uint8_t *w, uint8_t *a, uint32_t n, const uint8_t *r) {
+                return pack_tables<Order>(w, a, n, r, *m.slots[s].nested);
+            };
+            if (m.slots[s].nested != nullptr)
+                to.put_tables(to.words_of(s, m.slots[s]), m.slots[s], record, nested);
         }
         at = to.at;
     }

@@ -71,13 +71,14 @@ struct table_writer {
         store<Order>(vtable + entry_size, static_cast<uint16_t>(at - table));
     }
 
-    /// Third step: the tables that a slot leads to. `tables(words, at, count, records)` writes
-    /// them at `at`, and their offset words at `words`; it returns the end of the tables.
+    /// Third step: the tables that a slot leads to, where it leads to any. `tables(words, at,
+    /// count, records)` writes them at `at`, and their offset words at `words`; it returns the end
+    /// of the tables.
     template <class Tables>
     [[gnu::always_inline]] void put_tables(uint8_t *words, const slot &s, const uint8_t *record,
                                            Tables &&tables)
     {
-        if (s.nested == nullptr || words == nullptr)
+        if (words == nullptr)
             return;
         if (s.shape == slot_shape::table)
             at = tables(words, at, 1, record + s.record_at);
@@ -91,11 +92,11 @@ struct table_writer {
         const auto entry = load<Order, uint16_t>(vtable + entry_at(index));
         return entry == 0 ? nullptr : table + entry;
     }
-    /// What put_body returned for a slot.
+    /// What put_body returned for a slot that leads to tables.
     uint8_t *words_of(uint32_t index, const slot &s) const
     {
         uint8_t *const field = field_of(index);
-        if (field == nullptr || s.shape == slot_shape::scalar || s.shape == slot_shape::table)
+        if (field == nullptr || s.shape == slot_shape::table)
             return field;
         return field + load<Order, uint32_t>(field) + word_size;
     }

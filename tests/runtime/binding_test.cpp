@@ -3,6 +3,7 @@
 #include "tests/runtime/blocks.h"
 
 #include <cstddef>
+#include <cstring>
 
 namespace vorl::test {
 namespace {
@@ -27,14 +28,35 @@ void expect_untouched(const serial_ctx &ctx)
     EXPECT_EQ(ctx.cache_free, heap_release);
 }
 
-TEST_F(binding, six_blocks_hold_their_static_values_at_load_time)
+/// The blocks and the flags as they were before any test, which all set them anew.
+class at_load : public testing::Environment {
+  public:
+    void SetUp() override
+    {
+        std::memcpy(blocks_, static_cast<const void *>(serial_ctxs), sizeof serial_ctxs);
+        std::memcpy(flags, byte_swap_flag, sizeof byte_swap_flag);
+        lookups = the_platform().lookups;
+    }
+    static const serial_ctx &block(std::size_t index)
+    {
+        return reinterpret_cast<const serial_ctx *>(blocks_)[index];
+    }
+    static inline std::uint32_t flags[std::size(byte_swap_flag)];
+    static inline names lookups;
+
+  private:
+    alignas(serial_ctx) static inline std::uint8_t blocks_[sizeof serial_ctxs];
+};
+const testing::Environment *const kept = testing::AddGlobalTestEnvironment(new at_load);
+
+TEST(blocks_at_load_time, hold_their_static_values)
 {
     ASSERT_EQ(std::size(serial_ctxs), 6u);
     EXPECT_NE(heap_allocate, nullptr);
     EXPECT_NE(heap_release, nullptr);
-    for (const serial_ctx &ctx : serial_ctxs)
-        expect_untouched(ctx);
-    EXPECT_TRUE(the_platform().lookups.empty());
+    for (std::size_t i = 0; i < 6; ++i)
+        expect_untouched(at_load::block(i));
+    EXPECT_TRUE(at_load::lookups.empty());
 }
 
 TEST_F(binding, members_stand_in_the_order_that_the_platform_knows)
@@ -62,10 +84,10 @@ TEST_F(binding, members_stand_in_the_order_that_the_platform_knows)
         flag = 5;
 }
 
-TEST_F(binding, six_byte_swap_flags_are_cleared_at_load_time)
+TEST(blocks_at_load_time, have_their_byte_swap_flags_cleared)
 {
-    ASSERT_EQ(std::size(byte_swap_flag), 6u);
-    for (const std::uint32_t flag : byte_swap_flag)
+    ASSERT_EQ(std::size(at_load::flags), 6u);
+    for (const std::uint32_t flag : at_load::flags)
         EXPECT_EQ(flag, 0u);
 }
 
