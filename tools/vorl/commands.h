@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace vorl::commands {
 
@@ -51,5 +52,13 @@ struct decode_options {
     std::string file;
 };
 int decode(const decode_options &options);
+
+struct explain_log_options {
+    bool is_log = false;
+    std::vector<std::string> lines; ///< none, or "-" alone: standard input
+    bool as_json = false;
+    std::string colour = "auto"; ///< "auto", "always" or "never"
+};
+int explain_log(const explain_log_options &options);
 
 } // namespace vorl::commands

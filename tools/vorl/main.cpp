@@ -6,6 +6,7 @@
 #include <CLI/CLI.hpp>
 
 #include "tools/vorl/commands.h"
+#include "tools/vorl/explain_options.h"
 
 namespace {
 
@@ -170,6 +171,14 @@ are the plain codec's, which the library is built of, too; neither it nor a bus 
     command->callback([&status] { status = decode(options); });
 }
 
+void add_explain(CLI::App &app, int &status)
+{
+    static explain_log_options log;
+    CLI::App *command = app.add_subcommand("explain", "Say what lines of the platform's log mean");
+    add_explain_log(*command, log);
+    command->callback([&status] { status = explain_log(log); });
+}
+
 int run(int argc, char **argv)
 {
     CLI::App app("The messages of libvorl_srv6: list and describe them, send and receive them as "
@@ -184,6 +193,7 @@ int run(int argc, char **argv)
   vorl send --to 7 --wait 5 objects.jsonl
   vorl encode objects.jsonl
   vorl decode --message srv6_bsid_fwd_key --explain captured.hex
+  tail -f messages | vorl explain --log
 )") + exit_help);
     add_list(app, status);
     add_describe(app, status);
@@ -191,6 +201,7 @@ int run(int argc, char **argv)
     add_recv(app, status);
     add_encode(app, status);
     add_decode(app, status);
+    add_explain(app, status);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
