@@ -11,6 +11,9 @@
 namespace vorl::inspect {
 namespace {
 
+/// Of a function, where the line does not tell it.
+const std::string any_message = "<message>";
+
 /// A format that the library logs, and the entry that explains it.
 struct known_text {
     const char *format;
@@ -124,10 +127,10 @@ std::string place_text(const reading &r, const std::string &function,
                                  : std::to_string(place.line) + " + slot");
     };
     if (r.place != nullptr)
-        return text(function.empty() ? "M" + std::string(r.place->function) : function, *r.place);
+        return text(function.empty() ? any_message + r.place->function : function, *r.place);
     std::string all;
     for (const log_place &place : r.known->entry->places)
-        all += (all.empty() ? "" : ", or ") + text("M" + std::string(place.function), place);
+        all += (all.empty() ? "" : ", or ") + text(any_message + place.function, place);
     return all;
 }
 
@@ -137,7 +140,7 @@ std::string then_text(const log_entry &entry, const log_place *known)
     for (const log_place &place : entry.places) {
         if (place.then.empty() || (known != nullptr && known != &place))
             continue;
-        all += known != nullptr ? " " : " Logged as M" + std::string(place.function) + ": ";
+        all += known != nullptr ? " " : " Logged as " + any_message + place.function + ": ";
         all += place.then;
     }
     return all;

@@ -153,11 +153,12 @@ log_entry table_position()
         .example = "[ZELKO]:Table offset(65) is out of range(4 - 68)",
         .arguments = {{"the position of the table, in bytes from the first byte of the message; "
                        "this is what is out of range"},
-                      {"the length of the message. The last position where a table can be is 4 "
-                       "bytes before that: {1-4}"}},
+                      {"the length of the message. A table begins 4 bytes before that at the "
+                       "latest: at {1-4}"}},
         .is_possible = is_refused_position,
         .impossible = "a table at {0} is in range of {1} bytes",
-        .checked = "The position of a table has to be from 4 to {1-4}. It is {0}.",
+        .checked = "A table begins at 4 at the earliest, and at {1-4} at the latest. This one "
+                   "would begin at {0}.",
         .then = ends,
         .facts =
             {{[](const log_values &v) { return when(is_first_call(v)); },
@@ -176,7 +177,7 @@ log_entry table_position()
               "The message begins with the number {0}, which no message does: the first four bytes "
               "are no root offset."},
              {missing_bytes, "[ZELKO]:Table offset(65) is out of range(4 - 68)",
-              "If the position is right, {d} bytes or more are missing at the end."}},
+              "If the position is right, the message lacks at least {d} of its bytes at the end."}},
         .cause = "Bytes that are no such message: of another message, cut short, or behind a "
                  "header that was not taken off.",
         .next = "See that the first four bytes are `04 00 00 00` (a frame), or 4 plus the vtable "

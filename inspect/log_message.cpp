@@ -89,8 +89,8 @@ std::string root_fact(const table_line &line)
                        to_string(length) + " bytes, and at " + packed + " in packed bytes.";
     const auto received = received_of(line);
     if (received && line.values[0].number == frame_root && *received < length)
-        text += " This begins like a frame, of which " + to_string(length - *received) +
-                " bytes are missing.";
+        text += " This begins like a frame, and lacks " + to_string(length - *received) +
+                " of its bytes at the end.";
     return text;
 }
 
@@ -101,8 +101,8 @@ std::string length_fact(const table_line &line)
     const std::int64_t own = vtable_length(m);
     const std::string has = std::string(name_of(m)) + " has " + to_string(m.slots.size) + " slots";
     if (length == own)
-        return has + ", so the length is right: " + to_string(length - line.values[1].number) +
-               " bytes or more are missing at the end.";
+        return has + ", so the length is right, and the message lacks at least " +
+               to_string(length - line.values[1].number) + " of its bytes at the end.";
     return has + ": this version writes a vtable of " + to_string(own) + " bytes.";
 }
 

@@ -1,0 +1,402 @@
+// Every line that the library writes, brought about here, is recognised whatever stands around it,
+// and explained with its own numbers.
+#include <gtest/gtest.h>
+
+#include "inspect/log_explain.h"
+#include "tests/facts/counts.h"
+#include "tests/support/faulty_buffers.h"
+#include "tests/support/platform.h"
+#include "tests/support/samples.h"
+#include "tools/vorl/log_format.h"
+
+using namespace vorl;
+using inspect::explain_log_line;
+using inspect::log_finding;
+
+namespace vorl::test {
+namespace {
+
+void unpack(const message &m, const std::vector<std::uint8_t> &bytes)
+{
+    std::vector<std::uint8_t> out(m.record_size);
+    functions_of(m).unpack(bytes.data(), static_cast<std::int32_t>(bytes.size()), out.data());
+}
+
+/// Makes the library log every text that it has for the message.
+void provoke(const message &m)
+{
+    sample in(m);
+    std::uint32_t length = 70000;
+    functions_of(m).pack(in.record(), nullptr, &length);
+    functions_of(m).unpack(&length, -7, nullptr);
+    functions_of(m).unpack(nullptr, 68, &length);
+    functions_of(m).unpack(&length, 3, &length);
+    for (const fault kind : every_fault) {
+        unpack(m, faulty_root(kind).bytes);
+        for (std::uint32_t i = 0; i < m.slots.size; ++i) {
+            if (m.slots[i].nested != nullptr)
+                unpack(m, faulty_nested(m.slots[i], i, kind).bytes);
+        }
+    }
+    const std::vector<std::uint8_t> bytes = packed(m, in.record());
+    std::uint64_t vectors = 0;
+    each_vector(m, in.record(), [&](const vorl::slot &, void *) {
+        the_platform().fail_allocation_at = ++vectors;
+        unpack(m, bytes);
+    });
+}
+
+/// All that the library writes: 5 places of arguments and of each table, and memory.
+std::vector<log_call> every_line()
+{
+    reset_platform();
+    for (const known_message &m : all_messages())
+        provoke(*m.info);
+    return the_platform().logs;
+}
+
+std::string without_suffix(const std::string &function)
+{
+    for (const char *suffix : {"_unpack_non_root", "_unpack", "_pack"}) {
+        if (function.ends_with(suffix))
+            return function.substr(0, function.size() - std::string(suffix).size());
+    }
+    return function;
+}
+
+/// A line of the log as some platform's writer prints it; FUNCTION, LINE and TEXT are the call's.
+std::string written(std::string form, const log_call &call)
+{
+    const std::pair<std::string, std::string> parts[] = {
+        {"FUNCTION", call.function}, {"LINE", std::to_string(call.line)}, {"TEXT", call.text}};
+    for (const auto &[name, value] : parts) {
+        if (const std::size_t at = form.find(name); at != std::string::npos)
+            form.replace(at, name.size(), value);
+    }
+    return form;
+}
+
+const char *const forms_that_name_the_function[] = {
+    "FUNCTION TEXT",
+    "ZELKO/ZELKO_VANTREL_SERIAL FUNCTION:LINE TEXT",
+    "<11>1 2026-11-20T10:00:20Z r1 fwd 20 - - [2][22] FUNCTION(LINE) TEXT and more",
+    "Nov 20 10:00:21 r1 fwd[1001]: LINE, FUNCTION, TEXT\r",
+    "TEXT (in FUNCTION, line LINE)",
+    R"({"PRIORITY":"4","MESSAGE":"\u001b[31m\"FUNCTION\":LINE\u001b[0m TEXT\n","_PID":"20"})",
+    "\033[1;31mFUNCTION:LINE\033[0m TEXT\033[K",
+    "Nov 20 10:00:21 r1 fwd[22]: #033[31mFUNCTION#033[0m:LINE TEXT",
+};
+
+TEST(log_explain, every_line_of_every_message_in_every_form)
+{
+    const std::vector<log_call> all = every_line();
+    std::size_t memory = 0;
+    for (const log_call &call : all) {
+        for (const char *form : forms_that_name_the_function) {
+            const std::string line = written(form, call);
+            SCOPED_TRACE(line);
+            const auto found = explain_log_line(line);
+            ASSERT_EQ(found.size(), 1U);
+            const log_finding &finding = found[0];
+            ASSERT_NE(finding.entry, nullptr);
+            EXPECT_EQ(finding.entry->kind, call.kind);
+            EXPECT_EQ(finding.text, call.text);
+            EXPECT_EQ(finding.function, call.function);
+            EXPECT_FALSE(finding.is_one_of_two);
+            ASSERT_NE(finding.of, nullptr);
+            EXPECT_EQ(name_of(*finding.of), without_suffix(call.function));
+            ASSERT_NE(finding.place, nullptr);
+            EXPECT_EQ(finding.place->line + finding.slot.value_or(0), call.line);
+            EXPECT_TRUE(finding.where.starts_with(call.function + ", line " +
+                                                  std::to_string(call.line) + ": "))
+                << finding.where;
+            EXPECT_EQ(finding.numbers.size(), finding.entry->arguments.size());
+            for (const std::string &text :
+                 {finding.where, finding.checked, finding.then, finding.cause, finding.next})
+                EXPECT_EQ(text.find_first_of("{}"), std::string::npos) << text;
+            memory += finding.entry->kind == 12 ? 1 : 0;
+        }
+    }
+    // Four of arguments and three of the root for each message, those of nested tables, and the
+    // memory of each variable-size message.
+    EXPECT_GT(all.size(), counts::messages * 7);
+    EXPECT_EQ(memory / std::size(forms_that_name_the_function), 115U - 78 + 1);
+}
+
+TEST(log_explain, every_line_without_its_function_has_its_text)
+{
+    for (const log_call &call : every_line()) {
+        for (const std::string &line :
+             {call.text, "Nov 20 10:00:20 r1 fwd[20]: " + call.text,
+              "\033[1m" + call.text.substr(0, 3) + "\033[0m" + call.text.substr(3),
+              "{\"MESSAGE\":\"\\u005b" + call.text.substr(1) + "\"}"}) {
+            SCOPED_TRACE(line);
+            const auto found = explain_log_line(line);
+            ASSERT_GE(found.size(), 1U);
+            for (const log_finding &finding : found) {
+                ASSERT_NE(finding.entry, nullptr);
+                EXPECT_EQ(finding.text, call.text);
+                EXPECT_EQ(finding.is_one_of_two, found.size() == 2);
+            }
+        }
+    }
+}
+
+TEST(log_explain, the_line_number_alone_tells_the_place)
+{
+    const auto found =
+        explain_log_line("line 21: [ZELKO]:Vtable offset(34) is out of range(4 - 64)");
+    ASSERT_EQ(found.size(), 1U);
+    EXPECT_EQ(found[0].where,
+              "<message>_unpack_non_root, line 21: any other table: the root table of every other "
+              "message, a nested table, an element.");
+    // Neither a time, nor a process, nor the number of another text tells it.
+    for (const char *line :
+         {"Nov 21 10:11:21 fwd[21]: [ZELKO]:Vtable offset(34) is out of range(4 - 64)",
+          "line 12: [ZELKO]:Vtable offset(34) is out of range(4 - 64)"})
+        EXPECT_EQ(explain_log_line(line)[0].place, nullptr) << line;
+}
+
+/// What stands behind the text's tag and beside the numbers, joined.
+std::string tells(const std::string &line)
+{
+    std::string all;
+    for (const log_finding &finding : explain_log_line(line)) {
+        for (const std::string &fact : finding.facts)
+            all += (all.empty() ? "" : " ") + fact;
+    }
+    return all;
+}
+
+TEST(log_explain, which_table_as_far_as_it_is_certain)
+{
+    const std::pair<const char *, const char *> lines[] = {
+        // Only the first four bytes lead to 4, and to what is before.
+        {"[ZELKO]:Vtable offset(4) is out of range(4 - 64)",
+         "<message>_unpack, line 11, or <message>_unpack_non_root, line 21: the root table, for no "
+         "other can be at 4."},
+        {"srv6_localsid_fwd_unpack_non_root [ZELKO]:Table offset(3) is out of range(4 - 64)",
+         "srv6_localsid_fwd_unpack_non_root, line 20: the root table of srv6_localsid_fwd, for no "
+         "other can be at 3."},
+        {"[ZELKO]:Vtable offset(5) is out of range(4 - 64)",
+         "<message>_unpack, line 11, or <message>_unpack_non_root, line 21: a table; without the "
+         "function's name, the line does not tell which."},
+        // The length of a vtable is no position.
+        {"[ZELKO]:Vtable Len(5) is out of range(0 - 4)",
+         "<message>_unpack, line 12, or <message>_unpack_non_root, line 22: a table; without the "
+         "function's name, the line does not tell which."},
+        {"srv6_common_fwd_update_unpack [ZELKO]:Table offset(65) is out of range(4 - 68)",
+         "srv6_common_fwd_update_unpack, line 10: the root table of srv6_common_fwd_update."},
+        {"srv6_localsid_fwd_unpack_non_root [ZELKO]:Table offset(65) is out of range(4 - 68)",
+         "srv6_localsid_fwd_unpack_non_root, line 20: a table of srv6_localsid_fwd: the root "
+         "table, "
+         "or a nested table or an element of srv6_localsid_fwd_update."},
+        // No message holds it.
+        {"srv6_cfg_trastat_rst_unpack_non_root [ZELKO]:Table offset(65) is out of range(4 - 68)",
+         "srv6_cfg_trastat_rst_unpack_non_root, line 20: the root table of srv6_cfg_trastat_rst, "
+         "for no message holds a table of it."},
+        // Its root is checked by another function.
+        {"srv6_cfg_query_comm_rec_unpack_non_root [ZELKO]:Table offset(65) is out of range(4 - 68)",
+         "srv6_cfg_query_comm_rec_unpack_non_root, line 20: a nested table or an element, a table "
+         "of srv6_cfg_query_comm_rec. It is not the root table, which "
+         "srv6_cfg_query_comm_rec_unpack checks."},
+        {"srv6_new_unpack_non_root [ZELKO]:Table offset(65) is out of range(4 - 68)",
+         "srv6_new_unpack_non_root, line 20: any other table: the root table of every other "
+         "message, "
+         "a nested table, an element. This version has no such message."},
+    };
+    for (const auto &[line, where] : lines) {
+        const auto found = explain_log_line(line);
+        ASSERT_EQ(found.size(), 1U) << line;
+        EXPECT_EQ(found[0].where, where);
+    }
+}
+
+TEST(log_explain, numbers_tell_what_they_can)
+{
+    const std::pair<const char *, const char *> lines[] = {
+        {"[ZELKO]:Param invalid(nonNull, -1, nonNull)",
+         "A `len` of -1 is a length of 4294967295 bytes, taken for a number with a sign: "
+         "`__unpack` "
+         "takes 2147483647 bytes at the most."},
+        {"[ZELKO]:Param invalid(nonNull, 0, nonNull)",
+         "A `len` of 0 has no room for the root offset, 4 bytes, with which every message begins."},
+        {"[ZELKO]:Table offset(2) is out of range(4 - 99)",
+         "The message begins with the number 2, which no message does: the first four bytes are no "
+         "root offset."},
+        {"[ZELKO]:Table offset(99) is out of range(4 - 99)",
+         "If the position is right, the message lacks at least 4 of its bytes at the end."},
+        {"[ZELKO]:Table offset(100) is out of range(4 - 99)", ""},
+        {"srv6_localsid_fwd_unpack_non_root [ZELKO]:Vtable offset(34) is out of range(4 - 64)",
+         "34 is where __pack puts the root table of srv6_localsid_fwd, behind the vtable of its 13 "
+         "slots."},
+        {"srv6_class_item_unpack_non_root [ZELKO]:Vtable offset(4) is out of range(4 - 20)",
+         "The table is at 4, as in a frame. There the vtable lies behind the table, so a frame "
+         "that "
+         "was cut short gives this line. The root table of srv6_class_item is at 4 in a frame, of "
+         "32 "
+         "bytes, and at 14 in packed bytes. This begins like a frame, and lacks 8 of its bytes at "
+         "the end."},
+        {"srv6_common_fwd_update_unpack [ZELKO]:Table offset(67) is out of range(4 - 60)",
+         "The root table of srv6_common_fwd_update is at 12."},
+        {"srv6_localsid_fwd_unpack_non_root [ZELKO]:Vtable Len(30) is out of range(0 - 20)",
+         "30 bytes are the vtable of 13 slots: 4 + 2 * 13. srv6_localsid_fwd has 13 slots, so the "
+         "length is right, and the message lacks at least 10 of its bytes at the end."},
+        {"srv6_localsid_fwd_unpack_non_root [ZELKO]:Vtable Len(517) is out of range(0 - 20)",
+         "517 is the vtable length of no message, which is 4 + 2n for n slots, 1 to 256: what was "
+         "read is no vtable. srv6_localsid_fwd has 13 slots: this version writes a vtable of 30 "
+         "bytes."},
+        {"srv6_common_fwd_update_unpack [ZELKO]:Malloc unpack data unsuccess, size(56)",
+         "An element takes 56 bytes: 56 are 1 element."},
+        {"srv6_common_fwd_update_unpack [ZELKO]:Malloc unpack data unsuccess, size(57)",
+         "An element takes 56 bytes, of which 57 is no multiple: it is the lower 32 bits of a "
+         "larger "
+         "number."},
+        {"srv6_cfg_query_comm_param_unpack [ZELKO]:Malloc unpack data unsuccess, size(57)",
+         "An element takes 1 byte: 57 are 57 elements."},
+    };
+    for (const auto &[line, expected] : lines)
+        EXPECT_EQ(tells(line), expected) << line;
+}
+
+TEST(log_explain, some_numbers_are_the_cause)
+{
+    const log_finding first =
+        explain_log_line("[ZELKO]:Table offset(0) is out of range(4 - 4)").at(0);
+    EXPECT_EQ(first.cause, "This is the first call that the header advises before threads, plugins "
+                           "and fork: four bytes of zero.");
+    EXPECT_EQ(first.next, "Nothing. If no such call was made, somebody sent four bytes of zero.");
+    const log_finding reversed =
+        explain_log_line("[ZELKO]:Table offset(67108864) is out of range(4 - 48)").at(0);
+    EXPECT_EQ(reversed.cause, "67108864 is 4 with its four bytes reversed, and 4 is in range: the "
+                              "sender writes numbers in the other byte order.");
+    // 0x2C000000 is 44 reversed, the last position of a table in 48 bytes; 45 is not one.
+    EXPECT_EQ(explain_log_line("[ZELKO]:Table offset(738197504) is out of range(4 - 48)")[0].cause,
+              "738197504 is 44 with its four bytes reversed, and 44 is in range: the sender writes "
+              "numbers in the other byte order.");
+    EXPECT_EQ(explain_log_line("[ZELKO]:Table offset(754974720) is out of range(4 - 48)")[0].cause,
+              "Bytes that are no such message: of another message, cut short, or behind a header "
+              "that was not taken off.");
+}
+
+TEST(log_explain, what_is_almost_ours_gets_a_note)
+{
+    const std::string note = "not a text that this version writes";
+    const std::pair<const char *, std::string> lines[] = {
+        {"[ZELKO]", note},
+        {"[ZELKO]:Table offset(65) is out of range(4 - 6", note},
+        {"[ZELKO]:Table offset(65, 1) is out of range(4 - 68)", note},
+        {"[ZELKO]:Table offset(065) is out of range(4 - 68)", note},
+        {"[ZELKO]:Table offset(-1) is out of range(4 - 68)", note},
+        {"[ZELKO]:Table offset(4294967296) is out of range(4 - 68)", note},
+        {"[ZELKO]:Table offset() is out of range(4 - 68)", note},
+        {"[ZELKO]:Param invalid(none, 1, null)", note},
+        {"[ZELKO]:Param invalid(null, -2147483649, null)", note},
+        {"[ZELKO]:Param invalid(null, -0, null)", note},
+        {"[ZELKO]:Something new(1)", note},
+        {"[ZELKO]:Table offset(64) is out of range(4 - 68)",
+         note + ": a table at 64 is in range of 68 bytes"},
+        {"[ZELKO]:Table offset(0) is out of range(4 - 3)",
+         note + ": a table at 0 is in range of 3 bytes"},
+        {"[ZELKO]:Vtable offset(65) is out of range(4 - 64)",
+         note + ": this check is made of tables from 4 to 64, and 65 is none of them"},
+        {"[ZELKO]:Vtable Len(64) is out of range(0 - 64)",
+         note +
+             ": this check is of a length from 5 to 65535 that is above the second number, which "
+             "is 4 or more"},
+        {"[ZELKO]:Param invalid(nonNull, 68, nonNull)",
+         note + ": neither `buf` nor `out` is null, and a `len` of 68 is taken"},
+    };
+    for (const auto &[line, expected] : lines) {
+        const auto found = explain_log_line(line);
+        ASSERT_EQ(found.size(), 1U) << line;
+        EXPECT_EQ(found[0].entry, nullptr) << line;
+        EXPECT_EQ(found[0].note, expected);
+    }
+    for (const char *line : {"", "ZELKO", "ZELKO/ZELKO_VANTREL_SERIAL up",
+                             "[zelko]:", "Table offset(65) is out of range(4 - 68)"})
+        EXPECT_TRUE(explain_log_line(line).empty()) << line;
+}
+
+TEST(log_explain, several_texts_in_a_line_have_the_function_that_is_theirs)
+{
+    const auto found = explain_log_line(
+        "srv6_class_item_unpack_non_root:20 [ZELKO]:Table offset(65) is out of range(4 - 68) "
+        "srv6_iid_fwd_key_pack:1 [ZELKO]:Param invalid(null, 9, nonNull)");
+    ASSERT_EQ(found.size(), 2U);
+    EXPECT_EQ(found[0].function, "srv6_class_item_unpack_non_root");
+    EXPECT_EQ(found[1].function, "srv6_iid_fwd_key_pack");
+    EXPECT_EQ(found[0].at, 35U);
+    EXPECT_EQ(found[1].at, 109U);
+}
+
+TEST(log_explain, a_table_position_in_full)
+{
+    EXPECT_EQ(
+        to_lines(explain_log_line("srv6_common_fwd_update_unpack:10 [ZELKO]:Table "
+                                  "offset(67108864) is out of range(4 - 68)")
+                     .at(0),
+                 false),
+        R"(    | where       srv6_common_fwd_update_unpack, line 10: the root table of srv6_common_fwd_update.
+    | 67108864    the position of the table, in bytes from the first byte of the message; this is
+    |             what is out of range
+    | 68          the length of the message. A table begins 4 bytes before that at the latest: at 64
+    | checked     A table begins at 4 at the earliest, and at 64 at the latest. This one would begin
+    |             at 67108864.
+    | this tells  The root table of srv6_common_fwd_update is at 12.
+    | then        `__unpack` ends and returns the size of the record. The record is untouched.
+    | cause       67108864 is 4 with its four bytes reversed, and 4 is in range: the sender writes
+    |             numbers in the other byte order.
+    | next        Find out who sent this: a process of a machine with the other byte order, or one
+    |             whose library is set to reverse bytes. The library reads and writes the least
+    |             significant byte first (docs/format.md).)");
+}
+
+TEST(log_explain, an_argument_in_full)
+{
+    EXPECT_EQ(
+        to_lines(explain_log_line("srv6_class_item_unpack [ZELKO]:Param invalid(nonNull, 3, null)")
+                     .at(0),
+                 false),
+        R"(    | where       srv6_class_item_unpack, line 2: the arguments.
+    | nonNull     `buf` is not null
+    | 3           `len`, in bytes, with its sign
+    | null        `out` is null
+    | checked     Neither `buf` nor `out` may be null, and `len` has to be 4 or more.
+    | this tells  A `len` of 3 has no room for the root offset, 4 bytes, with which every message
+    |             begins.
+    | then        `__unpack` returns the size of the record, which is untouched.
+    | cause       The caller. The bytes were not looked at, so nothing is known about them.
+    | next        Look at who called: your own code, or the bus, which calls the function that
+    |             `_recv_init` registered.)");
+}
+
+TEST(log_explain, a_vtable_position_in_full)
+{
+    EXPECT_EQ(
+        to_lines(explain_log_line("srv6_localsid_fwd_unpack_non_root:21 [ZELKO]:Vtable "
+                                  "offset(24) is out of range(4 - 64)")
+                     .at(0),
+                 false),
+        R"(    | where       srv6_localsid_fwd_unpack_non_root, line 21: a table of srv6_localsid_fwd: the root
+    |             table, or a nested table or an element of srv6_localsid_fwd_update.
+    | 24          the position of the *table*, which is in range. The position of its vtable, which
+    |             is not, is not logged
+    | 64          the last position where a vtable can be: the length of the message less 4. So the
+    |             message is 68 bytes long
+    | checked     The position of a table's vtable has to be from 4 to 64. That of the table at 24
+    |             is not.
+    | then        `__unpack` ends and returns the size of the record. Members that were read before
+    |             keep their values, all others are zero, and every vector is released: its pointer
+    |             is null, its count may stay. Where the table was the root, the record is all zero.
+    | cause       The four bytes at the table's position are no soffset: the position leads to
+    |             something else, or the bytes were damaged or cut short.
+    | next        Read the four bytes at 24 as a number, least significant first, and subtract it
+    |             from 24, in 32 bits: that is where the vtable should be. 68 bytes were received;
+    |             for a fixed-size message, compare that with the frame's length in srv6.h,
+    |             srv6_cfg.h or srv6_sync.h. A root table is at 4 in a frame, and at 8 + 2n in
+    |             packed bytes of n slots; any other number is no root that this library writes.)");
+}
+
+} // namespace
+} // namespace vorl::test
