@@ -327,7 +327,7 @@ TEST(log_explain, several_texts_in_a_line_have_the_function_that_is_theirs)
     EXPECT_EQ(found[0].function, "srv6_class_item_unpack_non_root");
     EXPECT_EQ(found[1].function, "srv6_iid_fwd_key_pack");
     EXPECT_EQ(found[0].at, 35U);
-    EXPECT_EQ(found[1].at, 109U);
+    EXPECT_EQ(found[1].at, 108U);
 }
 
 TEST(log_explain, a_table_position_in_full)

@@ -127,7 +127,15 @@ TEST(log_filter, a_text_is_found_once_at_any_place_of_a_long_line)
 {
     const std::string function = "srv6_class_item_unpack_non_root:20 ";
     const std::size_t room = 3 * log_filter::window;
-    for (std::size_t at = 0; at < room; at += at % 1000 == 0 ? 37 : 21) {
+    std::vector<std::size_t> places;
+    for (std::size_t at = 0; at < room; at += 997)
+        places.push_back(at);
+    for (std::size_t seam = log_filter::window - log_filter::overlap / 2; seam < room;
+         seam += log_filter::window - log_filter::overlap) {
+        for (std::size_t at = seam - 100; at < seam + 100; ++at)
+            places.push_back(at);
+    }
+    for (const std::size_t at : places) {
         std::string line(room + 500, '.');
         line.replace(at, function.size() + ours.size(), function + ours);
         const filtered found = pass(line + "\n", log_filter::window, {.as_json = true});

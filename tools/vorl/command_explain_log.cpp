@@ -53,9 +53,9 @@ int pass_on(const explain_log_options &options)
     std::vector<char> bytes(log_filter::window);
     while (const std::size_t count = read_some(bytes)) {
         filter.feed({bytes.data(), count});
-        // Whoever waits for the log gets the explanation with the line. Nobody takes it: no more.
+        // Whoever waits for the log gets the explanation with the line.
         if (std::fflush(stdout) != 0)
-            return 1;
+            throw std::runtime_error("vorl: standard output cannot be written");
     }
     filter.finish();
     return 0;
@@ -74,11 +74,12 @@ int explain_lines(const explain_log_options &options)
             continue;
         status = 1;
         std::fflush(stdout);
-        std::fprintf(stderr,
-                     "vorl explain --log: %s is no line that the library writes; one has a text as "
-                     "in '[ZELKO]:Table offset(65) is out of range(4 - 68)', and docs/log.md has "
-                     "them all\n",
-                     json::printable(line).c_str());
+        std::fprintf(
+            stderr,
+            "vorl explain --log: \"%s\" is no line that the library writes; one has a text as "
+            "in '[ZELKO]:Table offset(65) is out of range(4 - 68)', and docs/log.md has "
+            "them all\n",
+            json::printable(line).c_str());
     }
     return status;
 }
