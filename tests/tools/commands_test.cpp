@@ -406,6 +406,7 @@ TEST_F(commands, help_names_every_option)
         {"recv", {"DEST", "--count", "--timeout", "--queue-bytes", "--sparse"}},
         {"encode", {"--frame", "--packed", "--hex", "--binary", "FILE"}},
         {"decode", {"--message", "--hex", "--binary", "--explain", "--sparse", "FILE"}},
+        {"explain", {"--log", "--json", "--color", "LINE"}},
     };
     for (const auto &[command, names] : options) {
         EXPECT_EQ(count(shell("vorl --help").out, "\n  " + command + " "), 1u) << command;

@@ -166,12 +166,4 @@ TEST_F(explain_log, wrong_usage)
     EXPECT_EQ(shell("vorl explain --log -- '-- " + ours + "'").status, 0);
 }
 
-TEST_F(explain_log, help_names_every_option)
-{
-    const outcome help = shell("vorl explain --help");
-    EXPECT_EQ(help.status, 0);
-    for (const char *name : {"  --log", "  LINE", "  --json", "  --color", "NO_COLOR"})
-        EXPECT_NE(help.out.find(name), std::string::npos) << name;
-}
-
 } // namespace
