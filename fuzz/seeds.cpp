@@ -85,6 +85,10 @@ void add_log_seeds(corpus &to)
             add(".text", text);
             add(".json", "{\"CODE_FUNC\":\"" + function + "\",\"CODE_LINE\":\"" + line +
                              "\",\"MESSAGE\":\"\\u001b[31m" + text + "\\u001b[0m\"}\n");
+            std::string numbers;
+            for (const char c : text)
+                numbers += (numbers.empty() ? "" : ",") + std::to_string(c);
+            add(".numbers", "{\"MESSAGE\":[" + numbers + "],\"CODE_FUNC\":\"" + function + "\"}\n");
             add(".coloured", "\033[1mNov 20 10:00:21\033[0m r1 fwd[20]: " + function + "(" + line +
                                  ") [ZEL\033[31mKO" + text.substr(6) + "\r\n" + text);
         }

@@ -165,7 +165,8 @@ log_entry table_position()
               "[ZELKO]:Table offset(0) is out of range(4 - 4)",
               "This is the first call that the header advises before threads, plugins and fork: "
               "four bytes of zero.",
-              "Nothing. If no such call was made, somebody sent four bytes of zero."},
+              "Nothing is wrong, unless no such call was made: then somebody sent four bytes of "
+              "zero."},
              {reversed_position, "[ZELKO]:Table offset(67108864) is out of range(4 - 68)",
               "{0} is {d} with its four bytes reversed, and {d} is in range: the sender writes "
               "numbers in the other byte order.",

@@ -110,7 +110,7 @@ std::string log_page()
           "# The lines that the library writes to the log\n\n"
        << paragraph(
               "For a line in hand, `vorl explain --log 'LINE'` says what this page says, with the "
-              "line's own numbers. `vorl explain --log < FILE`, or behind `tail -f FILE |`, passes "
+              "line's own numbers. `vorl explain --log <FILE`, or behind `tail -f FILE |`, passes "
               "a "
               "log on unchanged and puts an explanation under each line that is the library's.")
        << '\n'

@@ -59,12 +59,44 @@ written character_at(std::string_view line)
     return {line[0], 1};
 }
 
+/// Appends the bytes that `line` has from `at` on as [91,90,...]. The end of it; `at`: it has none.
+std::size_t append_numbers(std::string_view line, std::size_t at, plain_line &to)
+{
+    constexpr std::size_t least =
+        8; // shorter than any text of ours, longer than what stands in logs
+    const std::size_t before = to.text.size();
+    const char *const end = line.data() + line.size();
+    const char *next = line.data() + at;
+    do {
+        std::uint8_t byte = 0;
+        const char *const digits = next + 1;
+        const auto [stop, error] = std::from_chars(digits, end, byte);
+        if (error != std::errc() || stop == end)
+            break;
+        to.text += static_cast<char>(byte);
+        to.at.push_back(static_cast<std::uint32_t>(digits - line.data()));
+        next = stop;
+    } while (*next == ',');
+    if (*next == ']' && to.text.size() - before >= least)
+        return static_cast<std::size_t>(next + 1 - line.data());
+    to.text.resize(before);
+    to.at.resize(before);
+    return at;
+}
+
 plain_line without_escapes(std::string_view line)
 {
     plain_line out;
     out.text.reserve(line.size());
     out.at.reserve(line.size());
     for (std::size_t at = 0; at < line.size();) {
+        if (line[at] == '[') {
+            const std::size_t end = append_numbers(line, at, out);
+            if (end != at) {
+                at = end;
+                continue;
+            }
+        }
         const written next = character_at(line.substr(at));
         out.text += next.is;
         out.at.push_back(static_cast<std::uint32_t>(at));
@@ -125,7 +157,8 @@ bool has_codes(std::string_view line)
 {
     return std::memchr(line.data(), escape, line.size()) != nullptr ||
            std::memchr(line.data(), '\\', line.size()) != nullptr ||
-           line.find("#033") != std::string_view::npos;
+           line.find("#033") != std::string_view::npos ||
+           line.find("\":[") != std::string_view::npos;
 }
 
 } // namespace vorl::inspect

@@ -142,6 +142,21 @@ TEST(log_explain, every_line_without_its_function_has_its_text)
     }
 }
 
+TEST(log_explain, a_text_that_journalctl_writes_as_the_numbers_of_its_bytes)
+{
+    for (const log_call &call : every_line()) {
+        std::string numbers;
+        for (const char c : "\033[31m" + call.text + "\033[0m")
+            numbers += (numbers.empty() ? "" : ",") + std::to_string(c);
+        const std::string line = "{\"CODE_FUNC\":\"" + call.function + "\",\"MESSAGE\":[" +
+                                 numbers + "],\"_PID\":\"20\"}";
+        const auto found = explain_log_line(line);
+        ASSERT_EQ(found.size(), 1U) << line;
+        EXPECT_EQ(found[0].text, call.text);
+        EXPECT_EQ(found[0].function, call.function);
+    }
+}
+
 TEST(log_explain, the_line_number_alone_tells_the_place)
 {
     const auto found =
@@ -265,7 +280,9 @@ TEST(log_explain, some_numbers_are_the_cause)
         explain_log_line("[ZELKO]:Table offset(0) is out of range(4 - 4)").at(0);
     EXPECT_EQ(first.cause, "This is the first call that the header advises before threads, plugins "
                            "and fork: four bytes of zero.");
-    EXPECT_EQ(first.next, "Nothing. If no such call was made, somebody sent four bytes of zero.");
+    EXPECT_EQ(
+        first.next,
+        "Nothing is wrong, unless no such call was made: then somebody sent four bytes of zero.");
     const log_finding reversed =
         explain_log_line("[ZELKO]:Table offset(67108864) is out of range(4 - 48)").at(0);
     EXPECT_EQ(reversed.cause, "67108864 is 4 with its four bytes reversed, and 4 is in range: the "
