@@ -168,6 +168,7 @@ TEST(log_explain, the_line_number_alone_tells_the_place)
     // Neither a time, nor a process, nor the number of another text tells it.
     for (const char *line :
          {"Nov 21 10:11:21 fwd[21]: [ZELKO]:Vtable offset(34) is out of range(4 - 64)",
+          "offline 21: [ZELKO]:Vtable offset(34) is out of range(4 - 64)",
           "line 12: [ZELKO]:Vtable offset(34) is out of range(4 - 64)"})
         EXPECT_EQ(explain_log_line(line)[0].place, nullptr) << line;
 }
@@ -345,6 +346,19 @@ TEST(log_explain, several_texts_in_a_line_have_the_function_that_is_theirs)
     EXPECT_EQ(found[1].function, "srv6_iid_fwd_key_pack");
     EXPECT_EQ(found[0].at, 35U);
     EXPECT_EQ(found[1].at, 108U);
+}
+
+TEST(log_explain, of_several_functions_the_nearest_that_logs_the_text)
+{
+    const std::string text = "[ZELKO]:Table offset(65) is out of range(4 - 68)";
+    const std::string item = "srv6_class_item_unpack_non_root ";
+    const std::string key = "srv6_iid_fwd_key_unpack_non_root ";
+    EXPECT_EQ(explain_log_line(item + key + text).at(0).function + " ", key);
+    EXPECT_EQ(explain_log_line(item + "srv6_iid_fwd_key_pack " + text).at(0).function + " ", item);
+    EXPECT_EQ(explain_log_line(text + " " + item + key).at(0).function + " ", item);
+    EXPECT_EQ(explain_log_line("my_unpack x" + item + text).at(0).function, "");
+    // What stands before a text belongs to it, and not to the next.
+    EXPECT_EQ(explain_log_line(item + text + " " + text).at(1).function, "");
 }
 
 TEST(log_explain, a_table_position_in_full)
