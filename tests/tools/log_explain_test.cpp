@@ -2,6 +2,7 @@
 // and explained with its own numbers.
 #include <gtest/gtest.h>
 
+#include "inspect/log_around.h"
 #include "inspect/log_explain.h"
 #include "tests/facts/counts.h"
 #include "tests/support/faulty_buffers.h"
@@ -346,6 +347,22 @@ TEST(log_explain, several_texts_in_a_line_have_the_function_that_is_theirs)
     EXPECT_EQ(found[1].function, "srv6_iid_fwd_key_pack");
     EXPECT_EQ(found[0].at, 35U);
     EXPECT_EQ(found[1].at, 108U);
+}
+
+// The number tells which vector it is of, where a message has several.
+TEST(log_explain, the_number_behind_a_function_is_its_line)
+{
+    for (const char *behind : {":1001", "(1001)", "() line:1001", ", 1001 [ZELKO]", "\", 1001"}) {
+        const auto found =
+            inspect::functions_around(std::string("srv6_class_item_unpack") + behind, "");
+        ASSERT_EQ(found.size(), 1U);
+        if (std::string(behind) == "() line:1001")
+            EXPECT_EQ(inspect::line_number_around(behind, ""), 1001U);
+        else
+            EXPECT_EQ(found[0].line, 1001U) << behind;
+    }
+    EXPECT_EQ(inspect::functions_around("srv6_class_item_unpack 10ms", "").at(0).line,
+              std::nullopt);
 }
 
 TEST(log_explain, of_several_functions_the_nearest_that_logs_the_text)
