@@ -12,6 +12,7 @@
 #include "fuzz/bus_stream.h"
 #include "fuzz/message_input.h"
 #include "inspect/hex.h"
+#include "inspect/log_lines.h"
 #include "tools/vorl/json_record.h"
 
 namespace vorl::fuzz {
@@ -67,6 +68,37 @@ void add_text_forms(corpus &to)
                  "*\n00000040\n0x04,0x00 00 00\n");
 }
 
+/// Every text of the log that has an example, from every place, as different writers put it.
+void add_log_seeds(corpus &to)
+{
+    int facts = 0;
+    for (const inspect::log_entry &entry : inspect::log_entries()) {
+        for (const inspect::log_place &place : entry.places) {
+            const std::string line = std::to_string(place.line + (place.plus_slot ? 1 : 0));
+            const std::string function = std::string("srv6_common_fwd_update") + place.function;
+            const std::string text = entry.example;
+            const auto add = [&](const char *form, const std::string &log) {
+                // The first byte is the size of the pieces.
+                to["log_lines/" + line + form] = bytes_of("\x10" + log);
+            };
+            add(".plain", "before\n" + function + ":" + line + " " + text + "\nbehind\n");
+            add(".text", text);
+            add(".json", "{\"CODE_FUNC\":\"" + function + "\",\"CODE_LINE\":\"" + line +
+                             "\",\"MESSAGE\":\"\\u001b[31m" + text + "\\u001b[0m\"}\n");
+            std::string numbers;
+            for (const char c : text)
+                numbers += (numbers.empty() ? "" : ",") + std::to_string(c);
+            add(".numbers", "{\"MESSAGE\":[" + numbers + "],\"CODE_FUNC\":\"" + function + "\"}\n");
+            add(".coloured", "\033[1mNov 20 10:00:21\033[0m r1 fwd[20]: " + function + "(" + line +
+                                 ") [ZEL\033[31mKO" + text.substr(6) + "\r\n" + text);
+        }
+        for (const inspect::log_fact &fact : entry.facts)
+            to["log_lines/fact_" + std::to_string(facts++)] =
+                bytes_of(std::string("\x03") + fact.example + "\n");
+    }
+    to["log_lines/almost"] = bytes_of("\x05[ZELKO]:New text(1)\n[ZELKO]:Table offset(6");
+}
+
 corpus seeds()
 {
     corpus all;
@@ -96,6 +128,7 @@ corpus seeds()
     append_send(unknown, {{3, bytes(5000)}});
     all["bus_stream/unknown_types_and_too_long"] = unknown;
     add_text_forms(all);
+    add_log_seeds(all);
     return all;
 }
 

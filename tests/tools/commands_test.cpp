@@ -384,7 +384,8 @@ TEST_F(commands, help_names_every_option)
         {"recv", {"DEST", "--count", "--timeout", "--queue-bytes", "--sparse"}},
         {"encode", {"--frame", "--packed", "--hex", "--binary", "FILE"}},
         {"decode", {"--message", "--hex", "--binary", "--explain", "--sparse", "FILE"}},
-        {"explain", {"--message", "--guess", "--hex", "--binary", "--json", "--color", "FILE"}},
+        {"explain",
+         {"--message", "--guess", "--log", "--hex", "--binary", "--json", "--color", "INPUT"}},
     };
     for (const auto &[command, names] : options) {
         EXPECT_EQ(count(shell("vorl --help").out, "\n  " + command + " "), 1u) << command;

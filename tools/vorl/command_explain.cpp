@@ -1,7 +1,4 @@
 // vorl explain: what each byte of a frame is, and why a receiver refuses it.
-#include <unistd.h>
-
-#include <cstdlib>
 #include <iostream>
 #include <iterator>
 #include <stdexcept>
@@ -19,18 +16,6 @@ namespace vorl::commands {
 namespace {
 
 constexpr std::size_t most_candidates = 20;
-
-inspect::colours colours_of(colour_choice asked)
-{
-    bool is_used = asked == colour_choice::always;
-    if (asked == colour_choice::automatic) {
-        const char *const no_colour = std::getenv("NO_COLOR");
-        const char *const terminal = std::getenv("TERM");
-        is_used = isatty(STDOUT_FILENO) == 1 && (no_colour == nullptr || *no_colour == '\0') &&
-                  terminal != nullptr && std::string(terminal) != "dumb";
-    }
-    return is_used ? inspect::colours::terminal : inspect::colours::none;
-}
 
 /// Why a candidate stands where it does in the list.
 std::string merits(const inspect::candidate &c)
@@ -88,7 +73,8 @@ bool explain_frame(const explain_options &options, const message *m, const bytes
     if (options.as_json)
         json::write_explanation(e, std::cout);
     else
-        write_text(e, std::cout, colours_of(options.colour));
+        write_text(e, std::cout,
+                   options.in_colour ? inspect::colours::terminal : inspect::colours::none);
     std::cout.flush();
     if (!e.damages.empty())
         std::cerr << place << name_of(*m) << ": refused at " << to_text(e.damages[0]) << '\n';

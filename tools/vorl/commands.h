@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace vorl::commands {
 
@@ -43,14 +44,12 @@ struct encode_options {
 };
 int encode(const encode_options &options);
 
-enum class colour_choice : std::uint8_t { automatic, always, never };
-
 struct explain_options {
     std::string message; ///< empty with `guess`
     bool guess = false;
     bool binary = false;
     bool as_json = false;
-    colour_choice colour = colour_choice::automatic;
+    bool in_colour = false;
     std::string file = "-";
 };
 int explain(const explain_options &options);
@@ -63,5 +62,12 @@ struct decode_options {
     std::string file;
 };
 int decode(const decode_options &options);
+
+struct explain_log_options {
+    std::vector<std::string> lines; ///< none, or "-" alone: standard input
+    bool as_json = false;
+    bool in_colour = false;
+};
+int explain_log(const explain_log_options &options);
 
 } // namespace vorl::commands

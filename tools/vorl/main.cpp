@@ -6,6 +6,7 @@
 #include <CLI/CLI.hpp>
 
 #include "tools/vorl/commands.h"
+#include "tools/vorl/explain_options.h"
 
 namespace {
 
@@ -169,45 +170,6 @@ are the plain codec's, which the library is built of, too; neither it nor a bus 
     command->callback([&status] { status = decode(options); });
 }
 
-void add_explain(CLI::App &app, int &status)
-{
-    static explain_options options;
-    CLI::App *command = app.add_subcommand(
-        "explain", "Show what each byte of a frame is, and why a receiver refuses it");
-    CLI::Option *message = command->add_option(
-        "--message", options.message,
-        "What the bytes are: name, or identifier, decimal or as 0x and hex digits");
-    CLI::Option *guess = command->add_flag(
-        "--guess", options.guess, "List the messages that the bytes fit, the likeliest first");
-    guess->excludes(message);
-    add_choice(*command, "--hex", "One line of hex digits a frame, or a dump", "--binary",
-               "The file is one frame", options.binary);
-    command->add_flag("--json", options.as_json, "One JSON object a frame, on one line");
-    static std::string colour = "auto";
-    command
-        ->add_option("--color", colour,
-                     "auto: on a terminal, unless NO_COLOR is set; always; never")
-        ->check(CLI::IsMember({"auto", "always", "never"}));
-    command->add_option("FILE", options.file,
-                        "The bytes, a frame or packed; - or nothing for standard input");
-    command->footer(std::string(R"(
-Every byte stands in a line, with its offset, what it is and whose: a member's path, padding, a slot
-of a newer sender, or bytes that nothing leads to. The checks are a receiver's own. What it refuses
-is marked with >>>>>>: the faulty bytes, what they lead to, the number and what is accepted, and the
-line that the library logs. A receiver stops at the first; the explanation goes on with what can
-still be read. Example:
-  vorl encode objects.jsonl | head -1 | vorl explain --message srv6_localsid_fwd
-  vorl explain --guess captured.hex
-)") + exit_help);
-    command->callback([&status] {
-        if (!options.guess && options.message.empty())
-            throw CLI::RequiredError("--message NAME (or --guess)");
-        if (colour != "auto")
-            options.colour = colour == "always" ? colour_choice::always : colour_choice::never;
-        status = explain(options);
-    });
-}
-
 int run(int argc, char **argv)
 {
     CLI::App app("The messages of libvorl_srv6: list and describe them, send and receive them as "
@@ -222,6 +184,7 @@ int run(int argc, char **argv)
   vorl send --to 7 --wait 5 objects.jsonl
   vorl encode objects.jsonl
   vorl explain --message srv6_bsid_fwd_key captured.hex
+  tail -f messages | vorl explain --log
 )") + exit_help);
     add_list(app, status);
     add_describe(app, status);
