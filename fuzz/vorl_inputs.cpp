@@ -12,7 +12,7 @@
 #include "inspect/encode.h"
 #include "inspect/explain.h"
 #include "tests/support/functions.h"
-#include "tools/vorl/bytes_text.h"
+#include "tools/vorl/dumps/read_frames.h"
 #include "tools/vorl/find_message.h"
 #include "tools/vorl/json_lines.h"
 #include "tools/vorl/library_log.h"

@@ -1,13 +1,11 @@
 // vorl encode, vorl decode.
 #include <cstdio>
 #include <iostream>
-#include <iterator>
 #include <stdexcept>
 
 #include "inspect/encode.h"
 #include "inspect/explain.h"
 #include "inspect/hex.h"
-#include "tools/vorl/bytes_text.h"
 #include "tools/vorl/commands.h"
 #include "tools/vorl/find_message.h"
 #include "tools/vorl/json_lines.h"
@@ -113,26 +111,16 @@ int decode(const decode_options &options)
 {
     const message &m = find_message_or_throw(options.message).data;
     json::input_file file(options.file);
-    if (options.binary) {
-        const bytes frame{std::istreambuf_iterator<char>(file.stream()), {}};
-        if (frame.empty())
-            refuse_nothing(file);
-        return decode_frame(options, m, frame, file.name() + ": ") ? 0 : 1;
-    }
-    bool have_one = false;
     bool all_accepted = true;
-    try {
-        read_hex_frames(file.stream(), [&](std::size_t line, const bytes &frame) {
-            have_one = true;
-            const std::string place = file.name() + ":" + std::to_string(line) + ": ";
+    const frames_read count = read_frames(
+        file.stream(), file.name(), options.form,
+        [&](const std::string &place, const bytes &frame) {
             all_accepted = decode_frame(options, m, frame, place) && all_accepted;
-        });
-    } catch (const hex_error &error) {
-        throw std::runtime_error(file.name() + ":" + error.what());
-    }
-    if (!have_one)
+        },
+        std::cerr);
+    if (count.taken + count.refused == 0)
         refuse_nothing(file);
-    return all_accepted ? 0 : 1;
+    return all_accepted && count.refused == 0 ? 0 : 1;
 }
 
 } // namespace vorl::commands

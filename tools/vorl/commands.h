@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <string>
 
+#include "tools/vorl/dumps/read_frames.h"
+
 namespace vorl::commands {
 
 struct list_options {
@@ -45,7 +47,7 @@ int encode(const encode_options &options);
 
 struct decode_options {
     std::string message;
-    bool binary = false;
+    dump_options form; ///< of the bytes
     bool explain = false;
     bool sparse = false;
     std::string file;
