@@ -34,12 +34,14 @@ is an error.
 Where a frame ends. An array, a packet, and a dump with addresses say it: a dump of xxd, hexdump or od goes from each
 address 0 to the next, one of gdb as long as its addresses go on. Of hex, string and base64 each line is a frame, unless
 the lines look like one frame that a tool wrapped. They do when
-  - the second line does not begin as a frame does, and is not longer than the first; and
+  - the second line begins no other frame, and is not longer than the first; and
   - the first is as long as tools make lines: 30 bytes (xxd -p), 16 bytes (od -An -tx1) or 57 bytes (base64); or it
     begins as a frame does and does not hold that frame to its end.
 The lines behind go on with that frame, up to one that is shorter than the first, an empty line, a comment, or a line
-that begins as a frame does. A frame begins with 04000000 and a negative soffset or, packed, with 4 plus the length of
-its vtable and that length. Standard error tells when lines were put together. --lines and --one-frame decide.
+that begins another frame. A frame begins with 04000000 and a negative soffset or, packed, with 4 plus the length of its
+vtable and that length. So do tables within a frame. Therefore a line that begins so begins another frame only if the
+lines before it are whole, or are no frame, or have the same first six bytes. Packed bytes of several lines are never
+taken for whole. Standard error tells when lines were put together. --lines and --one-frame decide.
 A line that ends in a comma, a colon, or a backslash behind a string always goes on in the next.
 )";
 

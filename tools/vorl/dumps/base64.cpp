@@ -31,12 +31,16 @@ std::string_view without_padding(std::string_view line)
 
 } // namespace
 
-bool is_base64_alone(std::string_view line)
+bool has_base64_only(std::string_view line)
 {
     const std::string_view digits = without_padding(line);
+    return std::all_of(digits.begin(), digits.end(), [](char c) { return value_of(c) >= 0; });
+}
+
+bool is_base64_alone(std::string_view line)
+{
     const auto is_hex = [](char c) { return hex_value(c) >= 0; };
-    return line.size() >= shortest_line && line.size() % 4 == 0 &&
-           std::all_of(digits.begin(), digits.end(), [](char c) { return value_of(c) >= 0; }) &&
+    return line.size() >= shortest_line && line.size() % 4 == 0 && has_base64_only(line) &&
            !std::all_of(line.begin(), line.end(), is_hex);
 }
 

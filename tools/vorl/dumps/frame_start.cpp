@@ -29,6 +29,11 @@ bool begins_frame(std::span<const std::uint8_t> bytes)
            half_at(bytes, 4) == root - root_of_frame;
 }
 
+bool has_vtable_last(std::span<const std::uint8_t> bytes)
+{
+    return word_at(bytes, 0) == root_of_frame;
+}
+
 bool holds_root_table(std::span<const std::uint8_t> bytes)
 {
     const std::uint64_t size = bytes.size();

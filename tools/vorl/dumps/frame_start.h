@@ -12,6 +12,10 @@ namespace vorl::dumps {
 
 bool begins_frame(std::span<const std::uint8_t> bytes);
 
+/// Of bytes that begin as a frame does: whether they are one, not packed bytes. The vtable of a frame
+/// is its end.
+bool has_vtable_last(std::span<const std::uint8_t> bytes);
+
 /// Of bytes that begin as a frame does: whether they have the root table and its vtable to the end.
 bool holds_root_table(std::span<const std::uint8_t> bytes);
 

@@ -1,5 +1,6 @@
 #include "tools/vorl/dumps/plain_frames.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "tools/vorl/dumps/frame_start.h"
@@ -17,6 +18,10 @@ constexpr usual_width usual_widths[] = {
     {dump_form::hex, 16, "od -An -tx1"},
     {dump_form::base64, 57, "base64"},
 };
+
+/// The root offset, and of the vtable's length or place what differs between messages: alike in frames
+/// of one message.
+constexpr std::size_t telling_bytes = 6;
 
 const usual_width *find_usual(dump_form form, std::size_t width)
 {
@@ -70,14 +75,15 @@ void plain_frames::add_guessing(piece added)
     const std::size_t size = added.content.size();
     const std::size_t width = width_ != 0 ? width_ : frame_.content.size();
     if (!frame_.is_empty()) {
-        if (!begins(added) && size <= width) {
+        const bool is_another = starts_another(added);
+        if (!is_another && size <= width) {
             width_ = width;
             append(frame_, added);
             if (size < width)
                 deliver(frame_);
             return;
         }
-        if (!begins(added) && width_ != 0)
+        if (!is_another && width_ != 0)
             to_.refuse(added.first_line,
                        "is longer than the lines before it, which were read as one wrapped frame; "
                        "put an empty line between two frames, or give --lines or --one-frame");
@@ -92,17 +98,33 @@ void plain_frames::add_guessing(piece added)
         deliver(added);
 }
 
-bool plain_frames::begins(const piece &p) const
+std::span<const std::uint8_t> plain_frames::behind_headers(const piece &p) const
 {
     const std::span all(p.content);
-    return all.size() >= to_.options().skip && begins_frame(all.subspan(to_.options().skip));
+    return all.subspan(std::min<std::uint64_t>(to_.options().skip, all.size()));
+}
+
+bool plain_frames::begins(const piece &p) const { return begins_frame(behind_headers(p)); }
+
+/// Frames hold tables that begin as frames do, so a line may go on with frame_ though it begins so.
+bool plain_frames::starts_another(const piece &p) const
+{
+    if (!begins(p))
+        return false;
+    if (!begins(frame_))
+        return true;
+    const auto before = behind_headers(frame_);
+    if (holds_root_table(before) && (width_ == 0 || has_vtable_last(before)))
+        return true;
+    return std::ranges::equal(behind_headers(p).first(telling_bytes),
+                              behind_headers(frame_).first(telling_bytes));
 }
 
 bool plain_frames::may_be_wrapped(const piece &p) const
 {
     if (find_usual(form_, p.content.size()) != nullptr)
         return true;
-    return begins(p) && !holds_root_table(std::span(p.content).subspan(to_.options().skip));
+    return begins(p) && !holds_root_table(behind_headers(p));
 }
 
 void plain_frames::append(piece &to, const piece &added) const

@@ -31,7 +31,9 @@ class plain_frames {
 
     void add_piece(piece added);
     void add_guessing(piece added);
+    std::span<const std::uint8_t> behind_headers(const piece &p) const;
     bool begins(const piece &p) const;
+    bool starts_another(const piece &p) const;
     bool may_be_wrapped(const piece &p) const;
     void append(piece &to, const piece &added) const;
     void deliver(piece &p);

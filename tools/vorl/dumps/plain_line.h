@@ -15,7 +15,9 @@ struct plain_line {
 /// Pairs of digits; between them blanks, commas, colons, and 0x before a pair. Throws bad_line.
 plain_line read_hex_line(std::string_view line);
 
-/// Whether a line can be base64 and cannot be hex digits.
+/// Whether all characters are of base64.
+bool has_base64_only(std::string_view line);
+/// Whether a line is base64, long enough to be no word, and cannot be hex digits.
 bool is_base64_alone(std::string_view line);
 /// Throws bad_line.
 plain_line read_base64_line(std::string_view line);

@@ -46,12 +46,15 @@ enum class dump_form : std::uint8_t {
 /// Of lines of hex digits, base64 and strings. The other forms say themselves where a frame ends.
 ///
 /// Automatic: each line is a frame, unless lines look like one frame that a tool wrapped. They do when
-///   - the second line does not begin as a frame does, and is not longer than the first; and
+///   - the second line begins no other frame, and is not longer than the first; and
 ///   - the first is as long as tools make lines: 30 bytes (xxd -p), 16 bytes (od -An -tx1) or 57
 ///     bytes (base64); or it begins as a frame does and does not hold that frame to its end.
 /// The lines behind go on with that frame, up to one that is shorter than the first, an empty line,
-/// a comment, or a line that begins as a frame does. A frame begins with 04 00 00 00 and a negative
-/// soffset, or, packed, with 4 plus the length of its vtable and that length (docs/format.md).
+/// a comment, or a line that begins another frame. A frame begins with 04 00 00 00 and a negative
+/// soffset, or, packed, with 4 plus the length of its vtable and that length (docs/format.md). So do
+/// tables within a frame. Therefore a line that begins so begins another frame only if the lines before
+/// it are whole, or are no frame, or have the same first six bytes. Packed bytes of several lines are
+/// never taken for whole.
 ///
 /// Always: a line that ends in a comma, a colon, or a backslash behind a string goes on in the next.
 enum class dump_layout : std::uint8_t { automatic, frame_a_line, one_frame };

@@ -83,14 +83,13 @@ class text_reader {
         const bool is_string = line.find_first_not_of(" \t") == line.find('"');
         if (accepts(dump_form::c_string) && is_string) {
             plain_.add(dump_form::c_string, number, read_c_string_line(line));
+        } else if (form_ == dump_form::base64 ||
+                   (form_ == dump_form::automatic && is_base64(line))) {
+            plain_.add(dump_form::base64, number, read_base64_line(line));
         } else if (form_ == dump_form::c_array ||
                    (form_ == dump_form::automatic && c_arrays::may_begin(line))) {
             plain_.gap();
             arrays_.add(number, line);
-        } else if (form_ == dump_form::base64 ||
-                   (form_ == dump_form::automatic &&
-                    (plain_.goes_on_with(dump_form::base64) || is_base64_alone(line)))) {
-            plain_.add(dump_form::base64, number, read_base64_line(line));
         } else if (line == "*") {
             throw bad_line("stands for lines that no address counts; print the bytes by od -v, or "
                            "with addresses");
@@ -100,6 +99,13 @@ class text_reader {
             throw bad_line("is no line of the form that --form names; leave --form out, and forms "
                            "are recognised");
         }
+    }
+
+    /// Asked before arrays: a line of base64 may open with what opens a comment.
+    bool is_base64(std::string_view line) const
+    {
+        return plain_.goes_on_with(dump_form::base64) ? has_base64_only(line)
+                                                      : is_base64_alone(line);
     }
 
     reading &to_;
