@@ -183,8 +183,9 @@ inline std::string base64(const bytes &b, std::size_t width)
     std::size_t column = 0;
     for (std::size_t i = 0; i < b.size(); i += 3) {
         const std::size_t count = std::min<std::size_t>(3, b.size() - i);
-        const unsigned bits =
-            b[i] << 16 | (count > 1 ? b[i + 1] << 8 : 0) | (count > 2 ? b[i + 2] : 0);
+        unsigned bits = 0;
+        for (std::size_t c = 0; c < 3; ++c)
+            bits = bits << 8 | (c < count ? b[i + c] : 0U);
         if (width != 0 && column == width) {
             text += '\n';
             column = 0;
