@@ -13,6 +13,7 @@
 #include "fuzz/message_input.h"
 #include "inspect/hex.h"
 #include "inspect/log_lines.h"
+#include "tests/tools/dumps/writers.h"
 #include "tools/vorl/json_record.h"
 
 namespace vorl::fuzz {
@@ -59,13 +60,34 @@ void add_text_forms(corpus &to)
         bytes_of("json\n# a comment\n\n{\"message\":\"srv6_vrf_class_data\",\"f0\":1}\r\n"
                  "{\"message\":\"srv6_vrf_class_data\",\"f0\":-1}\n[1,[2,{\"a\":null}]]\n"
                  "{\"message\":\"srv6_none\"}\n{\"f0\":1.5e3,\"f0\":true}\n\"\\u00e9\\ud800\"\n");
-    to["vorl_inputs/xxd.hex"] = bytes_of("hex srv6_vrf_class_data\n"
-                                         "00000000: 0400 0000 d4ff ffff 0100 0000 0200 0000  ....\n"
-                                         "00000010: 0000                                     ..\n");
-    to["vorl_inputs/hexdump.hex"] =
-        bytes_of("hex 0x00000001\n"
-                 "00000000  04 00 00 00 00 00 00 00  00 00 00 00 00 00 00 00  |................|\n"
-                 "*\n00000040\n0x04,0x00 00 00\n");
+}
+
+/// A frame in every form, recognised, and for each form that has one an array of lines.
+void add_dumps(const bytes &frame, corpus &to)
+{
+    const std::string automatic(3, '\0');
+    const auto add = [&](const char *name, const std::string &text) {
+        to[std::string("dumps/") + name] = bytes_of(automatic + text);
+    };
+    add("hex", test::xxd_plain(frame, 0));
+    add("hex_wrapped", test::xxd_plain(frame, 30));
+    add("xxd", test::xxd(frame));
+    add("hexdump", test::hexdump_canonical(frame) + "*\n");
+    add("words", test::dump_words(frame, "%07zx"));
+    add("od", test::od_bytes(frame, "%07zo"));
+    add("od_alone", test::od_alone(frame));
+    add("gdb_bytes", test::gdb(frame, 1, true));
+    add("gdb_words", "(gdb) x/8xw &frame\n" + test::gdb(frame, 4, false));
+    add("c_array", test::c_array(frame, true));
+    add("c_array_of_wireshark", test::wireshark_array(frame));
+    add("c_array_alone", test::c_array(frame, false));
+    add("c_string", test::wireshark_string(frame));
+    add("base64", test::base64(frame, 76));
+    add("binary", std::string(frame.begin(), frame.end()));
+    add("two_lines_that_stand_for_more", "00000000: 04  .\n*\n01000000: 04  .\n");
+    add("pcap",
+        std::string("\xd4\xc3\xb2\xa1\x02\0\x04\0\0\0\0\0\0\0\0\0\0\0\x04\0\x01\0\0\0", 24) +
+            std::string("\x01\0\0\0\0\0\0\0\x04\0\0\0\x04\0\0\0\x04\0\0\0", 20));
 }
 
 /// Every text of the log that has an example, from every place, as different writers put it.
@@ -110,6 +132,8 @@ corpus seeds()
         const test::sample record = test::sample::random(*m, random, 2);
         const bytes sent = is_fixed_size(*m) ? reference::frame(*m, record.data(), order::little)
                                              : reference::pack(*m, record.data(), order::little);
+        if (std::string_view(name_of(*m)) == "srv6_localsid_fwd")
+            add_dumps(sent, all);
         add_message_seeds(index++, *m, record, all);
         if (sent.size() > long_frame)
             continue;

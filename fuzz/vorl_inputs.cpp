@@ -1,7 +1,7 @@
 // What the vorl tool is given as text. The first line says what stands behind it:
 //
 //   json            a file of JSON objects, one a line
-//   hex MESSAGE     frames as hex text or dumps, of the message of that name or identifier
+//   hex MESSAGE     frames as hex digits, one a line (dumps.cpp has the other forms), of the message of that name or identifier
 //
 // An object that is accepted must survive being written and read again, packed and sent. Bytes that
 // `explain` accepts must be those that the library accepts.
@@ -13,7 +13,7 @@
 #include "inspect/explain.h"
 #include "inspect/explain_text.h"
 #include "tests/support/functions.h"
-#include "tools/vorl/bytes_text.h"
+#include "tools/vorl/dumps/read_frames.h"
 #include "tools/vorl/find_message.h"
 #include "tools/vorl/json_lines.h"
 #include "tools/vorl/library_log.h"
@@ -27,9 +27,6 @@ using vorl::fuzz::finding;
 using vorl::test::functions_of;
 namespace inspect = vorl::inspect;
 namespace json = vorl::json;
-
-/// Longer frames are read by nothing here: one line of a dump may stand for megabytes.
-constexpr std::size_t longest_frame = 1 << 16;
 
 void must_be_same(const message &type, const void *a, const void *b, const char *when)
 {
@@ -126,10 +123,10 @@ void read_hex(const std::string &name, std::istream &text)
 {
     try {
         const message &type = vorl::find_message_or_throw(name).data;
-        vorl::read_hex_frames(text, [&type](std::size_t, const bytes &frame) {
-            if (frame.size() <= longest_frame)
-                read_frame(type, frame);
-        });
+        std::ostringstream notes;
+        vorl::read_frames(
+            text, "text", {.form = vorl::dump_form::hex, .layout = vorl::dump_layout::frame_a_line},
+            [&type](const std::string &, const bytes &frame) { read_frame(type, frame); }, notes);
     } catch (const std::runtime_error &error) {
         check_error(error.what());
     }

@@ -13,14 +13,6 @@ namespace {
 
 class commands : public tool_test {};
 
-std::size_t count(const std::string &text, const std::string &part)
-{
-    std::size_t found = 0;
-    for (std::size_t at = 0; (at = text.find(part, at)) != std::string::npos; at += part.size())
-        ++found;
-    return found;
-}
-
 const std::string two_objects = "# two objects\n"
                                 "{\"message\":\"srv6_bsid_fwd_key\",\"f0\":1,\"f2\":3}\n"
                                 "\n"
@@ -281,8 +273,8 @@ TEST_F(commands, decode_of_what_is_no_hex)
     const outcome bad = shell("vorl decode --message srv6_bsid_fwd_key hex");
     EXPECT_EQ(bad.status, 1);
     EXPECT_EQ(lines_of(bad.out).size(), 1u);
-    EXPECT_EQ(bad.err, "hex:2: has \"h\" where a pair of hex digits must be; give hex text, or the "
-                       "output of xxd or hexdump -C\n");
+    EXPECT_EQ(bad.err, "hex:2: has \"h\" where a pair of hex digits must be; give hex digits, or "
+                       "another form that --help lists\n");
 }
 
 TEST_F(commands, files_that_cannot_be_read)
@@ -383,9 +375,12 @@ TEST_F(commands, help_names_every_option)
         {"send", {"--to", "--explicit", "--keep-going", "--batch", "--wait", "FILE"}},
         {"recv", {"DEST", "--count", "--timeout", "--queue-bytes", "--sparse"}},
         {"encode", {"--frame", "--packed", "--hex", "--binary", "FILE"}},
-        {"decode", {"--message", "--hex", "--binary", "--explain", "--sparse", "FILE"}},
+        {"decode",
+         {"--message", "--form", "--hex", "--binary", "--lines", "--one-frame", "--skip",
+          "--explain", "--sparse", "FILE"}},
         {"explain",
-         {"--message", "--guess", "--log", "--hex", "--binary", "--json", "--color", "INPUT"}},
+         {"--message", "--guess", "--log", "--form", "--hex", "--binary", "--lines", "--one-frame",
+          "--skip", "--json", "--color", "INPUT"}},
     };
     for (const auto &[command, names] : options) {
         EXPECT_EQ(count(shell("vorl --help").out, "\n  " + command + " "), 1u) << command;

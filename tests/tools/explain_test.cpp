@@ -15,7 +15,7 @@
 #include "tests/facts/counts.h"
 #include "tests/support/platform.h"
 #include "tests/support/samples.h"
-#include "tools/vorl/bytes_text.h"
+#include "tools/vorl/dumps/read_frames.h"
 #include "tools/vorl/json_record.h"
 
 using namespace vorl;

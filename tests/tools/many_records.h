@@ -7,7 +7,7 @@
 
 #include "inspect/encode.h"
 #include "tests/codec/support/fixture.h"
-#include "tools/vorl/bytes_text.h"
+#include "tools/vorl/dumps/read_frames.h"
 #include "tools/vorl/json_record.h"
 
 namespace vorl::test {

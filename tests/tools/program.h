@@ -18,6 +18,15 @@ inline std::string hex_line(std::string_view fixture)
     return to_hex(content.data(), content.size()) + "\n";
 }
 
+/// How often the part stands in the text.
+inline std::size_t count(const std::string &text, const std::string &part)
+{
+    std::size_t found = 0;
+    for (std::size_t at = 0; (at = text.find(part, at)) != std::string::npos; at += part.size())
+        ++found;
+    return found;
+}
+
 /// A directory for the files of a test and for its bus.
 class tool_test : public ::testing::Test {
   protected:

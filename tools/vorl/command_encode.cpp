@@ -1,16 +1,15 @@
 // vorl encode, vorl decode.
 #include <cstdio>
 #include <iostream>
-#include <iterator>
 #include <stdexcept>
 
 #include "inspect/encode.h"
 #include "inspect/decode.h"
 #include "inspect/explain.h"
 #include "inspect/hex.h"
-#include "tools/vorl/bytes_text.h"
 #include "tools/vorl/commands.h"
 #include "tools/vorl/find_message.h"
+#include "tools/vorl/frame_file.h"
 #include "tools/vorl/json_lines.h"
 
 namespace vorl::commands {
@@ -64,11 +63,6 @@ bool decode_frame(const decode_options &options, const message &m, const bytes &
     return true;
 }
 
-[[noreturn]] void refuse_nothing(const json::input_file &file)
-{
-    throw std::runtime_error(file.name() + ": holds no bytes; give those of a frame");
-}
-
 } // namespace
 
 int encode(const encode_options &options)
@@ -106,29 +100,12 @@ int encode(const encode_options &options)
 int decode(const decode_options &options)
 {
     if (options.explain)
-        return explain(
-            {.message = options.message, .binary = options.binary, .file = options.file});
+        return explain({.message = options.message, .form = options.form, .file = options.file});
     const message &m = find_message_or_throw(options.message).data;
-    json::input_file file(options.file);
-    if (options.binary) {
-        const bytes frame{std::istreambuf_iterator<char>(file.stream()), {}};
-        if (frame.empty())
-            refuse_nothing(file);
-        return decode_frame(options, m, frame, file.name() + ": ") ? 0 : 1;
-    }
-    bool have_one = false;
-    bool all_accepted = true;
-    try {
-        read_hex_frames(file.stream(), [&](std::size_t line, const bytes &frame) {
-            have_one = true;
-            const std::string place = file.name() + ":" + std::to_string(line) + ": ";
-            all_accepted = decode_frame(options, m, frame, place) && all_accepted;
+    const bool all_accepted =
+        each_frame(options.file, options.form, [&](const std::string &place, const bytes &frame) {
+            return decode_frame(options, m, frame, place);
         });
-    } catch (const hex_error &error) {
-        throw std::runtime_error(file.name() + ":" + error.what());
-    }
-    if (!have_one)
-        refuse_nothing(file);
     return all_accepted ? 0 : 1;
 }
 

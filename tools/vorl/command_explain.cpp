@@ -1,16 +1,13 @@
 // vorl explain: what each byte of a frame is, and why a receiver refuses it.
 #include <iostream>
-#include <iterator>
 #include <stdexcept>
 
 #include "inspect/explain_text.h"
 #include "inspect/guess.h"
-#include "inspect/hex.h"
-#include "tools/vorl/bytes_text.h"
 #include "tools/vorl/commands.h"
 #include "tools/vorl/explain_json.h"
 #include "tools/vorl/find_message.h"
-#include "tools/vorl/json_lines.h"
+#include "tools/vorl/frame_file.h"
 
 namespace vorl::commands {
 namespace {
@@ -86,32 +83,17 @@ bool explain_frame(const explain_options &options, const message *m, const bytes
 int explain(const explain_options &options)
 {
     const message *const m = options.guess ? nullptr : &find_message_or_throw(options.message).data;
-    json::input_file file(options.file);
-    bool have_one = false;
-    bool all_accepted = true;
-    const auto take = [&](const std::string &place, const bytes &frame) {
-        if (have_one && !options.as_json)
-            std::cout << '\n';
-        have_one = true;
-        all_accepted = explain_frame(options, m, frame, place) && all_accepted;
-        if (!std::cout)
-            throw std::runtime_error("vorl: standard output cannot be written");
-    };
-    if (options.binary) {
-        const bytes frame{std::istreambuf_iterator<char>(file.stream()), {}};
-        if (!frame.empty())
-            take(file.name() + ": ", frame);
-    } else {
-        try {
-            read_hex_frames(file.stream(), [&](std::size_t line, const bytes &frame) {
-                take(file.name() + ":" + std::to_string(line) + ": ", frame);
-            });
-        } catch (const hex_error &error) {
-            throw std::runtime_error(file.name() + ":" + error.what());
-        }
-    }
-    if (!have_one)
-        throw std::runtime_error(file.name() + ": holds no bytes; give those of a frame");
+    bool is_first = true;
+    const bool all_accepted =
+        each_frame(options.file, options.form, [&](const std::string &place, const bytes &frame) {
+            if (!is_first && !options.as_json)
+                std::cout << '\n';
+            is_first = false;
+            const bool is_accepted = explain_frame(options, m, frame, place);
+            if (!std::cout)
+                throw std::runtime_error("vorl: standard output cannot be written");
+            return is_accepted;
+        });
     return all_accepted ? 0 : 1;
 }
 

@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "tools/vorl/dumps/read_frames.h"
+
 namespace vorl::commands {
 
 struct list_options {
@@ -47,7 +49,7 @@ int encode(const encode_options &options);
 struct explain_options {
     std::string message; ///< empty with `guess`
     bool guess = false;
-    bool binary = false;
+    dump_options form;
     bool as_json = false;
     bool in_colour = false;
     std::string file = "-";
@@ -56,7 +58,7 @@ int explain(const explain_options &options);
 
 struct decode_options {
     std::string message;
-    bool binary = false;
+    dump_options form; ///< of the bytes
     bool explain = false;
     bool sparse = false;
     std::string file;

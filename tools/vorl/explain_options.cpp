@@ -5,6 +5,7 @@
 #include <cstdlib>
 
 #include "tools/vorl/commands.h"
+#include "tools/vorl/dump_cli.h"
 
 namespace vorl::commands {
 namespace {
@@ -43,7 +44,7 @@ struct parsed_options {
     std::string message;
     bool guess = false;
     bool is_log = false;
-    bool binary = false;
+    dump_options form;
     bool as_json = false;
     std::string colour = "auto";
     std::vector<std::string> inputs;
@@ -72,7 +73,7 @@ int run(const parsed_options &options)
                                     " is a second");
     return explain({.message = options.message,
                     .guess = options.guess,
-                    .binary = options.binary,
+                    .form = options.form,
                     .as_json = options.as_json,
                     .in_colour = in_colour(options.colour),
                     .file = options.inputs.empty() ? "-" : options.inputs[0]});
@@ -95,11 +96,7 @@ void add_explain(CLI::App &app, int &status)
         "--log", options.is_log, "Explain the lines that the library wrote to the platform's log");
     guess->excludes(message);
     log->excludes(message)->excludes(guess);
-    const std::string hex_help = "One line of hex digits a frame, or a dump (the default)";
-    CLI::Option *hex = command->add_flag("--hex", hex_help);
-    command->add_flag("--binary", options.binary, "The file is one frame")
-        ->excludes(hex)
-        ->excludes(log);
+    add_dump_options(*command, options.form);
     command->add_flag("--json", options.as_json,
                       "One JSON object a frame, or a text of a log, on one line");
     command
@@ -110,7 +107,7 @@ void add_explain(CLI::App &app, int &status)
     command->add_option("INPUT", options.inputs,
                         "A file of frames; with --log, a line of a log; - or nothing for standard "
                         "input");
-    command->footer(help);
+    command->footer(std::string(dump_help) + help);
     command->callback([&status] { status = run(options); });
 }
 

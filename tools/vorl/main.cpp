@@ -6,6 +6,7 @@
 #include <CLI/CLI.hpp>
 
 #include "tools/vorl/commands.h"
+#include "tools/vorl/dump_cli.h"
 #include "tools/vorl/explain_options.h"
 
 namespace {
@@ -151,22 +152,18 @@ void add_decode(CLI::App &app, int &status)
         ->add_option("--message", options.message,
                      "What the bytes are: name, or identifier, decimal or as 0x and hex digits")
         ->required();
-    add_choice(*command, "--hex", "One line of hex digits a frame, or a dump", "--binary",
-               "The file is one frame", options.binary);
+    add_dump_options(*command, options.form);
     command->add_flag("--explain", options.explain, "As the command explain");
     command->add_flag("--sparse", options.sparse, "Leave out members that are zero");
     command->add_option("FILE", options.file, "The bytes, a frame or packed; - for standard input")
         ->required();
-    command->footer(std::string(R"(
-Hex text may hold blanks, commas and 0x. Lines that open with an offset, as xxd, hexdump -C and
-tcpdump -X print them, are put together into one frame, from each offset 0 on.
-
+    command->footer(std::string(dump_help) + R"(
 A frame does not carry its type: decoding it as another message may succeed, with nonsense.
 
 A frame that a receiver refuses is not written; standard error has the place and the reason. They
 are the plain codec's, which the library is built of, too; neither it nor a bus is needed.
 'vorl explain' shows its bytes.
-)") + exit_help);
+)" + exit_help);
     command->callback([&status] { status = decode(options); });
 }
 
