@@ -235,6 +235,54 @@ TEST_F(exchange, send_with_settings_that_cannot_be)
                           "vorl send: 0 sent, 1 refused\n");
 }
 
+TEST_F(exchange, raw_frames_are_sent_as_they_are)
+{
+    // A key's frame, the same with a root offset that leads nowhere, and the first again.
+    file("object", first);
+    const std::string frame = shell("vorl encode object").out;
+    ASSERT_EQ(frame.substr(0, 8), "04000000");
+    file("frames", frame + "ff" + frame.substr(2) + frame);
+    const outcome done = send_to_receiver(
+        "--sparse",
+        "vorl send --to 7 --wait 20 --raw --lines --message srv6_common_fwd_key frames");
+    EXPECT_EQ(done.out, "sender 0\nreceiver 1\n");
+    EXPECT_EQ(text_of("in"), first + first);
+    EXPECT_EQ(text_of("out.err"), "vorl send: 3 sent, 0 refused\n");
+    EXPECT_TRUE(
+        text_of("in.err").ends_with("vorl recv: 2 received, 1 refused (1 by table position)\n"))
+        << text_of("in.err");
+}
+
+TEST_F(exchange, frames_of_unknown_type_are_counted)
+{
+    file("frames", "0102\n0304\n");
+    const outcome done =
+        send_to_receiver("", "vorl send --to 7 --wait 20 --raw --message 0x12345678 frames");
+    EXPECT_EQ(done.out, "sender 0\nreceiver 1\n");
+    EXPECT_EQ(text_of("in"), "");
+    EXPECT_EQ(
+        text_of("in.err"),
+        "vorl-bus: destination 7: frame of unknown type 0x12345678 (2 bytes) dropped, as will "
+        "be all others of this type: nobody registered it\n"
+        "vorl recv: 0 received, 0 refused, 2 of unknown type dropped\n");
+}
+
+TEST_F(exchange, raw_frames_that_are_refused_are_named)
+{
+    file("frames", "0102\n0304\n");
+    const std::string refused = ": srv6_common_fwd_key: refused with code 1: nobody receives at "
+                                "destination 7; start the receiver first, or give --wait\n";
+    const std::string command =
+        "vorl send --to 7 --raw --lines --message srv6_common_fwd_key frames ";
+    EXPECT_EQ(shell(command).err, "frames:1" + refused + "vorl send: 0 sent, 1 refused\n");
+    EXPECT_EQ(shell(command + "--keep-going").err,
+              "frames:1" + refused + "frames:2" + refused + "vorl send: 0 sent, 2 refused\n");
+    EXPECT_EQ(shell("vorl send --to 7 --raw frames").status, 2);
+    EXPECT_EQ(shell("vorl send --to 7 --message srv6_common_fwd_key frames").status, 2);
+    EXPECT_EQ(shell("vorl send --to 7 --raw --message nothing frames").err,
+              "vorl: no message is called nothing; 'vorl list' shows names and identifiers\n");
+}
+
 TEST_F(exchange, recv_without_a_receiving_side)
 {
     const std::string other_bus = preloaded(VORL_TEST_BUS_WITHOUT_RECEIVER) + "vorl ";

@@ -1,50 +1,19 @@
 // vorl send.
-#include <cerrno>
 #include <cinttypes>
 #include <cstdio>
-#include <cstring>
 #include <stdexcept>
-#include <thread>
 #include <utility>
 
-#include "platform/bus/receiver.h"
+#include "runtime/bus.h"
+#include "tools/vorl/bus_send.h"
 #include "tools/vorl/commands.h"
+#include "tools/vorl/find_message.h"
+#include "tools/vorl/frame_file.h"
 #include "tools/vorl/json_lines.h"
 #include "tools/vorl/library.h"
 
 namespace vorl::commands {
 namespace {
-
-constexpr std::uint32_t not_encoded = 0xFFFFFFFF;
-constexpr auto retry_interval = std::chrono::milliseconds(20);
-
-std::string meaning(std::uint32_t code, std::uint32_t dest)
-{
-    switch (code) {
-    case VORL_DEV_NO_PEER:
-        return "nobody receives at destination " + std::to_string(dest) +
-               "; start the receiver first, or give --wait";
-    case VORL_DEV_QUEUE_FULL:
-        return "the receiver's queue is full; let it catch up, or give --wait";
-    case VORL_DEV_BAD_FRAME:
-        return "the frame is longer than the receiver takes; give the receiver a larger queue";
-    case VORL_DEV_IO:
-        return "the socket failed, and whether the receiver has it is not known; look there before "
-               "sending again";
-    case VORL_DEV_SETTING:
-        return "the bus's settings are of no use, as it says above; nothing was sent";
-    case not_encoded:
-        return "the library could not encode it; see that the object is not too large for memory";
-    default: return "the bus gives no meaning; look it up in the bus's documents";
-    }
-}
-
-/// Nothing of the send was accepted, so it may be sent again.
-bool is_surely_unsent(std::uint32_t code)
-{
-    return code == VORL_DEV_NO_PEER || code == VORL_DEV_QUEUE_FULL || code == VORL_DEV_BAD_FRAME ||
-           code == VORL_DEV_SETTING || code == not_encoded;
-}
 
 struct sent_line {
     json::record record;
@@ -94,39 +63,22 @@ class sender {
     std::uint64_t refused() const { return refused_; }
 
   private:
-    using clock = std::chrono::steady_clock;
-
     std::uint32_t send_lines(const sent_line *lines, std::size_t count)
     {
         const catalogue::message_functions &functions = with_.functions_of(lines->record.type());
         json::record_array records;
         for (std::size_t i = 0; i < count; ++i)
             records.push_back(lines[i].record);
-
-        for (;;) {
-            errno = 0;
-            const std::uint32_t code =
-                options_.explicit_handle == 0
-                    ? functions.sendmsg(options_.dest, records.data(), records.count())
-                    : functions.sendtomsg(options_.dest, records.data(), records.count(),
-                                          options_.explicit_handle);
-            errno_ = errno;
-            const bool may_pass = code == VORL_DEV_NO_PEER || code == VORL_DEV_QUEUE_FULL;
-            if (code == 0) {
-                sent_ += count;
-                waits_until_.reset();
-            }
-            if (!may_pass)
-                return code;
-            // Lines that are sent one by one after their batch was refused do not wait again.
-            if (!waits_until_)
-                waits_until_ =
-                    clock::now() + std::chrono::duration_cast<clock::duration>(
-                                       std::chrono::duration<double>(options_.wait_seconds));
-            if (clock::now() >= *waits_until_)
-                return code;
-            std::this_thread::sleep_for(retry_interval);
-        }
+        // Lines that are sent one by one after their batch was refused do not wait again.
+        const std::uint32_t code = bus_.send([&] {
+            return options_.explicit_handle == 0
+                       ? functions.sendmsg(options_.dest, records.data(), records.count())
+                       : functions.sendtomsg(options_.dest, records.data(), records.count(),
+                                             options_.explicit_handle);
+        });
+        if (code == 0)
+            sent_ += count;
+        return code;
     }
 
     void report(std::uint32_t code, const sent_line *lines, std::size_t count)
@@ -134,12 +86,8 @@ class sender {
         refused_ += count;
         const std::string last =
             count == 1 ? "" : "(to line " + std::to_string(lines[count - 1].line) + ") ";
-        std::string code_text = code == not_encoded ? "0xFFFFFFFF" : std::to_string(code);
-        if (code == VORL_DEV_IO && errno_ != 0)
-            code_text += std::string(" (") + std::strerror(errno_) + ")";
-        std::fprintf(stderr, "%s%s: %srefused with code %s: %s\n",
-                     lines_.place(lines->line).c_str(), name_of(lines->record.type()), last.c_str(),
-                     code_text.c_str(), meaning(code, options_.dest).c_str());
+        std::fprintf(stderr, "%s%s: %s%s\n", lines_.place(lines->line).c_str(),
+                     name_of(lines->record.type()), last.c_str(), bus_.refusal(code).c_str());
     }
 
     library &with_;
@@ -148,9 +96,7 @@ class sender {
     std::vector<sent_line> pending_;
     std::uint64_t sent_ = 0;
     std::uint64_t refused_ = 0;
-    int errno_ = 0; ///< of the last send
-    /// Set from the first send that is refused for now, until one is accepted.
-    std::optional<clock::time_point> waits_until_;
+    patient_sender bus_{options_.dest, options_.wait_seconds};
 };
 
 void register_senders(const library &with)
@@ -163,9 +109,13 @@ void register_senders(const library &with)
     }
 }
 
-} // namespace
+int summary(std::uint64_t sent, std::uint64_t refused)
+{
+    std::fprintf(stderr, "vorl send: %" PRIu64 " sent, %" PRIu64 " refused\n", sent, refused);
+    return refused == 0 ? 0 : 1;
+}
 
-int send(const send_options &options)
+int send_objects(const send_options &options)
 {
     json::input_file file(options.file);
     json::line_reader lines(file);
@@ -188,10 +138,54 @@ int send(const send_options &options)
             ++bad_lines;
         }
     }
-    const std::uint64_t refused = to_bus.refused() + bad_lines;
-    std::fprintf(stderr, "vorl send: %" PRIu64 " sent, %" PRIu64 " refused\n", to_bus.sent(),
-                 refused);
-    return refused == 0 ? 0 : 1;
+    return summary(to_bus.sent(), to_bus.refused() + bad_lines);
+}
+
+/// The bus takes any bytes, under any identifier.
+int send_frames(const send_options &options)
+{
+    const std::uint32_t id = identifier_or_throw(options.message);
+    const library with("vorl send");
+    decltype(&VORL_SendMsg) send_msg = nullptr;
+    decltype(&VORL_SendToMsg) send_to_msg = nullptr;
+    with.find(send_msg, "VORL_SendMsg");
+    with.find(send_to_msg, "VORL_SendToMsg");
+    if (send_msg == nullptr || send_to_msg == nullptr)
+        throw std::runtime_error("vorl send: this bus library has no VORL_SendMsg or "
+                                 "VORL_SendToMsg; see which libkavrovorl.so is loaded");
+    patient_sender bus(options.dest, options.wait_seconds);
+    std::uint64_t sent = 0;
+    std::uint64_t refused = 0;
+    bool is_over = false;
+    const bool all_read =
+        each_frame(options.file, options.form, [&](const std::string &place, const bytes &frame) {
+            if (is_over)
+                return true;
+            const frame_desc desc = {frame.data(), id, static_cast<std::uint32_t>(frame.size())};
+            const std::uint32_t code = bus.send([&] {
+                return options.explicit_handle == 0
+                           ? send_msg(options.dest, &desc, 1)
+                           : send_to_msg(options.dest, &desc, 1, options.explicit_handle);
+            });
+            if (code == 0) {
+                ++sent;
+                return true;
+            }
+            ++refused;
+            std::fprintf(stderr, "%s%s: %s\n", place.c_str(), options.message.c_str(),
+                         bus.refusal(code).c_str());
+            is_over = !options.keep_going;
+            return false;
+        });
+    const int status = summary(sent, refused);
+    return all_read ? status : 1;
+}
+
+} // namespace
+
+int send(const send_options &options)
+{
+    return options.raw ? send_frames(options) : send_objects(options);
 }
 
 } // namespace vorl::commands

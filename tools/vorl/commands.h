@@ -26,6 +26,9 @@ struct send_options {
     bool keep_going = false;
     std::uint32_t batch = 1;
     double wait_seconds = 0;
+    bool raw = false;
+    std::string message; ///< of raw frames: name or identifier, known or not
+    dump_options form;   ///< of raw frames
     std::string file;
 };
 int send(const send_options &options);

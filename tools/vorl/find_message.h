@@ -1,8 +1,8 @@
 // A message as people name it on a command line.
 #pragma once
 
-#include <cctype>
 #include <charconv>
+#include <optional>
 #include <stdexcept>
 #include <string>
 
@@ -11,23 +11,37 @@
 
 namespace vorl {
 
-/// By name, or by its identifier: decimal, or 0x and hex digits. Throws std::runtime_error.
+/// A number as people write identifiers: decimal, or 0x and hex digits.
+inline std::optional<std::uint32_t> as_identifier(const std::string &text)
+{
+    const bool is_hex = text.starts_with("0x") || text.starts_with("0X");
+    std::uint32_t id = 0;
+    const char *const end = text.data() + text.size();
+    const auto [stop, error] =
+        std::from_chars(text.data() + (is_hex ? 2 : 0), end, id, is_hex ? 16 : 10);
+    return error == std::errc() && stop == end ? std::optional(id) : std::nullopt;
+}
+
+/// By name, or by its identifier. Throws std::runtime_error.
 inline const catalogue::message_info &find_message_or_throw(const std::string &text)
 {
     const catalogue::message_info *found = catalogue::find_message(std::string_view(text));
     if (found == nullptr) {
-        const bool is_hex = text.starts_with("0x") || text.starts_with("0X");
-        std::uint32_t id = 0;
-        const char *const end = text.data() + text.size();
-        const auto [stop, error] =
-            std::from_chars(text.data() + (is_hex ? 2 : 0), end, id, is_hex ? 16 : 10);
-        if (error == std::errc() && stop == end)
-            found = catalogue::find_message(id);
+        if (const auto id = as_identifier(text))
+            found = catalogue::find_message(*id);
     }
     if (found == nullptr)
         throw std::runtime_error("vorl: no message is called " + json::printable(text) +
                                  "; 'vorl list' shows names and identifiers");
     return *found;
+}
+
+/// The identifier of a message, or any number. Throws std::runtime_error.
+inline std::uint32_t identifier_or_throw(const std::string &text)
+{
+    if (const auto id = as_identifier(text))
+        return *id;
+    return find_message_or_throw(text).data.msg_id;
 }
 
 } // namespace vorl

@@ -66,12 +66,14 @@ void add_send(CLI::App &app, int &status)
         ->check(CLI::Range(std::uint64_t{1}, std::numeric_limits<std::uint64_t>::max()));
     command->add_flag("--keep-going", options.keep_going,
                       "Skip lines that are refused, and still exit with 1");
-    command
-        ->add_option("--batch", options.batch,
-                     "Send up to this many consecutive lines of one message at once; a batch that "
-                     "is refused as a whole is sent again line by line")
-        ->check(CLI::Range(std::uint32_t{1}, std::uint32_t{65536}))
-        ->capture_default_str();
+    CLI::Option *batch =
+        command
+            ->add_option(
+                "--batch", options.batch,
+                "Send up to this many consecutive lines of one message at once; a batch that "
+                "is refused as a whole is sent again line by line")
+            ->check(CLI::Range(std::uint32_t{1}, std::uint32_t{65536}))
+            ->capture_default_str();
     command
         ->add_option(
             "--wait", options.wait_seconds,
@@ -79,12 +81,24 @@ void add_send(CLI::App &app, int &status)
             "first time that a send is refused until one is accepted")
         ->check(CLI::Range(0.0, 86400.0))
         ->capture_default_str();
-    command->add_option("FILE", options.file, "JSON objects, one a line; - for standard input")
+    CLI::Option *raw = command->add_flag(
+        "--raw", options.raw, "FILE holds frames, which are sent as they are, damaged or not");
+    raw->excludes(batch);
+    CLI::Option *message = command->add_option(
+        "--message", options.message,
+        "With --raw: what they are sent as: a message's name, or any identifier");
+    raw->needs(message);
+    message->needs(raw);
+    add_dump_options(*command, options.form);
+    command
+        ->add_option("FILE", options.file,
+                     "JSON objects, one a line, or with --raw frames; - for standard input")
         ->required();
     command->footer(std::string(R"(
 Lines are sent in order. The first that is refused ends it: no line behind it is sent, unless with
 --keep-going. The last line on standard error counts what was sent and refused. Loads
-libvorl_srv6.so.1, and with it the bus.
+libvorl_srv6.so.1, and with it the bus. To see what a receiver makes of damaged bytes:
+  vorl send --to 7 --raw --message srv6_localsid_fwd damaged.hex
 )") + json_help + "\n" +
                     exit_help);
     command->callback([&status] { status = send(options); });
