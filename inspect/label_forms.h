@@ -40,10 +40,10 @@ struct label {
     std::string name; ///< empty: the slot has none but fN
     std::string unit; ///< empty: none
     form shown_as = form::none;
-    std::uint32_t locator = 0;     ///< sid: bits of its locator
-    std::uint32_t function = 0;    ///< sid: bits of its function, behind the locator
-    std::uint32_t length_slot = 0; ///< prefix: which slot has its length
-    bool since_start = false;      ///< time: a duration, and not a date
+    std::uint32_t locator = 0;      ///< sid: bits of its locator
+    std::uint32_t function = 0;     ///< sid: bits of its function, behind the locator
+    std::uint32_t length_slot = 0;  ///< prefix: which slot has its length
+    bool since_start = false;       ///< time: a duration, and not a date
     std::vector<named_value> names; ///< of the values of an enumeration, or of flags
 };
 
@@ -53,21 +53,21 @@ enum wire_kind : std::uint16_t {
     uint16_kind = 1 << 1,
     uint32_kind = 1 << 2,
     uint64_kind = 1 << 3,
-    four_words_kind = 1 << 4, ///< array<uint32, 4>
-    words_kind = 1 << 5,      ///< array<uint32, N> of another N
-    mac_bytes_kind = 1 << 6,  ///< array<uint8, 6>
+    four_words_kind = 1 << 4,    ///< array<uint32, 4>
+    words_kind = 1 << 5,         ///< array<uint32, N> of another N
+    mac_bytes_kind = 1 << 6,     ///< array<uint8, 6>
     address_bytes_kind = 1 << 7, ///< array<uint8, 16>
-    bytes_kind = 1 << 8,      ///< array<uint8, N> of another N
+    bytes_kind = 1 << 8,         ///< array<uint8, N> of another N
     byte_vector_kind = 1 << 9,
-    tables_kind = 1 << 10,    ///< a table, or an array or vector of tables
+    tables_kind = 1 << 10, ///< a table, or an array or vector of tables
 };
 wire_kind kind_of(const slot &s);
 
 struct form_info {
     const char *name; ///< in a labels file
     form is;
-    unsigned fits;    ///< set of wire_kind
-    bool has_unit;    ///< whether a unit goes with it
+    unsigned fits; ///< set of wire_kind
+    bool has_unit; ///< whether a unit goes with it
 };
 
 /// The closed list of the forms, form::none excepted.

@@ -29,7 +29,8 @@ std::string hex_number(std::uint64_t value, std::size_t digits)
 {
     std::array<char, 16> text{};
     const char *const end = std::to_chars(text.data(), text.data() + text.size(), value, 16).ptr;
-    const std::string shown(text.data(), end);
+    const std::string shown(
+        std::string_view(text.data(), static_cast<std::size_t>(end - text.data())));
     return "0x" + std::string(std::max(digits, shown.size()) - shown.size(), '0') + shown;
 }
 
@@ -211,8 +212,8 @@ std::uint64_t read_time(const label &as, std::string_view text, std::size_t widt
     const std::uint64_t value =
         as.since_start ? read_duration(text, digits) : read_date(text, digits);
     if (value > largest_integer(width))
-        refuse(text, "out of range; give at most " + std::to_string(largest_integer(width)) +
-                         " " + as.unit);
+        refuse(text, "out of range; give at most " + std::to_string(largest_integer(width)) + " " +
+                         as.unit);
     return value;
 }
 
