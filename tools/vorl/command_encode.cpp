@@ -11,6 +11,7 @@
 #include "tools/vorl/commands.h"
 #include "tools/vorl/find_message.h"
 #include "tools/vorl/json_lines.h"
+#include "tools/vorl/labels_file.h"
 
 namespace vorl::commands {
 namespace {
@@ -42,8 +43,8 @@ class decoded {
 };
 
 /// False: refused. `place` is "FILE:LINE: ".
-bool decode_frame(const decode_options &options, const message &m, const bytes &frame,
-                  const std::string &place)
+bool decode_frame(const decode_options &options, const inspect::labels *labels, const message &m,
+                  const bytes &frame, const std::string &place)
 {
     if (options.explain) {
         const auto why = inspect::explain(m, frame, &std::cout);
@@ -64,7 +65,7 @@ bool decode_frame(const decode_options &options, const message &m, const bytes &
     }
     const std::string line =
         json::format_record(m, record.data(),
-                            options.sparse ? json::zeros::omit : json::zeros::write) +
+                            options.sparse ? json::zeros::omit : json::zeros::write, labels) +
         '\n';
     write_out(line.data(), line.size());
     return true;
@@ -79,8 +80,9 @@ bool decode_frame(const decode_options &options, const message &m, const bytes &
 
 int encode(const encode_options &options)
 {
+    const chosen_labels labels(options.labels);
     json::input_file file(options.file);
-    json::line_reader lines(file);
+    json::line_reader lines(file, labels.get());
     bytes only; // of --binary, where nothing would tell one object from the next
     bool have_one = false;
     while (const std::optional<json::record> record = lines.next()) {
@@ -112,12 +114,13 @@ int encode(const encode_options &options)
 int decode(const decode_options &options)
 {
     const message &m = find_message_or_throw(options.message).data;
+    const chosen_labels labels(options.labels);
     json::input_file file(options.file);
     if (options.binary) {
         const bytes frame{std::istreambuf_iterator<char>(file.stream()), {}};
         if (frame.empty())
             refuse_nothing(file);
-        return decode_frame(options, m, frame, file.name() + ": ") ? 0 : 1;
+        return decode_frame(options, labels.get(), m, frame, file.name() + ": ") ? 0 : 1;
     }
     bool have_one = false;
     bool all_accepted = true;
@@ -125,7 +128,7 @@ int decode(const decode_options &options)
         read_hex_frames(file.stream(), [&](std::size_t line, const bytes &frame) {
             have_one = true;
             const std::string place = file.name() + ":" + std::to_string(line) + ": ";
-            all_accepted = decode_frame(options, m, frame, place) && all_accepted;
+            all_accepted = decode_frame(options, labels.get(), m, frame, place) && all_accepted;
         });
     } catch (const hex_error &error) {
         throw std::runtime_error(file.name() + ":" + error.what());

@@ -11,6 +11,7 @@
 #include "platform/bus/receiver.h"
 #include "tools/vorl/commands.h"
 #include "tools/vorl/json_record.h"
+#include "tools/vorl/labels_file.h"
 #include "tools/vorl/library.h"
 #include "tools/vorl/library_log.h"
 
@@ -40,6 +41,7 @@ struct receiving_side {
 
 struct output {
     const recv_options *options;
+    const inspect::labels *labels;
     std::uint64_t received = 0;
     std::uint64_t refused = 0;
     bool failed = false; ///< standard output takes no more
@@ -65,7 +67,7 @@ void handle(void *user, std::uint32_t msg_id, const void *record, std::uint32_t,
         return;
     }
     const std::string line = json::format_record(
-        m, record, out.options->sparse ? json::zeros::omit : json::zeros::write);
+        m, record, out.options->sparse ? json::zeros::omit : json::zeros::write, out.labels);
     if (std::fprintf(stdout, "%s\n", line.c_str()) < 0 || std::fflush(stdout) != 0)
         out.failed = true;
     ++out.received;
@@ -95,6 +97,7 @@ void stop_on_signals()
 
 int recv(const recv_options &options)
 {
+    const chosen_labels labels(options.labels);
     const library with("vorl recv");
     const receiving_side bus(with);
     if (!bus.is_complete())
@@ -110,7 +113,7 @@ int recv(const recv_options &options)
 
     using clock = std::chrono::steady_clock;
     const auto start = clock::now();
-    output out{&options};
+    output out{&options, labels.get()};
     const auto is_over = [&] {
         const std::chrono::duration<double> passed = clock::now() - start;
         return stop_requested != 0 || out.failed ||

@@ -10,6 +10,7 @@
 #include "platform/bus/receiver.h"
 #include "tools/vorl/commands.h"
 #include "tools/vorl/json_lines.h"
+#include "tools/vorl/labels_file.h"
 #include "tools/vorl/library.h"
 
 namespace vorl::commands {
@@ -156,8 +157,9 @@ void register_senders(const library &with)
 
 int send(const send_options &options)
 {
+    const chosen_labels labels(options.labels);
     json::input_file file(options.file);
-    json::line_reader lines(file);
+    json::line_reader lines(file, labels.get());
     library with("vorl send");
     register_senders(with);
     sender to_bus(with, options, lines);

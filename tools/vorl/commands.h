@@ -15,7 +15,11 @@ struct list_options {
 };
 int list(const list_options &options);
 
-int describe(const std::string &message);
+struct describe_options {
+    std::string message;
+    std::string labels; ///< this and those below: of --labels (tools/vorl/labels_file.h)
+};
+int describe(const describe_options &options);
 
 struct send_options {
     std::uint32_t dest = 0;
@@ -23,6 +27,7 @@ struct send_options {
     bool keep_going = false;
     std::uint32_t batch = 1;
     double wait_seconds = 0;
+    std::string labels;
     std::string file;
 };
 int send(const send_options &options);
@@ -33,12 +38,14 @@ struct recv_options {
     double timeout_seconds = -1;   ///< negative: none
     std::uint64_t queue_bytes = 0; ///< 0: the bus's own choice
     bool sparse = false;
+    std::string labels;
 };
 int recv(const recv_options &options);
 
 struct encode_options {
     bool packed = false;
     bool binary = false;
+    std::string labels;
     std::string file;
 };
 int encode(const encode_options &options);
@@ -48,6 +55,7 @@ struct decode_options {
     bool binary = false;
     bool explain = false;
     bool sparse = false;
+    std::string labels;
     std::string file;
 };
 int decode(const decode_options &options);

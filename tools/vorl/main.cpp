@@ -5,6 +5,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "tools/vorl/command_labels.h"
 #include "tools/vorl/commands.h"
 
 namespace {
@@ -45,11 +46,13 @@ void add_list(CLI::App &app, int &status)
 
 void add_describe(CLI::App &app, int &status)
 {
-    static std::string message;
+    static describe_options options;
     CLI::App *command = app.add_subcommand(
         "describe", "Show a message: its slots, wire types, offsets, sizes and identifier");
-    command->add_option("MESSAGE", message, "Name, or identifier as 0x and hex digits")->required();
-    command->callback([&status] { status = describe(message); });
+    command->add_option("MESSAGE", options.message, "Name, or identifier as 0x and hex digits")
+        ->required();
+    add_labels_option(*command, options.labels);
+    command->callback([&status] { status = describe(options); });
 }
 
 void add_send(CLI::App &app, int &status)
@@ -74,6 +77,7 @@ void add_send(CLI::App &app, int &status)
                      "How many seconds to try again when nobody receives or the queue is full")
         ->check(CLI::Range(0.0, 86400.0))
         ->capture_default_str();
+    add_labels_option(*command, options.labels);
     command->add_option("FILE", options.file, "JSON objects, one a line; - for standard input")
         ->required();
     command->footer(std::string(R"(
@@ -102,6 +106,7 @@ void add_recv(CLI::App &app, int &status)
                      "Bound of the bytes accepted and not yet written; the bus's own unless given")
         ->check(CLI::Range(std::uint64_t{1}, std::numeric_limits<std::uint64_t>::max()));
     command->add_flag("--sparse", options.sparse, "Leave out members that are zero");
+    add_labels_option(*command, options.labels);
     command->footer(std::string(R"(
 Ends after --count, after --timeout, or at SIGINT or SIGTERM; everything accepted until then is
 written first. Each line is flushed. A frame that the library refuses is reported on standard error
@@ -129,6 +134,7 @@ void add_encode(CLI::App &app, int &status)
                options.packed);
     add_choice(*command, "--hex", "One line of hex digits an object", "--binary",
                "The bytes themselves, of one object", options.binary);
+    add_labels_option(*command, options.labels);
     command->add_option("FILE", options.file, "JSON objects, one a line; - for standard input")
         ->required();
     command->footer(std::string(R"(
@@ -153,6 +159,7 @@ void add_decode(CLI::App &app, int &status)
         "--explain", options.explain,
         "Show each byte with its meaning, up to the first thing that a reader refuses");
     command->add_flag("--sparse", options.sparse, "Leave out members that are zero");
+    add_labels_option(*command, options.labels);
     command->add_option("FILE", options.file, "The bytes, a frame or packed; - for standard input")
         ->required();
     command->footer(std::string(R"(
@@ -191,6 +198,7 @@ int run(int argc, char **argv)
     add_recv(app, status);
     add_encode(app, status);
     add_decode(app, status);
+    add_labels(app, status);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
