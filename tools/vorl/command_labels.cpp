@@ -114,8 +114,10 @@ Exit status: 0 done; 1 there is no such message; 2 wrong usage.)");
 
 void add_labels_option(CLI::App &command, std::string &file)
 {
-    command.add_option("--labels", file,
-                       "Names and forms of slots (vorl labels --help); VORL_LABELS unless given");
+    command
+        .add_option("--labels", file,
+                    "Names and forms of slots (vorl labels --help); VORL_LABELS unless given")
+        ->type_name("FILE");
 }
 
 } // namespace vorl::commands
