@@ -83,7 +83,7 @@ def main():
     if path.is_relative_to(tree):
         excluded["packageVerificationCodeExcludedFiles"] = [f"./{path.relative_to(tree)}"]
 
-    declared = " AND ".join([licence, *COMPILED_IN.get(name, {}).values()])
+    declared = " AND ".join(dict.fromkeys([licence, *COMPILED_IN.get(name, {}).values()]))
     packages = [{
         "SPDXID": described,
         "name": name,
