@@ -113,7 +113,7 @@ inspect::labels every_slot_in_form(std::size_t turn)
 }
 
 /// Every byte of the record, in scalars and arrays however deep; vectors are left as they are.
-void fill(const message &m, std::uint8_t *record, std::uint8_t byte)
+void fill(const message &m, std::uint8_t *record, int byte)
 {
     for (const vorl::slot &slot : m.slots) {
         std::uint8_t *const at = record + slot.record_at;
@@ -168,7 +168,7 @@ TEST(labels_json, every_message_goes_through_text_in_every_form)
             for (std::uint32_t seed = 1; seed <= 4; ++seed) {
                 test::sample sample(*info, 1, seed - 1, seed);
                 goes_through_text(*info, sample.record(), names);
-                for (const std::uint8_t byte : {0x00, 0x01, 0x7F, 0x80, 0xFF}) {
+                for (const int byte : {0x00, 0x01, 0x7F, 0x80, 0xFF}) {
                     fill(*info, static_cast<std::uint8_t *>(sample.record()), byte);
                     goes_through_text(*info, sample.record(), names);
                     if (HasFatalFailure())
