@@ -8,7 +8,7 @@ namespace {
 
 constexpr std::int64_t version = 1;
 // A dotted key makes a table inside a table for each of its full stops.
-constexpr std::ptrdiff_t most_full_stops_a_line = 64;
+constexpr std::size_t most_full_stops_a_line = 64;
 
 void read_message(const catalogue::message_info &info, const toml::table &table, labels_file &file)
 {
@@ -62,37 +62,68 @@ void read_messages(const std::vector<entry> &entries, labels_file &file)
     }
 }
 
-/// What must not come before the parser.
-std::optional<labels_problem> too_large(std::string_view text)
-{
-    if (text.size() > longest_labels_file)
-        return labels_problem{1, "the file is longer than 1 MiB; leave out what is no label"};
-    std::size_t line = 1;
-    std::ptrdiff_t full_stops = 0;
-    for (const char c : text) {
-        if (c == '\n') {
-            ++line;
-            full_stops = 0;
-        } else if (c == '.' && ++full_stops > most_full_stops_a_line) {
-            return labels_problem{line, "the line has more than " +
-                                            std::to_string(most_full_stops_a_line) +
-                                            " full stops; make it shorter"};
+/// What must not come before the parser, which is recursive and not safe with letters that are not
+/// ASCII outside of texts. Such letters in comments are replaced.
+class preparation {
+  public:
+    explicit preparation(std::string &text) : text_(text) {}
+
+    std::optional<labels_problem> run()
+    {
+        if (text_.size() > longest_labels_file)
+            return labels_problem{1, "the file is longer than 1 MiB; leave out what is no label"};
+        std::size_t line = 1;
+        for (std::size_t at = 0; at < text_.size(); ++line) {
+            const std::size_t end = std::min(text_.find('\n', at), text_.size());
+            if (const char *const what = check_line(at, end))
+                return labels_problem{line, what};
+            at = end + 1;
         }
+        return std::nullopt;
     }
-    return std::nullopt;
-}
+
+  private:
+    /// Null: nothing is wrong.
+    const char *check_line(std::size_t at, std::size_t end)
+    {
+        std::size_t full_stops = 0;
+        std::size_t quotes = 0;
+        std::size_t single_quotes = 0;
+        for (; at < end; ++at) {
+            const char c = text_[at];
+            // A # between quotes opens no comment.
+            if (c == '#' && quotes % 2 == 0 && single_quotes % 2 == 0) {
+                std::replace_if(text_.begin() + static_cast<std::ptrdiff_t>(at),
+                                text_.begin() + static_cast<std::ptrdiff_t>(end), is_not_ascii,
+                                '?');
+                return nullptr;
+            }
+            if (is_not_ascii(c))
+                return "the line has a letter that is not ASCII outside of a comment; replace it";
+            quotes += c == '"' ? 1 : 0;
+            single_quotes += c == '\'' ? 1 : 0;
+            full_stops += c == '.' ? 1 : 0;
+            if (full_stops > most_full_stops_a_line)
+                return "the line has more than 64 full stops; make it shorter";
+        }
+        return nullptr;
+    }
+    static bool is_not_ascii(char c) { return static_cast<unsigned char>(c) >= 0x80; }
+
+    std::string &text_;
+};
 
 } // namespace
 
-labels_file read_labels(std::string_view text)
+labels_file read_labels(std::string text)
 {
     labels_file file;
-    if (auto problem = too_large(text)) {
+    if (auto problem = preparation(text).run()) {
         file.problems.push_back(std::move(*problem));
         return file;
     }
     try {
-        const toml::table root = toml::parse(text);
+        const toml::table root = toml::parse(std::string_view(text));
         const toml::node *const given = root.get("version");
         if (given == nullptr)
             file.problems.push_back({1, "no version is given; write version = 1 at the top"});

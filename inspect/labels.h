@@ -63,6 +63,6 @@ inline constexpr std::size_t longest_labels_file = std::size_t{1} << 20;
 
 /// Reads the text of a labels file. A slot with which something is wrong gets no label; a file that
 /// is not TOML, or of another version, gives none.
-labels_file read_labels(std::string_view text);
+labels_file read_labels(std::string text);
 
 } // namespace vorl::inspect

@@ -133,6 +133,20 @@ TEST(labels, files_that_would_cost_too_much_are_not_parsed)
     EXPECT_NE(problems[0].find("not TOML: "), std::string::npos) << problems[0];
 }
 
+TEST(labels, letters_that_are_not_ascii_stand_in_comments_alone)
+{
+    const std::string refused = "the line has a letter that is not ASCII outside of a comment; "
+                                "replace it";
+    EXPECT_EQ(problems_of("version = 1 # Gr\xC3\xBC\xC3\x9F\x65\n# \xFF it's \"so\"\n"), list{});
+    EXPECT_EQ(problems_of("version = 1\n\xC7\x9C = 1\n"), list{"2: " + refused});
+    EXPECT_EQ(problems_of("version = 1\n[srv6_localsid_fwd]\nf0 = { unit = \"\xC2\xB5s\" }\n"),
+              list{"3: " + refused});
+    EXPECT_EQ(problems_of("version = 1\n[srv6_localsid_fwd]\nf0 = { unit = \"#\xC2\xB5\" }\n"),
+              list{"3: " + refused});
+    EXPECT_EQ(problems_of("version = 1\n[srv6_localsid_fwd]\nf0 = { unit = '#\xC2\xB5' }\n"),
+              list{"3: " + refused});
+}
+
 TEST(labels, orphans)
 {
     EXPECT_EQ(problems_of("version = 1\n[srv6_localsid_fw]\n[nothing_like_it]\n"
@@ -258,7 +272,7 @@ TEST(labels, units)
                                "blank at either end";
     EXPECT_EQ(problem_of("f0", R"({ unit = "" })"), "f0: unit \"\"" + usable);
     EXPECT_EQ(problem_of("f0", R"({ unit = " s" })"), "f0: unit \" s\"" + usable);
-    EXPECT_EQ(problem_of("f0", "{ unit = \"\xC2\xB5s\" }"), "f0: unit \"\\xc2\\xb5s\"" + usable);
+    EXPECT_EQ(problem_of("f0", R"({ unit = "\u00b5s" })"), "f0: unit \"\\xc2\\xb5s\"" + usable);
     EXPECT_EQ(problem_of("f0", R"({ unit = "Mbit/s of it" })"), "0 problems");
 }
 

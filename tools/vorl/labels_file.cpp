@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <stdexcept>
+#include <utility>
 
 #include "tools/vorl/json_lines.h"
 
@@ -33,7 +34,7 @@ inspect::labels_file read_labels_file(const std::string &name)
     text.resize(static_cast<std::size_t>(file.stream().gcount()));
     if (file.stream().bad())
         throw std::runtime_error(file.name() + ": cannot be read to its end");
-    return inspect::read_labels(text);
+    return inspect::read_labels(std::move(text));
 }
 
 std::string to_text(const inspect::labels_problem &problem, const std::string &file)
