@@ -1,4 +1,5 @@
 // One slot's table in a labels file.
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <map>
@@ -154,9 +155,9 @@ class slot_reader {
         const auto *const known = std::find_if(slot_keys.begin(), slot_keys.end(),
                                                [&e](const auto &key) { return key.name == e.key; });
         if (known == slot_keys.end()) {
-            std::vector<std::string_view> names;
-            for (const slot_key &key : slot_keys)
-                names.push_back(key.name);
+            std::array<std::string_view, slot_keys.size()> names;
+            std::transform(slot_keys.begin(), slot_keys.end(), names.begin(),
+                           [](const slot_key &key) { return key.name; });
             refuse(e.at,
                    quoted(e.key) + " is no key of a slot; " +
                        did_you_mean_or(e.key, names,
@@ -260,7 +261,7 @@ class slot_reader {
             return;
         read_.since_start = *text == "start";
         if (*text != "start" && *text != "1970")
-            refuse(e.at, "since " + quoted(*text) + " is neither \"1970\" nor \"start\"; give one");
+            refuse(e.at, "since " + quoted(*text) + R"( is neither "1970" nor "start"; give one)");
     }
 
     /// Names of numbers up to `largest`, each of which is a `what`.
@@ -268,8 +269,9 @@ class slot_reader {
     {
         const toml::table *const table = e.value->as_table();
         if (table == nullptr || table->empty()) {
-            refuse(e.at, std::string(e.key) + " is no table of names; give one such as { 1 = " +
-                             "\"first\", 2 = \"second\" }");
+            refuse(e.at,
+                   std::string(e.key) +
+                       R"( is no table of names; give one such as { 1 = "first", 2 = "second" })");
             return;
         }
         std::map<std::uint64_t, std::string> taken;

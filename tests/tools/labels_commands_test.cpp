@@ -89,6 +89,12 @@ TEST_F(labels_commands, describe_shows_them_beside_the_slots)
               "its own.\n");
 }
 
+TEST_F(labels_commands, describe_of_a_message_that_they_do_not_name_is_as_without_them)
+{
+    EXPECT_EQ(shell("vorl describe srv6_iid_fwd --labels l.toml").out,
+              shell("vorl describe srv6_iid_fwd").out);
+}
+
 TEST_F(labels_commands, what_is_wrong_is_a_warning_and_the_rest_is_used)
 {
     const outcome half = shell("vorl encode plain.jsonl | "

@@ -76,18 +76,20 @@ class columns {
 /// Heading and slots: their names, what labels say of them, their types.
 columns describe_slots(const message_info &info, const inspect::labels *labels)
 {
+    bool has_labels = false;
+    for (std::size_t i = 0; labels != nullptr && i < info.slots.size(); ++i)
+        has_labels = has_labels || labels->label_of(info.data, i) != nullptr;
     columns shown;
     const auto add = [&](std::vector<std::string> row, std::vector<std::string> label,
                          std::string type) {
-        if (labels != nullptr)
+        if (has_labels)
             row.insert(row.end(), label.begin(), label.end());
         row.push_back(std::move(type));
         shown.add(std::move(row));
     };
     add({"slot"}, {"name", "unit", "form"}, "wire type");
     for (std::size_t i = 0; i < info.slots.size(); ++i) {
-        const inspect::label *const as =
-            labels == nullptr ? nullptr : labels->label_of(info.data, i);
+        const inspect::label *const as = has_labels ? labels->label_of(info.data, i) : nullptr;
         std::vector<std::string> label(3);
         if (as != nullptr)
             label = {as->name, as->unit,
