@@ -25,7 +25,8 @@ inline void store_integer(std::uint8_t *to, std::uint64_t value, std::size_t wid
 /// The largest integer of `width` bytes.
 constexpr std::uint64_t largest_integer(std::size_t width)
 {
-    return std::numeric_limits<std::uint64_t>::max() >> (64 - 8 * width);
+    return width < 8 ? (std::uint64_t{1} << (8 * width)) - 1
+                     : std::numeric_limits<std::uint64_t>::max();
 }
 
 } // namespace vorl
