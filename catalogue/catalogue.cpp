@@ -39,6 +39,20 @@ const message_info &info_of(const message &m)
     return *found;
 }
 
+std::size_t find_slot(const message_info &info, std::string_view name)
+{
+    std::size_t slot = 0;
+    while (slot < info.slots.size() && name != info.slots[slot].name)
+        ++slot;
+    return slot;
+}
+
+std::string slot_range(const message_info &info)
+{
+    const std::string first = info.slots.front().name;
+    return info.slots.size() == 1 ? first + " alone" : first + " to " + info.slots.back().name;
+}
+
 std::string type_text(const slot &s)
 {
     const std::string element = s.nested != nullptr ? std::string("table ") + name_of(*s.nested)

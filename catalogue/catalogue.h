@@ -58,6 +58,11 @@ inline const package_info &package_of(const message &m)
 /// The catalogue's entry of a message. Throws std::logic_error when it has none.
 const message_info &info_of(const message &m);
 
+/// The slot whose member has that name; info.slots.size(): there is none.
+std::size_t find_slot(const message_info &info, std::string_view name);
+/// "f0 to f12", of a message with one slot "f0 alone".
+std::string slot_range(const message_info &info);
+
 /// A slot's wire type as the descriptions write it: "array<uint32, 4>".
 std::string type_text(const slot &s);
 

@@ -10,6 +10,18 @@ function(help_of variable)
     set(${variable} "${text}" PARENT_SCOPE)
 endfunction()
 
+# The commands that a help lists; none: it lists none. The list ends at the first empty line; examples follow it.
+function(commands_of variable help)
+    set(commands "")
+    if(help MATCHES "\nSubcommands:\n")
+        string(REGEX REPLACE ".*\nSubcommands:\n" "" commands "${help}")
+        string(REGEX REPLACE "\n\n.*" "\n" commands "${commands}")
+        string(REGEX MATCHALL "(^|\n)  [a-z]+ " commands "${commands}")
+        list(TRANSFORM commands STRIP)
+    endif()
+    set(${variable} "${commands}" PARENT_SCOPE)
+endfunction()
+
 # write_page(name what synopsis text see_also): the text is a help, shown as it is.
 function(write_page name what synopsis text see_also)
     string(TOUPPER ${name} title)
@@ -20,23 +32,30 @@ function(write_page name what synopsis text see_also)
         ".SH SYNOPSIS\n${synopsis}\n.SH DESCRIPTION\n${shown}.SH SEE ALSO\n${see_also}\n")
 endfunction()
 
-# The list of commands ends at the first empty line; examples follow it.
+# Writes a page for each command of `help`, which is that of the command ARGN, and for the commands' own commands. Appends their
+# names to `pages`.
+function(write_pages help)
+    commands_of(commands "${help}")
+    foreach(command ${commands})
+        help_of(text ${ARGN} ${command})
+        # Up to the first full stop or colon, or the end of the line: what a list of pages has room for.
+        string(REGEX REPLACE "[.:\n].*" "" what "${text}")
+        string(JOIN "-" name vorl ${ARGN} ${command})
+        string(JOIN " " call vorl ${ARGN} ${command})
+        write_page(${name} "${what}" ".B ${call}\n[\\fIOPTIONS\\fR]" "${text}" ".BR vorl (1)")
+        string(REPLACE "-" "\\-" shown_name ${name})
+        string(APPEND pages ".BR ${shown_name} (1),\n")
+        write_pages("${text}" ${ARGN} ${command})
+    endforeach()
+    set(pages "${pages}" PARENT_SCOPE)
+endfunction()
+
 help_of(overview)
-string(REGEX REPLACE ".*\nSubcommands:\n" "" commands "${overview}")
-string(REGEX REPLACE "\n\n.*" "\n" commands "${commands}")
-string(REGEX MATCHALL "(^|\n)  [a-z]+ " commands "${commands}")
+commands_of(commands "${overview}")
 if(NOT commands)
     message(FATAL_ERROR "${PROGRAM} --help lists no commands")
 endif()
 file(REMOVE_RECURSE ${DIRECTORY})
-set(pages "")
-foreach(command ${commands})
-    string(STRIP "${command}" command)
-    help_of(text ${command})
-    # Up to the first full stop or colon, or the end of the line: what a list of pages has room for.
-    string(REGEX REPLACE "[.:\n].*" "" what "${text}")
-    write_page(vorl-${command} "${what}" ".B vorl ${command}\n[\\fIOPTIONS\\fR]" "${text}" ".BR vorl (1)")
-    string(APPEND pages ".BR vorl\\-${command} (1),\n")
-endforeach()
+write_pages("${overview}")
 write_page(vorl "the messages of libvorl_srv6 on the command line" ".B vorl\n.I COMMAND\n[\\fIOPTIONS\\fR]"
     "${overview}" "${pages}.BR vorl_srv6 (3)")

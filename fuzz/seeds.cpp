@@ -121,6 +121,40 @@ void add_log_seeds(corpus &to)
     to["log_lines/almost"] = bytes_of("\x05[ZELKO]:New text(1)\n[ZELKO]:Table offset(6");
 }
 
+/// Labels in each form, with an object for them, and labels with which something is wrong.
+void add_labels_seeds(corpus &to)
+{
+    const auto add = [&to](const std::string &name, const std::string &labels,
+                           const std::string &members) {
+        to["labels/" + name] =
+            bytes_of("version = 1\n[srv6_localsid_fwd]\n" + labels +
+                     "\n\x1C{\"message\":\"srv6_localsid_fwd\"," + members + "}\n");
+    };
+    add("names", R"(f0 = { name = "number" })", R"("number":7,"f1":2)");
+    add("dec", R"(f5 = { form = "dec" })", R"("f5":[1,2,3,4])");
+    add("hex", R"(f5 = { form = "hex" })", R"("f5":["0x00000001",2,3,4])");
+    add("ipv4", R"(f0 = { form = "ipv4" })", R"("f0":"192.0.2.1")");
+    add("ipv6", R"(f5 = { form = "ipv6" })", R"("f5":"2001:db8::1")");
+    add("prefix", R"(f5 = { form = "prefix", length = "f6" })", R"("f5":"2001:db8::/48")");
+    add("sid", R"(f5 = { form = "sid", locator = 48, function = 16 })",
+        R"-("f5":"2001:db8:a001:1:: (locator 2001:db8:a001::/48, function 0x1)")-");
+    add("date", R"(f0 = { form = "time", unit = "s" })", R"("f0":"2026-11-21T20:44:40Z")");
+    add("duration", R"(f0 = { form = "time", unit = "ms", since = "start" })",
+        R"("f0":"3d 02:15:40.125")");
+    add("enum", R"(f6 = { form = "enum", values = { 1 = "ipv4", 0x2 = "ipv6" } })",
+        R"("f6":"ipv6")");
+    add("flags", R"(f9 = { form = "flags", bits = { 0 = "psp", 1 = "usp" } })",
+        R"("f9":["psp","0x4"])");
+    add("unit", R"(f6 = { name = "length", form = "unit", unit = "bits" })",
+        R"("length":"48 bits")");
+    add("wrong", "f13 = {}\nf1 = { nmae = 1 }\nf2 = { form = \"ip6\" }\nf3.a.b.c = [ { d = 1.5 } ]",
+        R"("f0":-1)");
+    to["labels/mac"] = bytes_of("version = 1\n[srv6_cfg_query_trastat_item]\nf6.form = \"mac\"\n"
+                                "\x1C{\"message\":\"srv6_cfg_query_trastat_item\","
+                                "\"f6\":\"00:00:5e:00:53:01\"}\n");
+    to["labels/no_toml"] = bytes_of("version = 1\n[srv6_localsid_fwd\n");
+}
+
 corpus seeds()
 {
     corpus all;
@@ -153,6 +187,7 @@ corpus seeds()
     all["bus_stream/unknown_types_and_too_long"] = unknown;
     add_text_forms(all);
     add_log_seeds(all);
+    add_labels_seeds(all);
     return all;
 }
 

@@ -12,10 +12,15 @@ std::string offset_text(std::uint64_t offset)
     return text.data();
 }
 
+std::string path_text(const std::string &member, const std::string &label)
+{
+    return label.empty() || label == member ? member : member + " (" + label + ")";
+}
+
 std::string to_text(const damage &d)
 {
-    return "offset " + offset_text(d.at) + (d.member.empty() ? "" : ", " + d.member) + ": " +
-           d.what;
+    const std::string path = path_text(d.member, d.label);
+    return "offset " + offset_text(d.at) + (path.empty() ? "" : ", " + path) + ": " + d.what;
 }
 
 } // namespace vorl::inspect

@@ -19,6 +19,7 @@ struct damage {
     std::uint32_t size;     ///< how many they are
     std::uint64_t leads_to; ///< offset of what they lead to; `at` where they lead nowhere
     std::string member;     ///< path of the table or member, "f1[3].f6"; empty: the root table
+    std::string label;      ///< the same path by labels; empty: there are none for it
     const char *rule;       ///< which check: "field", "count"; docs/format.md has them all
     std::uint64_t actual;   ///< what is from `least` to `most` in bytes that are accepted
     std::uint64_t least;
@@ -27,6 +28,9 @@ struct damage {
     std::string hint;                    ///< what may have caused it; empty: nothing is known
     std::optional<log_line_written> log; ///< nothing: the library refuses it silently
 };
+
+/// "f1[3].f6 (records[3].prefix_length)"
+std::string path_text(const std::string &member, const std::string &label);
 
 /// One line: "offset 0x0030, f1[3].f6: what is wrong".
 std::string to_text(const damage &d);

@@ -32,8 +32,9 @@ std::uint32_t largest_record(const message &m)
 class walker {
   public:
     /// `keeps_parts`: to explain. Otherwise the first damage ends it.
-    walker(explanation &into, bool keeps_parts)
-        : e_(into), keeps_parts_(keeps_parts), record_(largest_record(*into.of) / 8 + 1)
+    walker(explanation &into, bool keeps_parts, const labels *names)
+        : e_(into), keeps_parts_(keeps_parts), names_(names),
+          record_(largest_record(*into.of) / 8 + 1)
     {
         ears_.of = this;
         ears_.refused = [](const listener &l, table_check check, table_role role, std::uint32_t a,
@@ -124,7 +125,8 @@ class walker {
             const std::uint64_t position = std::uint64_t{at} + word(at);
             if (position > std::numeric_limits<std::uint32_t>::max()) {
                 note(what, at, word_size, position, slot, i);
-                add(refused_position(at, position, element_path(e_, parent, slot, i)));
+                add(refused_position(at, position, element_path(e_, parent, slot, i)),
+                    element_path(e_, parent, slot, i, names_));
                 continue;
             }
             const auto to = static_cast<std::uint32_t>(position);
@@ -177,7 +179,8 @@ class walker {
             if (s.nested == nullptr && cut_.count != 0)
                 note(part::kind::values, elements, cut_.count * s.width, 0, step.slot);
         }
-        add(refused_slot(from_, *table_, role_, step, member_path(e_, in_, step.slot)));
+        add(refused_slot(from_, *table_, role_, step, member_path(e_, in_, step.slot)),
+            member_path(e_, in_, step.slot, names_));
     }
 
     void refuse_table(table_check check, table_role role, std::uint32_t a, std::uint32_t b)
@@ -187,13 +190,16 @@ class walker {
             note(part::kind::soffset, t.at, word_size, t.at - word(t.at));
         if (check == table_check::vtable_length)
             note(part::kind::vtable_length, t.at - word(t.at), entry_size, 0);
-        add(refused_table(from_, check, role, *t.of, {t.at, word_at_, a, b}, table_path(e_, in_)));
+        add(refused_table(from_, check, role, *t.of, {t.at, word_at_, a, b}, table_path(e_, in_)),
+            table_path(e_, in_, names_));
     }
 
     std::uint64_t found_damages() const { return e_.damages.size() + e_.more_damages; }
 
-    void add(damage d)
+    void add(damage d, std::string label = "")
     {
+        if (names_ != nullptr)
+            d.label = std::move(label);
         is_over_ = !keeps_parts_;
         if (e_.damages.size() < most_damages)
             e_.damages.push_back(std::move(d));
@@ -219,6 +225,7 @@ class walker {
 
     explanation &e_;
     bool keeps_parts_;
+    const labels *names_;
     ears ears_;
     received from_{};
     std::vector<std::uint64_t> record_; ///< is written to, never read
@@ -237,47 +244,51 @@ class walker {
     } cut_{}; ///< the elements inside the bytes, of a slot that was refused for their number
 };
 
-explanation walked(const message &m, std::span<const std::uint8_t> bytes, bool keeps_parts)
+explanation walked(const message &m, std::span<const std::uint8_t> bytes, bool keeps_parts,
+                   const labels *names)
 {
     explanation e{&m, bytes, {}, {}, {}};
-    walker(e, keeps_parts).walk();
+    walker(e, keeps_parts, names).walk();
     return e;
 }
 
 } // namespace
 
-explanation explain(const message &m, std::span<const std::uint8_t> bytes)
+explanation explain(const message &m, std::span<const std::uint8_t> bytes, const labels *names)
 {
-    return walked(m, bytes, true);
+    return walked(m, bytes, true, names);
 }
 
 std::optional<damage> first_damage(const message &m, std::span<const std::uint8_t> bytes)
 {
-    explanation e = walked(m, bytes, false);
+    explanation e = walked(m, bytes, false, nullptr);
     if (e.damages.empty())
         return std::nullopt;
     return std::move(e.damages[0]);
 }
 
-std::string table_path(const explanation &e, std::uint32_t table)
+std::string table_path(const explanation &e, std::uint32_t table, labels_or_null names)
 {
     if (table == 0)
         return "";
     const found_table &t = e.tables[table];
-    return element_path(e, t.parent, t.slot, t.element);
+    return element_path(e, t.parent, t.slot, t.element, names);
 }
 
-std::string member_path(const explanation &e, std::uint32_t table, std::uint32_t slot)
+std::string member_path(const explanation &e, std::uint32_t table, std::uint32_t slot,
+                        labels_or_null names)
 {
-    const std::string path = table_path(e, table);
+    const message &m = *e.tables[table].of;
+    const label *const as = names == nullptr ? nullptr : names->label_of(m, slot);
+    const std::string path = table_path(e, table, names);
     return (path.empty() ? "" : path + ".") +
-           catalogue::info_of(*e.tables[table].of).slots[slot].name;
+           (as == nullptr || as->name.empty() ? catalogue::info_of(m).slots[slot].name : as->name);
 }
 
 std::string element_path(const explanation &e, std::uint32_t table, std::uint32_t slot,
-                         std::uint32_t number)
+                         std::uint32_t number, labels_or_null names)
 {
-    const std::string member = member_path(e, table, slot);
+    const std::string member = member_path(e, table, slot, names);
     return e.tables[table].of->slots[slot].shape == slot_shape::table
                ? member
                : member + "[" + std::to_string(number) + "]";

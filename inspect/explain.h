@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "inspect/damage.h"
+#include "inspect/labels.h"
 #include "serial/slot.h"
 
 namespace vorl::inspect {
@@ -55,19 +56,25 @@ struct explanation {
 
 /// Explains bytes, whatever they are, as a message `m`. They have to outlive the explanation. No
 /// table is read twice as the same message, however many offsets lead to it, so the time and the
-/// memory that it takes grow with the number of bytes alone.
-explanation explain(const message &m, std::span<const std::uint8_t> bytes);
+/// memory that it takes grow with the number of bytes alone. With labels each damage has its path by
+/// their names, too.
+explanation explain(const message &m, std::span<const std::uint8_t> bytes,
+                    const labels *names = nullptr);
 
 /// What a receiver stops at; nothing: it accepts the bytes.
 std::optional<damage> first_damage(const message &m, std::span<const std::uint8_t> bytes);
 
+/// What paths call the members: "f6", or with labels their names where they have one.
+using labels_or_null = const labels *;
+
 /// The path of a table, "f1[3]"; empty: the root.
-std::string table_path(const explanation &e, std::uint32_t table);
+std::string table_path(const explanation &e, std::uint32_t table, labels_or_null names = nullptr);
 /// The path of a member of that table, "f1[3].f6".
-std::string member_path(const explanation &e, std::uint32_t table, std::uint32_t slot);
+std::string member_path(const explanation &e, std::uint32_t table, std::uint32_t slot,
+                        labels_or_null names = nullptr);
 /// Element `number` of a member, "f1[3]"; of a nested table, "f1".
 std::string element_path(const explanation &e, std::uint32_t table, std::uint32_t slot,
-                         std::uint32_t number);
+                         std::uint32_t number, labels_or_null names = nullptr);
 
 /// The unsigned integer of `width` bytes at `at`, which lies inside the bytes.
 std::uint64_t integer_at(std::span<const std::uint8_t> bytes, std::uint32_t at, std::size_t width);

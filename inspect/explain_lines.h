@@ -12,13 +12,16 @@ namespace vorl::inspect {
 struct explained_line {
     std::uint32_t at;
     std::uint32_t size;
-    const char *what; ///< "soffset", "entry", "value"
-    std::string path; ///< of the table, member or element; empty: the root table, or none
-    std::string text; ///< what people read, the path included
+    const char *what;  ///< "soffset", "entry", "value"
+    std::string path;  ///< of the table, member or element; empty: the root table, or none
+    std::string label; ///< the same path by labels; empty: there are none
+    std::string text;  ///< what people read, the path included
     std::optional<std::uint64_t> leads_to; ///< offset
     std::string value;                     ///< of a value or values, alone; otherwise empty
 };
 
-void for_each_line(const explanation &e, const std::function<void(const explained_line &)> &take);
+/// With labels, values are in their forms.
+void for_each_line(const explanation &e, const labels *names,
+                   const std::function<void(const explained_line &)> &take);
 
 } // namespace vorl::inspect

@@ -18,8 +18,8 @@ constexpr const char *indent = "          ";
 
 class text_writer {
   public:
-    text_writer(const explanation &e, std::ostream &out, colours use)
-        : e_(e), out_(out), has_colours_(use == colours::terminal)
+    text_writer(const explanation &e, std::ostream &out, colours use, const labels *names)
+        : e_(e), out_(out), has_colours_(use == colours::terminal), names_(names)
     {
         for (const damage &d : e.damages)
             pending_.push_back(&d);
@@ -30,7 +30,7 @@ class text_writer {
     void write()
     {
         out_ << name_of(*e_.of) << ", " << e_.bytes.size() << " bytes\n";
-        for_each_line(e_, [this](const explained_line &line) {
+        for_each_line(e_, names_, [this](const explained_line &line) {
             write_line(line);
             write_damages(std::uint64_t{line.at} + line.size);
         });
@@ -84,9 +84,10 @@ class text_writer {
             const damage &d = *pending_[next_];
             // A receiver gets no further than the first, in the order of reading.
             const bool is_first = &d == e_.damages.data();
-            out_ << coloured(red, "  >>>>>>  " +
-                                      std::string(is_first ? "refused: " : "refused, too: ") +
-                                      (d.member.empty() ? "" : d.member + ": ") + d.what)
+            out_ << coloured(red,
+                             "  >>>>>>  " + std::string(is_first ? "refused: " : "refused, too: ") +
+                                 (d.member.empty() ? "" : path_text(d.member, d.label) + ": ") +
+                                 d.what)
                  << '\n'
                  << indent << d.rule << ": " << d.actual << ", where "
                  << (d.least == d.most ? std::to_string(d.most)
@@ -110,15 +111,16 @@ class text_writer {
     const explanation &e_;
     std::ostream &out_;
     bool has_colours_;
+    const labels *names_;
     std::vector<const damage *> pending_; ///< by offset
     std::size_t next_ = 0;
 };
 
 } // namespace
 
-void write_text(const explanation &e, std::ostream &out, colours use)
+void write_text(const explanation &e, std::ostream &out, colours use, const labels *names)
 {
-    text_writer(e, out, use).write();
+    text_writer(e, out, use, names).write();
 }
 
 } // namespace vorl::inspect

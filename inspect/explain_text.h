@@ -13,6 +13,7 @@ namespace vorl::inspect {
 enum class colours : bool { none, terminal };
 
 /// Of a long body the first 64 bytes are shown, and how many more there are.
-void write_text(const explanation &e, std::ostream &out, colours use);
+void write_text(const explanation &e, std::ostream &out, colours use,
+                const labels *names = nullptr);
 
 } // namespace vorl::inspect

@@ -47,7 +47,7 @@ worth judge(const catalogue::message_info &info, std::span<const std::uint8_t> b
     worth w{{&info, std::nullopt}, e.parts.size()};
     if (!e.damages.empty())
         w.c.why_not = e.damages[0];
-    for_each_line(e, [&w](const explained_line &line) {
+    for_each_line(e, nullptr, [&w](const explained_line &line) {
         if (std::string_view(line.what) == "stray")
             w.c.stray += line.size;
     });

@@ -19,7 +19,7 @@ import uuid
 from pathlib import Path
 
 # Debian's packages of header-only libraries that are compiled into a package's programs, with their licences.
-COMPILED_IN = {"vorl-srv6-tool": {"libcli11-dev": "BSD-3-Clause", "nlohmann-json3-dev": "MIT"}}
+COMPILED_IN = {"vorl-srv6-tool": {"libcli11-dev": "BSD-3-Clause", "nlohmann-json3-dev": "MIT", "libtomlplusplus-dev": "MIT"}}
 # What a package's files need and no package has.
 OF_THE_PLATFORM = {"libvorl-srv6-1": ["libkavrovorl.so"]}
 PURPOSES = {"libs": "LIBRARY", "net": "APPLICATION"} # of Debian's sections
@@ -83,7 +83,7 @@ def main():
     if path.is_relative_to(tree):
         excluded["packageVerificationCodeExcludedFiles"] = [f"./{path.relative_to(tree)}"]
 
-    declared = " AND ".join([licence, *COMPILED_IN.get(name, {}).values()])
+    declared = " AND ".join(dict.fromkeys([licence, *COMPILED_IN.get(name, {}).values()]))
     packages = [{
         "SPDXID": described,
         "name": name,

@@ -112,7 +112,7 @@ for deb in debs:
     same(f"what of the platform {name} needs", ["libkavrovorl.so"] if name == "libvorl-srv6-1" else [],
          related(bill, "HAS_PREREQUISITE"))
     is_tool = name == "vorl-srv6-tool"
-    same(f"what is compiled into {name}", ["libcli11-dev", "nlohmann-json3-dev"] if is_tool else [], related(bill, "STATIC_LINK"))
+    same(f"what is compiled into {name}", ["libcli11-dev", "libtomlplusplus-dev", "nlohmann-json3-dev"] if is_tool else [], related(bill, "STATIC_LINK"))
     same(f"licence of {name}", "LicenseRef-not-yet-given" + (" AND BSD-3-Clause AND MIT" if is_tool else ""),
          package["licenseDeclared"])
     same("the licence whose text it has", ["LicenseRef-not-yet-given"],

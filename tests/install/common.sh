@@ -22,4 +22,5 @@ include/vorl_srv6/srv6_sync.h"
 package_config="$LIBDIR/cmake/vorl_srv6/vorl_srv6-config-relwithdebinfo.cmake
 $LIBDIR/cmake/vorl_srv6/vorl_srv6-config-version.cmake
 $LIBDIR/cmake/vorl_srv6/vorl_srv6-config.cmake"
-tool_pages="vorl-decode.1 vorl-describe.1 vorl-encode.1 vorl-explain.1 vorl-list.1 vorl-recv.1 vorl-send.1 vorl.1"
+tool_pages="vorl-decode.1 vorl-describe.1 vorl-encode.1 vorl-explain.1 vorl-labels-check.1 vorl-labels-start.1
+vorl-labels.1 vorl-list.1 vorl-recv.1 vorl-send.1 vorl.1"

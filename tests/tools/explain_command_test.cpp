@@ -118,11 +118,11 @@ TEST_F(explain_command, json_has_every_byte_and_every_refusal)
     }
     EXPECT_EQ(all, "04000000f0ffffff0100000000000000030000000a001000040008001d000000");
     EXPECT_EQ(object["parts"][2].dump(),
-              R"({"at":8,"hex":"01000000","path":"f0","size":4,"text":"f0 uint32 = 1",)"
+              R"({"at":8,"hex":"01000000","label":"","path":"f0","size":4,"text":"f0 uint32 = 1",)"
               R"("value":"1","what":"value"})");
     EXPECT_EQ(
         object["refusals"].dump(),
-        R"([{"actual":37,"at":28,"hint":"","leads_to":33,"least":0,"log":null,"most":32,"path":"f2",)"
+        R"([{"actual":37,"at":28,"hint":"","label":"","leads_to":33,"least":0,"log":null,"most":32,"path":"f2",)"
         R"("rule":"field","size":2,"text":"uint32 of 4 bytes at 0x0021 passes the end of the )"
         R"(message, 0x0020"}])");
     EXPECT_EQ(object["more_refusals"], 0);
@@ -143,6 +143,53 @@ TEST_F(explain_command, has_colours_where_they_are_asked_for)
     EXPECT_NE(shell("TERM=xterm " + on_terminal).out.find("\033[31;1m"), std::string::npos);
     EXPECT_EQ(shell("TERM=xterm NO_COLOR=1 " + on_terminal).out.find("\033["), std::string::npos);
     EXPECT_EQ(shell("TERM=dumb " + on_terminal).out.find("\033["), std::string::npos);
+}
+
+TEST_F(explain_command, has_labels_in_paths_and_values)
+{
+    file("labels.toml",
+         "version = 1\n[srv6_bsid_fwd_key]\n"
+         "f0 = { name = \"policy\" }\n"
+         "f1 = { name = \"state\", form = \"enum\", values = { 0 = \"down\", 1 = \"up\" } }\n"
+         "f2 = { name = \"flags\", form = \"hex\" }\n");
+    file("hex", damaged);
+    const std::string command = "vorl explain --labels labels.toml --message srv6_bsid_fwd_key hex";
+    const outcome bad = shell(command);
+    EXPECT_EQ(bad.status, 1);
+    EXPECT_NE(bad.out.find("  0x0008  01 00 00 00             f0 (policy) uint32 = 1\n"
+                           "  0x000c  00 00 00 00             f1 (state) uint32 = down\n"),
+              std::string::npos)
+        << bad.out;
+    EXPECT_NE(bad.out.find("  0x001c  1d 00                   f2 (flags) is at 0x0021\n"
+                           "  >>>>>>  refused: f2 (flags): uint32 of 4 bytes at 0x0021 passes"),
+              std::string::npos)
+        << bad.out;
+    EXPECT_EQ(bad.err,
+              "hex:1: srv6_bsid_fwd_key: refused at offset 0x001c, f2 (flags): uint32 of 4 "
+              "bytes at 0x0021 passes the end of the message, 0x0020\n");
+    const auto object = nlohmann::json::parse(shell(command + " --json").out);
+    EXPECT_EQ(object["parts"][3]["label"], "state");
+    EXPECT_EQ(object["parts"][3]["value"], "down");
+    EXPECT_EQ(object["refusals"][0]["label"], "flags");
+    EXPECT_EQ(
+        shell("export VORL_LABELS=labels.toml; vorl explain --message srv6_bsid_fwd_key hex").out,
+        bad.out);
+}
+
+TEST_F(explain_command, has_the_labels_of_elements)
+{
+    const std::string object =
+        R"({"message":"srv6_localsid_fwd_update","f1":[{"f0":1},{"f5":"2001:db8:a001:5066::","f6":48}]})";
+    file("objects", object + "\n");
+    const std::string shown = shell("vorl encode objects | vorl explain --message "
+                                    "srv6_localsid_fwd_update --labels " VORL_TEST_LABELS)
+                                  .out;
+    EXPECT_NE(shown.find("f1[1].f6 (records[1].locator_length) uint16 = 48\n"), std::string::npos)
+        << shown;
+    EXPECT_NE(shown.find("f1[1].f5 (records[1].sid) = 2001:db8:a001:5066:: (locator "
+                         "2001:db8:a001::/48, function 0x5066)\n"),
+              std::string::npos)
+        << shown;
 }
 
 TEST_F(explain_command, guesses_are_a_list)

@@ -101,7 +101,7 @@ void tell(const message &m, std::span<const std::uint8_t> from,
         ASSERT_EQ(to_text(e.damages[0]), to_text(*why));
     }
     std::vector<bool> is_told(from.size());
-    inspect::for_each_line(e, [&](const inspect::explained_line &line) {
+    inspect::for_each_line(e, nullptr, [&](const inspect::explained_line &line) {
         std::fill_n(is_told.begin() + line.at, line.size, true);
     });
     ASSERT_EQ(std::count(is_told.begin(), is_told.end(), false), 0) << name_of(m);

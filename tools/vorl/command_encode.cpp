@@ -11,6 +11,7 @@
 #include "tools/vorl/find_message.h"
 #include "tools/vorl/frame_file.h"
 #include "tools/vorl/json_lines.h"
+#include "tools/vorl/labels_file.h"
 
 namespace vorl::commands {
 namespace {
@@ -42,8 +43,8 @@ class decoded {
 };
 
 /// False: refused. `place` is "FILE:LINE: ".
-bool decode_frame(const decode_options &options, const message &m, const bytes &frame,
-                  const std::string &place)
+bool decode_frame(const decode_options &options, const inspect::labels *labels, const message &m,
+                  const bytes &frame, const std::string &place)
 {
     // First without the records: bytes that are refused take no memory for those before the fault.
     std::optional<inspect::damage> why = inspect::first_damage(m, frame);
@@ -57,7 +58,7 @@ bool decode_frame(const decode_options &options, const message &m, const bytes &
     }
     const std::string line =
         json::format_record(m, record.data(),
-                            options.sparse ? json::zeros::omit : json::zeros::write) +
+                            options.sparse ? json::zeros::omit : json::zeros::write, labels) +
         '\n';
     write_out(line.data(), line.size());
     return true;
@@ -67,8 +68,9 @@ bool decode_frame(const decode_options &options, const message &m, const bytes &
 
 int encode(const encode_options &options)
 {
+    const chosen_labels labels(options.labels);
     json::input_file file(options.file);
-    json::line_reader lines(file);
+    json::line_reader lines(file, labels.get());
     bytes only; // of --binary, where nothing would tell one object from the next
     bool have_one = false;
     while (const std::optional<json::record> record = lines.next()) {
@@ -100,11 +102,15 @@ int encode(const encode_options &options)
 int decode(const decode_options &options)
 {
     if (options.explain)
-        return explain({.message = options.message, .form = options.form, .file = options.file});
+        return explain({.message = options.message,
+                        .form = options.form,
+                        .labels = options.labels,
+                        .file = options.file});
     const message &m = find_message_or_throw(options.message).data;
+    const chosen_labels labels(options.labels);
     const bool all_accepted =
         each_frame(options.file, options.form, [&](const std::string &place, const bytes &frame) {
-            return decode_frame(options, m, frame, place);
+            return decode_frame(options, labels.get(), m, frame, place);
         });
     return all_accepted ? 0 : 1;
 }

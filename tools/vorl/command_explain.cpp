@@ -8,6 +8,7 @@
 #include "tools/vorl/explain_json.h"
 #include "tools/vorl/find_message.h"
 #include "tools/vorl/frame_file.h"
+#include "tools/vorl/labels_file.h"
 
 namespace vorl::commands {
 namespace {
@@ -56,8 +57,8 @@ void write_guesses_json(const bytes &frame)
 }
 
 /// False: a receiver refuses the bytes.
-bool explain_frame(const explain_options &options, const message *m, const bytes &frame,
-                   const std::string &place)
+bool explain_frame(const explain_options &options, const inspect::labels *labels, const message *m,
+                   const bytes &frame, const std::string &place)
 {
     if (m == nullptr) {
         if (options.as_json)
@@ -66,12 +67,12 @@ bool explain_frame(const explain_options &options, const message *m, const bytes
             write_guesses(frame, place);
         return true;
     }
-    const inspect::explanation e = inspect::explain(*m, frame);
+    const inspect::explanation e = inspect::explain(*m, frame, labels);
     if (options.as_json)
-        json::write_explanation(e, std::cout);
+        json::write_explanation(e, labels, std::cout);
     else
         write_text(e, std::cout,
-                   options.in_colour ? inspect::colours::terminal : inspect::colours::none);
+                   options.in_colour ? inspect::colours::terminal : inspect::colours::none, labels);
     std::cout.flush();
     if (!e.damages.empty())
         std::cerr << place << name_of(*m) << ": refused at " << to_text(e.damages[0]) << '\n';
@@ -83,13 +84,14 @@ bool explain_frame(const explain_options &options, const message *m, const bytes
 int explain(const explain_options &options)
 {
     const message *const m = options.guess ? nullptr : &find_message_or_throw(options.message).data;
+    const chosen_labels labels(options.labels);
     bool is_first = true;
     const bool all_accepted =
         each_frame(options.file, options.form, [&](const std::string &place, const bytes &frame) {
             if (!is_first && !options.as_json)
                 std::cout << '\n';
             is_first = false;
-            const bool is_accepted = explain_frame(options, m, frame, place);
+            const bool is_accepted = explain_frame(options, labels.get(), m, frame, place);
             if (!std::cout)
                 throw std::runtime_error("vorl: standard output cannot be written");
             return is_accepted;

@@ -12,6 +12,7 @@
 #include "catalogue/catalogue.h"
 #include "tools/vorl/commands.h"
 #include "tools/vorl/find_message.h"
+#include "tools/vorl/labels_file.h"
 
 namespace vorl::commands {
 namespace {
@@ -44,6 +45,59 @@ void print_line(const message &m)
         is_fixed_size(m) ? std::to_string(catalogue::frame_length(m)) : "variable";
     std::printf("%-36s  %s  %6" PRIu32 "  %8s  %5" PRIu32 "\n", name_of(m), hex_id(m).c_str(),
                 m.record_size, frame.c_str(), m.slots.size);
+}
+
+/// Text in columns as wide as the widest of each.
+class columns {
+  public:
+    void add(std::vector<std::string> row)
+    {
+        widths_.resize(std::max(widths_.size(), row.size()));
+        for (std::size_t i = 0; i < row.size(); ++i)
+            widths_[i] = std::max(widths_[i], row[i].size());
+        rows_.push_back(std::move(row));
+    }
+    /// Each column with two blanks behind it.
+    std::string row(std::size_t index) const
+    {
+        std::string text;
+        for (std::size_t i = 0; i < widths_.size(); ++i) {
+            const std::string cell = i < rows_[index].size() ? rows_[index][i] : "";
+            text += cell + std::string(widths_[i] - cell.size() + 2, ' ');
+        }
+        return text;
+    }
+
+  private:
+    std::vector<std::vector<std::string>> rows_;
+    std::vector<std::size_t> widths_;
+};
+
+/// Heading and slots: their names, what labels say of them, their types.
+columns describe_slots(const message_info &info, const inspect::labels *labels)
+{
+    bool has_labels = false;
+    for (std::size_t i = 0; labels != nullptr && i < info.slots.size(); ++i)
+        has_labels = has_labels || labels->label_of(info.data, i) != nullptr;
+    columns shown;
+    const auto add = [&](std::vector<std::string> row, std::vector<std::string> label,
+                         std::string type) {
+        if (has_labels)
+            row.insert(row.end(), label.begin(), label.end());
+        row.push_back(std::move(type));
+        shown.add(std::move(row));
+    };
+    add({"slot"}, {"name", "unit", "form"}, "wire type");
+    for (std::size_t i = 0; i < info.slots.size(); ++i) {
+        const inspect::label *const as = has_labels ? labels->label_of(info.data, i) : nullptr;
+        std::vector<std::string> label(3);
+        if (as != nullptr)
+            label = {as->name, as->unit,
+                     as->shown_as == inspect::form::none ? ""
+                                                         : inspect::info_of(as->shown_as).name};
+        add({info.slots[i].name}, std::move(label), catalogue::type_text(info.data.slots[i]));
+    }
+    return shown;
 }
 
 /// Offsets that a slot has in the frame; a variable-size message has none.
@@ -83,9 +137,10 @@ int list(const list_options &options)
     return 0;
 }
 
-int describe(const std::string &name)
+int describe(const describe_options &options)
 {
-    const message_info &info = find_message_or_throw(name);
+    const message_info &info = find_message_or_throw(options.message);
+    const chosen_labels labels(options.labels);
     const message &m = info.data;
     const bool has_one_frame = is_fixed_size(m);
     std::printf("%s\n  %s\n\n", name_of(m), info.doc);
@@ -98,17 +153,13 @@ int describe(const std::string &name)
     else
         std::puts("  frame         variable size, measured per record\n");
 
-    int width = static_cast<int>(sizeof "wire type" - 1);
-    for (const slot &s : m.slots)
-        width = std::max(width, static_cast<int>(catalogue::type_text(s).size()));
-    std::printf("  slot  %-*s  record%s\n", width, "wire type",
-                has_one_frame ? "   table   frame" : "");
+    const columns shown = describe_slots(info, labels.get());
+    std::printf("  %srecord%s\n", shown.row(0).c_str(), has_one_frame ? "   table   frame" : "");
     for (std::size_t i = 0; i < m.slots.size; ++i) {
         const slot &s = m.slots[i];
         const catalogue::slot_text &text = info.slots[i];
-        std::printf("  %-4s  %-*s  %6" PRIu32 "%s", text.name, width,
-                    catalogue::type_text(s).c_str(), s.is_vector() ? s.count_at : s.record_at,
-                    frame_columns(m, i).c_str());
+        std::printf("  %s%6" PRIu32 "%s", shown.row(i + 1).c_str(),
+                    s.is_vector() ? s.count_at : s.record_at, frame_columns(m, i).c_str());
         if (s.is_vector())
             std::printf("   pointer at %" PRIu32, s.record_at);
         if (*text.doc != '\0')

@@ -11,6 +11,7 @@
 #include "platform/bus/receiver.h"
 #include "tools/vorl/commands.h"
 #include "tools/vorl/json_record.h"
+#include "tools/vorl/labels_file.h"
 #include "tools/vorl/library.h"
 #include "tools/vorl/library_log.h"
 
@@ -45,6 +46,7 @@ struct receiving_side {
 
 struct output {
     const recv_options *options = nullptr;
+    const inspect::labels *labels = nullptr;
     std::uint64_t received = 0;
     std::uint64_t refused = 0;
     std::map<std::string, std::uint64_t> refused_for; ///< by the rule
@@ -72,7 +74,7 @@ void handle(void *user, std::uint32_t msg_id, const void *record, std::uint32_t,
         return;
     }
     const std::string line = json::format_record(
-        m, record, out.options->sparse ? json::zeros::omit : json::zeros::write);
+        m, record, out.options->sparse ? json::zeros::omit : json::zeros::write, out.labels);
     if (std::fprintf(stdout, "%s\n", line.c_str()) < 0 || std::fflush(stdout) != 0)
         out.failed = true;
     ++out.received;
@@ -121,6 +123,7 @@ void stop_on_signals()
 
 int recv(const recv_options &options)
 {
+    const chosen_labels labels(options.labels);
     const library with("vorl recv");
     const receiving_side bus(with);
     if (!bus.is_complete())
@@ -138,6 +141,7 @@ int recv(const recv_options &options)
     const auto start = clock::now();
     output out;
     out.options = &options;
+    out.labels = labels.get();
     const auto is_over = [&] {
         const std::chrono::duration<double> passed = clock::now() - start;
         return stop_requested != 0 || out.failed ||

@@ -10,6 +10,7 @@
 #include "tools/vorl/find_message.h"
 #include "tools/vorl/frame_file.h"
 #include "tools/vorl/json_lines.h"
+#include "tools/vorl/labels_file.h"
 #include "tools/vorl/library.h"
 
 namespace vorl::commands {
@@ -117,8 +118,9 @@ int summary(std::uint64_t sent, std::uint64_t refused)
 
 int send_objects(const send_options &options)
 {
+    const chosen_labels labels(options.labels);
     json::input_file file(options.file);
-    json::line_reader lines(file);
+    json::line_reader lines(file, labels.get());
     library with("vorl send");
     register_senders(with);
     sender to_bus(with, options, lines);

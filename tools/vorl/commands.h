@@ -18,7 +18,11 @@ struct list_options {
 };
 int list(const list_options &options);
 
-int describe(const std::string &message);
+struct describe_options {
+    std::string message;
+    std::string labels; ///< this and those below: of --labels (tools/vorl/labels_file.h)
+};
+int describe(const describe_options &options);
 
 struct send_options {
     std::uint32_t dest = 0;
@@ -29,6 +33,7 @@ struct send_options {
     bool raw = false;
     std::string message; ///< of raw frames: name or identifier, known or not
     dump_options form;   ///< of raw frames
+    std::string labels;
     std::string file;
 };
 int send(const send_options &options);
@@ -39,12 +44,14 @@ struct recv_options {
     double timeout_seconds = -1;   ///< negative: none
     std::uint64_t queue_bytes = 0; ///< 0: the bus's own choice
     bool sparse = false;
+    std::string labels;
 };
 int recv(const recv_options &options);
 
 struct encode_options {
     bool packed = false;
     bool binary = false;
+    std::string labels;
     std::string file;
 };
 int encode(const encode_options &options);
@@ -55,6 +62,7 @@ struct explain_options {
     dump_options form;
     bool as_json = false;
     bool in_colour = false;
+    std::string labels;
     std::string file = "-";
 };
 int explain(const explain_options &options);
@@ -64,6 +72,7 @@ struct decode_options {
     dump_options form; ///< of the bytes
     bool explain = false;
     bool sparse = false;
+    std::string labels;
     std::string file;
 };
 int decode(const decode_options &options);

@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 
+#include "tools/vorl/command_labels.h"
 #include "tools/vorl/commands.h"
 #include "tools/vorl/dump_cli.h"
 
@@ -46,6 +47,7 @@ struct parsed_options {
     bool is_log = false;
     dump_options form;
     bool as_json = false;
+    std::string labels;
     std::string colour = "auto";
     std::vector<std::string> inputs;
 };
@@ -76,6 +78,7 @@ int run(const parsed_options &options)
                     .form = options.form,
                     .as_json = options.as_json,
                     .in_colour = in_colour(options.colour),
+                    .labels = options.labels,
                     .file = options.inputs.empty() ? "-" : options.inputs[0]});
 }
 
@@ -97,6 +100,7 @@ void add_explain(CLI::App &app, int &status)
     guess->excludes(message);
     log->excludes(message)->excludes(guess);
     add_dump_options(*command, options.form);
+    add_labels_option(*command, options.labels);
     command->add_flag("--json", options.as_json,
                       "One JSON object a frame, or a text of a log, on one line");
     command

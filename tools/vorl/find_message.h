@@ -5,8 +5,11 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "catalogue/catalogue.h"
+#include "inspect/did_you_mean.h"
 #include "tools/vorl/json_node.h"
 
 namespace vorl {
@@ -30,9 +33,16 @@ inline const catalogue::message_info &find_message_or_throw(const std::string &t
         if (const auto id = as_identifier(text))
             found = catalogue::find_message(*id);
     }
-    if (found == nullptr)
-        throw std::runtime_error("vorl: no message is called " + json::printable(text) +
-                                 "; 'vorl list' shows names and identifiers");
+    if (found == nullptr) {
+        std::vector<std::string_view> names;
+        for (const catalogue::package_info *package : catalogue::packages) {
+            for (const catalogue::message_info &info : package->messages)
+                names.push_back(name_of(info.data));
+        }
+        throw std::runtime_error(
+            "vorl: no message is called " + json::printable(text) + "; " +
+            did_you_mean_or(text, names, "'vorl list' shows names and identifiers"));
+    }
     return *found;
 }
 

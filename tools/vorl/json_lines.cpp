@@ -31,7 +31,7 @@ std::optional<record> line_reader::next()
         if (text_.find_first_not_of(" \t") == std::string::npos || text_[0] == '#')
             continue;
         try {
-            return parse_record(text_);
+            return parse_record(text_, names_);
         } catch (const input_error &error) {
             throw input_error(place(line_) + error.what());
         }

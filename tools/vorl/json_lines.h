@@ -29,9 +29,13 @@ class input_file {
 
 class line_reader {
   public:
-    /// `name` is what errors call the text.
-    line_reader(std::istream &text, std::string name) : stream_(text), name_(std::move(name)) {}
-    explicit line_reader(input_file &file) : line_reader(file.stream(), file.name()) {}
+    /// `name` is what errors call the text. The labels, if there are any, must outlive this.
+    line_reader(std::istream &text, std::string name, const inspect::labels *names = nullptr)
+        : stream_(text), name_(std::move(name)), names_(names)
+    {}
+    explicit line_reader(input_file &file, const inspect::labels *names = nullptr)
+        : line_reader(file.stream(), file.name(), names)
+    {}
 
     /// The next record; nothing at the end of the file. Throws input_error, "FILE:LINE: MEMBER:
     /// what is wrong; what to do"; the next call goes on with the line behind.
@@ -45,6 +49,7 @@ class line_reader {
   private:
     std::istream &stream_;
     std::string name_;
+    const inspect::labels *names_;
     std::size_t line_ = 0;
     std::string text_;
 };

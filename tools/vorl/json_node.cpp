@@ -2,14 +2,11 @@
 
 #include <nlohmann/json.hpp>
 
-#include "inspect/hex.h"
-
 namespace vorl::json {
 namespace {
 
 // Records nest four levels; deeper input is refused before recursion over it could hurt.
 constexpr std::size_t depth_limit = 16;
-constexpr std::size_t printable_limit = 160;
 
 /// Takes the parser's events; every event returns false to stop it.
 class tree_builder : public nlohmann::json_sax<nlohmann::json> {
@@ -115,24 +112,6 @@ node parse_json(std::string_view text)
     if (!nlohmann::json::sax_parse(text.begin(), text.end(), &builder))
         throw input_error(builder.error);
     return std::move(builder.root);
-}
-
-std::string printable(std::string_view text)
-{
-    std::string result;
-    for (const char c : text) {
-        if (result.size() >= printable_limit)
-            return result + "...";
-        const auto byte = static_cast<unsigned char>(c);
-        if (byte >= 0x20 && byte < 0x7F) {
-            result += c;
-        } else {
-            result += "\\x";
-            result += hex_digits[byte >> 4];
-            result += hex_digits[byte & 15];
-        }
-    }
-    return result;
 }
 
 } // namespace vorl::json

@@ -8,6 +8,8 @@
 #include <string_view>
 #include <vector>
 
+#include "inspect/printable.h"
+
 namespace vorl::json {
 
 /// Something wrong with a line: "MEMBER: what is wrong; what to do", one line, printable.
@@ -40,7 +42,6 @@ struct node {
 /// The tree of one JSON value. Throws input_error.
 node parse_json(std::string_view text);
 
-/// The text with everything but printable ASCII escaped, and cut when it is long.
-std::string printable(std::string_view text);
+using vorl::printable;
 
 } // namespace vorl::json

@@ -3,10 +3,11 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <limits>
 
-#include "inspect/hex.h"
 #include "catalogue/catalogue.h"
+#include "inspect/did_you_mean.h"
+#include "inspect/hex.h"
+#include "inspect/integers.h"
 #include "tools/vorl/json_record.h"
 
 namespace vorl::json {
@@ -36,7 +37,7 @@ void expect(const node &value, kind_type kind, const std::string &path, const st
 
 std::uint64_t read_integer(const node &value, std::size_t width, const std::string &path)
 {
-    const std::uint64_t limit = std::numeric_limits<std::uint64_t>::max() >> (64 - 8 * width);
+    const std::uint64_t limit = largest_integer(width);
     const std::string wanted = "a whole number from 0 to " + std::to_string(limit);
     if (value.kind == kind_type::other_number) {
         const std::string &text = value.text;
@@ -50,12 +51,6 @@ std::uint64_t read_integer(const node &value, std::size_t width, const std::stri
     if (value.number > limit)
         throw input_error(path, std::to_string(value.number) + " is out of range; give " + wanted);
     return value.number;
-}
-
-void store_integer(std::uint8_t *to, std::uint64_t value, std::size_t width)
-{
-    for (std::size_t i = 0; i < width; ++i)
-        to[i] = static_cast<std::uint8_t>(value >> (8 * i));
 }
 
 std::vector<std::uint8_t> read_hex(const node &value, const std::string &path)
@@ -112,42 +107,150 @@ void read_bytes(const node &value, std::uint32_t count, std::uint8_t *to, const 
 
 class record_reader {
   public:
-    explicit record_reader(record &owner) : owner_(owner) {}
+    record_reader(record &owner, const inspect::labels *names) : owner_(owner), names_(names) {}
 
     /// `prefix` is the path of the object with a full stop, or nothing for the line's own object.
     void read_members(const node &object, const message &type, std::uint8_t *to,
                       const std::string &prefix)
     {
         const catalogue::message_info &info = catalogue::info_of(type);
-        std::vector<bool> seen(type.slots.size);
+        std::vector<const node *> given(type.slots.size);
+        std::vector<prefix_length> lengths;
         for (const node &member : object.items) {
             if (prefix.empty() && member.name == "message")
                 continue;
             const std::string path = prefix + printable(member.name);
             const std::size_t slot = find_slot(info, member.name);
             if (slot == type.slots.size)
-                throw input_error(path, std::string("is no member of ") + name_of(type) +
-                                            "; its members are " + member_names(info));
-            if (seen[slot])
-                throw input_error(path, "is given twice; give it once");
-            seen[slot] = true;
-            read_slot(member, type.slots[slot], to, path);
+                throw input_error(path, std::string("is no member of ") + name_of(type) + "; " +
+                                            members_there_are(info, member.name));
+            if (given[slot] != nullptr)
+                throw input_error(path,
+                                  given[slot]->name == member.name
+                                      ? "is given twice; give it once"
+                                      : "is given as " + given[slot]->name + ", too; give it once");
+            given[slot] = &member;
+            const inspect::label *const as =
+                names_ == nullptr ? nullptr : names_->label_of(type, slot);
+            if (as == nullptr || !read_formed(member, *as, type.slots[slot], to, path, lengths))
+                read_slot(member, type.slots[slot], to, path);
         }
+        for (const prefix_length &length : lengths)
+            take_length(length, type, info, given, to);
     }
 
   private:
-    static std::size_t find_slot(const catalogue::message_info &info, const std::string &name)
+    /// The length in a prefix, which belongs into a slot of its own.
+    struct prefix_length {
+        const inspect::label *of;
+        std::uint64_t length;
+        const node *from;
+        std::string path;
+    };
+
+    std::size_t find_slot(const catalogue::message_info &info, const std::string &name) const
     {
-        std::size_t slot = 0;
-        while (slot < info.slots.size() && name != info.slots[slot].name)
-            ++slot;
-        return slot;
+        const std::size_t slot = catalogue::find_slot(info, name);
+        if (slot != info.slots.size() || names_ == nullptr)
+            return slot;
+        return names_->find_slot(info.data, name).value_or(slot);
     }
 
-    static std::string member_names(const catalogue::message_info &info)
+    std::string members_there_are(const catalogue::message_info &info,
+                                  const std::string &name) const
     {
-        const std::string first = info.slots.front().name;
-        return info.slots.size() == 1 ? first + " alone" : first + " to " + info.slots.back().name;
+        std::string all = "its members are " + catalogue::slot_range(info);
+        if (names_ == nullptr)
+            return all;
+        std::vector<std::string_view> labelled;
+        for (std::size_t slot = 0; slot < info.slots.size(); ++slot) {
+            if (const inspect::label *as = names_->label_of(info.data, slot))
+                labelled.emplace_back(as->name);
+        }
+        return did_you_mean_or(name, labelled, all + ", by these names or their labels'");
+    }
+
+    /// False: the value is not in the label's form, but may be what it is without a label.
+    static bool read_formed(const node &value, const inspect::label &as, const vorl::slot &slot,
+                            std::uint8_t *record, const std::string &path,
+                            std::vector<prefix_length> &lengths)
+    {
+        if (slot.is_vector() || slot.nested != nullptr)
+            return false;
+        std::uint8_t *const to = record + slot.record_at;
+        try {
+            if (value.kind == kind_type::array && inspect::is_list(as, slot)) {
+                read_list(value, as, slot, to, path);
+                return true;
+            }
+            if (value.kind != kind_type::text || is_plain_text(value.text, as, slot))
+                return false;
+            if (const auto length = inspect::read_text(as, slot, value.text, to))
+                lengths.push_back({&as, *length, &value, path});
+            return true;
+        } catch (const inspect::form_error &error) {
+            throw input_error(path, error.what());
+        }
+    }
+
+    /// The text is what is written without a label.
+    static bool is_plain_text(const std::string &text, const inspect::label &as,
+                              const vorl::slot &slot)
+    {
+        using inspect::form;
+        if (as.shown_as == form::none || as.shown_as == form::dec)
+            return true;
+        return slot.shape == slot_shape::array &&
+               (as.shown_as == form::hex ||
+                (slot.width == 1 && text.find(':') == std::string::npos));
+    }
+
+    /// Flags, or the numbers of an array.
+    static void read_list(const node &list, const inspect::label &as, const vorl::slot &slot,
+                          std::uint8_t *to, const std::string &path)
+    {
+        if (as.shown_as == inspect::form::flags) {
+            std::vector<std::string_view> parts;
+            for (const node &item : list.items) {
+                expect(item, kind_type::text, path, "the names of flags");
+                parts.emplace_back(item.text);
+            }
+            store_integer(to, inspect::read_flags(as, slot, parts), slot.width);
+            return;
+        }
+        if (list.items.size() != slot.count)
+            throw input_error(path, "has " + std::to_string(list.items.size()) +
+                                        " elements; give " + std::to_string(slot.count) +
+                                        " numbers");
+        for (std::size_t i = 0; i < list.items.size(); ++i) {
+            const node &item = list.items[i];
+            const bool is_hex = item.kind == kind_type::text && as.shown_as == inspect::form::hex;
+            store_integer(
+                to + i * slot.width,
+                is_hex ? inspect::read_hex_number(item.text, slot.width)
+                       : read_integer(item, slot.width, path + "[" + std::to_string(i) + "]"),
+                slot.width);
+        }
+    }
+
+    static void take_length(const prefix_length &length, const message &type,
+                            const catalogue::message_info &info, std::vector<const node *> &given,
+                            std::uint8_t *record)
+    {
+        const std::size_t at = length.of->length_slot;
+        const vorl::slot &holder = type.slots[at];
+        std::uint8_t *const to = record + holder.record_at;
+        if (length.length > largest_integer(holder.width))
+            throw input_error(length.path, "has a length of " + std::to_string(length.length) +
+                                               "; give at most " +
+                                               std::to_string(largest_integer(holder.width)));
+        if (given[at] != nullptr && load_integer(to, holder.width) != length.length)
+            throw input_error(length.path, "has a length of " + std::to_string(length.length) +
+                                               ", and " + info.slots[at].name + " is " +
+                                               std::to_string(load_integer(to, holder.width)) +
+                                               "; give one of them, or both the same");
+        given[at] = length.from; // a second prefix of the same slot is held to the first
+        store_integer(to, length.length, holder.width);
     }
 
     void read_slot(const node &value, const vorl::slot &slot, std::uint8_t *record,
@@ -214,6 +317,7 @@ class record_reader {
     }
 
     record &owner_;
+    const inspect::labels *names_;
 };
 
 const message &find_type(const node &object)
@@ -251,13 +355,13 @@ void record_array::push_back(const record &added)
     ++count_;
 }
 
-record parse_record(std::string_view json)
+record parse_record(std::string_view json, const inspect::labels *names)
 {
     const node object = parse_json(json);
     expect(object, kind_type::object, "line",
            R"(one JSON object, as in {"message":"srv6_localsid_fwd",...})");
     record result(find_type(object));
-    record_reader(result).read_members(object, result.type(), result.data(), "");
+    record_reader(result, names).read_members(object, result.type(), result.data(), "");
     return result;
 }
 

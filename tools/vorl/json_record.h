@@ -12,6 +12,8 @@
 //   array<table, N>       array of up to N objects, the rest zero; trailing zero ones not written
 //   vector<table>         array of objects
 //
+// With labels (docs/labels.md) members have their names and forms.
+//
 // A member that is missing is zero. An IPv6 address is the 16 bytes of the member in memory, which
 // are the address in network order.
 #pragma once
@@ -23,6 +25,7 @@
 #include <string_view>
 #include <vector>
 
+#include "inspect/labels.h"
 #include "serial/slot.h"
 #include "tools/vorl/json_node.h"
 
@@ -67,18 +70,17 @@ class record_array {
     std::uint32_t count_ = 0;
 };
 
-/// Throws input_error.
-record parse_record(std::string_view json);
+/// Members may be named as the labels name them, and have values in their forms. Throws
+/// input_error.
+record parse_record(std::string_view json, const inspect::labels *names = nullptr);
 
 enum class zeros : bool { omit, write };
 
 /// One line, without its end. A vector with a count but no pointer is written as an empty one.
-std::string format_record(const message &type, const void *record, zeros zero_members);
+std::string format_record(const message &type, const void *record, zeros zero_members,
+                          const inspect::labels *names = nullptr);
 
 /// The path of the first member in which two records differ, vectors by content; empty when equal.
 std::string first_difference(const message &type, const void *a, const void *b);
-
-/// The unsigned integer of `width` bytes at `from`.
-std::uint64_t load_integer(const std::uint8_t *from, std::size_t width);
 
 } // namespace vorl::json

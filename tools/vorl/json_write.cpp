@@ -6,8 +6,9 @@
 
 #include <nlohmann/json.hpp>
 
-#include "inspect/hex.h"
 #include "catalogue/catalogue.h"
+#include "inspect/hex.h"
+#include "inspect/integers.h"
 #include "tools/vorl/json_record.h"
 
 namespace vorl::json {
@@ -51,50 +52,6 @@ std::size_t without_trailing_zeros(const std::uint8_t *elements, std::size_t cou
     return count;
 }
 
-void write_members(tree &object, const message &type, const std::uint8_t *record,
-                   zeros zero_members);
-
-tree write_table(const message &type, const std::uint8_t *record, zeros zero_members)
-{
-    tree object = tree::object();
-    write_members(object, type, record, zero_members);
-    return object;
-}
-
-tree write_slot(const vorl::slot &slot, const std::uint8_t *record, zeros zero_members)
-{
-    const auto [data, all] = content_of(slot, record);
-    switch (slot.shape) {
-    case slot_shape::array: {
-        if (slot.width == 1)
-            return to_hex(data, without_trailing_zeros(data, all, 1));
-        if (all == 4) {
-            std::array<char, INET6_ADDRSTRLEN> text{};
-            inet_ntop(AF_INET6, data, text.data(), text.size());
-            return text.data();
-        }
-        tree words = tree::array();
-        for (std::size_t i = 0; i < all; ++i)
-            words.push_back(load_integer(data + 4 * i, 4));
-        return words;
-    }
-    case slot_shape::byte_vector: return to_hex(data, all);
-    case slot_shape::table: return write_table(*slot.nested, data, zero_members);
-    case slot_shape::table_array:
-    case slot_shape::table_vector: {
-        const std::size_t size = slot.nested->record_size;
-        const std::size_t count =
-            slot.shape == slot_shape::table_array ? without_trailing_zeros(data, all, size) : all;
-        tree elements = tree::array();
-        for (std::size_t i = 0; i < count; ++i)
-            elements.push_back(write_table(*slot.nested, data + i * size, zero_members));
-        return elements;
-    }
-    case slot_shape::scalar: break;
-    }
-    return load_integer(data, slot.width);
-}
-
 bool is_zero_slot(const vorl::slot &slot, const std::uint8_t *record)
 {
     const auto [data, count] = content_of(slot, record);
@@ -104,32 +61,112 @@ bool is_zero_slot(const vorl::slot &slot, const std::uint8_t *record)
     return is_zero(data, count * (slot.nested != nullptr ? slot.nested->record_size : slot.width));
 }
 
-void write_members(tree &object, const message &type, const std::uint8_t *record,
-                   zeros zero_members)
-{
-    const catalogue::message_info &info = catalogue::info_of(type);
-    for (std::size_t i = 0; i < info.slots.size(); ++i) {
-        const vorl::slot &slot = type.slots[i];
-        if (zero_members == zeros::write || !is_zero_slot(slot, record))
-            object[info.slots[i].name] = write_slot(slot, record, zero_members);
+class record_writer {
+  public:
+    record_writer(zeros zero_members, const inspect::labels *names)
+        : zero_members_(zero_members), names_(names)
+    {}
+
+    void write_members(tree &object, const message &type, const std::uint8_t *record) const
+    {
+        const catalogue::message_info &info = catalogue::info_of(type);
+        for (std::size_t i = 0; i < info.slots.size(); ++i) {
+            const vorl::slot &slot = type.slots[i];
+            if (zero_members_ == zeros::omit && is_zero_slot(slot, record))
+                continue;
+            const inspect::label *const as =
+                names_ == nullptr ? nullptr : names_->label_of(type, i);
+            const char *const name =
+                as == nullptr || as->name.empty() ? info.slots[i].name : as->name.c_str();
+            std::optional<tree> formed;
+            if (as != nullptr)
+                formed = write_formed(*as, type, slot, record);
+            object[name] = formed ? *std::move(formed) : write_slot(slot, record);
+        }
     }
-}
+
+  private:
+    /// Nothing: the value is written as without a label.
+    static std::optional<tree> write_formed(const inspect::label &as, const message &type,
+                                            const vorl::slot &slot, const std::uint8_t *record)
+    {
+        const std::uint8_t *const data = record + slot.record_at;
+        if (as.shown_as == inspect::form::dec) {
+            if (slot.shape == slot_shape::array)
+                return write_words(data, slot.count);
+            return std::nullopt;
+        }
+        if (inspect::is_list(as, slot))
+            return tree(inspect::list_of(as, slot, data));
+        std::optional<std::uint64_t> length;
+        if (as.shown_as == inspect::form::prefix) {
+            const vorl::slot &holder = type.slots[as.length_slot];
+            length = load_integer(record + holder.record_at, holder.width);
+        }
+        if (const auto text = inspect::text_of(as, slot, data, length))
+            return tree(*text);
+        return std::nullopt;
+    }
+
+    static tree write_words(const std::uint8_t *words, std::size_t count)
+    {
+        tree array = tree::array();
+        for (std::size_t i = 0; i < count; ++i)
+            array.push_back(load_integer(words + 4 * i, 4));
+        return array;
+    }
+
+    tree write_table(const message &type, const std::uint8_t *record) const
+    {
+        tree object = tree::object();
+        write_members(object, type, record);
+        return object;
+    }
+
+    tree write_slot(const vorl::slot &slot, const std::uint8_t *record) const
+    {
+        const auto [data, all] = content_of(slot, record);
+        switch (slot.shape) {
+        case slot_shape::array: {
+            if (slot.width == 1)
+                return to_hex(data, without_trailing_zeros(data, all, 1));
+            if (all != 4)
+                return write_words(data, all);
+            std::array<char, INET6_ADDRSTRLEN> text{};
+            inet_ntop(AF_INET6, data, text.data(), text.size());
+            return text.data();
+        }
+        case slot_shape::byte_vector: return to_hex(data, all);
+        case slot_shape::table: return write_table(*slot.nested, data);
+        case slot_shape::table_array:
+        case slot_shape::table_vector: {
+            const std::size_t size = slot.nested->record_size;
+            const std::size_t count = slot.shape == slot_shape::table_array
+                                          ? without_trailing_zeros(data, all, size)
+                                          : all;
+            tree elements = tree::array();
+            for (std::size_t i = 0; i < count; ++i)
+                elements.push_back(write_table(*slot.nested, data + i * size));
+            return elements;
+        }
+        case slot_shape::scalar: break;
+        }
+        return load_integer(data, slot.width);
+    }
+
+    zeros zero_members_;
+    const inspect::labels *names_;
+};
 
 } // namespace
 
-std::uint64_t load_integer(const std::uint8_t *from, std::size_t width)
-{
-    std::uint64_t value = 0;
-    for (std::size_t i = 0; i < width; ++i)
-        value |= std::uint64_t{from[i]} << (8 * i);
-    return value;
-}
-
-std::string format_record(const message &type, const void *record, zeros zero_members)
+std::string format_record(const message &type, const void *record, zeros zero_members,
+                          const inspect::labels *names)
 {
     tree object = tree::object();
     object["message"] = name_of(type);
-    write_members(object, type, static_cast<const std::uint8_t *>(record), zero_members);
+    record_writer(zero_members, names)
+        .write_members(object, type, static_cast<const std::uint8_t *>(record));
     return object.dump();
 }
 

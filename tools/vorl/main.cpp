@@ -5,6 +5,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "tools/vorl/command_labels.h"
 #include "tools/vorl/commands.h"
 #include "tools/vorl/dump_cli.h"
 #include "tools/vorl/explain_options.h"
@@ -47,12 +48,15 @@ void add_list(CLI::App &app, int &status)
 
 void add_describe(CLI::App &app, int &status)
 {
-    static std::string message;
+    static describe_options options;
     CLI::App *command = app.add_subcommand(
         "describe", "Show a message: its slots, wire types, offsets, sizes and identifier");
-    command->add_option("MESSAGE", message, "Name, or identifier, decimal or as 0x and hex digits")
+    command
+        ->add_option("MESSAGE", options.message,
+                     "Name, or identifier, decimal or as 0x and hex digits")
         ->required();
-    command->callback([&status] { status = describe(message); });
+    add_labels_option(*command, options.labels);
+    command->callback([&status] { status = describe(options); });
 }
 
 void add_send(CLI::App &app, int &status)
@@ -81,6 +85,7 @@ void add_send(CLI::App &app, int &status)
             "first time that a send is refused until one is accepted")
         ->check(CLI::Range(0.0, 86400.0))
         ->capture_default_str();
+    add_labels_option(*command, options.labels);
     CLI::Option *raw = command->add_flag(
         "--raw", options.raw, "FILE holds frames, which are sent as they are, damaged or not");
     raw->excludes(batch);
@@ -121,6 +126,7 @@ void add_recv(CLI::App &app, int &status)
                      "Bound of the bytes accepted and not yet written; the bus's own unless given")
         ->check(CLI::Range(std::uint64_t{1}, std::numeric_limits<std::uint64_t>::max()));
     command->add_flag("--sparse", options.sparse, "Leave out members that are zero");
+    add_labels_option(*command, options.labels);
     command->footer(std::string(R"(
 Ends after --count, after --timeout, or at SIGINT or SIGTERM; everything accepted until then is
 written first. Each line is flushed. A frame that the library refuses is reported on standard error
@@ -148,6 +154,7 @@ void add_encode(CLI::App &app, int &status)
                options.packed);
     add_choice(*command, "--hex", "One line of hex digits an object", "--binary",
                "The bytes themselves, of one object", options.binary);
+    add_labels_option(*command, options.labels);
     command->add_option("FILE", options.file, "JSON objects, one a line; - for standard input")
         ->required();
     command->footer(std::string(R"(
@@ -169,6 +176,7 @@ void add_decode(CLI::App &app, int &status)
     add_dump_options(*command, options.form);
     command->add_flag("--explain", options.explain, "As the command explain");
     command->add_flag("--sparse", options.sparse, "Leave out members that are zero");
+    add_labels_option(*command, options.labels);
     command->add_option("FILE", options.file, "The bytes, a frame or packed; - for standard input")
         ->required();
     command->footer(std::string(dump_help) + R"(
@@ -204,6 +212,7 @@ int run(int argc, char **argv)
     add_encode(app, status);
     add_decode(app, status);
     add_explain(app, status);
+    add_labels(app, status);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
