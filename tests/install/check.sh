@@ -101,7 +101,7 @@ manual)
         pages="$pages man1/$page"
         command=${page#vorl}
         command=${command%.1}
-        run "$tree/bin/vorl" ${command#-} --help | sed 's/^ *//; s/  */ /g; /^$/d' >"$work/${page%.1}.expected"
+        run "$tree/bin/vorl" ${command//-/ } --help | sed 's/^ *//; s/  */ /g; /^$/d' >"$work/${page%.1}.expected"
         [ "$(wc -l <"$work/${page%.1}.expected")" -ge 5 ] || fail "vorl ${command#-} --help says next to nothing"
     done
     # From the second paragraph of the first comment to its end.
@@ -137,7 +137,7 @@ completion)
     printf '#!/bin/sh\nexec %s "%s" "$@"\n' "$EMULATOR" "$tree/bin/vorl" >"$work/bin/vorl"
     chmod +x "$work/bin/vorl"
     same "commands with d" "decode describe" "$(complete_line vorl d)"
-    same "all commands" "$(printf '%s\n' $tool_pages | sed -n 's/^vorl-\(.*\)\.1$/\1/p' | xargs)" "$(complete_line vorl '')"
+    same "all commands" "$(printf '%s\n' $tool_pages | sed -n 's/^vorl-\([a-z]*\)\.1$/\1/p' | xargs)" "$(complete_line vorl '')"
     same "options of send with --k" "--keep-going" "$(complete_line vorl send --k)"
     same "options of the program" "--help --version" "$(complete_line vorl --)"
     same "messages" "srv6_localsid_fwd srv6_localsid_fwd_delete srv6_localsid_fwd_key srv6_localsid_fwd_update" \
