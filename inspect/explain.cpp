@@ -130,14 +130,21 @@ class walker {
                 continue;
             }
             const auto to = static_cast<std::uint32_t>(position);
-            const auto [known, is_new] =
-                seen_.insert({{to, &m}, static_cast<std::uint32_t>(e_.tables.size())});
-            if (is_new)
+            const auto index = static_cast<std::uint32_t>(e_.tables.size());
+            if (!keeps_parts_) {
+                // Nobody asks for the tables behind this one.
                 e_.tables.push_back({&m, to, parent, slot, i});
+                walk_table(index, table_role::non_root, at);
+                e_.tables.pop_back();
+                continue;
+            }
+            const auto [known, is_new] = seen_.insert({{to, &m}, index});
             note(what, at, word_size, position, slot, i, known->second);
             // What was read before reads the same again.
-            if (is_new)
-                walk_table(known->second, table_role::non_root, at);
+            if (!is_new)
+                continue;
+            e_.tables.push_back({&m, to, parent, slot, i});
+            walk_table(index, table_role::non_root, at);
         }
     }
 

@@ -56,11 +56,9 @@ bool decode_frame(const decode_options &options, const inspect::labels *labels, 
                   << "; vorl explain shows the bytes\n";
         return false;
     }
-    const std::string line =
-        json::format_record(m, record.data(),
-                            options.sparse ? json::zeros::omit : json::zeros::write, labels) +
-        '\n';
-    write_out(line.data(), line.size());
+    json::write_record(m, record.data(), options.sparse ? json::zeros::omit : json::zeros::write,
+                       labels, [](std::string_view part) { write_out(part.data(), part.size()); });
+    write_out("\n", 1);
     return true;
 }
 

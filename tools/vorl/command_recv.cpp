@@ -73,9 +73,11 @@ void handle(void *user, std::uint32_t msg_id, const void *record, std::uint32_t,
                      to_text(*why).c_str(), to_hex(bytes, frame_length).c_str());
         return;
     }
-    const std::string line = json::format_record(
-        m, record, out.options->sparse ? json::zeros::omit : json::zeros::write, out.labels);
-    if (std::fprintf(stdout, "%s\n", line.c_str()) < 0 || std::fflush(stdout) != 0)
+    json::write_record(
+        m, record, out.options->sparse ? json::zeros::omit : json::zeros::write, out.labels,
+        [](std::string_view part) { std::fwrite(part.data(), 1, part.size(), stdout); });
+    std::fputc('\n', stdout);
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
         out.failed = true;
     ++out.received;
 }

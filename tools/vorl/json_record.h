@@ -20,6 +20,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -76,7 +77,15 @@ record parse_record(std::string_view json, const inspect::labels *names = nullpt
 
 enum class zeros : bool { omit, write };
 
-/// One line, without its end. A vector with a count but no pointer is written as an empty one.
+/// Takes a text in pieces.
+using text_sink = std::function<void(std::string_view part)>;
+
+/// Writes one line, without its end. A vector with a count but no pointer is written as an empty
+/// one. However large the record, little of the text is in memory at a time.
+void write_record(const message &type, const void *record, zeros zero_members,
+                  const inspect::labels *names, const text_sink &to);
+
+/// The same in one piece.
 std::string format_record(const message &type, const void *record, zeros zero_members,
                           const inspect::labels *names = nullptr);
 

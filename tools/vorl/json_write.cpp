@@ -14,7 +14,7 @@
 namespace vorl::json {
 namespace {
 
-using tree = nlohmann::ordered_json;
+using tree = nlohmann::json;
 
 /// What a slot holds in a record: integers, bytes or records.
 struct content {
@@ -61,13 +61,34 @@ bool is_zero_slot(const vorl::slot &slot, const std::uint8_t *record)
     return is_zero(data, count * (slot.nested != nullptr ? slot.nested->record_size : slot.width));
 }
 
+/// Writes objects piece by piece, so that a vector of a million records takes no more memory than the
+/// piece that is being written.
 class record_writer {
   public:
-    record_writer(zeros zero_members, const inspect::labels *names)
-        : zero_members_(zero_members), names_(names)
+    record_writer(zeros zero_members, const inspect::labels *names, const text_sink &to)
+        : zero_members_(zero_members), names_(names), to_(to)
     {}
 
-    void write_members(tree &object, const message &type, const std::uint8_t *record) const
+    void write(const message &type, const std::uint8_t *record)
+    {
+        text_ = R"({"message":")" + std::string(name_of(type)) + '"';
+        write_members(type, record, true);
+        text_ += '}';
+        to_(text_);
+    }
+
+  private:
+    static constexpr std::size_t piece = 1 << 16;
+
+    void pass_on()
+    {
+        if (text_.size() < piece)
+            return;
+        to_(text_);
+        text_.clear();
+    }
+
+    void write_members(const message &type, const std::uint8_t *record, bool is_continued)
     {
         const catalogue::message_info &info = catalogue::info_of(type);
         for (std::size_t i = 0; i < info.slots.size(); ++i) {
@@ -76,98 +97,129 @@ class record_writer {
                 continue;
             const inspect::label *const as =
                 names_ == nullptr ? nullptr : names_->label_of(type, i);
-            const char *const name =
-                as == nullptr || as->name.empty() ? info.slots[i].name : as->name.c_str();
-            std::optional<tree> formed;
-            if (as != nullptr)
-                formed = write_formed(*as, type, slot, record);
-            object[name] = formed ? *std::move(formed) : write_slot(slot, record);
+            // Names are letters, digits and underscores.
+            text_ += is_continued ? ",\"" : "\"";
+            text_ += as == nullptr || as->name.empty() ? info.slots[i].name : as->name.c_str();
+            text_ += "\":";
+            is_continued = true;
+            if (as == nullptr || !write_formed(*as, type, slot, record))
+                write_slot(slot, record);
         }
     }
 
-  private:
-    /// Nothing: the value is written as without a label.
-    static std::optional<tree> write_formed(const inspect::label &as, const message &type,
-                                            const vorl::slot &slot, const std::uint8_t *record)
+    /// False: the value is written as without a label.
+    bool write_formed(const inspect::label &as, const message &type, const vorl::slot &slot,
+                      const std::uint8_t *record)
     {
         const std::uint8_t *const data = record + slot.record_at;
         if (as.shown_as == inspect::form::dec) {
-            if (slot.shape == slot_shape::array)
-                return write_words(data, slot.count);
-            return std::nullopt;
+            if (slot.shape != slot_shape::array)
+                return false;
+            write_words(data, slot.count);
+            return true;
         }
-        if (inspect::is_list(as, slot))
-            return tree(inspect::list_of(as, slot, data));
+        if (inspect::is_list(as, slot)) {
+            text_ += tree(inspect::list_of(as, slot, data)).dump();
+            return true;
+        }
         std::optional<std::uint64_t> length;
         if (as.shown_as == inspect::form::prefix) {
             const vorl::slot &holder = type.slots[as.length_slot];
             length = load_integer(record + holder.record_at, holder.width);
         }
-        if (const auto text = inspect::text_of(as, slot, data, length))
-            return tree(*text);
-        return std::nullopt;
+        const auto formed = inspect::text_of(as, slot, data, length);
+        if (formed)
+            text_ += tree(*formed).dump();
+        return formed.has_value();
     }
 
-    static tree write_words(const std::uint8_t *words, std::size_t count)
+    void write_words(const std::uint8_t *words, std::size_t count)
     {
-        tree array = tree::array();
+        text_ += '[';
         for (std::size_t i = 0; i < count; ++i)
-            array.push_back(load_integer(words + 4 * i, 4));
-        return array;
+            text_ += (i == 0 ? "" : ",") + std::to_string(load_integer(words + 4 * i, 4));
+        text_ += ']';
     }
 
-    tree write_table(const message &type, const std::uint8_t *record) const
+    void write_table(const message &type, const std::uint8_t *record)
     {
-        tree object = tree::object();
-        write_members(object, type, record);
-        return object;
+        text_ += '{';
+        write_members(type, record, false);
+        text_ += '}';
+        pass_on();
     }
 
-    tree write_slot(const vorl::slot &slot, const std::uint8_t *record) const
+    void write_tables(const message &type, const std::uint8_t *records, std::size_t count)
+    {
+        text_ += '[';
+        for (std::size_t i = 0; i < count; ++i) {
+            if (i != 0)
+                text_ += ',';
+            write_table(type, records + i * type.record_size);
+        }
+        text_ += ']';
+    }
+
+    void write_hex(const std::uint8_t *data, std::size_t count)
+    {
+        text_ += '"';
+        for (std::size_t i = 0; i < count; i += piece) {
+            text_ += to_hex(data + i, std::min(count - i, piece));
+            pass_on();
+        }
+        text_ += '"';
+    }
+
+    void write_slot(const vorl::slot &slot, const std::uint8_t *record)
     {
         const auto [data, all] = content_of(slot, record);
         switch (slot.shape) {
-        case slot_shape::array: {
+        case slot_shape::array:
             if (slot.width == 1)
-                return to_hex(data, without_trailing_zeros(data, all, 1));
-            if (all != 4)
-                return write_words(data, all);
-            std::array<char, INET6_ADDRSTRLEN> text{};
-            inet_ntop(AF_INET6, data, text.data(), text.size());
-            return text.data();
-        }
-        case slot_shape::byte_vector: return to_hex(data, all);
-        case slot_shape::table: return write_table(*slot.nested, data);
+                write_hex(data, without_trailing_zeros(data, all, 1));
+            else if (all == 4)
+                write_address(data);
+            else
+                write_words(data, all);
+            break;
+        case slot_shape::byte_vector: write_hex(data, all); break;
+        case slot_shape::table: write_table(*slot.nested, data); break;
         case slot_shape::table_array:
-        case slot_shape::table_vector: {
-            const std::size_t size = slot.nested->record_size;
-            const std::size_t count = slot.shape == slot_shape::table_array
-                                          ? without_trailing_zeros(data, all, size)
-                                          : all;
-            tree elements = tree::array();
-            for (std::size_t i = 0; i < count; ++i)
-                elements.push_back(write_table(*slot.nested, data + i * size));
-            return elements;
+            write_tables(*slot.nested, data,
+                         without_trailing_zeros(data, all, slot.nested->record_size));
+            break;
+        case slot_shape::table_vector: write_tables(*slot.nested, data, all); break;
+        case slot_shape::scalar: text_ += std::to_string(load_integer(data, slot.width)); break;
         }
-        case slot_shape::scalar: break;
-        }
-        return load_integer(data, slot.width);
+    }
+
+    void write_address(const std::uint8_t *address)
+    {
+        std::array<char, INET6_ADDRSTRLEN> text{};
+        inet_ntop(AF_INET6, address, text.data(), text.size());
+        text_ += '"' + std::string(text.data()) + '"';
     }
 
     zeros zero_members_;
     const inspect::labels *names_;
+    const text_sink &to_;
+    std::string text_; ///< written and not passed on yet
 };
 
 } // namespace
 
+void write_record(const message &type, const void *record, zeros zero_members,
+                  const inspect::labels *names, const text_sink &to)
+{
+    record_writer(zero_members, names, to).write(type, static_cast<const std::uint8_t *>(record));
+}
+
 std::string format_record(const message &type, const void *record, zeros zero_members,
                           const inspect::labels *names)
 {
-    tree object = tree::object();
-    object["message"] = name_of(type);
-    record_writer(zero_members, names)
-        .write_members(object, type, static_cast<const std::uint8_t *>(record));
-    return object.dump();
+    std::string all;
+    write_record(type, record, zero_members, names, [&all](std::string_view part) { all += part; });
+    return all;
 }
 
 std::string first_difference(const message &type, const void *a, const void *b)
