@@ -183,8 +183,11 @@ class walker {
             note(part::kind::count, step.at, word_size, 0, step.slot);
             const auto elements = static_cast<std::uint32_t>(step.to);
             cut_ = {elements, std::min(word(step.at), (from_.len - elements) / element_size(s))};
-            if (s.nested == nullptr && cut_.count != 0)
+            if (s.nested == nullptr && cut_.count != 0) {
                 note(part::kind::values, elements, cut_.count * s.width, 0, step.slot);
+                if (keeps_parts_ && !e_.is_cut)
+                    e_.parts.back().is_partial = true;
+            }
         }
         add(refused_slot(from_, *table_, role_, step, member_path(e_, in_, step.slot)),
             member_path(e_, in_, step.slot, names_));
@@ -220,7 +223,7 @@ class walker {
         if (!keeps_parts_)
             return;
         if (e_.parts.size() < most_parts)
-            e_.parts.push_back({what, at, size, in_, slot, element, leads_to, target});
+            e_.parts.push_back({what, false, at, size, in_, slot, element, leads_to, target});
         else
             e_.is_cut = true;
     }

@@ -35,6 +35,7 @@ struct part {
         element,
     };
     kind what;
+    bool is_partial = false; ///< of values: as many as there are, of a body that is refused
     std::uint32_t at;
     std::uint32_t size;
     std::uint32_t table;    ///< index of the table that it belongs to

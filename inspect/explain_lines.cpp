@@ -164,7 +164,7 @@ class lines {
             text = "padding";
         else if (!e_.damages.empty())
             text = "nothing that can be read leads to these bytes";
-        take_({told_, static_cast<std::uint32_t>(stray.size()), is_padding ? "padding" : "stray",
+        take_({told_, static_cast<std::uint32_t>(stray.size()), 0, is_padding ? "padding" : "stray",
                "", "", text, std::nullopt, ""});
         told_ = to;
     }
@@ -172,10 +172,11 @@ class lines {
     void line(const part &p, const char *what, const place &of, std::string text,
               std::string value = "")
     {
-        if (p.at < told_)
+        const std::uint32_t overlap = p.at < told_ ? std::min(told_ - p.at, p.size) : 0;
+        if (overlap != 0)
             text += " (overlaps bytes above)";
         told_ = std::max(told_, p.at + p.size);
-        take_({p.at, p.size, what, of.path, of.label, std::move(text),
+        take_({p.at, p.size, overlap, what, of.path, of.label, std::move(text),
                p.leads_to == 0 ? std::nullopt : std::optional(p.leads_to), std::move(value)});
     }
 

@@ -29,54 +29,49 @@ bool is_as_written(const message &m, std::span<const std::uint8_t> bytes)
     return is_same;
 }
 
-/// Both are compared: more is better.
-struct worth {
-    candidate c;
-    std::size_t parts; ///< what was found in the bytes
-    auto rank() const
-    {
-        return std::tuple(!c.why_not, c.is_as_written, c.has_its_slots, -std::int64_t(c.stray),
-                          c.why_not ? parts : 0);
-    }
-};
+/// A refusal weighs as much as so many bytes that nothing leads to. Damaged bytes of a long message
+/// are then rather that message, damaged, than a short one with much behind it.
+constexpr std::uint64_t bytes_of_a_refusal = 16;
 
-worth judge(const catalogue::message_info &info, std::span<const std::uint8_t> bytes)
+/// Less is better.
+auto rank(const candidate &c)
+{
+    return std::tuple(!c.is_as_written, c.stray + (c.why_not ? bytes_of_a_refusal : 0),
+                      !c.has_its_slots);
+}
+
+candidate judge(const catalogue::message_info &info, std::span<const std::uint8_t> bytes)
 {
     const message &m = info.data;
     const explanation e = explain(m, bytes);
-    worth w{{&info, std::nullopt}, e.parts.size()};
+    candidate c;
+    c.info = &info;
     if (!e.damages.empty())
-        w.c.why_not = e.damages[0];
-    for_each_line(e, nullptr, [&w](const explained_line &line) {
-        if (std::string_view(line.what) == "stray")
-            w.c.stray += line.size;
+        c.why_not = e.damages[0];
+    for_each_line(e, nullptr, [&c](const explained_line &line) {
+        c.stray += std::string_view(line.what) == "stray" ? line.size : line.overlap;
     });
     for (const part &p : e.parts) {
+        c.stray += p.is_partial ? p.size : 0;
         if (p.what == part::kind::vtable && p.table == 0)
-            w.c.has_its_slots = p.size == vtable_length(m);
+            c.has_its_slots = p.size == vtable_length(m);
     }
-    w.c.is_as_written = !w.c.why_not && is_as_written(m, bytes);
-    return w;
+    c.is_as_written = !c.why_not && is_as_written(m, bytes);
+    return c;
 }
 
 } // namespace
 
 std::vector<candidate> guess(std::span<const std::uint8_t> bytes)
 {
-    std::vector<worth> all;
+    std::vector<candidate> all;
     for (const catalogue::package_info *package : catalogue::packages) {
         for (const catalogue::message_info &info : package->messages)
             all.push_back(judge(info, bytes));
     }
     std::stable_sort(all.begin(), all.end(),
-                     [](const worth &a, const worth &b) { return a.rank() > b.rank(); });
-    const bool any_accepts = !all.empty() && !all[0].c.why_not;
-    std::vector<candidate> found;
-    for (worth &w : all) {
-        if (!any_accepts || !w.c.why_not)
-            found.push_back(std::move(w.c));
-    }
-    return found;
+                     [](const candidate &a, const candidate &b) { return rank(a) < rank(b); });
+    return all;
 }
 
 } // namespace vorl::inspect

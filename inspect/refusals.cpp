@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <limits>
 #include <utility>
+#include <vector>
 
 #include "catalogue/catalogue.h"
 #include "runtime/log.h"
@@ -41,6 +42,24 @@ std::string and_hex(std::uint64_t position)
 std::string range(std::uint64_t least, std::uint64_t most)
 {
     return ", which is not from " + std::to_string(least) + " to " + std::to_string(most);
+}
+
+/// Where one of the two writers would have put the vtable of the table at `table`, if one of that
+/// length is there. Empty: none is.
+std::string vtable_hint(received from, const message &m, std::uint32_t table)
+{
+    const std::int64_t length = vtable_length(m);
+    std::vector<std::int64_t> soffsets = {length}; // packed: right before the table
+    if (is_fixed_size(m))
+        soffsets.push_back(std::int64_t{frame_table_at} - frame_layout_of(m).vtable_at);
+    for (const std::int64_t soffset : soffsets) {
+        const std::int64_t at = std::int64_t{table} - soffset;
+        if (at >= word_size && at <= std::int64_t{from.len} - word_size &&
+            load<byte_order::native, std::uint16_t>(from.bytes + at) == length)
+            return "a vtable of its length is at " + offset_text(static_cast<std::uint64_t>(at)) +
+                   ": the four bytes should be " + std::to_string(soffset);
+    }
+    return "";
 }
 
 std::uint32_t reversed(std::uint32_t value) { return __builtin_bswap32(value); }
@@ -104,6 +123,7 @@ damage refused_table(received from, table_check check, table_role role, const me
         d.least = word_size;
         d.most = last;
         d.what = "the vtable of " + name + " would be at " + and_hex(d.actual) + range(4, last);
+        d.hint = vtable_hint(from, m, numbers.table);
         break;
     case table_check::vtable_length:
         d.rule = "vtable length";

@@ -232,12 +232,11 @@ TEST_F(commands, decode_says_why_a_frame_is_refused)
     const outcome bad = shell("vorl decode --message srv6_bsid_fwd_key hex");
     EXPECT_EQ(bad.status, 1);
     EXPECT_EQ(bad.out, "{\"message\":\"srv6_bsid_fwd_key\",\"f0\":1,\"f1\":0,\"f2\":3}\n");
-    EXPECT_EQ(
-        bad.err,
-        "hex:1: srv6_bsid_fwd_key: refused at offset 0x0000: the table of srv6_bsid_fwd_key "
-        "would be at 0x0064 (100), which is not from 4 to 28; vorl explain shows the bytes\n"
-        "hex:2: srv6_bsid_fwd_key: refused at offset 0x001c, f2: uint32 of 4 bytes at 0x0021 "
-        "passes the end of the message, 0x0020; vorl explain shows the bytes\n");
+    EXPECT_EQ(bad.err,
+              "hex:1: srv6_bsid_fwd_key: refused at offset 0x0000: the table of srv6_bsid_fwd_key "
+              "would be at 0x0064 (100), which is not from 4 to 28; vorl explain shows the bytes\n"
+              "hex:2: srv6_bsid_fwd_key: refused at offset 0x001c, f2: uint32 of 4 bytes at 0x0021 "
+              "passes the end of the message, 0x0020; vorl explain shows the bytes\n");
 }
 
 TEST_F(commands, decode_of_nothing)
@@ -252,8 +251,7 @@ TEST_F(commands, decode_of_nothing)
         EXPECT_EQ(none.out, "") << arguments;
         const std::string name =
             std::string(arguments).find("comments") == 0 ? "comments" : "empty";
-        EXPECT_EQ(none.err, name + ": holds no bytes; give those of a frame\n")
-            << arguments;
+        EXPECT_EQ(none.err, name + ": holds no bytes; give those of a frame\n") << arguments;
     }
     EXPECT_EQ(shell("vorl decode --message srv6_bsid_fwd_key - </dev/null").err,
               "<stdin>: holds no bytes; give those of a frame\n");
@@ -371,8 +369,10 @@ TEST_F(commands, help_names_every_option)
     EXPECT_EQ(shell("vorl --help").status, 0);
     const std::map<std::string, std::vector<std::string>> options = {
         {"list", {"--package", "--json"}},
-        {"describe", {"MESSAGE"}},
-        {"send", {"--to", "--explicit", "--keep-going", "--batch", "--wait", "FILE"}},
+        {"describe", {"MESSAGE", "--json", "--labels"}},
+        {"send",
+         {"--to", "--explicit", "--keep-going", "--batch", "--wait", "--raw", "--message",
+          "--labels", "FILE"}},
         {"recv", {"DEST", "--count", "--timeout", "--queue-bytes", "--sparse"}},
         {"encode", {"--frame", "--packed", "--hex", "--binary", "FILE"}},
         {"decode",

@@ -101,6 +101,27 @@ TEST_F(explain_command, tells_of_the_other_byte_order)
         << bad.out;
 }
 
+TEST_F(explain_command, tells_what_an_soffset_should_be)
+{
+    // The soffsets of a frame and of packed bytes, each with a bit too many; vtables are at 20 and 4.
+    file("frame", "04000000f0fffffe0100000002000000030000000a001000040008000c000000\n");
+    EXPECT_NE(
+        shell("vorl explain --message srv6_bsid_fwd_key frame")
+            .out.find("          a vtable of its length is at 0x0014: the four bytes should be "
+                      "-16\n"),
+        std::string::npos);
+    file("packed", "0e0000000a00100004000800 0c00 0a010000 010000000200000003000000\n");
+    EXPECT_NE(
+        shell("vorl explain --message srv6_bsid_fwd_key packed")
+            .out.find("          a vtable of its length is at 0x0004: the four bytes should be "
+                      "10\n"),
+        std::string::npos);
+    // Nothing like it is there.
+    file("none", "04000000f0fffffe0100000002000000030000000b001000040008000c000000\n");
+    EXPECT_EQ(shell("vorl explain --message srv6_bsid_fwd_key none").out.find("should be"),
+              std::string::npos);
+}
+
 TEST_F(explain_command, json_has_every_byte_and_every_refusal)
 {
     file("hex", damaged);

@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "inspect/encode.h"
+#include "inspect/explain.h"
 #include "inspect/guess.h"
 #include "tests/codec/support/fixture.h"
 #include "tests/facts/counts.h"
@@ -52,6 +53,24 @@ TEST(guess, names_all_messages_where_none_accepts)
         EXPECT_STREQ(c.why_not->rule, "vtable length");
         EXPECT_EQ(c.why_not->at, 20u);
     }
+}
+
+// The most of a batch that is damaged in its second element is still that batch's.
+TEST(guess, prefers_a_long_message_that_is_damaged_to_a_short_one_with_much_behind_it)
+{
+    const message &m = catalogue::find_message("srv6_localsid_fwd_update")->data;
+    test::sample sample(m, 1, 2);
+    auto bytes = encode(m, sample.record(), encoding::frame);
+    const auto whole = inspect::explain(m, bytes);
+    ASSERT_EQ(whole.tables.size(), 3u);
+    bytes[whole.tables[2].at + 1] ^= 0x40; // the soffset of the second element
+    const auto found = guess(bytes);
+    ASSERT_TRUE(found[0].why_not);
+    EXPECT_EQ(found[0].why_not->member, "f1[1]");
+    bool is_among_the_first = false;
+    for (std::size_t i = 0; i < 3; ++i)
+        is_among_the_first = is_among_the_first || &found[i].info->data == &m;
+    EXPECT_TRUE(is_among_the_first);
 }
 
 TEST(guess, counts_what_nothing_leads_to)

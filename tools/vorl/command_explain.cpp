@@ -1,4 +1,5 @@
 // vorl explain: what each byte of a frame is, and why a receiver refuses it.
+#include <algorithm>
 #include <iostream>
 #include <stdexcept>
 
@@ -13,33 +14,29 @@
 namespace vorl::commands {
 namespace {
 
-constexpr std::size_t most_candidates = 20;
+constexpr std::size_t most_candidates = 10; // of 115
 
 /// Why a candidate stands where it does in the list.
 std::string merits(const inspect::candidate &c)
 {
-    if (c.why_not)
-        return "refused at " + to_text(*c.why_not);
     std::string text = c.is_as_written   ? "exactly what this library writes"
                        : c.has_its_slots ? "its number of slots"
                                          : "another number of slots";
     if (c.stray != 0)
-        text += ", " + std::to_string(c.stray) + " bytes that nothing leads to";
-    return text;
+        text += ", " + std::to_string(c.stray) + " bytes that are nothing of it";
+    return text + (c.why_not ? ", refused at " + to_text(*c.why_not) : "");
 }
 
 void write_guesses(const bytes &frame, const std::string &place)
 {
     const std::vector<inspect::candidate> found = inspect::guess(frame);
-    const bool any_accepts = !found[0].why_not;
-    std::cout << place << frame.size() << " bytes, which do not say what they are. "
-              << (any_accepts ? std::to_string(found.size()) + " messages accept them"
-                              : "No message accepts them")
-              << "; the likeliest first:\n";
-    for (std::size_t i = 0; i < std::min(found.size(), most_candidates); ++i)
+    const auto accepting = std::count_if(found.begin(), found.end(),
+                                         [](const inspect::candidate &c) { return !c.why_not; });
+    std::cout << place << frame.size() << " bytes, which do not say what they are. " << accepting
+              << " messages accept them; the likeliest first:\n";
+    for (std::size_t i = 0; i < most_candidates; ++i)
         std::cout << "  " << name_of(found[i].info->data) << ": " << merits(found[i]) << '\n';
-    if (found.size() > most_candidates)
-        std::cout << "  and " << found.size() - most_candidates << " more\n";
+    std::cout << "  and " << found.size() - most_candidates << " more\n";
 }
 
 void write_guesses_json(const bytes &frame)

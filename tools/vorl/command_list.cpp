@@ -10,6 +10,7 @@
 #include <nlohmann/json.hpp>
 
 #include "catalogue/catalogue.h"
+#include "serial/layout.h"
 #include "tools/vorl/commands.h"
 #include "tools/vorl/find_message.h"
 #include "tools/vorl/labels_file.h"
@@ -27,7 +28,7 @@ std::string hex_id(const message &m)
     return text.data();
 }
 
-void print_json(const message &m)
+nlohmann::ordered_json as_json(const message &m)
 {
     nlohmann::ordered_json line = {
         {"message", name_of(m)},   {"package", catalogue::package_of(m).name},
@@ -36,7 +37,7 @@ void print_json(const message &m)
     };
     if (is_fixed_size(m))
         line["frame_length"] = catalogue::frame_length(m);
-    std::puts(line.dump().c_str());
+    return line;
 }
 
 void print_line(const message &m)
@@ -100,6 +101,41 @@ columns describe_slots(const message_info &info, const inspect::labels *labels)
     return shown;
 }
 
+/// A member of the record, its place in frames, and what the description and the labels say of it.
+nlohmann::ordered_json slot_as_json(const message_info &info, std::size_t index,
+                                    const inspect::labels *labels)
+{
+    const message &m = info.data;
+    const slot &s = m.slots[index];
+    nlohmann::ordered_json object = {{"slot", info.slots[index].name},
+                                     {"type", catalogue::type_text(s)},
+                                     {"record_offset", s.is_vector() ? s.count_at : s.record_at},
+                                     {"frame_offset", nullptr},
+                                     {"doc", info.slots[index].doc}};
+    if (is_fixed_size(m))
+        object["frame_offset"] = frame_table_at + catalogue::frame_offset(m, index);
+    if (s.is_vector())
+        object["pointer_offset"] = s.record_at;
+    const inspect::label *const as = labels == nullptr ? nullptr : labels->label_of(m, index);
+    if (as != nullptr) {
+        object["name"] = as->name;
+        object["unit"] = as->unit;
+        object["form"] =
+            as->shown_as == inspect::form::none ? "" : inspect::info_of(as->shown_as).name;
+    }
+    return object;
+}
+
+void describe_as_json(const message_info &info, const inspect::labels *labels)
+{
+    nlohmann::ordered_json object = as_json(info.data);
+    object["doc"] = info.doc;
+    object["slots"] = nlohmann::ordered_json::array();
+    for (std::size_t i = 0; i < info.slots.size(); ++i)
+        object["slots"].push_back(slot_as_json(info, i, labels));
+    std::puts(object.dump().c_str());
+}
+
 /// Offsets that a slot has in the frame; a variable-size message has none.
 std::string frame_columns(const message &m, std::size_t slot)
 {
@@ -125,7 +161,7 @@ int list(const list_options &options)
         found = true;
         for (const message_info &info : package->messages) {
             if (options.as_json)
-                print_json(info.data);
+                std::puts(as_json(info.data).dump().c_str());
             else
                 print_line(info.data);
         }
@@ -142,6 +178,10 @@ int describe(const describe_options &options)
     const message_info &info = find_message_or_throw(options.message);
     const chosen_labels labels(options.labels);
     const message &m = info.data;
+    if (options.as_json) {
+        describe_as_json(info, labels.get());
+        return 0;
+    }
     const bool has_one_frame = is_fixed_size(m);
     std::printf("%s\n  %s\n\n", name_of(m), info.doc);
     std::printf("  package       %s\n", catalogue::package_of(m).name);

@@ -21,6 +21,7 @@ int list(const list_options &options);
 struct describe_options {
     std::string message;
     std::string labels; ///< this and those below: of --labels (tools/vorl/labels_file.h)
+    bool as_json = false;
 };
 int describe(const describe_options &options);
 

@@ -9,6 +9,7 @@
 #include "tools/vorl/commands.h"
 #include "tools/vorl/dump_cli.h"
 #include "tools/vorl/explain_options.h"
+#include "tools/vorl/unknown_word.h"
 
 namespace {
 
@@ -55,6 +56,9 @@ void add_describe(CLI::App &app, int &status)
         ->add_option("MESSAGE", options.message,
                      "Name, or identifier, decimal or as 0x and hex digits")
         ->required();
+    command->add_flag("--json", options.as_json,
+                      "One JSON object on one line; offsets in bytes, frame_offset null for "
+                      "variable size");
     add_labels_option(*command, options.labels);
     command->callback([&status] { status = describe(options); });
 }
@@ -216,6 +220,11 @@ int run(int argc, char **argv)
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
+        const std::string unknown = unknown_word(app);
+        if (error.get_exit_code() != 0 && !unknown.empty()) {
+            std::fprintf(stderr, "%s\n", unknown.c_str());
+            return usage_status;
+        }
         return app.exit(error) == 0 ? 0 : usage_status;
     }
     if (std::fflush(stdout) != 0) {
