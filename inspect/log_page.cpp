@@ -14,7 +14,7 @@ namespace {
 constexpr std::size_t page_width = 130;
 
 constexpr const char *capture =
-    "Capture the frame and run `vorl decode --explain --message NAME frame.hex`, where NAME is the "
+    "Capture the frame and run `vorl explain --message NAME frame.hex`, where NAME is the "
     "message that the bus delivered. On lines 20 to 22 and from 2000 on, M may be a table in it: "
     "then NAME is M, or a message that holds M. It shows each byte up to the one that is wrong.";
 
@@ -146,7 +146,7 @@ std::string log_page()
               "the bus returns, not that a service was not found, and not that `__unpack` "
               "refuses a field (docs/format.md has those checks). A field that is refused leaves "
               "that member and all that follow zero. "
-              "For bytes in hand, `vorl decode --explain` tells it.")
+              "For bytes in hand, `vorl explain` tells it.")
        << '\n'
        << paragraph(capture);
     for (const log_entry &entry : log_entries())

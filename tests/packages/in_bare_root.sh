@@ -50,7 +50,7 @@ apt install --no-install-recommends "$new"/vorl-srv6-tool_*.deb
 says "vorl list" srv6_localsid_fwd vorl list
 echo '{"message":"srv6_localsid_fwd","f0":1,"f5":"2001:db8::","f6":48}' >/tmp/object
 vorl encode /tmp/object >$frame || fail "vorl encode"
-says "vorl decode --explain" "2001:db8::" vorl decode --explain --message srv6_localsid_fwd $frame
+says "vorl explain" "2001:db8::" vorl explain --message srv6_localsid_fwd $frame
 refuses "vorl send without the library" "install package libvorl-srv6-1" vorl send --to 7 /tmp/object
 apt purge vorl-srv6-tool
 is_as_before "the tool"
