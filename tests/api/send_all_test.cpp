@@ -3,7 +3,6 @@
 
 #include <functional>
 
-#include "api/send.h"
 #include "tests/api/sending.h"
 
 namespace vorl::test {
@@ -128,35 +127,6 @@ TEST_F(send_all, records_stay_the_callers_and_may_go)
             EXPECT_EQ(the_platform().live_blocks, 0u);
         }
     }
-}
-
-// __sendsingle ignores its third argument, which a message that is sent by number passes as 0.
-TEST_F(send_all, one_record_by_number_is_sent_single)
-{
-    struct record {
-        int value;
-    };
-    static std::vector<std::uint64_t> passed;
-    const auto single = [](std::uint32_t dest, const record *r, std::uint32_t ignored,
-                           std::uint64_t to) {
-        passed = {1, dest, static_cast<std::uint64_t>(r->value), ignored, to};
-        return std::uint32_t{11};
-    };
-    const auto batch = [](std::uint32_t dest, const record *r, std::uint32_t count,
-                          std::uint64_t to) {
-        passed = {2, dest, static_cast<std::uint64_t>(r->value), count, to};
-        return std::uint32_t{12};
-    };
-    const record some[] = {{5}, {6}, {7}};
-    EXPECT_EQ(send_by_count(3, some, 1, 9, &single, &batch), 11u);
-    EXPECT_EQ(passed, (std::vector<std::uint64_t>{1, 3, 5, 0, 9}));
-    for (const std::uint32_t count : {2u, 3u, 0xFFFFFFFFu}) {
-        EXPECT_EQ(send_by_count(3, some, count, 9, &single, &batch), 12u);
-        EXPECT_EQ(passed, (std::vector<std::uint64_t>{2, 3, 5, count, 9}));
-    }
-    passed.clear();
-    EXPECT_EQ(send_by_count(3, some, 0, 9, &single, &batch), 0xFFFFFFFFu);
-    EXPECT_TRUE(passed.empty());
 }
 
 } // namespace
