@@ -27,14 +27,14 @@ TEST(send_by_count, one_record_is_sent_single_and_more_as_a_batch)
         return std::uint32_t{12};
     };
     const record some[] = {{5}, {6}, {7}};
-    EXPECT_EQ(send_by_count(3, some, 1, 9, &single, &batch), 11u);
+    EXPECT_EQ(send_by_count(3, some, 1, 9, +single, +batch), 11u);
     EXPECT_EQ(passed, (std::vector<std::uint64_t>{1, 3, 5, 0, 9}));
     for (const std::uint32_t count : {2u, 3u, 0xFFFFFFFFu}) {
-        EXPECT_EQ(send_by_count(3, some, count, 9, &single, &batch), 12u);
+        EXPECT_EQ(send_by_count(3, some, count, 9, +single, +batch), 12u);
         EXPECT_EQ(passed, (std::vector<std::uint64_t>{2, 3, 5, count, 9}));
     }
     passed.clear();
-    EXPECT_EQ(send_by_count(3, some, 0, 9, &single, &batch), 0xFFFFFFFFu);
+    EXPECT_EQ(send_by_count(3, some, 0, 9, +single, +batch), 0xFFFFFFFFu);
     EXPECT_TRUE(passed.empty());
 }
 
