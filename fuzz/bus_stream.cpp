@@ -9,8 +9,8 @@
 #include <unistd.h>
 
 #include "fuzz/finding.h"
-#include "platform/bus/process.h"
 #include "platform/bus/receiver.h"
+#include "platform/bus/settings.h"
 #include "tests/codec/support/messages.h"
 #include "tests/support/run.h"
 
@@ -91,7 +91,7 @@ const receiver &the_receiver()
         const auto dest = static_cast<std::uint32_t>(getpid());
         receiver made{VORL_DevReceiverOpen(dest, queue_bytes), {}};
         check(made.handle != nullptr, "no receiver");
-        check(bus::make_address(bus::path_of(dest, ".sock"), made.address), "no address");
+        made.address = bus::address_of(bus::path_of(dest, ".sock"));
         return made;
     }();
     return instance;
