@@ -63,7 +63,7 @@ which_table table_of_non_root(const message &m)
     const std::vector<std::string> holders = holders_of(m);
     if (holders.empty())
         return {true, "the root table of " + name + ", for no message holds a table of it"};
-    return {false, "a table of " + name + ": the root table, or a nested table or an element of " +
+    return {false, "a table of " + name + ": the root table, or an element or a nested table of " +
                        listed(holders)};
 }
 

@@ -216,9 +216,29 @@ TEST(idlc_usage, is_told_with_status_2)
         const outcome o = run(scratch.path(), idlc + " " + arguments);
         EXPECT_EQ(o.status, 2) << arguments;
         EXPECT_EQ(o.out, "");
-        EXPECT_EQ(o.err.rfind("usage: idlc [--check] DESCRIPTION.idl...\n", 0), 0U) << o.err;
+        EXPECT_EQ(o.err.rfind("usage: idlc [--check] [--page PAGE.md] DESCRIPTION.idl...\n", 0), 0U)
+            << o.err;
         EXPECT_EQ(files_in(scratch.path()), before) << arguments;
     }
+}
+
+TEST(idlc_writes, a_page_of_all_messages_where_it_is_asked_for)
+{
+    const scratch_directory scratch;
+    write(scratch.path() / "srv6.idl", "package srv6;\n/// A key.\nmessage srv6_a { uint8 f0; }\n");
+    EXPECT_EQ(run(scratch.path(), idlc + " --page page.md srv6.idl").status, 0);
+    const std::string page = content(scratch.path() / "page.md");
+    EXPECT_NE(page.find("\n## srv6_a\n\nA key.\n\n"), std::string::npos) << page;
+    EXPECT_NE(page.find("\n       8  f0  uint8\n       9  padding, 3 bytes\n"), std::string::npos)
+        << page;
+    EXPECT_EQ(run(scratch.path(), idlc + " --check --page page.md srv6.idl").status, 0);
+    write(scratch.path() / "page.md", page + " ");
+    const outcome other = run(scratch.path(), idlc + " --check --page page.md srv6.idl");
+    EXPECT_EQ(other.status, 1);
+    EXPECT_EQ(other.err,
+              "page.md: error: is not what srv6.idl gives; run ./dev regen and commit the "
+              "result\n");
+    EXPECT_EQ(run(scratch.path(), idlc + " --page").status, 2);
 }
 
 TEST(idlc_writes, four_files_beside_each_description)

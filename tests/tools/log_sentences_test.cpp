@@ -43,7 +43,7 @@ TEST(log_sentences, which_table_as_far_as_it_is_certain)
         {"srv6_localsid_fwd_unpack_non_root [ZELKO]:Table offset(65) is out of range(4 - 68)",
          "srv6_localsid_fwd_unpack_non_root, line 20: a table of srv6_localsid_fwd: the root "
          "table, "
-         "or a nested table or an element of srv6_localsid_fwd_update."},
+         "or an element or a nested table of srv6_localsid_fwd_update."},
         // No message holds it.
         {"srv6_cfg_trastat_rst_unpack_non_root [ZELKO]:Table offset(65) is out of range(4 - 68)",
          "srv6_cfg_trastat_rst_unpack_non_root, line 20: the root table of srv6_cfg_trastat_rst, "
@@ -183,7 +183,7 @@ TEST(log_sentences, a_vtable_position_in_full)
                      .at(0),
                  false),
         R"(    | where       srv6_localsid_fwd_unpack_non_root, line 21: a table of srv6_localsid_fwd: the root
-    |             table, or a nested table or an element of srv6_localsid_fwd_update.
+    |             table, or an element or a nested table of srv6_localsid_fwd_update.
     | 24          the position of the *table*, which is in range. The position of its vtable, which
     |             is not, is not logged
     | 64          the last position where a vtable can be: the length of the message less 4. So the
