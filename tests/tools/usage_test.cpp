@@ -88,6 +88,32 @@ TEST_F(usage, every_message_is_described_for_programs)
     }
 }
 
+TEST_F(usage, every_command_has_an_example)
+{
+    for (const char *command : {"list", "describe", "send", "recv", "encode", "decode", "explain",
+                                "labels", "labels check", "labels start"}) {
+        const std::string help = shell(std::string("vorl ") + command + " --help").out;
+        const bool of_itself =
+            help.find(std::string("\n  vorl ") + command + " ") != std::string::npos;
+        EXPECT_TRUE(of_itself) << command << ": " << help;
+    }
+}
+
+// `script` gives the command a terminal; its standard output goes to a file.
+TEST_F(usage, long_work_shows_its_progress_on_a_terminal)
+{
+    file("frame", "04000000f0ffffff0100000000000000030000000a001000040008000c000000\n");
+    file("slow.sh",
+         "(yes \"$(cat frame)\" | head -200; sleep 1.3; yes \"$(cat frame)\" | head -200) | "
+         "vorl decode --message srv6_bsid_fwd_key - >out\n");
+    const std::string shown = shell("script -qec 'sh ./slow.sh' /dev/null").out;
+    EXPECT_NE(shown.find("256 frames read\033[K"), std::string::npos) << shown;
+    EXPECT_TRUE(shown.ends_with("\r\033[K")) << shown;
+    EXPECT_EQ(lines_of(text_of("out")).size(), 400u);
+    // Not where nobody looks.
+    EXPECT_EQ(shell("sh ./slow.sh").err, "");
+}
+
 TEST_F(usage, descriptions_for_programs_have_labels)
 {
     file("labels.toml",

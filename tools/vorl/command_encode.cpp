@@ -12,6 +12,7 @@
 #include "tools/vorl/frame_file.h"
 #include "tools/vorl/json_lines.h"
 #include "tools/vorl/labels_file.h"
+#include "tools/vorl/progress.h"
 
 namespace vorl::commands {
 namespace {
@@ -71,6 +72,7 @@ int encode(const encode_options &options)
     json::line_reader lines(file, labels.get());
     bytes only; // of --binary, where nothing would tell one object from the next
     bool have_one = false;
+    progress shown("objects encoded");
     while (const std::optional<json::record> record = lines.next()) {
         const message &m = record->type();
         const bytes encoded =
@@ -91,6 +93,7 @@ int encode(const encode_options &options)
             const std::string line = to_hex(encoded.data(), encoded.size()) + '\n';
             write_out(line.data(), line.size());
         }
+        shown.step();
     }
     if (have_one)
         write_out(only.data(), only.size());

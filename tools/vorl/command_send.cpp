@@ -12,6 +12,7 @@
 #include "tools/vorl/json_lines.h"
 #include "tools/vorl/labels_file.h"
 #include "tools/vorl/library.h"
+#include "tools/vorl/progress.h"
 
 namespace vorl::commands {
 namespace {
@@ -125,7 +126,9 @@ int send_objects(const send_options &options)
     register_senders(with);
     sender to_bus(with, options, lines);
     std::uint64_t bad_lines = 0;
+    progress shown("lines read");
     for (bool go_on = true; go_on;) {
+        shown.step();
         try {
             std::optional<json::record> record = lines.next();
             if (!record) {

@@ -3,6 +3,7 @@
 #include <iostream>
 
 #include "tools/vorl/json_lines.h"
+#include "tools/vorl/progress.h"
 
 namespace vorl {
 
@@ -11,10 +12,12 @@ bool each_frame(const std::string &file, const dump_options &form,
 {
     json::input_file input(file);
     bool all_accepted = true;
+    progress shown("frames read");
     const frames_read count = read_frames(
         input.stream(), input.name(), form,
         [&](const std::string &place, const bytes &frame) {
             all_accepted = take(place, frame) && all_accepted;
+            shown.step();
         },
         std::cerr);
     if (count.taken + count.refused == 0)

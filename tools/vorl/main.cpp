@@ -44,6 +44,7 @@ void add_list(CLI::App &app, int &status)
                         "Only this package: srv6, srv6_cfg or srv6_sync");
     command->add_flag("--json", options.as_json,
                       "One JSON object a line; frame_length is null for variable size");
+    command->footer("\nExample:\n  vorl list --package srv6_cfg");
     command->callback([&status] { status = list(options); });
 }
 
@@ -60,6 +61,7 @@ void add_describe(CLI::App &app, int &status)
                       "One JSON object on one line; offsets in bytes, frame_offset null for "
                       "variable size");
     add_labels_option(*command, options.labels);
+    command->footer("\nExample:\n  vorl describe srv6_localsid_fwd");
     command->callback([&status] { status = describe(options); });
 }
 
@@ -106,7 +108,8 @@ void add_send(CLI::App &app, int &status)
     command->footer(std::string(R"(
 Lines are sent in order. The first that is refused ends it: no line behind it is sent, unless with
 --keep-going. The last line on standard error counts what was sent and refused. Loads
-libvorl_srv6.so.1, and with it the bus. To see what a receiver makes of damaged bytes:
+libvorl_srv6.so.1, and with it the bus. Objects; and what a receiver makes of damaged bytes:
+  vorl send --to 7 --wait 5 objects.jsonl
   vorl send --to 7 --raw --message srv6_localsid_fwd damaged.hex
 )") + json_help + "\n" +
                     exit_help);
@@ -135,7 +138,8 @@ void add_recv(CLI::App &app, int &status)
 Ends after --count, after --timeout, or at SIGINT or SIGTERM; everything accepted until then is
 written first. Each line is flushed. A frame that the library refuses is reported on standard error
 with its bytes. Fewer objects than --count, or a refused frame: exit status 1. Loads
-libvorl_srv6.so.1, and with it the bus.
+libvorl_srv6.so.1, and with it the bus. Example:
+  vorl recv 7 --count 2 --sparse > objects.jsonl
 )") + exit_help);
     command->callback([&status] { status = recv(options); });
 }
@@ -163,6 +167,8 @@ void add_encode(CLI::App &app, int &status)
         ->required();
     command->footer(std::string(R"(
 The bytes are the plain codec's, which the library is built of, too; neither it nor a bus is needed.
+Example:
+  vorl encode objects.jsonl > frames.hex
 )") + json_help + "\n" +
                     exit_help);
     command->callback([&status] { status = encode(options); });
@@ -188,7 +194,8 @@ A frame does not carry its type: decoding it as another message may succeed, wit
 
 A frame that a receiver refuses is not written; standard error has the place and the reason. They
 are the plain codec's, which the library is built of, too; neither it nor a bus is needed.
-'vorl explain' shows its bytes.
+'vorl explain' shows its bytes. Example:
+  vorl decode --message srv6_localsid_fwd --sparse frames.hex
 )" + exit_help);
     command->callback([&status] { status = decode(options); });
 }
