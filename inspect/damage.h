@@ -24,8 +24,13 @@ struct damage {
     std::uint64_t actual;   ///< what is from `least` to `most` in bytes that are accepted
     std::uint64_t least;
     std::uint64_t most;
-    std::string what;                    ///< the same in words
-    std::string hint;                    ///< what may have caused it; empty: nothing is known
+    std::string what; ///< the same in words
+    /// What `actual` is, in words: "end of the field".
+    const char *measured;
+    std::string hint; ///< what may have caused it; empty: nothing is known
+    /// The receiver's record stays as it was. Otherwise what was read before stays, all else is zero,
+    /// and vectors are released.
+    bool leaves_the_record = false;
     std::optional<log_line_written> log; ///< nothing: the library refuses it silently
 };
 

@@ -32,7 +32,7 @@ inline std::size_t edit_distance(std::string_view from, std::string_view to)
     return last[to.size()];
 }
 
-/// The first of the candidates nearest to the word. Empty: none is near, for which more than a
+/// The only candidate that begins with the word, or the first of the nearest. Empty: none is near, for which more than a
 /// third of its letters, and more than one, are wrong, or the word is longer than any that is meant.
 template <class Candidates>
 std::string_view did_you_mean(std::string_view word, const Candidates &candidates)
@@ -41,6 +41,15 @@ std::string_view did_you_mean(std::string_view word, const Candidates &candidate
     std::string_view nearest;
     if (word.empty() || word.size() > longest)
         return nearest;
+    constexpr std::size_t fewest = 3; // letters that say something of how a word goes on
+    std::size_t beginning = 0;
+    for (const std::string_view candidate : candidates) {
+        if (word.size() >= fewest && candidate.starts_with(word) && ++beginning == 1)
+            nearest = candidate;
+    }
+    if (beginning == 1)
+        return nearest;
+    nearest = {};
     std::size_t least = std::max(word.size() / 3, std::size_t{1}) + 1;
     for (const std::string_view candidate : candidates) {
         const std::size_t shorter = std::min(word.size(), candidate.size());

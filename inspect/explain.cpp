@@ -183,7 +183,9 @@ class walker {
             note(part::kind::count, step.at, word_size, 0, step.slot);
             const auto elements = static_cast<std::uint32_t>(step.to);
             cut_ = {elements, std::min(word(step.at), (from_.len - elements) / element_size(s))};
-            if (s.nested == nullptr && cut_.count != 0) {
+            // Of an array with another count nothing is known to be its values.
+            const bool has_values = s.is_vector() || word(step.at) == s.count;
+            if (s.nested == nullptr && cut_.count != 0 && has_values) {
                 note(part::kind::values, elements, cut_.count * s.width, 0, step.slot);
                 if (keeps_parts_ && !e_.is_cut)
                     e_.parts.back().is_partial = true;

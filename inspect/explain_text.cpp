@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <ostream>
+#include <string_view>
 #include <vector>
 
 #include "catalogue/catalogue.h"
@@ -31,6 +32,7 @@ class text_writer {
     {
         out_ << name_of(*e_.of) << ", " << e_.bytes.size() << " bytes\n";
         for_each_line(e_, names_, [this](const explained_line &line) {
+            stray_ += std::string_view(line.what) == "stray" ? line.size : 0;
             write_line(line);
             write_damages(std::uint64_t{line.at} + line.size);
         });
@@ -40,8 +42,14 @@ class text_writer {
         if (e_.is_cut)
             out_ << "  the bytes lead to more than 4000000 things; those behind are not shown\n";
         if (e_.damages.empty())
-            out_ << "  accepted\n";
-        else
+            out_ << "  accepted; values are not checked\n";
+        if (e_.damages.empty() && stray_ != 0)
+            out_ << coloured(red, "  but " + std::to_string(stray_) + " of " +
+                                      std::to_string(e_.bytes.size()) +
+                                      " bytes are nothing of this message; --guess lists what "
+                                      "else they can be")
+                 << '\n';
+        if (!e_.damages.empty())
             out_ << coloured(red, "  refused at " + to_text(e_.damages[0])) << '\n';
     }
 
@@ -89,7 +97,7 @@ class text_writer {
                                  (d.member.empty() ? "" : path_text(d.member, d.label) + ": ") +
                                  d.what)
                  << '\n'
-                 << indent << d.rule << ": " << d.actual << ", where "
+                 << indent << d.measured << ": " << d.actual << ", where "
                  << (d.least == d.most ? std::to_string(d.most)
                                        : std::to_string(d.least) + " to " + std::to_string(d.most))
                  << " is accepted; " << offset_text(d.at);
@@ -100,11 +108,15 @@ class text_writer {
                 out_ << indent << d.hint << '\n';
             if (!is_first)
                 continue;
+            out_ << indent << "a receiver stops here, and logs ";
             if (d.log)
-                out_ << indent << "a receiver stops here, and logs " << d.log->text << " (line "
-                     << d.log->line << ", " << d.log->function << ")\n";
+                out_ << d.log->text << " (line " << d.log->line << ", " << d.log->function << ")\n";
             else
-                out_ << indent << "a receiver stops here, and logs nothing\n";
+                out_ << "nothing\n";
+            out_ << indent
+                 << (d.leaves_the_record ? "its record stays as it was\n"
+                                         : "its record keeps what was read before; all else is "
+                                           "zero, and vectors are released\n");
         }
     }
 
@@ -114,6 +126,7 @@ class text_writer {
     const labels *names_;
     std::vector<const damage *> pending_; ///< by offset
     std::size_t next_ = 0;
+    std::uint64_t stray_ = 0; ///< bytes that nothing leads to
 };
 
 } // namespace

@@ -209,7 +209,9 @@ log_entry vtable_position()
                    "frame that was cut short gives this line."}},
         .cause = "The four bytes at the table's position are no soffset: the position leads to "
                  "something else, or the bytes were damaged or cut short.",
-        .next = "Read the four bytes at {0} as a number, least significant first, and subtract it "
+        .next = "`vorl explain --message NAME FRAME` shows the bytes and what they should be. By "
+                "hand: read the four bytes at {0} as a number, least significant first, and "
+                "subtract it "
                 "from {0}, in 32 bits: that is where the vtable should be. {1+4} bytes were "
                 "received; for a fixed-size message, compare that with the frame's length in "
                 "srv6.h, srv6_cfg.h or srv6_sync.h. A root table is at 4 in a frame, and at 8 + 2n "

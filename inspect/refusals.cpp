@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "catalogue/catalogue.h"
+#include "inspect/hex.h"
 #include "runtime/log.h"
 #include "serial/layout.h"
 
@@ -44,6 +45,14 @@ std::string range(std::uint64_t least, std::uint64_t most)
     return ", which is not from " + std::to_string(least) + " to " + std::to_string(most);
 }
 
+/// "1e 00 00 00", as they stand in a message.
+std::string bytes_of(std::uint32_t word)
+{
+    std::array<std::uint8_t, word_size> bytes{};
+    store<byte_order::native>(bytes.data(), word);
+    return to_hex(bytes.data(), bytes.size(), " ");
+}
+
 /// Where one of the two writers would have put the vtable of the table at `table`, if one of that
 /// length is there. Empty: none is.
 std::string vtable_hint(received from, const message &m, std::uint32_t table)
@@ -57,7 +66,8 @@ std::string vtable_hint(received from, const message &m, std::uint32_t table)
         if (at >= word_size && at <= std::int64_t{from.len} - word_size &&
             load<byte_order::native, std::uint16_t>(from.bytes + at) == length)
             return "a vtable of its length is at " + offset_text(static_cast<std::uint64_t>(at)) +
-                   ": the four bytes should be " + std::to_string(soffset);
+                   ": the four bytes should be " + bytes_of(static_cast<std::uint32_t>(soffset)) +
+                   " (" + std::to_string(soffset) + ")";
     }
     return "";
 }
@@ -80,7 +90,9 @@ damage refused_length(const message &m, std::uint64_t length)
              .what = std::to_string(length) +
                      (length < word_size ? " bytes, where a message has at least 4"
                                          : " bytes, where a message has at most 2147483647"),
+             .measured = "length",
              .hint = "",
+             .leaves_the_record = true,
              .log = {}};
     // A length is passed as an int32_t; one that does not fit is no call at all.
     if (length < word_size)
@@ -96,6 +108,7 @@ damage refused_table(received from, table_check check, table_role role, const me
     const auto index = static_cast<std::uint32_t>(check);
     damage d{};
     d.member = std::move(path);
+    d.leaves_the_record = role == table_role::root;
     d.log = {(role == table_role::root ? log_line::root_table : log_line::table) + index,
              reader_of(role, m), filled(log_text::table[index], numbers.a, numbers.b)};
     const std::uint32_t last = from.len - word_size;
@@ -103,6 +116,7 @@ damage refused_table(received from, table_check check, table_role role, const me
     switch (check) {
     case table_check::position:
         d.rule = "table position";
+        d.measured = "position of the table";
         d.at = numbers.word_at;
         d.size = word_size;
         d.leads_to = d.actual = numbers.table;
@@ -116,6 +130,7 @@ damage refused_table(received from, table_check check, table_role role, const me
         break;
     case table_check::vtable_position:
         d.rule = "vtable position";
+        d.measured = "position of the vtable";
         d.at = numbers.table;
         d.size = word_size;
         d.leads_to = d.actual =
@@ -127,6 +142,7 @@ damage refused_table(received from, table_check check, table_role role, const me
         break;
     case table_check::vtable_length:
         d.rule = "vtable length";
+        d.measured = "length of the vtable";
         d.at = from.len - numbers.b;
         d.size = entry_size;
         d.leads_to = d.at;
@@ -153,6 +169,7 @@ damage refused_position(std::uint32_t at, std::uint64_t position, std::string pa
             .least = word_size,
             .most = most_memory,
             .what = "the offset " + std::to_string(offset) + " leads past 32 bits",
+            .measured = "position",
             .hint = "",
             .log = {}};
 }
@@ -162,6 +179,7 @@ damage refused_memory(received from, table_role role, const reading_step &step, 
     const slot &s = step.of->slots[step.slot];
     damage d{};
     d.rule = "memory";
+    d.measured = "bytes of memory";
     d.member = std::move(path);
     d.at = step.at - word_size; // the count, before its elements
     d.size = word_size;
@@ -199,6 +217,7 @@ damage refused_slot(received from, const checked_table &table, table_role role,
     switch (step.check) {
     case field_check::field:
         d.rule = "field";
+        d.measured = "end of the field";
         d.at = table.vtable + entry_at(step.slot);
         d.size = entry_size;
         d.actual = step.to + field_size(s);
@@ -207,18 +226,24 @@ damage refused_slot(received from, const checked_table &table, table_role role,
         break;
     case field_check::body:
         d.rule = "body";
+        d.measured = "end of its count";
         d.actual = step.to + word_size;
         d.what = "the offset leads to " + offset_text(step.to) +
                  ", where no count fits before the end of the message, " + end;
         break;
     case field_check::elements:
         d.rule = "elements";
+        d.measured = "end of the elements";
         d.actual = step.to + std::uint64_t{word()} * element_size(s);
-        d.what = std::to_string(word()) + " elements of " + std::to_string(element_size(s)) +
-                 " bytes pass the end of the message, " + end;
+        d.what =
+            std::to_string(word()) + " elements of " + std::to_string(element_size(s)) +
+            " bytes pass the end of the message, " + end +
+            (s.is_vector() || word() == s.count ? ""
+                                                : "; there must be " + std::to_string(s.count));
         break;
     case field_check::count:
         d.rule = "count";
+        d.measured = "count";
         d.leads_to = d.at;
         d.actual = word();
         d.least = d.most = s.count;

@@ -29,6 +29,10 @@ TEST(did_you_mean, takes_the_first_of_the_nearest_and_nothing_far)
     EXPECT_EQ(did_you_mean("code", words), "");
     EXPECT_EQ(did_you_mean("he", words), "hex");
     EXPECT_EQ(did_you_mean("h", words), "");
+    const std::vector<std::string_view> longer = {"fwd_key", "fwd_update", "fwd_delete",
+                                                  "fwd_deleted"};
+    EXPECT_EQ(did_you_mean("fwd_upd", longer), "fwd_update"); // fwd_key is nearer
+    EXPECT_EQ(did_you_mean("fwd_del", longer), "fwd_key");    // two begin so
     EXPECT_EQ(did_you_mean("", words), "");
     EXPECT_EQ(did_you_mean(std::string(65, 'h'), words), "");
     EXPECT_EQ(did_you_mean_or("decoed", words, "look it up"), "did you mean decode?");

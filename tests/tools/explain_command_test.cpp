@@ -29,8 +29,9 @@ const std::string damaged_text =
     "  0x001a  08 00                   f1 is at 0x000c\n"
     "  0x001c  1d 00                   f2 is at 0x0021\n"
     "  >>>>>>  refused: f2: uint32 of 4 bytes at 0x0021 passes the end of the message, 0x0020\n"
-    "          field: 37, where 0 to 32 is accepted; 0x001c leads to 0x0021\n"
+    "          end of the field: 37, where 0 to 32 is accepted; 0x001c leads to 0x0021\n"
     "          a receiver stops here, and logs nothing\n"
+    "          its record keeps what was read before; all else is zero, and vectors are released\n"
     "  0x001e  00 00                   padding\n"
     "  refused at offset 0x001c, f2: uint32 of 4 bytes at 0x0021 passes the end of the message, "
     "0x0020\n";
@@ -64,7 +65,8 @@ TEST_F(explain_command, each_frame_gets_its_own)
     const outcome shown = shell("vorl explain --message srv6_bsid_fwd_key < hex");
     EXPECT_EQ(shown.status, 1);
     EXPECT_EQ(shown.out.find("srv6_bsid_fwd_key, 32 bytes\n"), 0u);
-    EXPECT_NE(shown.out.find("  accepted\n\nsrv6_bsid_fwd_key, 32 bytes\n"), std::string::npos);
+    EXPECT_NE(shown.out.find("  accepted; values are not checked\n\nsrv6_bsid_fwd_key, 32 bytes\n"),
+              std::string::npos);
     EXPECT_EQ(shown.err, "<stdin>:2: " + damaged_why);
 }
 
@@ -77,7 +79,7 @@ TEST_F(explain_command, says_what_the_library_logs)
                   "  0x0014  0d 00                   vtable length 13\n"
                   "  >>>>>>  refused: the vtable of srv6_bsid_fwd_key would be 13 bytes long where "
                   "12 are left\n"
-                  "          vtable length: 13, where 0 to 12 is accepted; 0x0014\n"
+                  "          length of the vtable: 13, where 0 to 12 is accepted; 0x0014\n"
                   "          a receiver stops here, and logs [ZELKO]:Vtable Len(13) is out of "
                   "range(0 - 12) (line 22, srv6_bsid_fwd_key_unpack_non_root)\n"),
               std::string::npos)
@@ -88,16 +90,17 @@ TEST_F(explain_command, tells_of_the_other_byte_order)
 {
     file("hex", "00000004fffffff0000000010000000200000003000a00100004000800000c00\n");
     const outcome bad = shell("vorl explain --message srv6_bsid_fwd_key hex");
-    EXPECT_NE(bad.out.find("  >>>>>>  refused: the table of srv6_bsid_fwd_key would be at "
-                           "0x4000000 (67108864), which is not from 4 to 28\n"
-                           "          table position: 67108864, where 4 to 28 is accepted; 0x0000 "
-                           "leads to 0x4000000\n"
-                           "          with its bytes reversed the root offset is 4: the sender may "
-                           "have the other byte order\n"
-                           "          a receiver stops here, and logs [ZELKO]:Table "
-                           "offset(67108864) is out of range(4 - 32) (line 20, "
-                           "srv6_bsid_fwd_key_unpack_non_root)\n"),
-              std::string::npos)
+    EXPECT_NE(
+        bad.out.find("  >>>>>>  refused: the table of srv6_bsid_fwd_key would be at "
+                     "0x4000000 (67108864), which is not from 4 to 28\n"
+                     "          position of the table: 67108864, where 4 to 28 is accepted; 0x0000 "
+                     "leads to 0x4000000\n"
+                     "          with its bytes reversed the root offset is 4: the sender may "
+                     "have the other byte order\n"
+                     "          a receiver stops here, and logs [ZELKO]:Table "
+                     "offset(67108864) is out of range(4 - 32) (line 20, "
+                     "srv6_bsid_fwd_key_unpack_non_root)\n"),
+        std::string::npos)
         << bad.out;
 }
 
@@ -108,18 +111,29 @@ TEST_F(explain_command, tells_what_an_soffset_should_be)
     EXPECT_NE(
         shell("vorl explain --message srv6_bsid_fwd_key frame")
             .out.find("          a vtable of its length is at 0x0014: the four bytes should be "
-                      "-16\n"),
+                      "f0 ff ff ff (-16)\n"),
         std::string::npos);
     file("packed", "0e0000000a00100004000800 0c00 0a010000 010000000200000003000000\n");
     EXPECT_NE(
         shell("vorl explain --message srv6_bsid_fwd_key packed")
             .out.find("          a vtable of its length is at 0x0004: the four bytes should be "
-                      "10\n"),
+                      "0a 00 00 00 (10)\n"),
         std::string::npos);
     // Nothing like it is there.
     file("none", "04000000f0fffffe0100000002000000030000000b001000040008000c000000\n");
     EXPECT_EQ(shell("vorl explain --message srv6_bsid_fwd_key none").out.find("should be"),
               std::string::npos);
+}
+
+// What is accepted may still be another message.
+TEST_F(explain_command, says_how_many_bytes_are_nothing_of_the_message)
+{
+    const outcome done = shell("vorl explain --message srv6_localsid_fwd " VORL_TEST_REFUSED);
+    EXPECT_EQ(done.status, 0);
+    EXPECT_TRUE(done.out.ends_with("  accepted; values are not checked\n"
+                                   "  but 182 of 206 bytes are nothing of this message; --guess "
+                                   "lists what else they can be\n"))
+        << done.out;
 }
 
 TEST_F(explain_command, json_has_every_byte_and_every_refusal)

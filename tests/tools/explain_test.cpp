@@ -150,7 +150,7 @@ TEST(explain, shows_every_byte_of_a_frame)
               "  0x001a  08 00                   f1 is at 0x000c\n"
               "  0x001c  0c 00                   f2 is at 0x0010\n"
               "  0x001e  00 00                   padding\n"
-              "  accepted\n");
+              "  accepted; values are not checked\n");
 }
 
 TEST(explain, shows_vectors_elements_and_addresses)
@@ -176,7 +176,7 @@ TEST(explain, shows_vectors_elements_and_addresses)
               "  0x0026  0a 00 00 00             f1[0]: table of srv6_sidnhp_fwd_key, soffset 10: "
               "the vtable is at 0x001c\n"
               "  0x002a  01 00 00 00             f1[0].f0 uint32 = 1\n"
-              "  accepted\n");
+              "  accepted; values are not checked\n");
     EXPECT_NE(shown("srv6_iid_fwd_key", address_packed)
                   .find("  0x001c  20 01 0d b8 00 00 00 00 f2 = 2001:db8::1\n"
                         "  0x0024  00 00 00 00 00 00 00 01\n"),
@@ -196,43 +196,46 @@ TEST(explain, goes_on_behind_what_is_damaged)
     a_vtable: u16 10  u16 12  u16 4  u16 0  u16 8         // 36
     a:      u32 a-a_vtable  u32 1  u32 3                  // 46)");
     ASSERT_EQ(damaged.size(), 58u);
-    EXPECT_EQ(shown("srv6_sidnhp_fwd_delete", damaged),
-              "srv6_sidnhp_fwd_delete, 58 bytes\n"
-              "  0x0000  0c 00 00 00             root offset: the table is at 0x000c\n"
-              "  0x0004  08 00                   vtable length 8: 2 entries\n"
-              "  0x0006  10 00                   table length 16 (not checked by readers)\n"
-              "  0x0008  c8 00                   f0 is at 0x00d4\n"
-              "  >>>>>>  refused: f0: uint32 of 4 bytes at 0x00d4 passes the end of the message, "
-              "0x003a\n"
-              "          field: 216, where 0 to 58 is accepted; 0x0008 leads to 0x00d4\n"
-              "          a receiver stops here, and logs nothing\n"
-              "  0x000a  04 00                   f1 is at 0x0010\n"
-              "  0x000c  08 00 00 00             table of srv6_sidnhp_fwd_delete, soffset 8: the "
-              "vtable is at 0x0004\n"
-              "  0x0010  04 00 00 00             f1 vector<table srv6_sidnhp_fwd_key>, offset 4: "
-              "it is at 0x0014\n"
-              "  0x0014  09 00 00 00             f1: count 9\n"
-              "  >>>>>>  refused, too: f1: 9 elements of 4 bytes pass the end of the message, "
-              "0x003a\n"
-              "          elements: 60, where 0 to 58 is accepted; 0x0014 leads to 0x0018\n"
-              "  0x0018  16 00 00 00             f1[0], offset 22: it is at 0x002e\n"
-              "  0x001c  12 00 00 00             f1[1], offset 18: it is at 0x002e, the table of "
-              "f1[0]\n"
-              "  0x0020  84 03 00 00             f1[2], offset 900: it is at 0x03a4\n"
-              "  >>>>>>  refused, too: f1[2]: the table of srv6_sidnhp_fwd_key would be at 0x03a4 "
-              "(932), which is not from 4 to 54\n"
-              "          table position: 932, where 4 to 54 is accepted; 0x0020 leads to 0x03a4\n"
-              "  0x0024  0a 00                   vtable length 10: 3 entries\n"
-              "  0x0026  0c 00                   table length 12 (not checked by readers)\n"
-              "  0x0028  04 00                   f1[0].f0 is at 0x0032\n"
-              "  0x002a  00 00                   f1[0].f1 is absent: zero\n"
-              "  0x002c  08 00                   f1[0].f2 is at 0x0036\n"
-              "  0x002e  0a 00 00 00             f1[0]: table of srv6_sidnhp_fwd_key, soffset 10: "
-              "the vtable is at 0x0024\n"
-              "  0x0032  01 00 00 00             f1[0].f0 uint32 = 1\n"
-              "  0x0036  03 00 00 00             f1[0].f2 uint32 = 3\n"
-              "  refused at offset 0x0008, f0: uint32 of 4 bytes at 0x00d4 passes the end of the "
-              "message, 0x003a\n");
+    EXPECT_EQ(
+        shown("srv6_sidnhp_fwd_delete", damaged),
+        "srv6_sidnhp_fwd_delete, 58 bytes\n"
+        "  0x0000  0c 00 00 00             root offset: the table is at 0x000c\n"
+        "  0x0004  08 00                   vtable length 8: 2 entries\n"
+        "  0x0006  10 00                   table length 16 (not checked by readers)\n"
+        "  0x0008  c8 00                   f0 is at 0x00d4\n"
+        "  >>>>>>  refused: f0: uint32 of 4 bytes at 0x00d4 passes the end of the message, "
+        "0x003a\n"
+        "          end of the field: 216, where 0 to 58 is accepted; 0x0008 leads to 0x00d4\n"
+        "          a receiver stops here, and logs nothing\n"
+        "          its record keeps what was read before; all else is zero, and vectors are "
+        "released\n"
+        "  0x000a  04 00                   f1 is at 0x0010\n"
+        "  0x000c  08 00 00 00             table of srv6_sidnhp_fwd_delete, soffset 8: the "
+        "vtable is at 0x0004\n"
+        "  0x0010  04 00 00 00             f1 vector<table srv6_sidnhp_fwd_key>, offset 4: "
+        "it is at 0x0014\n"
+        "  0x0014  09 00 00 00             f1: count 9\n"
+        "  >>>>>>  refused, too: f1: 9 elements of 4 bytes pass the end of the message, "
+        "0x003a\n"
+        "          end of the elements: 60, where 0 to 58 is accepted; 0x0014 leads to 0x0018\n"
+        "  0x0018  16 00 00 00             f1[0], offset 22: it is at 0x002e\n"
+        "  0x001c  12 00 00 00             f1[1], offset 18: it is at 0x002e, the table of "
+        "f1[0]\n"
+        "  0x0020  84 03 00 00             f1[2], offset 900: it is at 0x03a4\n"
+        "  >>>>>>  refused, too: f1[2]: the table of srv6_sidnhp_fwd_key would be at 0x03a4 "
+        "(932), which is not from 4 to 54\n"
+        "          position of the table: 932, where 4 to 54 is accepted; 0x0020 leads to 0x03a4\n"
+        "  0x0024  0a 00                   vtable length 10: 3 entries\n"
+        "  0x0026  0c 00                   table length 12 (not checked by readers)\n"
+        "  0x0028  04 00                   f1[0].f0 is at 0x0032\n"
+        "  0x002a  00 00                   f1[0].f1 is absent: zero\n"
+        "  0x002c  08 00                   f1[0].f2 is at 0x0036\n"
+        "  0x002e  0a 00 00 00             f1[0]: table of srv6_sidnhp_fwd_key, soffset 10: "
+        "the vtable is at 0x0024\n"
+        "  0x0032  01 00 00 00             f1[0].f0 uint32 = 1\n"
+        "  0x0036  03 00 00 00             f1[0].f2 uint32 = 3\n"
+        "  refused at offset 0x0008, f0: uint32 of 4 bytes at 0x00d4 passes the end of the "
+        "message, 0x003a\n");
 }
 
 TEST(explain, shows_the_frames_in_an_array_of_tables)
@@ -299,7 +302,8 @@ TEST(explain, stops_at_the_first_thing_out_of_range)
     EXPECT_EQ(verdict(address, with(address_packed, 24, 3)),
               "offset 0x0018, f2: the count is 3 and must be 4");
     EXPECT_EQ(verdict(address, with(address_packed, 24, 5)),
-              "offset 0x0018, f2: 5 elements of 4 bytes pass the end of the message, 0x002c");
+              "offset 0x0018, f2: 5 elements of 4 bytes pass the end of the message, 0x002c; there "
+              "must be 4");
     EXPECT_EQ(
         verdict(address, with(address_packed, 20, 21)),
         "offset 0x0014, f2: the offset leads to 0x0029, where no count fits before the end of "

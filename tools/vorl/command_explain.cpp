@@ -33,7 +33,7 @@ void write_guesses(const bytes &frame, const std::string &place)
     const auto accepting = std::count_if(found.begin(), found.end(),
                                          [](const inspect::candidate &c) { return !c.why_not; });
     std::cout << place << frame.size() << " bytes, which do not say what they are. " << accepting
-              << " messages accept them; the likeliest first:\n";
+              << " messages accept them. The likeliest first, whether they do or not:\n";
     for (std::size_t i = 0; i < most_candidates; ++i)
         std::cout << "  " << name_of(found[i].info->data) << ": " << merits(found[i]) << '\n';
     std::cout << "  and " << found.size() - most_candidates << " more\n";

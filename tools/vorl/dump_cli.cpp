@@ -35,8 +35,8 @@ Where a frame ends. An array, a packet, and a dump with addresses say it: a dump
 address 0 to the next, one of gdb as long as its addresses go on. Of hex, string and base64 each line is a frame, unless
 the lines look like one frame that a tool wrapped. They do when
   - the second line begins no other frame, and is not longer than the first; and
-  - the first is as long as tools make lines: 30 bytes (xxd -p), 16 bytes (od -An -tx1) or 57 bytes (base64); or it
-    begins as a frame does and does not hold that frame to its end.
+  - the first is as long as tools make lines: 30 bytes (xxd -p), 16 bytes (od -An -tx1), 57 bytes (base64) or 48
+    (openssl base64, PEM); or it begins as a frame does and does not hold that frame to its end.
 The lines behind go on with that frame, up to one that is shorter than the first, an empty line, a comment, or a line
 that begins another frame. A frame begins with 04000000 and a negative soffset or, packed, with 4 plus the length of its
 vtable and that length. So do tables within a frame. Therefore a line that begins so begins another frame only if the

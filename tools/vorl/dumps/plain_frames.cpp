@@ -17,6 +17,7 @@ constexpr usual_width usual_widths[] = {
     {dump_form::hex, 30, "xxd -p"},
     {dump_form::hex, 16, "od -An -tx1"},
     {dump_form::base64, 57, "base64"},
+    {dump_form::base64, 48, "openssl base64"},
 };
 
 /// The root offset, and of the vtable's length or place what differs between messages: alike in frames

@@ -47,8 +47,8 @@ enum class dump_form : std::uint8_t {
 ///
 /// Automatic: each line is a frame, unless lines look like one frame that a tool wrapped. They do when
 ///   - the second line begins no other frame, and is not longer than the first; and
-///   - the first is as long as tools make lines: 30 bytes (xxd -p), 16 bytes (od -An -tx1) or 57
-///     bytes (base64); or it begins as a frame does and does not hold that frame to its end.
+///   - the first is as long as tools make lines: 30 bytes (xxd -p), 16 bytes (od -An -tx1), 57 or 48
+///     bytes (base64, openssl); or it begins as a frame does and does not hold that frame to its end.
 /// The lines behind go on with that frame, up to one that is shorter than the first, an empty line,
 /// a comment, or a line that begins another frame. A frame begins with 04 00 00 00 and a negative
 /// soffset, or, packed, with 4 plus the length of its vtable and that length (docs/format.md). So do
