@@ -196,9 +196,9 @@ TEST(log_sentences, a_vtable_position_in_full)
     | cause       The four bytes at the table's position are no soffset: the position leads to
     |             something else, or the bytes were damaged or cut short.
     | next        `vorl explain --message NAME FRAME` shows the bytes and what they should be. By
-    |             hand: read the four bytes at 24 as a number, least significant first, and
-    |             subtract it from 24, in 32 bits: that is where the vtable should be. 68 bytes
-    |             were received; for a fixed-size message, compare that with the frame's length in
+    |             hand: read the four bytes at 24 as a number, least significant first, and subtract
+    |             it from 24, in 32 bits: that is where the vtable should be. 68 bytes were
+    |             received; for a fixed-size message, compare that with the frame's length in
     |             srv6.h, srv6_cfg.h or srv6_sync.h. A root table is at 4 in a frame, and at 8 + 2n
     |             in packed bytes of n slots; any other number is no root that this library writes.)");
 }
