@@ -93,7 +93,7 @@ class walker {
         auto *const record = reinterpret_cast<std::uint8_t *>(record_.data());
         for (std::uint32_t i = 0; i < m.slots.size && !is_over_; ++i) {
             in_ = index;
-            table_ = &table;
+            table_ = table;
             role_ = role;
             const slot &s = m.slots[i];
             reader.read(table, i, s, record,
@@ -191,7 +191,7 @@ class walker {
                     e_.parts.back().is_partial = true;
             }
         }
-        add(refused_slot(from_, *table_, role_, step, member_path(e_, in_, step.slot)),
+        add(refused_slot(from_, table_, role_, step, member_path(e_, in_, step.slot)),
             member_path(e_, in_, step.slot, names_));
     }
 
@@ -248,7 +248,7 @@ class walker {
     // What is being read.
     std::uint32_t in_ = 0;      ///< index of the table
     std::uint32_t word_at_ = 0; ///< of the word that led there
-    const checked_table *table_ = nullptr;
+    checked_table table_{};
     table_role role_ = table_role::root;
     struct {
         std::uint32_t words;

@@ -199,7 +199,10 @@ class lines {
         return {element_path(e_, p.table, p.slot, p.element),
                 labelled(element_path(e_, p.table, p.slot, p.element, names_))};
     }
-    std::string labelled(std::string path) const { return names_ == nullptr ? "" : path; }
+    std::string labelled(std::string path) const
+    {
+        return names_ == nullptr ? "" : std::move(path);
+    }
     std::string type(const part &p) const { return catalogue::type_text(slot_of(p)); }
 
     std::string lead(const part &p) const

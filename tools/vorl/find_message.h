@@ -37,7 +37,7 @@ inline const catalogue::message_info &find_message_or_throw(const std::string &t
         std::vector<std::string_view> names;
         for (const catalogue::package_info *package : catalogue::packages) {
             for (const catalogue::message_info &info : package->messages)
-                names.push_back(name_of(info.data));
+                names.emplace_back(name_of(info.data));
         }
         throw std::runtime_error(
             "vorl: no message is called " + json::printable(text) + "; " +
