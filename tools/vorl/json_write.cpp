@@ -227,7 +227,7 @@ std::string first_difference(const message &type, const void *a, const void *b)
     const catalogue::message_info &info = catalogue::info_of(type);
     for (std::size_t s = 0; s < info.slots.size(); ++s) {
         const vorl::slot &slot = type.slots[s];
-        const std::string name = info.slots[s].name;
+        std::string name = info.slots[s].name;
         const content left = content_of(slot, static_cast<const std::uint8_t *>(a));
         const content right = content_of(slot, static_cast<const std::uint8_t *>(b));
         if (left.count != right.count)
