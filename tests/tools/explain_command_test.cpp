@@ -176,6 +176,7 @@ TEST_F(explain_command, has_colours_where_they_are_asked_for)
     const std::string on_terminal =
         "script -qec 'vorl explain --message srv6_bsid_fwd_key hex' /dev/null";
     EXPECT_NE(shell("TERM=xterm " + on_terminal).out.find("\033[31;1m"), std::string::npos);
+    EXPECT_NE(shell("unset TERM; " + on_terminal).out.find("\033[31;1m"), std::string::npos);
     EXPECT_EQ(shell("TERM=xterm NO_COLOR=1 " + on_terminal).out.find("\033["), std::string::npos);
     EXPECT_EQ(shell("TERM=dumb " + on_terminal).out.find("\033["), std::string::npos);
 }

@@ -59,7 +59,7 @@ bool in_colour(const std::string &colour)
     const char *const no_colour = std::getenv("NO_COLOR");
     const char *const terminal = std::getenv("TERM");
     return isatty(STDOUT_FILENO) == 1 && (no_colour == nullptr || *no_colour == '\0') &&
-           terminal != nullptr && std::string(terminal) != "dumb";
+           (terminal == nullptr || std::string(terminal) != "dumb");
 }
 
 int run(const parsed_options &options)
