@@ -6,9 +6,11 @@
 //                                          or a directory of descriptions
 //
 // Writes <package>.h, <package>_messages.h, <package>.cpp and <package>_catalogue.cpp beside each
-// description, and with --page a page of all messages; with --check it compares all of these with what stands there. Exit status: 0 done; 1 a faulty description, a file
-// that cannot be read or written, or with --check a file that differs; 2 a wrong call. Nothing is
-// written unless every description is accepted. Of compat: 0 no change breaks a deployed peer; 1 one
+// description, and with --page a page of all messages. With --check it writes nothing, and compares
+// all of these with what stands there. Nothing is written unless every description is accepted.
+//
+// Exit status: 0 done; 1 a faulty description, a file that cannot be read or written, or with
+// --check a file that differs; 2 a wrong call. Of compat: 0 no change breaks a deployed peer; 1 one
 // does; 2 a wrong call, or descriptions that cannot be compared.
 #include <algorithm>
 #include <cstdio>

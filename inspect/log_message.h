@@ -17,7 +17,7 @@ namespace vorl::inspect {
 /// The check of a table of which the entry is; nothing: it is of something else.
 std::optional<table_check> table_check_of(const log_entry &entry);
 
-/// A line about a table.
+/// What a log line says of a table that was refused.
 struct table_line {
     table_check check;
     const log_values &values;

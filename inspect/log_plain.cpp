@@ -59,7 +59,8 @@ written character_at(std::string_view line)
     return {line[0], 1};
 }
 
-/// Appends the bytes that `line` has from `at` on as [91,90,...]. The end of it; `at`: it has none.
+/// journalctl's JSON writes a text that is no UTF-8 as an array of its bytes, "[91,90,...]". Appends
+/// those bytes when such an array begins at `at`. Returns where the array ends; `at` when none is there.
 std::size_t append_numbers(std::string_view line, std::size_t at, plain_line &to)
 {
     constexpr std::size_t least =

@@ -1,4 +1,4 @@
-// The process that starts the two others, and the table of what came of it.
+// Starts the receiving and the sending process, and prints a table of what was exchanged.
 #include <cerrno>
 #include <chrono>
 #include <cinttypes>

@@ -13,7 +13,7 @@ namespace {
 
 constexpr const char *file_name = "libpcap.so.0.8";
 
-/// What is called of libpcap.
+/// libpcap, opened when a capture is read, and its functions that this file calls.
 class pcap_library {
   public:
     explicit pcap_library(const reading &to) : handle_(dlopen(file_name, RTLD_NOW | RTLD_LOCAL))
