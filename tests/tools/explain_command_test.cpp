@@ -118,6 +118,20 @@ TEST_F(explain_command, tells_what_an_soffset_should_be)
               std::string::npos);
 }
 
+TEST_F(explain_command, says_what_becomes_of_the_record)
+{
+    // The root of a message with a vector, and of one without, leads nowhere.
+    file("hex", "ff00000000000000\n");
+    const auto says = [this](const std::string &message, const std::string &line) {
+        return shell("vorl explain hex --message " + message)
+                   .out.find("          " + line + "\n") != std::string::npos;
+    };
+    EXPECT_TRUE(says("srv6_localsid_fwd_update", "its record stays as it was"));
+    EXPECT_TRUE(says("srv6_bsid_fwd_key",
+                     "its record keeps what was read before; all else is zero, "
+                     "and vectors are released"));
+}
+
 // What is accepted may still be another message.
 TEST_F(explain_command, says_how_many_bytes_are_nothing_of_the_message)
 {

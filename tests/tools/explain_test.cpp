@@ -323,8 +323,9 @@ TEST(explain, stops_at_the_first_thing_out_of_range)
 }
 
 // What the library logs is asked of the library.
-TEST(explain, says_what_the_library_logs)
+TEST(explain, says_what_the_library_logs_and_leaves_in_the_record)
 {
+    std::size_t untouched = 0;
     std::size_t logged = 0;
     std::size_t silent = 0;
     for (const auto &[info, fact] : test::all_messages()) {
@@ -336,10 +337,14 @@ TEST(explain, says_what_the_library_logs)
             damaged[at] ^= 0x40;
             damaged[at + 1] ^= 0x81;
             test::the_platform().forget_calls();
-            std::vector<std::uint64_t> record((m.record_size + 7) / 8);
+            const std::vector<std::uint64_t> before((m.record_size + 7) / 8, 0xEEEEEEEEEEEEEEEE);
+            std::vector<std::uint64_t> record = before;
             test::functions_of(m).unpack(damaged.data(), static_cast<std::int32_t>(damaged.size()),
                                          record.data());
             const auto why = inspect::first_damage(m, damaged);
+            ASSERT_EQ(record == before, why && why->leaves_the_record)
+                << name_of(m) << " at " << at;
+            untouched += record == before ? 1 : 0;
             const auto &logs = test::the_platform().logs;
             if (why && why->log) {
                 ASSERT_EQ(logs.size(), 1u) << name_of(m) << " at " << at;
@@ -351,9 +356,11 @@ TEST(explain, says_what_the_library_logs)
                 ASSERT_TRUE(logs.empty()) << name_of(m) << " at " << at;
                 silent += why ? 1 : 0;
             }
-            test::functions_of(m).free_unpacked(record.data());
+            if (record != before) // otherwise its pointers are none
+                test::functions_of(m).free_unpacked(record.data());
         }
     }
+    EXPECT_GT(untouched, test::counts::messages);
     EXPECT_GT(logged, 3 * test::counts::messages);
     EXPECT_GT(silent, 3 * test::counts::messages);
 }
