@@ -196,8 +196,8 @@ class Linked:
         if not make(command, cwd=self.build.at):
             raise NotBuilt(target)
         for a in command:
-            if a.startswith("-Wl,-soname,"):
-                shutil.copy(out, out.with_name(a.removeprefix("-Wl,-soname,")))
+            if a.startswith("-Wl,-soname,") and (found_by := out.with_name(a.removeprefix("-Wl,-soname,"))) != out:
+                shutil.copy(out, found_by)
         return str(out)
 
 
