@@ -10,6 +10,7 @@ import unittest
 from collections import Counter
 from pathlib import Path
 from types import SimpleNamespace
+from unittest import mock
 
 sys.path.insert(0, str(Path(__file__).parent))
 import judge  # noqa: E402
@@ -201,6 +202,17 @@ class ends(unittest.TestCase):
             self.assertTrue(judge.make(["sh", "-c", killed_once]))
             wrong = f"test -e {at}/z && exit 0; touch {at}/z; echo x.cpp:1: error: no such thing >&2; exit 1"
             self.assertFalse(judge.make(["sh", "-c", wrong]))
+
+
+class compilers(unittest.TestCase):
+    def test_one_that_takes_all_memory_is_ended(self):
+        with mock.patch.object(judge, "MEMORY", 1 << 30):
+            self.assertFalse(judge.make([sys.executable, "-c", "b = bytearray(2 << 30)"]))
+            self.assertTrue(judge.make([sys.executable, "-c", "b = bytearray(1 << 20)"]))
+
+    def test_one_that_computes_for_ever_is_ended(self):
+        with mock.patch.object(judge, "COMPILE_SECONDS", 1):
+            self.assertFalse(judge.make([sys.executable, "-c", "while True: pass"]))
 
 
 class links(unittest.TestCase):
