@@ -3,6 +3,7 @@
 
 #include <vector>
 
+#include "faults.h"
 #include "model.h"
 
 namespace idlc {
@@ -13,8 +14,8 @@ std::uint32_t fnv1a(const std::string &text);
 
 /// Resolves every reference, gives every message its msg_id, orders each package by dependency and
 /// lays out every record and frame. All packages that share a bus are checked together, because
-/// identifiers must differ across them. Throws description_error for the first fault; the packages
-/// must stay where they are afterwards (references point into them).
-void check(std::vector<package> &packages);
+/// identifiers must differ across them. Each fault is added to `to`; what only follows from one is
+/// not. The packages must stay where they are afterwards (references point into them).
+void check(std::vector<package> &packages, faults &to);
 
 } // namespace idlc

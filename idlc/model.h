@@ -7,7 +7,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -16,16 +15,6 @@ namespace idlc {
 struct position {
     std::uint32_t line = 1;
     std::uint32_t column = 1;
-};
-
-/// A description that cannot be accepted. what() is the whole report: file, line, column, what is
-/// wrong, what to do.
-class description_error : public std::runtime_error {
-  public:
-    description_error(const std::string &file, position at, const std::string &text)
-        : std::runtime_error(file + ":" + std::to_string(at.line) + ":" +
-                             std::to_string(at.column) + ": error: " + text)
-    {}
 };
 
 enum class wire_type : std::uint8_t {
@@ -48,13 +37,17 @@ struct slot {
     wire_type type = wire_type::uint8;
     std::uint64_t count = 0; ///< N of an array, 0 otherwise
     position count_at;
+    std::size_t count_length = 1;
     std::string message_name; ///< M of a table, an array of tables or a vector of tables
     position message_at;
-    std::string name; ///< f<slot number>
+    std::size_t message_length = 1;
+    std::string name; ///< f<slot number>; empty: it is missing
     position name_at;
+    std::size_t name_length = 1;
     std::string
         malloc_text; ///< log text of a failed allocation where it differs from the usual one
     std::string doc;
+    bool is_faulty = false; ///< something is wrong with it, and is reported
 
     message *refers_to = nullptr; ///< set by check()
     // Set by lay_out().
@@ -65,10 +58,11 @@ struct slot {
 };
 
 struct message {
-    position at;
-    std::string name;
+    position at;      ///< of the name
+    std::string name; ///< empty: it is missing, which is reported
     std::string doc;
     std::vector<slot> slots;
+    bool is_faulty = false; ///< something in it, or in what it holds, is wrong and is reported
 
     std::uint32_t msg_id = 0; ///< set by check()
     // Set by lay_out().
@@ -81,7 +75,7 @@ struct message {
 
 struct package {
     std::string file; ///< as named on the command line
-    std::string name;
+    std::string name; ///< empty: it is missing, which is reported
     position name_at;
     std::vector<message> messages;
     std::vector<message *> by_dependency; ///< set by check(): a message after all it refers to

@@ -1,243 +1,165 @@
 #include "parse.h"
 
+#include <array>
 #include <utility>
 
-#include "lex.h"
+#include "inspect/did_you_mean.h"
+#include "parser.h"
+#include "words.h"
 
 namespace idlc {
 namespace {
 
-constexpr std::uint64_t count_limit = std::uint64_t{1} << 30;
+constexpr const char *opening = "a description opens with 'package <name>;'";
 
-class parser {
-  public:
-    parser(const std::string &file, const std::string &text) : lexer_(file, text)
-    {
-        package_.file = file;
+/// The names behind the word `message`, for those who ask what was meant.
+std::vector<std::string_view> names_in(std::string_view text)
+{
+    std::vector<std::string_view> names;
+    lexer look("", text, nullptr);
+    bool is_next = false;
+    for (token t = look.next(); t.kind != token_kind::end; t = look.next()) {
+        if (is_next && t.kind == token_kind::word)
+            names.push_back(t.text);
+        is_next = !is_next && t.is(token_kind::word, "message");
     }
-
-    package run()
-    {
-        step();
-        expect_word("package", "a description opens with 'package <name>;'");
-        package_.name_at = token_.at;
-        package_.name = take_name("the package");
-        expect(";");
-        if (token_.kind == token_kind::end)
-            unexpected("a package has at least one message: 'message <name> { ... }'");
-        while (token_.kind != token_kind::end)
-            package_.messages.push_back(parse_message());
-        refuse_pending_doc();
-        return std::move(package_);
-    }
-
-  private:
-    [[noreturn]] void fail(position at, const std::string &text) const
-    {
-        throw description_error(package_.file, at, text);
-    }
-    [[noreturn]] void unexpected(const std::string &wanted) const
-    {
-        fail(token_.at, (token_.kind == token_kind::end ? "the description ends here"
-                                                        : "found '" + token_.text + "'") +
-                            "; " + wanted);
-    }
-
-    static void append(std::string &doc, const std::string &line)
-    {
-        doc += (doc.empty() ? "" : "\n") + line;
-    }
-
-    void refuse_pending_doc() const
-    {
-        if (!pending_doc_.empty())
-            fail(pending_doc_at_,
-                 "this documentation comment has no message or slot after it; move or remove it");
-    }
-
-    // Documentation comments stand between the other tokens: those before an item wait for it, and
-    // whoever parses the item takes them before its first step; those right after a slot go to it.
-    void step()
-    {
-        refuse_pending_doc();
-        std::string *const completed_doc = std::exchange(completed_doc_, nullptr);
-        for (token_ = lexer_.next();; token_ = lexer_.next()) {
-            if (token_.kind == token_kind::doc_before) {
-                if (pending_doc_.empty())
-                    pending_doc_at_ = token_.at;
-                append(pending_doc_, token_.text);
-            } else if (token_.kind == token_kind::doc_after) {
-                if (!completed_doc)
-                    fail(token_.at,
-                         "'///<' describes the slot before it, and there is none; use '///'");
-                append(*completed_doc, token_.text);
-            } else {
-                return;
-            }
-        }
-    }
-
-    bool at(const std::string &punctuation) const
-    {
-        return token_.kind == token_kind::punctuation && token_.text == punctuation;
-    }
-    void expect(const std::string &punctuation)
-    {
-        if (!at(punctuation))
-            unexpected("'" + punctuation + "' is wanted");
-        step();
-    }
-    void expect_word(const std::string &word, const std::string &why)
-    {
-        if (token_.kind != token_kind::word || token_.text != word)
-            unexpected(why);
-        step();
-    }
-    std::string take_name(const std::string &of)
-    {
-        if (token_.kind != token_kind::word)
-            unexpected("the name of " + of + " is wanted");
-        for (const char c : token_.text) {
-            if (c >= 'A' && c <= 'Z')
-                fail(token_.at,
-                     "'" + token_.text +
-                         "' has a capital letter; names are lower-case with underscores");
-        }
-        std::string name = token_.text;
-        step();
-        return name;
-    }
-
-    message parse_message()
-    {
-        message m;
-        m.doc = std::exchange(pending_doc_, {});
-        expect_word("message", "after the package come messages: 'message <name> { ... }'");
-        m.at = token_.at;
-        m.name = take_name("the message");
-        expect("{");
-        if (at("}"))
-            fail(token_.at, "message '" + m.name + "' has no slots; give it at least one");
-        while (!at("}")) {
-            m.slots.push_back(parse_slot());
-            completed_doc_ = &m.slots.back().doc;
-            step(); // past ';'
-        }
-        step();
-        return m;
-    }
-
-    void parse_table(slot &s)
-    {
-        step();
-        s.message_at = token_.at;
-        s.message_name = take_name("the message that the table holds");
-    }
-
-    slot parse_slot()
-    {
-        slot s;
-        s.doc = std::exchange(pending_doc_, {});
-        s.at = token_.at;
-        if (token_.kind != token_kind::word)
-            unexpected("a wire type is wanted, or '}'");
-        const std::string type = token_.text;
-        if (type == "uint8" || type == "uint16" || type == "uint32" || type == "uint64") {
-            s.type = type == "uint8"    ? wire_type::uint8
-                     : type == "uint16" ? wire_type::uint16
-                     : type == "uint32" ? wire_type::uint32
-                                        : wire_type::uint64;
-            step();
-        } else if (type == "table") {
-            s.type = wire_type::table;
-            parse_table(s);
-        } else if (type == "array" || type == "vector") {
-            const bool array = type == "array";
-            step();
-            expect("<");
-            if (token_.kind == token_kind::word && token_.text == "uint8") {
-                s.type = array ? wire_type::array_uint8 : wire_type::vector_uint8;
-                step();
-            } else if (array && token_.kind == token_kind::word && token_.text == "uint32") {
-                s.type = wire_type::array_uint32;
-                step();
-            } else if (token_.kind == token_kind::word && token_.text == "table") {
-                s.type = array ? wire_type::array_table : wire_type::vector_table;
-                parse_table(s);
-            } else {
-                unexpected(array ? "an array holds uint8, uint32 or table <message>"
-                                 : "a vector holds uint8 or table <message>");
-            }
-            if (array) {
-                expect(",");
-                parse_count(s);
-            }
-            expect(">");
-        } else {
-            fail(s.at, "unknown type '" + type +
-                           "'; the types are uint8, uint16, uint32, uint64, array<...>, "
-                           "vector<...> and table <message>");
-        }
-        s.name_at = token_.at;
-        s.name = take_name("the slot");
-        if (at("["))
-            parse_malloc_text(s);
-        if (!at(";"))
-            unexpected("';' is wanted after the slot");
-        return s;
-    }
-
-    void parse_count(slot &s)
-    {
-        s.count_at = token_.at;
-        if (token_.kind != token_kind::number)
-            unexpected("the number of elements is wanted");
-        for (const char c : token_.text) {
-            if (c < '0' || c > '9')
-                fail(token_.at, "'" + token_.text + "' is not a decimal number; write digits only");
-            s.count = s.count * 10 + static_cast<std::uint64_t>(c - '0');
-            if (s.count >= count_limit)
-                fail(token_.at, "'" + token_.text +
-                                    "' elements are too many, counts on the wire stay below 2^30; "
-                                    "make the array smaller");
-        }
-        step();
-    }
-
-    void parse_malloc_text(slot &s)
-    {
-        step();
-        const position at_attribute = token_.at;
-        if (token_.kind != token_kind::word || token_.text != "malloc_text")
-            unexpected("the only attribute of a slot is malloc_text = \"...\"");
-        if (s.type != wire_type::vector_table)
-            fail(at_attribute,
-                 "only a vector of tables has a malloc_text; remove it from this slot");
-        step();
-        expect("=");
-        if (token_.kind != token_kind::string)
-            unexpected("malloc_text takes a text in quotes");
-        s.malloc_text = token_.text;
-        // The text is a printf format whose one argument is the size.
-        const auto percent = s.malloc_text.find('%');
-        if (percent == std::string::npos || s.malloc_text.compare(percent, 2, "%u") != 0 ||
-            s.malloc_text.find('%', percent + 1) != std::string::npos)
-            fail(token_.at,
-                 "malloc_text is the format of a size; write %u in it once, and no other '%'");
-        step();
-        expect("]");
-    }
-
-    lexer lexer_;
-    token token_;
-    package package_;
-    std::string pending_doc_;
-    position pending_doc_at_;
-    std::string *completed_doc_ = nullptr; ///< of the slot whose ';' is the token at hand
-};
+    return names;
+}
 
 } // namespace
 
-package parse(const std::string &file, const std::string &text) { return parser(file, text).run(); }
+package parse(const source &from, faults &to) { return parser(from, to).run(); }
+
+bool parser::is_utf_16() const
+{
+    return text_.starts_with("\xFF\xFE") || text_.starts_with("\xFE\xFF") ||
+           (text_.size() > 3 && (text_[0] == '\0') != (text_[1] == '\0') &&
+            (text_[0] == '\0') == (text_[2] == '\0') && (text_[1] == '\0') == (text_[3] == '\0'));
+}
+
+package parser::run()
+{
+    if (is_utf_16()) {
+        report({}, 1, "the file is UTF-16, or no text; save it as ASCII, or as UTF-8");
+        return std::move(package_);
+    }
+    messages_ = names_in(text_);
+    step();
+    parse_opening();
+    if (is_at_end() && package_.messages.empty())
+        report(end_of_last_, 1,
+               "the description ends here; a package has at least one message: "
+               "'message <name> { ... }'");
+    while (!is_at_end()) {
+        begin_item();
+        parse_next();
+    }
+    is_quiet_ = false;
+    refuse_pending_doc();
+    return std::move(package_);
+}
+
+void parser::parse_opening()
+{
+    static constexpr std::string_view package_word[] = {"package"};
+    begin_item();
+    pass_strays();
+    if (is_at_end())
+        return report_here(std::string("the description is empty; ") + opening);
+    const bool is_near = token_.kind == token_kind::word && ahead(1).kind == token_kind::word &&
+                         !vorl::did_you_mean(lower(token_.text), package_word).empty();
+    if (!is_at_word("package"))
+        report_here(found() + "; " + opening + (is_near ? ", did you mean 'package'?" : ""));
+    if (!is_at_word("package") && !is_near)
+        return skip_to_message();
+    parse_package();
+}
+
+void parser::parse_package()
+{
+    step();
+    package_.name_at = token_.at;
+    package_.name = take_name("the package");
+    // As in "package srv6 cfg;": what goes on in the line is no message.
+    const token behind = ahead(1);
+    const bool is_wrong_mark =
+        is_at_mark() && (behind.is_first_on_line || behind.is(token_kind::punctuation, ";"));
+    if (!at(";") && !token_.is_first_on_line && !is_at_end() && !is_at_message() &&
+        !is_wrong_mark) {
+        report_here(found() + "; ';' is wanted after the package");
+        while (!at(";") && !token_.is_first_on_line && !is_at_end())
+            step();
+    }
+    expect(';', "after the package");
+}
+
+/// Whether a message begins here: its word may be missing or misspelled, but no slot has a brace.
+bool parser::is_at_message() const
+{
+    if (token_.kind != token_kind::word || is_type_word(token_.text))
+        return false;
+    const token second = ahead(1);
+    if (second.is(token_kind::punctuation, "{"))
+        return true;
+    if (second.kind != token_kind::word && second.kind != token_kind::number)
+        return false;
+    const token third = ahead(2);
+    return third.is(token_kind::punctuation, "{") ||
+           (is_at_word("message") && third.is_first_on_line &&
+            !third.is(token_kind::punctuation, ";"));
+}
+
+void parser::skip_to_message()
+{
+    while (!is_at_end() && !is_at_message() && !is_at_word("package"))
+        step();
+}
+
+void parser::parse_next()
+{
+    pass_strays();
+    if (is_at_end())
+        return;
+    if (is_at_word("message") || is_at_message()) {
+        parse_message();
+    } else if (at("}")) {
+        report_here("this '}' closes nothing; remove it");
+        step();
+    } else if (at(";")) {
+        report_here("this ';' ends nothing, a message ends with its '}'; remove it");
+        step();
+    } else if (is_at_word("package")) {
+        // Where it is missing at the top, that is reported.
+        is_quiet_ = is_quiet_ || package_.name.empty();
+        report_here("found 'package'; a description has one package, so write a file for each");
+        std::string first = std::move(package_.name);
+        const position first_at = package_.name_at;
+        parse_package();
+        if (!first.empty()) {
+            package_.name = std::move(first);
+            package_.name_at = first_at;
+        }
+    } else if (token_.kind == token_kind::word && is_type_word(token_.text)) {
+        parse_slots_outside();
+    } else {
+        report_here(found() + "; after the package come messages: 'message <name> { ... }'");
+        step();
+        skip_to_message();
+    }
+}
+
+// Most often a '}' stands before them that should not.
+void parser::parse_slots_outside()
+{
+    report_here("a slot stands outside of every message; move it into one");
+    if (last_brace_.line != 0) {
+        note(last_brace_, "this '}' closed message " + quoted(package_.messages.back().name));
+        package_.messages.back().is_faulty = true;
+    }
+    while (!is_at_end() && !is_at_message() && !at("}"))
+        step();
+    if (at("}"))
+        step();
+}
 
 } // namespace idlc

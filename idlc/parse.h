@@ -1,6 +1,6 @@
 // Text of a description -> model. The grammar (docs/idl.md):
 //
-//   description = "package" name ";" { message }
+//   description = "package" name ";" message { message }
 //   message     = "message" name "{" slot { slot } "}"
 //   slot        = type name [ "[" "malloc_text" "=" string "]" ] ";"
 //   type        = "uint8" | "uint16" | "uint32" | "uint64"
@@ -12,11 +12,13 @@
 // stands before it.
 #pragma once
 
+#include "faults.h"
 #include "model.h"
 
 namespace idlc {
 
-/// Throws description_error for the first thing that does not follow the grammar.
-package parse(const std::string &file, const std::string &text);
+/// What does not follow the grammar is added to `to`, and marked in the model, so that check() can
+/// go on with the rest. The result is for emitting only if nothing was added.
+package parse(const source &from, faults &to);
 
 } // namespace idlc

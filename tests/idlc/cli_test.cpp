@@ -1,6 +1,6 @@
-// The compiler as a program: each faulty description gives one line that says where, what and what
-// to do, exit status 1 and no file; a wrong call gives the usage and exit status 2; a good one
-// writes, and --check compares.
+// The compiler as a program: each faulty description gives an error that says where, what and what
+// to do, and shows the place, exit status 1 and no file; a wrong call tells what is wrong with it,
+// and exit status 2; a good one writes, and --check compares.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -29,20 +29,62 @@ std::map<std::string, std::string> files_in(const fs::path &directory)
     return files;
 }
 
-// Runs idlc on descriptions in `directory`; `expected` is what the one line says after "error: ",
-// from its beginning, after the place in front of it.
+/// What stands below an error: its line, and a caret below the place. `text` is the description.
+void expect_excerpt(const std::string &text, std::size_t line, std::size_t column,
+                    const std::string &above, const std::string &below)
+{
+    std::vector<std::string> lines;
+    for (std::size_t begin = 0, end = 0; end != std::string::npos; begin = end + 1) {
+        end = text.find('\n', begin);
+        lines.push_back(text.substr(begin, end - begin));
+    }
+    std::string shown = lines.at(line - 1);
+    if (shown.ends_with('\r'))
+        shown.pop_back();
+    std::string margin = std::to_string(line);
+    margin = std::string(5 - margin.size(), ' ') + margin + " | ";
+    if (shown.size() <= 120) {
+        for (char &c : shown)
+            c = (c >= ' ' && c <= '~') || c == '\t' ? c : '?';
+        EXPECT_EQ(above, margin + shown);
+        EXPECT_EQ(below.find('^'), margin.size() + column - 1) << above << "\n" << below;
+    }
+    EXPECT_EQ(below.substr(0, 8), "      | ") << below;
+    EXPECT_EQ(below.find_first_not_of(" \t|^~"), std::string::npos) << below;
+}
+
+/// An error as it is expected: "LINE:COLUMN: TEXT", of which the text may be the beginning alone.
+using expectations = std::vector<std::string>;
+
+// Runs idlc on descriptions in `directory`, of which `name` is the faulty one.
 void expect_refusal(const fs::path &directory, const std::string &descriptions,
-                    const std::string &place, const std::string &expected)
+                    const std::string &name, const expectations &expected)
 {
     const auto before = files_in(directory);
     const outcome o = run(directory, idlc + " " + descriptions);
     EXPECT_EQ(o.status, 1);
     EXPECT_EQ(o.out, "");
-    ASSERT_EQ(lines_of(o.err).size(), 1U) << o.err;
+    ASSERT_FALSE(o.err.empty());
     EXPECT_EQ(o.err.back(), '\n');
-    EXPECT_EQ(o.err.substr(0, (place + ": error: " + expected).size()),
-              place + ": error: " + expected);
-    EXPECT_NE(o.err.find("; "), std::string::npos) << "no word of what to do: " << o.err;
+    const std::vector<std::string> lines = lines_of(o.err);
+    std::size_t errors = 0;
+    for (std::size_t i = 0; i < lines.size(); i += 3) {
+        const std::size_t kind = lines[i].find(": error: ");
+        if (kind == std::string::npos) {
+            EXPECT_NE(lines[i].find(": note: "), std::string::npos) << o.err;
+        } else {
+            ASSERT_LT(errors, expected.size()) << "more than were expected: " << o.err;
+            const std::string said = lines[i].substr(0, kind) + ": " + lines[i].substr(kind + 9);
+            const std::string wanted = name + ":" + expected[errors++];
+            EXPECT_EQ(said.substr(0, wanted.size()), wanted);
+            EXPECT_NE(said.find("; "), std::string::npos) << "no word of what to do: " << said;
+        }
+        const std::string place = lines[i].substr(name.size() + 1);
+        ASSERT_LT(i + 2, lines.size()) << o.err;
+        expect_excerpt(content(directory / name), std::stoul(place),
+                       std::stoul(place.substr(place.find(':') + 1)), lines[i + 1], lines[i + 2]);
+    }
+    EXPECT_EQ(errors, expected.size()) << o.err;
     EXPECT_EQ(files_in(directory), before) << "something was written";
 }
 
@@ -55,26 +97,26 @@ std::string take_lead(const std::string &line, const std::string &lead)
 
 class faulty_description : public testing::TestWithParam<std::string> {};
 
-// A fixture opens with "// expect: LINE:COLUMN: TEXT"; "// with: FILE" names what of errors/with
-// stands before it in the call.
-TEST_P(faulty_description, is_refused_in_one_line)
+// A fixture opens with "// expect: LINE:COLUMN: TEXT", a line for each error; "// with: FILE" names
+// what of errors/with stands before it in the call.
+TEST_P(faulty_description, is_refused_where_the_fault_is_and_nowhere_else)
 {
     const scratch_directory scratch;
     const std::string name = GetParam() + ".idl";
     fs::copy(errors / name, scratch.path());
     const std::vector<std::string> lines = lines_of(content(errors / name));
-    const std::string expected = take_lead(lines.at(0), "// expect: ");
-    const auto end_of_place = expected.find(": ");
-    ASSERT_NE(end_of_place, std::string::npos);
+    expectations expected;
+    std::size_t at = 0;
+    for (; lines.at(at).rfind("// expect: ", 0) == 0; ++at)
+        expected.push_back(take_lead(lines[at], "// expect: "));
+    ASSERT_FALSE(expected.empty());
     std::string descriptions;
-    if (lines.at(1).rfind("// with: ", 0) == 0) {
-        const std::string other = take_lead(lines[1], "// with: ");
+    if (lines[at].rfind("// with: ", 0) == 0) {
+        const std::string other = take_lead(lines[at], "// with: ");
         fs::copy(errors / "with" / other, scratch.path());
         descriptions = other + " ";
     }
-    expect_refusal(scratch.path(), descriptions + name,
-                   name + ":" + expected.substr(0, end_of_place),
-                   expected.substr(end_of_place + 2));
+    expect_refusal(scratch.path(), descriptions + name, name, expected);
 }
 
 std::vector<std::string> fixtures()
@@ -91,39 +133,83 @@ INSTANTIATE_TEST_SUITE_P(errors, faulty_description, testing::ValuesIn(fixtures(
                          [](const auto &info) { return info.param; });
 
 // Descriptions that no text file shows well.
-void expect_refusal_of(const std::string &text, const std::string &place,
-                       const std::string &expected)
+void expect_refusal_of(const std::string &text, const expectations &expected)
 {
     const scratch_directory scratch;
     write(scratch.path() / "a.idl", text);
-    expect_refusal(scratch.path(), "a.idl", "a.idl:" + place, expected);
+    expect_refusal(scratch.path(), "a.idl", "a.idl", expected);
 }
 
 TEST(idlc_refuses, an_empty_file)
 {
-    expect_refusal_of("", "1:1", "the description ends here; a description opens with");
+    expect_refusal_of("", {"1:1: the description is empty; a description opens with"});
+    expect_refusal_of("\n\n", {"3:1: the description is empty; a description opens with"});
 }
+
+const std::string good = "package srv6;\nmessage srv6_a {\n    uint8 f0;\n}\n";
 
 TEST(idlc_refuses, nul_bytes)
 {
     using std::string_literals::operator""s;
-    expect_refusal_of("package srv6\0;"s, "1:13", "byte 0 has no meaning in a description; remove");
-    expect_refusal_of("\0"s, "1:1", "byte 0 has no meaning in a description; remove");
-    expect_refusal_of("// \0\n"s, "1:4", "a comment holds ASCII text; remove byte 0");
-    expect_refusal_of("package srv6;\nmessage srv6_a { uint8 f0; } \"\0\""s, "2:31",
-                      "a text holds printable ASCII without backslashes; remove");
-    expect_refusal_of("package p\x7F;", "1:10", "byte 127 has no meaning in a description; remove");
-    expect_refusal_of("package p;\n\f", "2:1", "byte 12 has no meaning in a description; remove");
-    expect_refusal_of("/// a\rb\x01\n", "1:8", "a comment holds ASCII text; remove byte 1");
+    const std::string rest = "\nmessage srv6_a { uint8 f0; }\n";
+    expect_refusal_of("package srv6\0;"s + rest,
+                      {"1:13: byte 0 has no meaning in a description; remove it"});
+    expect_refusal_of("\0\0\0package srv6;"s + rest,
+                      {"1:1: byte 0 has no meaning in a description"});
+    expect_refusal_of("// \0\n"s + good,
+                      {"1:4: a comment holds ASCII text, and not byte 0; remove"});
+    expect_refusal_of(good +
+                          "message srv6_b { vector<table srv6_a> f0 [malloc_text = \"\0 %u\"]; }"s,
+                      {"5:58: a text holds printable ASCII without backslashes, and not byte 0"});
+    expect_refusal_of("package srv6\x7F;" + rest,
+                      {"1:13: byte 127 has no meaning in a description"});
+    expect_refusal_of("package srv6;\n\f" + rest, {"2:1: byte 12 has no meaning in a description"});
+}
+
+TEST(idlc_refuses, text_that_is_not_ascii)
+{
+    std::string wide;
+    for (const char c : good)
+        wide += {c, '\0'};
+    const std::string said = "1:1: the file is UTF-16, or no text; save it as ASCII, or as UTF-8";
+    expect_refusal_of(wide, {said});
+    expect_refusal_of("\xFF\xFE" + wide, {said});
+    expect_refusal_of("\xFE\xFF" + std::string(1, '\0') + wide, {said});
+    expect_refusal_of("// caf\xE9\n" + good, {"1:7: a comment holds ASCII text, and not byte 233"});
+}
+
+TEST(idlc_refuses, comments_that_end_with_a_carriage_return_once)
+{
+    expect_refusal_of("// a\r// b\rpackage srv6;\r// c\rmessage srv6_a { uint8 f0; }\r",
+                      {"1:5: a carriage return ends no line here, so the comment goes on; end"});
+}
+
+TEST(idlc_accepts, lines_that_end_as_on_any_system)
+{
+    for (const std::string end : {"\n", "\r\n", "\r"}) {
+        const scratch_directory scratch;
+        write(scratch.path() / "a.idl",
+              "package srv6;" + end + "message srv6_a {" + end + "    uint8 f0;" + end + "}" + end);
+        const outcome o = run(scratch.path(), idlc + " a.idl");
+        EXPECT_EQ(o.status, 0) << o.err;
+    }
 }
 
 TEST(idlc_refuses, files_that_cannot_be_read)
 {
     const scratch_directory scratch;
-    expect_refusal(scratch.path(), "none.idl", "none.idl:1:1", "cannot be read; name an existing");
     fs::create_directory(scratch.path() / "directory.idl");
-    expect_refusal(scratch.path(), "directory.idl", "directory.idl:1:1",
-                   "cannot be read; name an existing");
+    fs::create_symlink("/dev/zero", scratch.path() / "endless.idl");
+    write(scratch.path() / "a.idl", good);
+    const auto before = files_in(scratch.path());
+    const outcome o = run(scratch.path(), idlc + " none.idl a.idl directory.idl endless.idl");
+    EXPECT_EQ(o.status, 1);
+    EXPECT_EQ(o.out, "");
+    EXPECT_EQ(o.err,
+              "none.idl: error: cannot be read, No such file or directory; name a file that can\n"
+              "directory.idl: error: cannot be read, Is a directory; name a file that can\n"
+              "endless.idl: error: is longer than 8 MiB; name another file, or split it\n");
+    EXPECT_EQ(files_in(scratch.path()), before);
 }
 
 TEST(idlc_refuses, all_descriptions_for_a_fault_in_one)
@@ -131,8 +217,126 @@ TEST(idlc_refuses, all_descriptions_for_a_fault_in_one)
     const scratch_directory scratch;
     write(scratch.path() / "good.idl", "package srv6;\nmessage srv6_a { uint8 f0; }\n");
     write(scratch.path() / "bad.idl", "package srv6_cfg;\nmessage srv6_cfg_a { uint8 f1; }\n");
-    expect_refusal(scratch.path(), "good.idl bad.idl", "bad.idl:2:28", "slot 0 of 'srv6_cfg_a'");
-    expect_refusal(scratch.path(), "good.idl none.idl", "none.idl:1:1", "cannot be read");
+    expect_refusal(scratch.path(), "good.idl bad.idl", "bad.idl", {"2:28: slot 0 of 'srv6_cfg_a'"});
+}
+
+// One of each kind, each in a message of its own; what is right among them is not blamed.
+TEST(idlc_refuses, several_faults_in_one_run)
+{
+    expect_refusal_of("package srv6;\n"
+                      "message srv6_a {\n"
+                      "    uint23 f0;\n"
+                      "    uint32 f1\n"
+                      "    uint8 f2;\n"
+                      "    table srv6_cc f3;\n"
+                      "    uint8 f4;\n"
+                      "    uint8 f4;\n"
+                      "    array<uint8, 0> f5;\n"
+                      "}\n"
+                      "message srv6_b {\n"
+                      "    table srv6_a f0;\n"
+                      "message srv6_c {\n"
+                      "    table srv6_b f0;\n"
+                      "    uint32 f1 $;\n"
+                      "}\n"
+                      "}\n"
+                      "message cfg_d {\n"
+                      "    vector<table srv6_d> f0;\n"
+                      "}\n",
+                      {"3:5: unknown type 'uint23'; did you mean 'uint32'?",
+                       "4:14: ';' is missing after the slot, before 'uint8'; add it",
+                       "6:11: unknown type: there is no message 'srv6_cc' in package 'srv6'; did",
+                       "8:11: duplicate slot 'f4' in 'srv6_a'; slot 5 is named 'f5'",
+                       "9:18: an array of zero elements; give it at least one",
+                       "12:21: message 'srv6_b' is not closed, its '}' is missing before 'message'",
+                       "15:15: '$' has no meaning in a description; remove it",
+                       "17:1: this '}' closes nothing; remove it",
+                       "18:9: message 'cfg_d' is not of package 'srv6'; name it 'srv6_...'",
+                       "19:18: unknown type: there is no message 'srv6_d' in package 'srv6'; did"});
+}
+
+TEST(idlc_refuses, the_faults_of_all_files_in_the_order_of_the_call)
+{
+    const scratch_directory scratch;
+    write(scratch.path() / "z.idl", "package srv6;\nmessage srv6_a { uint9 f0; }\n");
+    write(scratch.path() / "a.idl", "package srv6_cfg;\nmessage srv6_cfg_a { table srv6_a f0; }\n");
+    const outcome o = run(scratch.path(), idlc + " z.idl a.idl");
+    EXPECT_EQ(o.status, 1);
+    EXPECT_EQ(o.err, "z.idl:2:18: error: unknown type 'uint9'; did you mean 'uint8'?\n"
+                     "    2 | message srv6_a { uint9 f0; }\n"
+                     "      |                  ^~~~~\n"
+                     "a.idl:2:28: error: unknown type: there is no message 'srv6_a' in package "
+                     "'srv6_cfg'; it is of package 'srv6', and a table holds messages of its own "
+                     "package; describe one here\n"
+                     "    2 | message srv6_cfg_a { table srv6_a f0; }\n"
+                     "      |                            ^~~~~~\n");
+}
+
+std::string with_faults(std::size_t count)
+{
+    std::string text = "package srv6;\nmessage srv6_a {\n";
+    for (std::size_t i = 0; i < count; ++i)
+        text += "    uint9 f" + std::to_string(i) + ";\n";
+    return text + "}\n";
+}
+
+TEST(idlc_refuses, with_so_many_errors_and_the_number_of_the_others)
+{
+    const scratch_directory scratch;
+    write(scratch.path() / "a.idl", with_faults(33));
+    const auto errors_of = [&scratch](const std::string &option) {
+        const outcome o = run(scratch.path(), idlc + " a.idl " + option);
+        EXPECT_EQ(o.status, 1);
+        std::size_t count = 0;
+        for (const std::string &line : lines_of(o.err))
+            count += line.find(": error: ") != std::string::npos ? 1 : 0;
+        return std::pair(count, lines_of(o.err).back());
+    };
+    EXPECT_EQ(
+        errors_of(""),
+        std::pair(std::size_t{20}, std::string("13 more errors; --max-errors 33 shows them, too")));
+    EXPECT_EQ(errors_of("--max-errors 1").first, 1U);
+    EXPECT_EQ(errors_of("--max-errors=32").second, "1 more error; --max-errors 33 shows it, too");
+    EXPECT_EQ(errors_of("--max-errors 33"),
+              std::pair(std::size_t{33}, std::string("      |     ^~~~~")));
+}
+
+TEST(idlc_shows, colours_on_a_terminal_alone)
+{
+    const scratch_directory scratch;
+    write(scratch.path() / "a.idl", with_faults(1));
+    const auto err = [&scratch](const std::string &option) {
+        return run(scratch.path(), idlc + " a.idl " + option).err;
+    };
+    EXPECT_EQ(err("").find('\033'), std::string::npos);
+    EXPECT_EQ(err("--color auto"), err("--color never"));
+    EXPECT_EQ(err("--color always"),
+              "\033[1ma.idl:3:5: \033[0m\033[1;31merror: \033[0munknown type 'uint9'; did you mean "
+              "'uint8'?\n    3 |     uint9 f0;\n      |     \033[1;32m^~~~~\033[0m\n");
+    // On a terminal, which script(1) makes.
+    const auto terminal = [&scratch](const std::string &environment) {
+        return run(scratch.path(),
+                   "script -qec \"" + environment + " " + idlc + " a.idl\" /dev/null")
+            .out;
+    };
+    EXPECT_NE(terminal("TERM=xterm").find("\033[1;31merror"), std::string::npos);
+    EXPECT_EQ(terminal("TERM=dumb").find('\033'), std::string::npos);
+    EXPECT_EQ(terminal("TERM=xterm NO_COLOR=1").find('\033'), std::string::npos);
+}
+
+TEST(idlc_shows, the_part_of_a_long_line_where_the_fault_is)
+{
+    const scratch_directory scratch;
+    write(scratch.path() / "a.idl", "package srv6; message srv6_a { uint8 f0; }" +
+                                        std::string(500, ' ') + "message srv6_b { uint9\tf0; }" +
+                                        std::string(500, ' ') + "// end\n");
+    const outcome o = run(scratch.path(), idlc + " a.idl");
+    const std::vector<std::string> lines = lines_of(o.err);
+    ASSERT_EQ(lines.size(), 3U) << o.err;
+    EXPECT_EQ(lines[0], "a.idl:1:560: error: unknown type 'uint9'; did you mean 'uint8'?");
+    EXPECT_EQ(lines[1], "    1 | ..." + std::string(43, ' ') + "message srv6_b { uint9\tf0; }" +
+                            std::string(49, ' ') + "...");
+    EXPECT_EQ(lines[2], "      | " + std::string(63, ' ') + "^~~~~");
 }
 
 std::string with_slots(std::size_t count, const std::string &type)
@@ -145,14 +349,15 @@ std::string with_slots(std::size_t count, const std::string &type)
 
 TEST(idlc_refuses, more_slots_than_compilers_take)
 {
-    expect_refusal_of(with_slots(257, "uint8"), "259:1", "'srv6_a' has more than 256 slots; nest");
-    expect_refusal_of(with_slots(40000, "uint8"), "259:1", "'srv6_a' has more than 256 slots");
+    expect_refusal_of(with_slots(257, "uint8"), {"259:1: 'srv6_a' has more than 256 slots; nest"});
+    expect_refusal_of(with_slots(40000, "uint8"), {"259:1: 'srv6_a' has more than 256 slots"});
     // Slot 16383 lies at 4 + 4 * 16383, which is 65536.
-    expect_refusal_of(with_slots(16384, "uint32"), "16386:1",
-                      "slot 'f16383' of 'srv6_a' would lie at offset 65536, past the 16 bits");
+    expect_refusal_of(
+        with_slots(16384, "uint32"),
+        {"16386:1: slot 'f16383' of 'srv6_a' would lie at offset 65536, past the 16"});
     // The same where a vector makes the message one of variable size: 8 bytes a slot.
-    expect_refusal_of(with_slots(8193, "vector<uint8>"), "8195:1",
-                      "slot 'f8192' of 'srv6_a' would lie at offset 65540, past the 16 bits");
+    expect_refusal_of(with_slots(8193, "vector<uint8>"),
+                      {"8195:1: slot 'f8192' of 'srv6_a' would lie at offset 65540, past the 16"});
 }
 
 enum class links { to_next, to_previous };
@@ -175,14 +380,14 @@ TEST(idlc_refuses, nesting_without_end)
     const std::string said = "messages nest deeper than 32 levels here; hold fewer";
     for (const std::size_t count : {33U, 100000U}) {
         for (const char *innermost : {"uint8", "vector<uint8>"}) {
-            expect_refusal_of(chain(count, links::to_next, innermost), "33:26", said);
-            expect_refusal_of(chain(count, links::to_previous, innermost), "34:26", said);
+            expect_refusal_of(chain(count, links::to_next, innermost), {"33:26: " + said});
+            expect_refusal_of(chain(count, links::to_previous, innermost), {"34:26: " + said});
         }
     }
     // A cycle longer than the limit is first of all too deep.
-    expect_refusal_of(chain(100000, links::to_next, "table srv6_m0"), "33:26", said);
-    expect_refusal_of(chain(32, links::to_next, "table srv6_m0"), "33:26",
-                      "forward cycle: srv6_m0 -> srv6_m1 -> ");
+    expect_refusal_of(chain(100000, links::to_next, "table srv6_m0"), {"33:26: " + said});
+    expect_refusal_of(chain(32, links::to_next, "table srv6_m0"),
+                      {"33:26: forward cycle: srv6_m0 -> srv6_m1 -> "});
 }
 
 TEST(idlc_accepts, the_most_slots_and_the_deepest_nesting)
@@ -205,20 +410,58 @@ TEST(idlc_accepts, the_most_slots_and_the_deepest_nesting)
     }
 }
 
-TEST(idlc_usage, is_told_with_status_2)
+TEST(idlc_usage, of_a_wrong_call_is_told_with_status_2)
 {
     const scratch_directory scratch;
     write(scratch.path() / "srv6.idl", "package srv6;\nmessage srv6_a { uint8 f0; }\n");
     write(scratch.path() / "srv6.h", "package srv6;\nmessage srv6_a { uint8 f0; }\n");
     const auto before = files_in(scratch.path());
-    for (const char *arguments : {"", "--check", "--help", "-o srv6.idl", "srv6.idl --bogus", "''",
-                                  "-", "srv6.h", "srv6.idl srv6.h", "srv6"}) {
-        const outcome o = run(scratch.path(), idlc + " " + arguments);
-        EXPECT_EQ(o.status, 2) << arguments;
+    const std::string none = "no description is named; name all packages that share a bus";
+    const std::string files = "' is no description; name files that end in .idl, or a command: ";
+    const std::pair<std::string, std::string> calls[] = {
+        {"", none},
+        {"--check", none},
+        {"-o srv6.idl", "'-o' is no option; --help tells which there are"},
+        {"srv6.idl --chekc", "'--chekc' is no option; did you mean '--check'?"},
+        {"--check=yes srv6.idl", "--check takes no value; leave '=yes' out"},
+        {"srv6.idl --page", "--page needs a value; write it behind"},
+        {"srv6.idl --max-errors 0", "--max-errors takes no '0'; give a number from 1 to 100000"},
+        {"srv6.idl --max-errors x", "--max-errors takes no 'x'; give a number from 1 to 100000"},
+        {"srv6.idl --color=red", "--color takes no 'red'; give one of auto, always, never"},
+        {"''", "'" + files},
+        {"-", "'-" + files},
+        {"srv6.h", "'srv6.h" + files},
+        {"srv6.idl srv6.h", "'srv6.h" + files},
+        {"srv6", "'srv6" + files},
+        {"-- --check", "'--check" + files},
+    };
+    for (const auto &[call, said] : calls) {
+        const outcome o = run(scratch.path(), idlc + " " + call);
+        EXPECT_EQ(o.status, 2) << call;
         EXPECT_EQ(o.out, "");
-        EXPECT_EQ(o.err.rfind("usage: idlc [--check] [--page PAGE.md] DESCRIPTION.idl...\n", 0), 0U)
-            << o.err;
-        EXPECT_EQ(files_in(scratch.path()), before) << arguments;
+        EXPECT_EQ(o.err.substr(0, 6 + said.size()), "idlc: " + said);
+        EXPECT_EQ(lines_of(o.err).at(1), "'idlc --help' tells how it is called");
+        EXPECT_EQ(files_in(scratch.path()), before) << call;
+    }
+}
+
+TEST(idlc_help, is_given_on_standard_output_with_status_0)
+{
+    const std::pair<std::string, std::string> calls[] = {
+        {"--help", "usage: idlc [--check] [--page PAGE.md] DESCRIPTION.idl...\n"},
+        {"-h", "usage: idlc [--check] [--page PAGE.md] DESCRIPTION.idl...\n"},
+        {"help", "usage: idlc [--check] [--page PAGE.md] DESCRIPTION.idl...\n"},
+        {"none.idl --bogus --help", "usage: idlc [--check] [--page PAGE.md] DESCRIPTION.idl...\n"},
+        {"compat --help", "usage: idlc compat "},
+        {"help compat", "usage: idlc compat "},
+    };
+    for (const auto &[call, usage] : calls) {
+        const outcome o = run("/", idlc + " " + call);
+        EXPECT_EQ(o.status, 0) << call;
+        EXPECT_EQ(o.err, "") << call;
+        EXPECT_EQ(o.out.substr(0, usage.size()), usage) << call;
+        for (const std::string &line : lines_of(o.out))
+            EXPECT_LE(line.size(), 90U) << line;
     }
 }
 

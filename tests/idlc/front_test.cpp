@@ -2,6 +2,8 @@
 // documentation comment reaches, what follows from the slots. Faults are in errors/.
 #include <gtest/gtest.h>
 
+#include <span>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -17,12 +19,26 @@ using namespace idlc;
 
 std::vector<package> checked(const std::vector<std::string> &texts)
 {
+    faults found;
     std::vector<package> packages;
+    std::vector<source> sources;
     packages.reserve(texts.size());
-    for (const std::string &text : texts)
-        packages.push_back(parse("test.idl", text));
-    check(packages);
+    for (const std::string &text : texts) {
+        sources.push_back({"test.idl", text});
+        packages.push_back(parse(sources.back(), found));
+    }
+    check(packages, found);
+    EXPECT_EQ(found.shown(sources, false), "");
     return packages;
+}
+
+package parsed(const std::string &text)
+{
+    faults found;
+    const source from{"test.idl", text};
+    package p = parse(from, found);
+    EXPECT_EQ(found.shown(std::span(&from, 1), false), "");
+    return p;
 }
 
 std::string at(position where)
@@ -34,7 +50,8 @@ TEST(lexer, gives_tokens_with_their_places)
 {
     const std::string text = "package a_1;\n\t{ }<4>[x = \"50% off\"] // gone\n/// before \n"
                              "///< after\r\n,";
-    lexer lex("test.idl", text);
+    faults found;
+    lexer lex("test.idl", text, &found);
     struct {
         token_kind kind;
         const char *text;
@@ -69,8 +86,8 @@ TEST(lexer, gives_tokens_with_their_places)
 
 TEST(lexer, ordinary_comments_may_say_what_c_comments_may_not)
 {
-    const package p = parse("test.idl", "// idl/*/*.idl and */\npackage p; // ?\?/\n"
-                                        "message p_a { uint8 f0; }");
+    const package p = parsed("// idl/*/*.idl and */\npackage p; // ?\?/\n"
+                             "message p_a { uint8 f0; }");
     EXPECT_EQ(p.messages.size(), 1U);
 }
 
@@ -140,13 +157,13 @@ TEST(parser, takes_words_of_the_language_for_names)
 
 TEST(parser, remembers_where_things_stand)
 {
-    const package p = parse("test.idl", "package p;\n"
-                                        "message p_a { uint8 f0; }\n"
-                                        "\n"
-                                        "  message p_b {\n"
-                                        "    array<table p_a, 12>  f0;\n"
-                                        "\ttable p_a f1;\n"
-                                        "}\n");
+    const package p = parsed("package p;\n"
+                             "message p_a { uint8 f0; }\n"
+                             "\n"
+                             "  message p_b {\n"
+                             "    array<table p_a, 12>  f0;\n"
+                             "\ttable p_a f1;\n"
+                             "}\n");
     EXPECT_EQ(p.file, "test.idl");
     EXPECT_EQ(at(p.name_at), "1:9");
     EXPECT_EQ(at(p.messages[0].at), "2:9");
@@ -161,22 +178,22 @@ TEST(parser, remembers_where_things_stand)
 
 TEST(parser, gives_documentation_to_the_right_item)
 {
-    const package p = parse("test.idl", "package p;\n"
-                                        "// not this\n"
-                                        "/// About a,\n"
-                                        "/// in two lines.\n"
-                                        "message p_a {\n"
-                                        "    /// Before f0.\n"
-                                        "    uint8 f0;  ///< After f0.\n"
-                                        "               ///< More of f0.\n"
-                                        "    uint8 f1;\n"
-                                        "    /// Before f2.\n"
-                                        "    uint8 f2;\n"
-                                        "    uint8 f3; ///< After f3.\n"
-                                        "}\n"
-                                        "message p_b { uint8 f0; }\n"
-                                        "///    About c.   \n"
-                                        "message p_c { uint8 f0; }\n");
+    const package p = parsed("package p;\n"
+                             "// not this\n"
+                             "/// About a,\n"
+                             "/// in two lines.\n"
+                             "message p_a {\n"
+                             "    /// Before f0.\n"
+                             "    uint8 f0;  ///< After f0.\n"
+                             "               ///< More of f0.\n"
+                             "    uint8 f1;\n"
+                             "    /// Before f2.\n"
+                             "    uint8 f2;\n"
+                             "    uint8 f3; ///< After f3.\n"
+                             "}\n"
+                             "message p_b { uint8 f0; }\n"
+                             "///    About c.   \n"
+                             "message p_c { uint8 f0; }\n");
     EXPECT_EQ(p.messages[0].doc, "About a,\nin two lines.");
     EXPECT_EQ(p.messages[0].slots[0].doc, "Before f0.\nAfter f0.\nMore of f0.");
     EXPECT_EQ(p.messages[0].slots[1].doc, "");
@@ -285,16 +302,28 @@ TEST(checker, accepts_what_just_fits)
               2U);
 }
 
-// Whatever the bytes are, the front end accepts them or throws one error of one line.
+// Whatever the bytes are, the front end accepts them, or each error says what to do, in one line
+// with its place, and shows it in two more.
 void survives(const std::string &text)
 {
-    try {
-        checked({text});
-    } catch (const description_error &e) {
-        const std::string said = e.what();
-        EXPECT_EQ(said.rfind("test.idl:", 0), 0U) << said;
-        EXPECT_EQ(said.find('\n'), std::string::npos) << said;
-        EXPECT_NE(said.find("; "), std::string::npos) << "no word of what to do: " << said;
+    const source from{"test.idl", text};
+    faults found;
+    std::vector<package> packages;
+    packages.push_back(parse(from, found));
+    check(packages, found);
+    const std::string said = found.shown(std::span(&from, 1), false);
+    ASSERT_EQ(found.none(), said.empty());
+    std::istringstream lines(said);
+    std::string line;
+    while (std::getline(lines, line)) {
+        if (line.find(" more error") != std::string::npos)
+            break;
+        ASSERT_EQ(line.rfind("test.idl:", 0), 0U) << said;
+        if (line.find(": note: ") == std::string::npos) {
+            ASSERT_NE(line.find("; "), std::string::npos) << "no word of what to do: " << line;
+        }
+        ASSERT_TRUE(std::getline(lines, line) && line.find(" | ") == 5) << said;
+        ASSERT_TRUE(std::getline(lines, line) && line.find('^') != std::string::npos) << said;
     }
 }
 

@@ -1,0 +1,42 @@
+// What --help says.
+#pragma once
+
+namespace idlc {
+
+inline constexpr const char *help_of_compile =
+    R"(usage: idlc [--check] [--page PAGE.md] DESCRIPTION.idl...
+       idlc compat OLD NEW
+       idlc help [COMMAND]
+
+Without a command: writes <package>.h, <package>_messages.h, <package>.cpp and
+<package>_catalogue.cpp beside each description. Name all packages that share a
+bus in one call: identifiers must differ across them. Nothing is written unless
+every description is accepted.
+
+  --check         write nothing; name each file that is not what it would be
+  --page PAGE.md  write a page of all messages, too
+  --max-errors N  errors that are shown (20)
+  --color WHEN    auto: on a terminal, unless NO_COLOR is set; always; never
+
+compat   compare two versions, each a description or a directory of descriptions
+
+Exit status: 0 done; 1 a faulty description, a file that cannot be read or
+written, or with --check a file that differs; 2 a wrong call.
+
+docs/idl.md is the language.
+)";
+
+inline constexpr const char *help_of_compat =
+    R"(usage: idlc compat OLD NEW
+
+Compares two versions, each a description or a directory with descriptions at any
+depth, and prints a line for each difference.
+
+  --max-errors N  errors of a description that are shown (20)
+  --color WHEN    auto: on a terminal, unless NO_COLOR is set; always; never
+
+Exit status: 0 no change breaks a deployed peer; 1 one does; 2 a wrong call, or
+descriptions that cannot be compared.
+)";
+
+} // namespace idlc
