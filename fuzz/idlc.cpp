@@ -1,5 +1,6 @@
 // Any text, compiled as a description, or as two that share a bus (the second behind a byte 0x1C).
-// What is accepted goes through all emitters, and is compared with itself and with an older version.
+// What is accepted goes through all emitters, is formatted, and is compared with itself and with an
+// older version.
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -8,6 +9,7 @@
 #include "idlc/check.h"
 #include "idlc/compat.h"
 #include "idlc/emit.h"
+#include "idlc/format.h"
 #include "idlc/parse.h"
 
 namespace {
@@ -54,6 +56,19 @@ void emit(const idlc::package &p)
     }
 }
 
+/// The format keeps what is generated, and is its own format.
+void format(const compilation &made)
+{
+    if (made.sources.size() != 1)
+        return;
+    const std::string once = idlc::formatted(made.sources[0]);
+    const compilation again(once);
+    check(again.found.none(), "a format that is faulty");
+    check(idlc::formatted(again.sources[0]) == once, "a format that has another");
+    check(idlc::emit_header(again.packages[0]) == idlc::emit_header(made.packages[0]),
+          "a format that says something else");
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
@@ -67,6 +82,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
         return 0;
     for (const idlc::package &p : made.packages)
         emit(p);
+    format(made);
     check(idlc::compare(made.packages, compilation(text).packages).empty(), "differs from itself");
     for (const idlc::difference &d : idlc::compare(older_version(), made.packages))
         check(!idlc::report(d).empty(), "an empty report");

@@ -12,6 +12,7 @@
 namespace idlc {
 
 int run_compile(std::span<const std::string> given);
+int run_fmt(std::span<const std::string> given);
 int run_compat(std::span<const std::string> given);
 
 /// All packages that share a bus, parsed and checked. What is wrong is added to `to`.

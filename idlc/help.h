@@ -5,6 +5,7 @@ namespace idlc {
 
 inline constexpr const char *help_of_compile =
     R"(usage: idlc [--check] [--page PAGE.md] DESCRIPTION.idl...
+       idlc fmt [--check] DESCRIPTION...
        idlc compat OLD NEW
        idlc help [COMMAND]
 
@@ -18,12 +19,28 @@ every description is accepted.
   --max-errors N  errors that are shown (20)
   --color WHEN    auto: on a terminal, unless NO_COLOR is set; always; never
 
+fmt      bring descriptions into their format
 compat   compare two versions, each a description or a directory of descriptions
 
 Exit status: 0 done; 1 a faulty description, a file that cannot be read or
 written, or with --check a file that differs; 2 a wrong call.
 
 docs/idl.md is the language.
+)";
+
+inline constexpr const char *help_of_fmt =
+    R"(usage: idlc fmt [--check] DESCRIPTION...
+
+Brings descriptions into their one format. A directory stands for all descriptions
+below it. Comments stay, and what idlc makes of a description stays the same. A
+faulty one is left as it is.
+
+  --check         write nothing; tell the first line of each that is not in the format
+  --max-errors N  errors of a description that are shown (20)
+  --color WHEN    auto: on a terminal, unless NO_COLOR is set; always; never
+
+Exit status: 0 done; 1 a faulty description, one that cannot be read or written, or
+with --check one that is not in the format; 2 a wrong call.
 )";
 
 inline constexpr const char *help_of_compat =

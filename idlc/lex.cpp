@@ -91,8 +91,14 @@ token lexer::comment()
         t.kind = token_kind::doc_after;
     else if (t.text.starts_with("///"))
         t.kind = token_kind::doc_before;
+    else if (keeps_comments_)
+        t.kind = token_kind::comment;
     else
         return t;
+    if (keeps_comments_) {
+        t.text = trimmed(t.text);
+        return t;
+    }
     const std::string_view whole = t.text;
     t.text = trimmed(t.text.substr(t.kind == token_kind::doc_after ? 4 : 3));
     // What a C compiler takes for more than text inside a comment; ??/ is a backslash to it.

@@ -17,7 +17,8 @@ enum class token_kind : std::uint8_t {
     number, ///< begins with a digit, or with a sign and a digit
     string,
     punctuation,
-    stray, ///< characters that have no meaning
+    stray,   ///< characters that have no meaning
+    comment, ///< where ordinary ones are kept
     doc_before,
     doc_after,
     end
@@ -39,6 +40,9 @@ class lexer {
     lexer(std::string_view file, std::string_view text, faults *to)
         : file_(file), text_(text), to_(to)
     {}
+    /// From now on ordinary comments are tokens, too, and the text of every comment is all of it,
+    /// without blanks at its end.
+    void keep_comments() { keeps_comments_ = true; }
     /// The next token; `end` at the end of the text, again and again.
     token next();
     /// The next ones but this lexer, quietly.
@@ -73,6 +77,7 @@ class lexer {
     std::size_t at_ = 0;
     position where_;
     std::uint32_t line_of_last_ = 0;
+    bool keeps_comments_ = false;
     bool said_return_ = false;    ///< that a carriage return ends no line
     bool rest_is_faulty_ = false; ///< a comment that nothing closes took the rest of the text
 };

@@ -28,6 +28,7 @@ struct command {
 };
 constexpr command commands[] = {
     {"", idlc::help_of_compile, idlc::run_compile},
+    {"fmt", idlc::help_of_fmt, idlc::run_fmt},
     {"compat", idlc::help_of_compat, idlc::run_compat},
 };
 
