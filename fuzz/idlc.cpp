@@ -8,6 +8,7 @@
 #include "fuzz/finding.h"
 #include "idlc/check.h"
 #include "idlc/compat.h"
+#include "idlc/compat_report.h"
 #include "idlc/emit.h"
 #include "idlc/format.h"
 #include "idlc/parse.h"

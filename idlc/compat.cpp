@@ -2,6 +2,11 @@
 
 #include <algorithm>
 #include <map>
+#include <utility>
+
+#include "check.h"
+#include "compat_rules.h"
+#include "words.h"
 
 namespace idlc {
 namespace {
@@ -12,12 +17,15 @@ struct owned {
     const message *what;
 };
 
-std::string quoted(const std::string &text) { return "'" + text + "'"; }
-
 std::string counted(std::size_t count, const std::string &what)
 {
     return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
 }
+
+// What a peer sees of what does not concern it.
+const std::string no_news = "the same as before";
+const std::string not_called = "the library is not called, and logs nothing";
+const std::string follows = "the same as before: it follows the offsets in the message";
 
 class comparison {
   public:
@@ -38,13 +46,21 @@ class comparison {
         for (const package &p : before_) {
             for (const message &m : p.messages)
                 compare_message({&p, &m});
+            if (find_package(after_, p.name) == nullptr)
+                found_.push_back(
+                    {&rule_of(rule_id::package_removed), p.file, p.name_at, true, "", "",
+                     "package " + quoted(p.name) + " is removed, and with it its functions",
+                     no_news, no_news});
         }
         for (const package &p : after_) {
+            if (find_package(before_, p.name) == nullptr)
+                found_.push_back({&rule_of(rule_id::package_added), p.file, p.name_at, false, "",
+                                  "", "package " + quoted(p.name) + " is new", no_news, no_news});
             for (const message &m : p.messages) {
                 if (old_.count(m.name) == 0 && renamed_from_.count(m.name) == 0)
-                    add({&p, &m}, m.at, aspect::identifier, false,
-                        "message " + quoted(m.name) + " is new, " + hexadecimal(m.msg_id) +
-                            "; deployed peers do not know it");
+                    add(rule_id::message_added, {&p, &m}, nullptr,
+                        "message " + quoted(m.name) + " is new, " + hexadecimal(m.msg_id),
+                        "its bus has nobody who takes it; " + not_called, "none from old peers");
             }
             compare_order(p);
         }
@@ -52,9 +68,27 @@ class comparison {
     }
 
   private:
-    void add(owned where, position at, aspect what, bool breaks, std::string text)
+    static const package *find_package(const std::vector<package> &among, const std::string &name)
     {
-        found_.push_back({where.owner->file, at, what, breaks, std::move(text)});
+        for (const package &p : among) {
+            if (p.name == name)
+                return &p;
+        }
+        return nullptr;
+    }
+
+    /// `s`: the slot that changed; null: it is the message.
+    void add(rule_id id, owned where, const slot *s, std::string text, std::string old_peer,
+             std::string new_peer)
+    {
+        found_.push_back({&rule_of(id), where.owner->file, s == nullptr ? where.what->at : s->at,
+                          is_old(where), where.what->name, s == nullptr ? "" : s->name,
+                          std::move(text), std::move(old_peer), std::move(new_peer)});
+    }
+    bool is_old(owned where) const
+    {
+        const auto found = old_.find(where.what->name);
+        return found != old_.end() && found->second.what == where.what;
     }
 
     // One slot in two versions: a nested message may have another name, its own slots are compared
@@ -108,24 +142,27 @@ class comparison {
     {
         const std::string name = quoted(was.what->name);
         const std::string id = hexadecimal(was.what->msg_id);
+        const auto another_id = [&](owned is) {
+            return ": " + id + " becomes " + hexadecimal(is.what->msg_id);
+        };
+        const std::string lost = "nothing of it: neither has the other's identifier; " + not_called;
         if (const auto renamed = renamed_.find(was.what->name); renamed != renamed_.end()) {
             const owned is = renamed->second;
-            add(is, is.what->at, aspect::identifier, true,
-                "message " + name + " is renamed to " + quoted(is.what->name) + ": " + id +
-                    " becomes " + hexadecimal(is.what->msg_id) + ", which deployed peers refuse");
-            return;
+            return add(rule_id::message_renamed, is, nullptr,
+                       "message " + name + " is renamed to " + quoted(is.what->name) +
+                           another_id(is),
+                       lost, lost);
         }
         const auto found = new_.find(was.what->name);
-        if (found == new_.end()) {
-            add(was, was.what->at, aspect::identifier, true,
-                "message " + name + " is removed: " + id + ", which deployed peers still send");
-            return;
-        }
+        if (found == new_.end())
+            return add(rule_id::message_removed, was, nullptr,
+                       "message " + name + " is removed, " + id, "no more of them",
+                       "its bus has nobody who takes those that old peers send; " + not_called);
         const owned is = found->second;
         if (is.what->msg_id != was.what->msg_id)
-            add(is, is.what->at, aspect::identifier, true,
-                "message " + name + " moves to package " + quoted(is.owner->name) + ": " + id +
-                    " becomes " + hexadecimal(is.what->msg_id) + ", which deployed peers refuse");
+            add(rule_id::message_moved, is, nullptr,
+                "message " + name + " moves to package " + quoted(is.owner->name) + another_id(is),
+                lost, lost);
         compare_slots(was, is);
         compare_record(*was.what, is);
         compare_frame(*was.what, is);
@@ -146,62 +183,75 @@ class comparison {
             ++back;
 
         const bool only_moved = front < shorter && front + back == shorter && a.size() != b.size();
-        if (only_moved && b.size() > a.size()) {
-            add(is, b[front].at, aspect::wire, true,
-                counted(b.size() - a.size(), "slot") + " inserted as " + b[front].name + of +
-                    ": deployed peers read those behind by their old numbers; append instead");
-            return;
-        }
-        if (only_moved) {
-            add(was, a[front].at, aspect::wire, true,
-                counted(a.size() - b.size(), "slot") + " removed from " + a[front].name + of +
-                    ": deployed peers read those behind by their old numbers; leave the slot");
-            return;
-        }
-        for (std::size_t i = front; i < shorter; ++i) {
+        const std::string by_number =
+            "slots from there on by their numbers: each as what another is";
+        if (only_moved && b.size() > a.size())
+            return add(rule_id::slot_inserted, is, &b[front],
+                       counted(b.size() - a.size(), "slot") + " inserted as " + b[front].name + of,
+                       by_number, by_number);
+        if (only_moved)
+            return add(rule_id::slot_removed, was, &a[front],
+                       counted(a.size() - b.size(), "slot") + " removed from " + a[front].name + of,
+                       by_number, by_number);
+        for (std::size_t i = 0; i < shorter; ++i) {
             if (!same_type(a[i], b[i]))
-                add(is, b[i].at, aspect::wire, true,
-                    "slot " + b[i].name + of + " is " + spelling(b[i]) + ", was " + spelling(a[i]) +
-                        "; append a slot of the new type instead");
+                add(rule_id::slot_type_changed, is, &b[i],
+                    "slot " + b[i].name + of + " is " + spelling(b[i]) + ", was " + spelling(a[i]),
+                    reading_of(a[i], b[i]), reading_of(b[i], a[i]));
+            else if (a[i].malloc_text != b[i].malloc_text)
+                add(rule_id::log_text_changed, is, &b[i],
+                    "slot " + b[i].name + of + " has another text for the log", no_news, no_news);
         }
         for (std::size_t i = shorter; i < b.size(); ++i)
-            add(is, b[i].at, aspect::wire, false,
-                "slot " + b[i].name + of + " is appended, " + spelling(b[i]) +
-                    "; deployed peers pass over it, and what they send reads as zero");
+            add(rule_id::slot_appended, is, &b[i],
+                "slot " + b[i].name + of + " is appended, " + spelling(b[i]),
+                "all that it knows; it passes over the slot", empty_of(b[i]) + " in it");
         for (std::size_t i = shorter; i < a.size(); ++i)
-            add(was, a[i].at, aspect::wire, true,
-                "slot " + a[i].name + of + " is removed, " + spelling(a[i]) +
-                    "; deployed peers read it as zero; leave the slot");
+            add(rule_id::slot_removed, was, &a[i],
+                "slot " + a[i].name + of + " is removed, " + spelling(a[i]),
+                empty_of(a[i]) + " in it", "all that it knows; it passes over the slot");
     }
 
+    /// What a slot reads as that is not sent.
+    static std::string empty_of(const slot &s)
+    {
+        return is_vector(s.type)                                ? "no elements"
+               : is_array(s.type) || s.type == wire_type::table ? "zeros"
+                                                                : "zero";
+    }
+
+    // Records do not travel.
     void compare_record(const message &was, owned is)
     {
         const message &now = *is.what;
         const std::string of = " of " + quoted(now.name);
-        const std::string then = "; programs must be compiled anew";
-        if (was.record_size != now.record_size) {
-            add(is, now.at, aspect::record, false,
+        if (was.record_size != now.record_size)
+            add(was.record_size < now.record_size && is_beginning(was, now)
+                    ? rule_id::record_grown
+                    : rule_id::record_changed,
+                is, nullptr,
                 "the record" + of + " has " + counted(now.record_size, "byte") + ", had " +
-                    counted(was.record_size, "byte") + then);
-            return;
-        }
-        const std::size_t shorter = std::min(was.slots.size(), now.slots.size());
-        for (std::size_t i = 0; i < shorter; ++i) {
-            const slot &a = was.slots[i];
-            const slot &b = now.slots[i];
-            if (a.record_offset == b.record_offset && a.count_offset == b.count_offset &&
-                same_type(a, b))
-                continue;
-            add(is, b.at, aspect::record, false,
-                "member " + b.name + of + " is " + spelling(b) + " at byte " +
-                    std::to_string(b.record_offset) + ", was " + spelling(a) + " at byte " +
-                    std::to_string(a.record_offset) + then);
-            return;
-        }
-        if (was.slots.size() != now.slots.size())
-            add(is, now.at, aspect::record, false,
+                    std::to_string(was.record_size),
+                no_news, no_news);
+        else if (!is_beginning(was, now) || was.slots.size() != now.slots.size())
+            add(rule_id::record_changed, is, nullptr,
                 "the record" + of + " has other members in the same " +
-                    counted(now.record_size, "byte") + then);
+                    counted(now.record_size, "byte"),
+                no_news, no_news);
+        if (was.fixed_size && !now.fixed_size)
+            add(rule_id::record_owns_memory, is, nullptr,
+                "an unpacked record" + of + " owns memory, and did not", no_news, no_news);
+    }
+
+    /// Whether the old record's members are the new one's first.
+    bool is_beginning(const message &was, const message &now) const
+    {
+        return was.slots.size() <= now.slots.size() &&
+               std::equal(was.slots.begin(), was.slots.end(), now.slots.begin(),
+                          [this](const slot &a, const slot &b) {
+                              return a.record_offset == b.record_offset &&
+                                     a.count_offset == b.count_offset && same_type(a, b);
+                          });
     }
 
     // A frame leads its reader to every field, so what moves in it is not missed by anyone.
@@ -209,32 +259,26 @@ class comparison {
     {
         const message &now = *is.what;
         const std::string of = " of " + quoted(now.name);
-        if (was.fixed_size && !now.fixed_size) {
-            add(is, now.at, aspect::frame, false,
-                quoted(now.name) +
-                    " is no longer of fixed size: sent packed, where its frame had " +
+        const auto changed = [&](const std::string &text) {
+            add(rule_id::frame_changed, is, nullptr, text, follows, follows);
+        };
+        const auto same_place = [](const slot &a, const slot &b) {
+            return a.frame_offset == b.frame_offset;
+        };
+        const std::size_t shorter = std::min(was.slots.size(), now.slots.size());
+        if (was.fixed_size && !now.fixed_size)
+            changed(quoted(now.name) + " is sent packed, was a frame of " +
                     counted(was.frame_length, "byte"));
-        } else if (!was.fixed_size && now.fixed_size) {
-            add(is, now.at, aspect::frame, false,
-                quoted(now.name) + " is of fixed size now: sent as a frame of " +
-                    counted(now.frame_length, "byte") + ", was sent packed");
-        } else if (was.frame_length != now.frame_length) {
-            add(is, now.at, aspect::frame, false,
-                "the frame" + of + " has " + counted(now.frame_length, "byte") + ", had " +
-                    counted(was.frame_length, "byte") + "; readers follow its offsets");
-        } else {
-            const std::size_t shorter = std::min(was.slots.size(), now.slots.size());
-            for (std::size_t i = 0; i < shorter; ++i) {
-                if (was.slots[i].frame_offset == now.slots[i].frame_offset)
-                    continue;
-                add(is, now.slots[i].at, aspect::frame, false,
-                    "slot " + now.slots[i].name + of + " lies at byte " +
-                        std::to_string(now.slots[i].frame_offset) +
-                        " of its table in the frame, lay at " +
-                        std::to_string(was.slots[i].frame_offset) + "; readers follow its offsets");
-                return;
-            }
-        }
+        else if (!was.fixed_size && now.fixed_size)
+            changed(quoted(now.name) + " is sent as a frame of " +
+                    counted(now.frame_length, "byte") + ", was packed");
+        else if (was.frame_length != now.frame_length)
+            changed("the frame" + of + " has " + counted(now.frame_length, "byte") + ", had " +
+                    std::to_string(was.frame_length));
+        else if (!std::equal(was.slots.begin(),
+                             was.slots.begin() + static_cast<std::ptrdiff_t>(shorter),
+                             now.slots.begin(), same_place))
+            changed("fields lie elsewhere in the frame" + of);
     }
 
     // Messages that both versions have: the first that another overtook. New ones that do not
@@ -260,16 +304,18 @@ class comparison {
             const owned here = {&p, &m};
             if (std::find(was.begin(), was.end(), m.name) == was.end()) {
                 if (next < was.size())
-                    add(here, m.at, aspect::order, false,
-                        "message " + quoted(m.name) + " is registered before " + quoted(was[next]) +
-                            "; new messages stand at the end");
+                    add(rule_id::registration_order, here, nullptr,
+                        "message " + quoted(m.name) + ", new, is registered before " +
+                            quoted(was[next]),
+                        no_news, no_news);
                 continue;
             }
             if (m.name != was[next] && !said_moved) {
                 said_moved = true;
-                add(here, m.at, aspect::order, false,
+                add(rule_id::registration_order, here, nullptr,
                     "message " + quoted(m.name) + " is registered before " + quoted(was[next]) +
-                        ", was after it; the bus goes by identifier");
+                        ", was after it",
+                    no_news, no_news);
             }
             ++next;
         }
@@ -284,30 +330,12 @@ class comparison {
     std::vector<difference> found_;
 };
 
-const char *name_of(aspect what)
-{
-    switch (what) {
-    case aspect::wire: return "wire";
-    case aspect::record: return "record";
-    case aspect::frame: return "frame";
-    case aspect::identifier: return "identifier";
-    case aspect::order: break;
-    }
-    return "order";
-}
-
 } // namespace
 
 std::vector<difference> compare(const std::vector<package> &before,
                                 const std::vector<package> &after)
 {
     return comparison(before, after).run();
-}
-
-std::string report(const difference &d)
-{
-    return d.file + ":" + std::to_string(d.at.line) + ":" + std::to_string(d.at.column) + ": " +
-           (d.breaks ? "breaks" : "keeps") + ": " + name_of(d.what) + ": " + d.text;
 }
 
 } // namespace idlc

@@ -6,7 +6,7 @@ namespace idlc {
 inline constexpr const char *help_of_compile =
     R"(usage: idlc [--check] [--page PAGE.md] DESCRIPTION.idl...
        idlc fmt [--check] DESCRIPTION...
-       idlc compat OLD NEW
+       idlc compat [OPTION]... OLD NEW
        idlc help [COMMAND]
 
 Without a command: writes <package>.h, <package>_messages.h, <package>.cpp and
@@ -20,7 +20,7 @@ every description is accepted.
   --color WHEN    auto: on a terminal, unless NO_COLOR is set; always; never
 
 fmt      bring descriptions into their format
-compat   compare two versions, each a description or a directory of descriptions
+compat   compare two versions, and tell what breaks peers or programs
 
 Exit status: 0 done; 1 a faulty description, a file that cannot be read or
 written, or with --check a file that differs; 2 a wrong call.
@@ -44,16 +44,27 @@ with --check one that is not in the format; 2 a wrong call.
 )";
 
 inline constexpr const char *help_of_compat =
-    R"(usage: idlc compat OLD NEW
+    R"(usage: idlc compat [OPTION]... OLD NEW
+       idlc compat [OPTION]... --revision REV NEW...
 
-Compares two versions, each a description or a directory with descriptions at any
-depth, and prints a line for each difference.
+Compares two versions of descriptions, and tells of each change the rule it falls
+under, what a peer with the old version sees of one with the new, and the other way
+round, and what to do. A version is a description, a directory of descriptions, or
+REV:PATH, either of them in a revision of the git repository that stands around the
+current directory. With --revision the old version is what NEW was in REV.
 
-  --max-errors N  errors of a description that are shown (20)
-  --color WHEN    auto: on a terminal, unless NO_COLOR is set; always; never
+  --strict LEVEL    what is a break. wire (usual): what peers misread, refuse or miss;
+                    api: also what programs must be compiled anew for;
+                    all: everything but additions
+  --labels OLD NEW  labels files of both versions, by which slots that were exchanged
+                    or mean something else are found
+  --json            one JSON object
+  --max-errors N    errors of a version that are shown (20)
+  --color WHEN      auto: on a terminal, unless NO_COLOR is set; always; never
 
-Exit status: 0 no change breaks a deployed peer; 1 one does; 2 a wrong call, or
-descriptions that cannot be compared.
+Exit status: 0 no break; 1 a break, or a version that cannot be read; 2 a wrong call.
+
+docs/evolution.md explains the rules.
 )";
 
 } // namespace idlc
