@@ -18,4 +18,16 @@ extern "C" {
     return 0;
 }
 
+// Where the library is a part of the program, nobody else has these.
+[[gnu::visibility("default")]] uint32_t VORL_RegIDLFuncHook(uint32_t, vorl::unpack_hook,
+                                                            vorl::free_hook)
+{
+    return 0;
+}
+
+[[gnu::visibility("default")]] uint32_t VORL_RegIDLResorceCleanFuncHook(vorl::resource_clean_hook)
+{
+    return 0;
+}
+
 } // extern "C"

@@ -89,6 +89,7 @@ void encodings::add(const uint8_t *bytes, size_t size)
     next_ += room;
     left_ -= room;
     places_.push_back({to, size});
+    bytes_ += size;
     longest_ = std::max(longest_, static_cast<uint32_t>(size));
     shortest_ = std::min(shortest_, static_cast<uint32_t>(size));
 }

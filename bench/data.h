@@ -20,9 +20,6 @@ enum class pattern : uint8_t {
     sparse,   ///< Z: each member is zero with probability one half
 };
 
-/// A predictor learns the zeros of a few thousand records and hides what they cost.
-inline constexpr uint32_t distinct_records = 20000;
-
 // What is measured sees data through copies of these: plain values, which stay in registers across a
 // call, as the buffers of a program's own loop would.
 
@@ -112,6 +109,10 @@ class encodings {
     uint32_t length(uint64_t i) const { return view().length(i); }
     uint32_t longest() const { return longest_; }
     bool equally_long() const { return longest_ == shortest_; }
+    double mean_length() const
+    {
+        return static_cast<double>(bytes_) / static_cast<double>(places_.size());
+    }
     /// Until the next add.
     encoding_view view() const { return {places_.data()}; }
 
@@ -122,6 +123,7 @@ class encodings {
     size_t left_ = 0; ///< of the last block
     uint8_t *next_ = nullptr;
     std::vector<encoding_view::place> places_;
+    uint64_t bytes_ = 0;
     uint32_t longest_ = 0;
     uint32_t shortest_ = UINT32_MAX;
 };

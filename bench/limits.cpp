@@ -36,14 +36,28 @@ void copy_one(void *to, const void *from)
     copy<Size>(static_cast<char *>(to), static_cast<const char *>(from));
 }
 
+template <size_t Size>
+void copy_many(void *to, const void *from, size_t count)
+{
+    auto *out = static_cast<char *>(to);
+    const auto *in = static_cast<const char *>(from);
+    for (; count != 0; --count, out += Size, in += Size)
+        copy<Size>(out, in);
+}
+
 constexpr size_t sizes = 512;
+
+struct copy_functions {
+    copy_function one;
+    copies_function many;
+};
 
 template <size_t... Size>
 constexpr auto all_copies(std::index_sequence<Size...>)
 {
     struct {
-        copy_function of[sizes];
-    } result{{copy_one<Size + 1>...}};
+        copy_functions of[sizes];
+    } result{{{copy_one<Size + 1>, copy_many<Size + 1>}...}};
     return result;
 }
 constexpr auto copies = all_copies(std::make_index_sequence<sizes>{});
@@ -52,7 +66,12 @@ constexpr auto copies = all_copies(std::make_index_sequence<sizes>{});
 
 copy_function constant_copy(size_t size)
 {
-    return size != 0 && size <= sizes ? copies.of[size - 1] : nullptr;
+    return size != 0 && size <= sizes ? copies.of[size - 1].one : nullptr;
+}
+
+copies_function constant_copies(size_t size)
+{
+    return size != 0 && size <= sizes ? copies.of[size - 1].many : nullptr;
 }
 
 uint32_t bus_call_only(uint32_t dest, const void *, uint32_t, uint64_t to)
@@ -71,6 +90,24 @@ uint32_t bus_call_with_block(uint32_t dest, const void *, uint32_t length, uint6
     const uint32_t result =
         to != 0 ? VORL_SendToMsg(dest, &desc, 1, to) : VORL_SendMsg(dest, &desc, 1);
     free(frame);
+    return result;
+}
+
+uint32_t bus_call_with_copies(uint32_t dest, const void *frames, uint32_t length, uint32_t count,
+                              uint64_t to, copies_function copies)
+{
+    const size_t frames_size = size_t{count} * length;
+    auto *block = static_cast<uint8_t *>(malloc(frames_size + count * sizeof(frame_desc)));
+    copies(block, frames, count);
+    uint8_t *const descs = block + frames_size;
+    for (uint32_t i = 0; i < count; ++i) {
+        const frame_desc desc = {block + size_t{i} * length, 1, length};
+        memcpy(descs + i * sizeof desc, &desc, sizeof desc);
+    }
+    const auto *first = reinterpret_cast<const frame_desc *>(descs);
+    const uint32_t result =
+        to != 0 ? VORL_SendToMsg(dest, first, count, to) : VORL_SendMsg(dest, first, count);
+    free(block);
     return result;
 }
 
