@@ -1,0 +1,1 @@
+"""What report.py makes of measurements, one idea a module."""
