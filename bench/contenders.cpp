@@ -96,6 +96,12 @@ void add_frames(group &g, const record_set &records, bool slope)
     add_copies(g, "frame_copy", frames, to, slope);
     // A send writes to one place, call after call: so does its limit.
     add_copies(g, "frame_copy_in_place", frames, g.keep<ring>(size_t{length}, 1u));
+    // A long one to the allocator's block: where that begins decides how fast any copy is.
+    if (length > 1024)
+        g.add("send_copied", records.count(),
+              [send = opaque(bus_call_with_copies), frames = frames.view(), length](uint64_t i) {
+                  send(1, frames.at(i), length, 1, 0, libc_copies);
+              });
     add_unpack(g, "frame_unpack", records, frames, to, slope);
 
     encodings &as_they_are = g.keep<encodings>();

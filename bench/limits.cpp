@@ -37,7 +37,7 @@ void copy_one(void *to, const void *from)
 }
 
 template <size_t Size>
-void copy_many(void *to, const void *from, size_t count)
+void copy_many(void *to, const void *from, size_t, size_t count)
 {
     auto *out = static_cast<char *>(to);
     const auto *in = static_cast<const char *>(from);
@@ -93,12 +93,20 @@ uint32_t bus_call_with_block(uint32_t dest, const void *, uint32_t length, uint6
     return result;
 }
 
+void libc_copies(void *to, const void *from, size_t size, size_t count)
+{
+    auto *out = static_cast<char *>(to);
+    const auto *in = static_cast<const char *>(from);
+    for (; count != 0; --count, out += size, in += size)
+        memcpy(out, in, size);
+}
+
 uint32_t bus_call_with_copies(uint32_t dest, const void *frames, uint32_t length, uint32_t count,
                               uint64_t to, copies_function copies)
 {
     const size_t frames_size = size_t{count} * length;
     auto *block = static_cast<uint8_t *>(malloc(frames_size + count * sizeof(frame_desc)));
-    copies(block, frames, count);
+    copies(block, frames, length, count);
     uint8_t *const descs = block + frames_size;
     for (uint32_t i = 0; i < count; ++i) {
         const frame_desc desc = {block + size_t{i} * length, 1, length};

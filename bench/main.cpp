@@ -72,6 +72,7 @@ options read_options(char **arguments)
             read.runs = 1;
             read.how = {.slice_seconds = 20e-6,
                         .group_seconds = 0,
+                        .least_slices = 3,
                         .distinct_records = 500,
                         .streaming_bytes = 256 << 10};
         } else if (option == "--runs" || option == "--run") {

@@ -22,10 +22,7 @@ constexpr std::pair<const char *, pattern> patterns[] = {{"D", pattern::dense},
 void add_batch_slope(group &g, const record_set &records)
 {
     const encodings frames = frames_of(records);
-    const auto length = static_cast<uint32_t>(frames.longest());
-    const copies_function copies = constant_copies(length);
-    if (copies == nullptr)
-        return;
+    const uint32_t length = frames.longest();
     pages &bytes = g.keep<pages>(size_t{length} * frames.count());
     for (uint64_t i = 0; i < frames.count(); ++i)
         memcpy(bytes.begin() + i * length, frames.at(i), length);
@@ -35,9 +32,16 @@ void add_batch_slope(group &g, const record_set &records)
         g.add("send_batch" + end, calls,
               [send = functions_of(records.type()).sendbatch, records = records.view(),
                count](uint64_t i) { send(1, records.at(i * count), count, 0); });
-        g.add("copy_batch" + end, calls,
-              [send = opaque(bus_call_with_copies), copies, frames = bytes.begin(), length, count](
-                  uint64_t i) { send(1, frames + i * count * length, length, count, 0, copies); });
+        const auto add_copies = [&](const char *how, copies_function copies) {
+            g.add(std::string("copy_batch") + how + end, calls,
+                  [send = opaque(bus_call_with_copies), copies, frames = bytes.begin(), length,
+                   count](uint64_t i) {
+                      send(1, frames + i * count * length, length, count, 0, copies);
+                  });
+        };
+        add_copies(".libc", libc_copies);
+        if (const copies_function constant = constant_copies(length))
+            add_copies(".constant", constant);
     };
     add("", 1);
     add(".8", 8);

@@ -118,13 +118,13 @@ void add_batch(group &g, const route &r)
             send(1, records.at(0), count, over_shared_memory);
         },
         decoding(r));
-    if (const copies_function copies = constant_copies(length))
-        add_round(
-            g, "batch.copy", r,
-            [send = opaque(bus_call_with_copies), copies, frames = bytes.begin(), length] {
-                send(1, frames, length, count, over_shared_memory, copies);
-            },
-            copying(r));
+    const copies_function constant = constant_copies(length);
+    add_round(
+        g, "batch.copy", r,
+        [send = opaque(bus_call_with_copies), copies = constant != nullptr ? constant : libc_copies,
+         frames = bytes.begin(),
+         length] { send(1, frames, length, count, over_shared_memory, copies); },
+        copying(r));
     add_round(
         g, "batch.bus", r,
         [descs = descs.data()] { VORL_SendToMsg(1, descs, count, over_shared_memory); }, drop);

@@ -51,8 +51,10 @@ std::vector<group::measured> group::measure(const settings &how)
         result.push_back({c.name, {}});
         round += seconds_of_slice(c);
     }
-    const auto slices = static_cast<uint32_t>(
-        std::clamp<double>(how.group_seconds / round, how.least_slices, how.most_slices));
+    const uint32_t slices =
+        round > 1 ? how.slow_slices
+                  : static_cast<uint32_t>(std::clamp<double>(how.group_seconds / round,
+                                                             how.least_slices, how.most_slices));
     for (uint32_t slice = 0; slice < slices; ++slice) {
         for (size_t i = 0; i < contenders_.size(); ++i) {
             const contender &c = contenders_[i];

@@ -25,7 +25,8 @@ inline const char *name_of(state s) { return s == state::warm ? "warm" : "stream
 struct settings {
     double slice_seconds = 200e-6; ///< of a warm slice, at the least
     double group_seconds = 0.5;    ///< of a group, where its slices are many
-    uint32_t least_slices = 3;
+    uint32_t least_slices = 5;
+    uint32_t slow_slices = 3; ///< of a group that takes over a second a slice
     uint32_t most_slices = 21;
     uint32_t distinct_records = 20000; ///< with zeros: a predictor learns those of a few thousand
     size_t streaming_bytes = 16 << 20; ///< of records, at the least

@@ -51,9 +51,9 @@ def size_ratio(run, which, path):
 def single_bars(bars):
     small = [single(t) for t in SMALL]
     bars.at_most(f"frame write / memcpy of the frame, slope, {SMALL_MEAN}", 1.25, mean_over(
-        small, lambda run, g: ratio(run.slope(g, "send_batch"), run.slope(g, "copy_batch"))))
+        small, lambda run, g: ratio(run.slope(g, "send_batch"), run.limit_slope(g, "copy_batch"))))
     bars.at_most("frame write / memcpy of the frame, 16 KB type", 1.05, ("", lambda run: ratio(
-        run.frame_write(single(LONG)), run.limit(single(LONG), "frame_copy_in_place"))))
+        run.frame_write(single(LONG)), run.frame_write_limit(single(LONG)))))
     for path, contender, copy, bar in (("frame unpack / memcpy of the frame", "frame_unpack", "frame_copy", 1.4),
                                        ("pack, D / memcpy of the packed bytes", "pack.D", "packed_copy.D", 1.5),
                                        ("unpack of packed bytes, D / memcpy of them", "unpack.D", "packed_copy.D", 1.6)):
@@ -102,7 +102,7 @@ def all_bars(bars):
     bars.at_most("__sendbatch of 1,000 per frame / __sendsingle, srv6_common_fwd", 0.8, ("", lambda run: ratio(
         run.all("sends/srv6_common_fwd", "send_batch"), run.all("sends/srv6_common_fwd", "send"))))
     bars.at_most(f"all {len(fixed)} fixed types, geometric mean: frame write / memcpy of the frame", 1.5, mean_over(
-        fixed, lambda run, g: ratio(run.frame_write(g), run.limit(g, "frame_copy_in_place"))))
+        fixed, lambda run, g: ratio(run.frame_write(g), run.frame_write_limit(g))))
     bars.at_most(f"all {len(fixed)} fixed types, geometric mean: frame unpack / memcpy of the frame", 1.7, mean_over(
         fixed, lambda run, g: ratio(run.all(g, "frame_unpack"), run.limit(g, "frame_copy"))))
 

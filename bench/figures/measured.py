@@ -56,20 +56,26 @@ class Run:
         return [(eight - one) / 7 for one, eight in zip(self.all(group, name), self.all(group, name + ".8"))]
 
     def limit_slope(self, group, copy):
-        name = self.fastest(group, [copy + ".libc", copy + ".constant"])
-        return self.slope(group, name)
+        """The slope of a copy, by whichever is the faster of eight."""
+        return self.slope(group, self.fastest(group, [copy + ".libc.8", copy + ".constant.8"]).removesuffix(".8"))
 
     def peer(self, group, direction, end=""):
         """The fastest peer's contender."""
         return self.fastest(group, [f"{peer}_{direction}{end}" for peer in PEERS])
 
-    def frame_write(self, group):
+    def frame_write(self, group, send="send"):
         """A send less all that is not encoding, with one empty call on top.
 
         Where other work disturbs the run, the difference can come out at nothing or less, of which there is no ratio: it
         counts as the least time that the tables show."""
-        parts = (self.all(group, name) for name in ("send", "bus", "empty"))
-        return [max(send - bus + empty, 0.1) for send, bus, empty in zip(*parts)]
+        parts = (self.all(group, name) for name in (send, "bus", "empty"))
+        return [max(sent - bus + empty, 0.1) for sent, bus, empty in zip(*parts)]
+
+    def frame_write_limit(self, group):
+        """A copy to one place; of a long frame to a block of the allocator, as the send writes it."""
+        if self.has(group, "send_copied"):
+            return self.frame_write(group, "send_copied")
+        return self.limit(group, "frame_copy_in_place")
 
     def without_allocator(self, group):
         """Unpacking and releasing a vector, less an allocation and a release alone."""

@@ -21,7 +21,7 @@ def single(measured):
         g = "single/" + t
         rows.append([t] + [ns(v) for v in (
             measured.median(g, "empty"), measured.median(g, "send"), measured.median(g, "bus"),
-            median_of(measured, lambda run, g=g: run.frame_write(g)), copy_of(measured, g, "frame_copy_in_place"),
+            median_of(measured, lambda run, g=g: run.frame_write(g)), median_of(measured, lambda run, g=g: run.frame_write_limit(g)),
             measured.median(g, "frame_unpack"), copy_of(measured, g, "frame_copy"), copy_of(measured, g, "record_copy"),
             measured.median(g, "pack.D"), measured.median(g, "unpack.D"), copy_of(measured, g, "packed_copy.D"))])
     return titled("Single records, D, warm, nanoseconds a call (the empty call included):", table(
@@ -34,7 +34,7 @@ def slopes(measured):
     for t in SMALL:
         g = "single/" + t
         rows.append([t] + [ns(median_of(measured, f)) for f in (
-            lambda run, g=g: run.slope(g, "send_batch"), lambda run, g=g: run.slope(g, "copy_batch"),
+            lambda run, g=g: run.slope(g, "send_batch"), lambda run, g=g: run.limit_slope(g, "copy_batch"),
             lambda run, g=g: run.slope(g, "frame_unpack"), lambda run, g=g: run.limit_slope(g, "frame_copy"),
             lambda run, g=g: run.slope(g, "pack.D"), lambda run, g=g: run.slope(g, "unpack.D"),
             lambda run, g=g: run.limit_slope(g, "packed_copy.D"))])
@@ -133,14 +133,12 @@ def all_rows(measured):
     for g in measured.groups("all/"):
         framed = measured.has(g, "send")
 
-        def beside(times, copy, g=g):
-            return measured.value(lambda run: ratio(times(run), run.limit(g, copy)))
+        def beside(contender, copy, g=g):
+            return measured.value(lambda run: ratio(run.all(g, contender), run.limit(g, copy)))
 
-        rows.append([g.removeprefix("all/"),
-                     beside(lambda run, g=g: run.frame_write(g), "frame_copy_in_place") if framed else None,
-                     beside(lambda run, g=g: run.all(g, "frame_unpack"), "frame_copy") if framed else None,
-                     beside(lambda run, g=g: run.all(g, "pack.D"), "packed_copy.D"),
-                     beside(lambda run, g=g: run.all(g, "unpack.D"), "packed_copy.D")])
+        write = measured.value(lambda run, g=g: ratio(run.frame_write(g), run.frame_write_limit(g))) if framed else None
+        rows.append([g.removeprefix("all/"), write, beside("frame_unpack", "frame_copy") if framed else None,
+                     beside("pack.D", "packed_copy.D"), beside("unpack.D", "packed_copy.D")])
     return rows
 
 
