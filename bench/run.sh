@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
 # bench/run.sh [--quick] [BUILD-DIRECTORY]
 #
-# Runs the benchmark that BUILD-DIRECTORY (build/release) was built with, prints the table of bars, and writes the tables of
-# docs/performance.md and docs/performance.svg; and in build/bench tables.md, results.json and listings.txt, the machine code
-# of two functions. --quick: a smoke run whose numbers are good for nothing; page and plot then stay in build/bench.
-# AARCH64_LIBRARY names a library to take AArch64 code from.
+# Runs the benchmark that BUILD-DIRECTORY (build/release) was built with, prints the table of bars, and writes what the
+# benchmark says into docs/performance.md, with two plots beside it; and in build/bench run.txt, tables.md, results.json and
+# listings.txt, the machine code of two functions. --quick: a smoke run whose numbers are good for nothing; page and plots
+# then stay in build/bench. AARCH64_LIBRARY names a library to take AArch64 code from, ESTIMATE the file of estimate.py.
 set -euo pipefail
 cd "$(dirname "$(readlink -f "$0")")/.."
 
@@ -22,29 +22,30 @@ if [ ! -x "$binary" ]; then
 fi
 mkdir -p "$out"
 
-page=docs/performance.md plot=docs/performance.svg command="./dev bench"
+page=docs/performance.md plots=docs command="./dev bench"
 if [ ${#quick[@]} -ne 0 ]; then
-    page=$out/performance.md plot=$out/performance.svg command="./dev bench --quick"
+    page=$out/performance.md plots=$out command="./dev bench --quick"
     cp docs/performance.md "$page"
 fi
 
-echo "== measuring; progress below, a few minutes in all" >&2
-"$binary" "${quick[@]}" --benchmark_enable_random_interleaving=true \
-    --benchmark_out="$out/run.json" --benchmark_out_format=json
+echo "== measuring; progress below" >&2
+"$binary" "${quick[@]}" >"$out/run.txt"
 
 library=$build/libvorl_srv6.so
 functions=(srv6_common_fwd__sendsingle srv6_common_fwd__unpack)
+report=(--output "$out" --page "$page" --command "$command" --instructions tests/instructions --library "x86-64=$library")
 {
     printf 'x86-64\n\n'
     bench/listing.sh "$library" "${functions[@]}"
     if [ -n "${AARCH64_LIBRARY:-}" ]; then
+        report+=(--library "AArch64=$AARCH64_LIBRARY")
         printf 'AArch64\n\n'
         OBJDUMP=${OBJDUMP:-aarch64-linux-gnu-objdump} bench/listing.sh "$AARCH64_LIBRARY" "${functions[@]}"
     fi
 } >"$out/listings.txt"
+[ -z "${ESTIMATE:-}" ] || report+=(--estimate "$ESTIMATE")
 
-compiler=$(sed -n 's/^CMAKE_CXX_COMPILER:[A-Z]*=//p' "$build/CMakeCache.txt")
-VORL_COMPILER=$("${compiler:-c++}" --version | head -n 1) VORL_COMMAND=$command python3 -B bench/report.py \
-    "$out/run.json" "$library" tests/instructions "$out" "$page"
-gnuplot -c bench/plot.gp "$out/bars.tsv" "$plot"
-echo "== wrote $page, $plot, and in $out tables.md, results.json and listings.txt" >&2
+python3 -B bench/report.py "${report[@]}" "$out/run.txt"
+gnuplot -c bench/plot.gp "$out/bars.tsv" "$plots/performance.svg"
+gnuplot -c bench/sizes.gp "$out/sizes.tsv" "$plots/performance-sizes.svg"
+echo "== wrote $page and its plots, and in $out tables.md, results.json, listings.txt and run.txt" >&2
