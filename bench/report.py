@@ -15,7 +15,7 @@ import os
 import sys
 
 from figures import bars, cells, code, estimates, page, plots, tables
-from figures.measured import Refused, read
+from figures.measured import Refused, Unfit, read
 from figures.text import table, titled
 
 
@@ -85,12 +85,9 @@ def write(path, text):
         out.write(text)
 
 
-def main():
-    asked = arguments()
-    measured = read(asked.measurement)
+def report(asked, measured):
     if asked.add and measured.machine["mode"] != "full":
-        raise Refused(f"{asked.measurement}: is a {measured.machine['mode']} run, whose times are no result; run the benchmark "
-                      "without options")
+        raise Unfit(f"is a {measured.machine['mode']} run, whose times are no result; run the benchmark without options")
     libraries = dict(pair.split("=", 1) for pair in asked.library)
     if not asked.add:
         write(os.path.join(asked.output, "results.json"), results(measured))
@@ -101,8 +98,17 @@ def main():
     print(page.bars_table(measured))
 
 
-if __name__ == "__main__":
+def main():
+    asked = arguments()
     try:
-        main()
+        measured = read(asked.measurement)
+        try:
+            report(asked, measured)
+        except Unfit as refused:
+            raise Refused(f"{asked.measurement}: {refused}") from refused
     except Refused as refused:
         sys.exit(f"report.py: {refused}")
+
+
+if __name__ == "__main__":
+    main()

@@ -18,6 +18,14 @@ class Refused(Exception):
     """A file that is no measurement: 'FILE:LINE: what; what to do'."""
 
 
+class Unfit(Exception):
+    """A measurement that does not serve: 'what; what to do', to be said behind the name of its file."""
+
+
+def missing(what):
+    return Unfit(f"has no {what}; measure all, with a benchmark of the same sources as this report")
+
+
 class Group:
     def __init__(self, state):
         self.state = state
@@ -35,17 +43,24 @@ class Run:
         return group in self.groups and name in self.groups[group].times
 
     def all(self, group, name):
+        if not self.has(group, name):
+            raise missing(f"times of {name} in group {group}")
         return self.groups[group].times[name]
 
     def median(self, group, name):
         return statistics.median(self.all(group, name))
 
     def fact(self, group, name):
+        if group not in self.groups or name not in self.groups[group].facts:
+            raise missing(f"fact {name} of group {group}")
         return self.groups[group].facts[name]
 
     def fastest(self, group, names):
-        """The one of several contenders whose median is the least."""
-        return min((n for n in names if self.has(group, n)), key=lambda n: self.median(group, n))
+        """The one of several contenders whose median is the least; of those that were measured."""
+        found = [n for n in names if self.has(group, n)]
+        if not found:
+            raise missing(f"times of {names[0]} in group {group}")
+        return min(found, key=lambda n: self.median(group, n))
 
     def limit(self, group, copy):
         """The times of a copy: of libc's or of the constant one, whichever is faster."""
@@ -92,6 +107,8 @@ def ratio(above, below):
 
 def geometric_mean(values):
     values = list(values)
+    if not values:
+        raise missing("group of a mean")
     return math.exp(sum(math.log(v) for v in values) / len(values))
 
 

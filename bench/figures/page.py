@@ -6,7 +6,7 @@ A section stands between <!-- NAME --> and <!-- /NAME -->. Those of processors, 
 import re
 
 from figures import bars, cells
-from figures.measured import PEERS, Refused
+from figures.measured import PEERS, Refused, Unfit
 from figures.tables import THROUGHPUT_HEADER, copy_of, median_of, throughput_rows
 from figures.text import bound, ns, size, table, titled
 
@@ -57,7 +57,7 @@ def checked(page, text):
 def processor_of(measured):
     name = measured.machine["processor"]
     if name.startswith("emulator"):
-        raise Refused("was measured in an emulator, whose times say nothing of a processor; run the benchmark on the router")
+        raise Unfit("was measured in an emulator, whose times say nothing of a processor; run the benchmark on the router")
     return name
 
 

@@ -1,5 +1,7 @@
 // Calls each path on the same data in every run, between two marks (mark.h). Prints "<path> <calls>" so
-// that what is counted between them can be made a count per call.
+// that what is counted between them can be made a count per call. With the argument `beside-memcpy` the
+// paths are those of flat messages and their batches, and libc's copies of the same bytes: for
+// bench/estimate.py.
 #include <cstdio>
 #include <cstring>
 #include <functional>
@@ -16,6 +18,8 @@ namespace {
 constexpr uint32_t count = 512;
 constexpr uint32_t elements = 256;
 
+bool beside_memcpy = false;
+
 void counted(const std::string &path, uint64_t calls, const std::function<void()> &work)
 {
     work(); // binds the services and resolves the symbols
@@ -23,6 +27,19 @@ void counted(const std::string &path, uint64_t calls, const std::function<void()
     work();
     vorl::instructions::end_path(path);
     printf("%s %llu\n", path.c_str(), static_cast<unsigned long long>(calls));
+}
+
+/// libc's copies of the same bytes, called with a length that the compiler does not know.
+void count_copies(const std::string &path, const encodings &bytes)
+{
+    if (!beside_memcpy)
+        return;
+    void *(*volatile libc)(void *, const void *, size_t) = &memcpy;
+    const ring to(bytes.longest());
+    counted("memcpy_" + path, count, [&, copy = libc] {
+        for (uint32_t i = 0; i < count; ++i)
+            copy(to.at(i), bytes.at(i), bytes.length(i));
+    });
 }
 
 void count_packed(const message_functions &functions, const record_set &records,
@@ -41,6 +58,7 @@ void count_packed(const message_functions &functions, const record_set &records,
         for (uint32_t i = 0; i < count; ++i)
             functions.unpack(bytes.at(i), static_cast<int32_t>(bytes.length(i)), to.at(i));
     });
+    count_copies("packed_" + end, bytes);
 }
 
 void count_frames(const message_functions &functions, const record_set &records,
@@ -57,6 +75,7 @@ void count_frames(const message_functions &functions, const record_set &records,
         for (uint32_t i = 0; i < count; ++i)
             functions.unpack(frames.at(i), static_cast<int32_t>(frames.length(i)), to.at(i));
     });
+    count_copies("frame_" + end, frames);
 }
 
 /// Records that hold tables or vectors. Each unpacked record is released, and that counts as part of
@@ -121,8 +140,9 @@ void count_batch(const char *batch_name, record_set &rows, const std::string &en
 
 } // namespace
 
-int main()
+int main(int count_of_arguments, char **arguments)
 {
+    beside_memcpy = count_of_arguments == 2 && strcmp(arguments[1], "beside-memcpy") == 0;
     struct type {
         const char *name;
         const char *batch;
@@ -149,6 +169,9 @@ int main()
                 count_batch(t.batch, records, end);
         }
     }
+
+    if (beside_memcpy)
+        return 0;
 
     struct compound {
         const char *name;
