@@ -1,7 +1,5 @@
 #include "bench/library.h"
 
-#include <dlfcn.h>
-
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -19,11 +17,6 @@ void give_up(const char *what, const char *name)
 {
     fprintf(stderr, "vorl_bench: %s %s\n", what, name);
     exit(1);
-}
-
-message_functions functions_of(const message &m)
-{
-    return catalogue::functions_of(m, RTLD_DEFAULT);
 }
 
 const message &message_named(const char *name)

@@ -10,7 +10,7 @@ namespace vorl::bench {
 
 using catalogue::message_functions;
 
-/// Those that the program is linked with.
+/// Those that the program is linked with: functions_by_name.cpp or functions_linked.cpp.in has it.
 message_functions functions_of(const message &m);
 
 const message &message_named(const char *name);
