@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <utility>
 
 #include "bench/library.h"
 #include "bench/limits.h"
@@ -36,9 +37,8 @@ void add_with_slope(group &g, const std::string &name, uint64_t calls, Step step
     g.add(name, calls, step);
     g.add(name + ".8", calls / 8, [step](uint64_t i) {
         auto call = step;
-#pragma GCC unroll 8
-        for (uint64_t k = 0; k < 8; ++k)
-            call(8 * i + k);
+        [&]<uint64_t... K>(std::integer_sequence<uint64_t, K...>) { (call(8 * i + K), ...); }
+        (std::make_integer_sequence<uint64_t, 8>{});
     });
 }
 

@@ -4,7 +4,8 @@
 # Runs the benchmark that BUILD-DIRECTORY (build/release) was built with, prints the table of bars, and writes what the
 # benchmark says into docs/performance.md, with two plots beside it; and in build/bench run.txt, tables.md, results.json and
 # listings.txt, the machine code of two functions. --quick: a smoke run whose numbers are good for nothing; page and plots
-# then stay in build/bench. AARCH64_LIBRARY names a library to take AArch64 code from, ESTIMATE the file of estimate.py.
+# then stay in build/bench. AARCH64_BUILD names the build directory for AArch64, whose code is listed, and whose cycles on the
+# target's cores are estimated; without it what the page shows of them stays.
 set -euo pipefail
 cd "$(dirname "$(readlink -f "$0")")/.."
 
@@ -34,16 +35,18 @@ echo "== measuring; progress below" >&2
 library=$build/libvorl_srv6.so
 functions=(srv6_common_fwd__sendsingle srv6_common_fwd__unpack)
 report=(--output "$out" --page "$page" --command "$command" --instructions tests/instructions --library "x86-64=$library")
-{
-    printf 'x86-64\n\n'
-    bench/listing.sh "$library" "${functions[@]}"
-    if [ -n "${AARCH64_LIBRARY:-}" ]; then
-        report+=(--library "AArch64=$AARCH64_LIBRARY")
-        printf 'AArch64\n\n'
-        OBJDUMP=${OBJDUMP:-aarch64-linux-gnu-objdump} bench/listing.sh "$AARCH64_LIBRARY" "${functions[@]}"
-    fi
-} >"$out/listings.txt"
-[ -z "${ESTIMATE:-}" ] || report+=(--estimate "$ESTIMATE")
+printf 'x86-64\n\n' >"$out/listings.txt"
+bench/listing.sh "$library" "${functions[@]}" >>"$out/listings.txt"
+if [ -n "${AARCH64_BUILD:-}" ]; then
+    printf 'AArch64\n\n' >>"$out/listings.txt"
+    OBJDUMP=${OBJDUMP:-aarch64-linux-gnu-objdump} bench/listing.sh "$AARCH64_BUILD/libvorl_srv6.so" "${functions[@]}" \
+        >>"$out/listings.txt"
+    echo "== estimating the target's cycles" >&2
+    driver=$AARCH64_BUILD/tests/instructions
+    bench/estimate.py "$driver/qemu_plugin.so" "$driver/instructions_driver" "$out/estimate.tsv" \
+        env QEMU_LD_PREFIX=/usr/aarch64-linux-gnu qemu-aarch64
+    report+=(--library "AArch64=$AARCH64_BUILD/libvorl_srv6.so" --estimate "$out/estimate.tsv")
+fi
 
 python3 -B bench/report.py "${report[@]}" "$out/run.txt"
 gnuplot -c bench/plot.gp "$out/bars.tsv" "$plots/performance.svg"
