@@ -58,8 +58,8 @@ void record_set::fill(const vorl::message &message, uint8_t *record, uint32_t el
         uint32_t count = slot.count == 0 ? 1 : slot.count;
         if (slot.is_vector()) {
             count = elements;
-            uint8_t *first =
-                block(count * (slot.nested != nullptr ? slot.nested->record_size : size_t{1}));
+            const size_t size = slot.nested != nullptr ? slot.nested->record_size : size_t{1};
+            uint8_t *first = count != 0 ? block(count * size) : nullptr;
             memcpy(record + slot.count_at, &count, sizeof count);
             memcpy(member, &first, sizeof first);
             member = first;
