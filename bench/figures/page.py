@@ -3,8 +3,6 @@
 A section stands between <!-- NAME --> and <!-- /NAME -->. Those of processors, <!-- processor NAME -->, lie in the section
 `processors`: a measurement replaces that of its processor or comes behind the others, which stay as they are.
 """
-import re
-
 from figures import bars, cells
 from figures.measured import PEERS, Refused, Unfit
 from figures.tables import THROUGHPUT_HEADER, copy_of, median_of, throughput_rows
@@ -34,14 +32,13 @@ def replaced(page, text, name, content):
 
 
 def with_processor(page, text, name, content):
-    begin, end = marks("processor " + name)
+    mark = "processor " + name
+    begin, end = marks(mark)
     head, kept, tail = section(page, text, "processors")
-    new = f"{begin}\n{content.strip()}\n{end}\n"
-    old = re.compile(re.escape(begin) + r"\n.*?" + re.escape(end) + r"\n", re.DOTALL)
-    if old.search(kept):
-        kept = old.sub(lambda match: new, kept, count=1)
+    if begin + "\n" in kept:
+        kept = replaced(page, kept, mark, content)
     else:
-        kept = kept + ("\n" if kept.strip() else "") + new
+        kept += ("\n" if kept.strip() else "") + f"{begin}\n{content.strip()}\n{end}\n"
     return head + kept + tail
 
 
