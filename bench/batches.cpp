@@ -16,17 +16,13 @@
 namespace vorl::bench {
 namespace {
 
-constexpr std::pair<const char *, pattern> patterns[] = {
-    {"D", pattern::dense}, {"T", pattern::patterns}, {"Z", pattern::sparse}};
 constexpr uint32_t most_elements = 100000;
 
 /// `count` batches of `elements` elements each.
 const record_set &batches_of(group &g, pattern zeros, uint32_t count, uint32_t elements)
 {
-    record_set &rows =
-        g.keep<record_set>(message_named("srv6_common_fwd"), zeros, count * elements);
-    record_set &batches =
-        g.keep<record_set>(message_named("srv6_common_fwd_update"), zeros, count, 0u);
+    auto &rows = g.keep<record_set>(message_named("srv6_common_fwd"), zeros, count * elements);
+    auto &batches = g.keep<record_set>(message_named("srv6_common_fwd_update"), zeros, count, 0u);
     for (uint32_t i = 0; i < count; ++i) {
         auto &batch = *reinterpret_cast<srv6_common_fwd_update *>(batches.at(i));
         batch = {7, elements, reinterpret_cast<srv6_common_fwd *>(rows.at(i * elements))};
@@ -69,9 +65,9 @@ void copy_elements(uint8_t *to, const uint8_t *from, const uint32_t *lengths, ui
 void add_element_copies(group &g, const encodings &bytes, const std::vector<uint32_t> &of,
                         uint32_t elements, const ring &to)
 {
-    const std::vector<uint32_t> &lengths = g.keep<std::vector<uint32_t>>(of);
+    const auto &lengths = g.keep<std::vector<uint32_t>>(of);
     const size_t block_size = size_t{elements} * sizeof(srv6_common_fwd);
-    pages &block = g.keep<pages>(block_size + 512, pages::away_from_sources);
+    auto &block = g.keep<pages>(block_size + 512, pages::away_from_sources);
     const auto add = [&](const std::string &end, auto copy) {
         g.add(
             "copy" + end, bytes.count(),
@@ -105,12 +101,12 @@ void fill(group &g, pattern zeros, uint32_t count, uint32_t elements, uint32_t b
     const vorl::message &message = message_named("srv6_common_fwd_update");
     const message_functions functions = functions_of(message);
     const record_set &batches = batches_of(g, zeros, count, elements);
-    const encodings &bytes = g.keep<encodings>(packed(batches));
+    const auto &bytes = g.keep<encodings>(packed(batches));
     check_round_trip(batches, bytes);
     // Room for the largest such batch, as senders have that keep one buffer; peers get more.
     const record_set largest(message, pattern::dense, 1, elements);
     const uint32_t capacity = packed(largest).longest();
-    const ring &to = g.keep<ring>(size_t{capacity}, buffers);
+    const auto &to = g.keep<ring>(size_t{capacity}, buffers);
     const ring &records = record_outputs(g, sizeof(srv6_common_fwd_update), count);
 
     const auto per = static_cast<double>(elements);
@@ -158,30 +154,31 @@ uint32_t batches_in(state s, pattern zeros, uint32_t elements, const settings &h
 void register_batches(std::vector<registered> &groups)
 {
     for (const state s : {state::warm, state::streaming}) {
-        for (const auto &[which, zeros] : patterns) {
+        for (const named_pattern &p : compared_patterns) {
             for (uint32_t elements = 1; elements <= most_elements; elements *= 10) {
                 const uint32_t buffers = elements <= 100 ? 32 : elements <= 1000 ? 2 : 1;
-                groups.push_back({std::string("batch/") + name_of(s) + "/" + which + "/" +
+                groups.push_back({std::string("batch/") + name_of(s) + "/" + p.name + "/" +
                                       std::to_string(elements),
                                   s, [=](group &g, const settings &how) {
-                                      fill(g, zeros, batches_in(s, zeros, elements, how), elements,
-                                           buffers);
+                                      fill(g, p.zeros, batches_in(s, p.zeros, elements, how),
+                                           elements, buffers);
                                   }});
             }
         }
     }
-    for (const auto &[which, zeros] : patterns) {
-        if (zeros == pattern::patterns)
+    for (const named_pattern &p : compared_patterns) {
+        if (p.zeros == pattern::patterns)
             continue;
         constexpr uint32_t elements = 100;
         constexpr size_t batch_size = elements * sizeof(srv6_common_fwd);
         for (size_t bytes = 16 << 10; bytes <= 64 << 20; bytes *= 4) {
-            groups.push_back({std::string("sweep/") + which + "/" + std::to_string(bytes),
+            groups.push_back({std::string("sweep/") + p.name + "/" + std::to_string(bytes),
                               state::warm, [=](group &g, const settings &how) {
                                   const size_t most = 4 * how.streaming_bytes;
                                   const size_t wanted = std::min(bytes, most) / batch_size;
-                                  fill(g, zeros, static_cast<uint32_t>(std::max<size_t>(wanted, 1)),
-                                       elements, 1);
+                                  fill(g, p.zeros,
+                                       static_cast<uint32_t>(std::max<size_t>(wanted, 1)), elements,
+                                       1);
                               }});
         }
     }

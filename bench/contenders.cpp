@@ -79,10 +79,10 @@ void add_frames(group &g, const record_set &records, bool slope)
 {
     const vorl::message &message = records.type();
     const message_functions functions = functions_of(message);
-    const encodings &frames = g.keep<encodings>(frames_of(records));
+    const auto &frames = g.keep<encodings>(frames_of(records));
     check_round_trip(records, frames);
     const auto length = catalogue::frame_length(message);
-    const ring &to = g.keep<ring>(std::max<size_t>(length, message.record_size));
+    const auto &to = g.keep<ring>(std::max<size_t>(length, message.record_size));
 
     const auto add_send = [&](const char *name, decltype(functions.sendsingle) send) {
         g.add(name, records.count(),
@@ -104,7 +104,7 @@ void add_frames(group &g, const record_set &records, bool slope)
               });
     add_unpack(g, "frame_unpack", records, frames, to, slope);
 
-    encodings &as_they_are = g.keep<encodings>();
+    auto &as_they_are = g.keep<encodings>();
     for (uint32_t i = 0; i < records.count(); ++i)
         as_they_are.add(records.at(i), message.record_size);
     add_copies(g, "record_copy", as_they_are, to);
@@ -113,7 +113,7 @@ void add_frames(group &g, const record_set &records, bool slope)
 void add_packed(group &g, const std::string &which, const record_set &records, bool slope)
 {
     const vorl::message &message = records.type();
-    const encodings &bytes = g.keep<encodings>(packed(records));
+    const auto &bytes = g.keep<encodings>(packed(records));
     check_round_trip(records, bytes);
     const ring &buffers = encoding_outputs(g, bytes.longest());
     add_pack(g, "pack." + which, functions_of(message), records, bytes.longest(), buffers, slope);

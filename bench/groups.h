@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "bench/data.h"
 #include "bench/timing.h"
 
 namespace vorl::bench {
@@ -25,6 +26,14 @@ void register_vectors(std::vector<registered> &groups);
 void register_throughput(std::vector<registered> &groups);
 
 std::vector<registered> all_groups();
+
+/// The patterns of zeros in which we are compared with the peers.
+struct named_pattern {
+    const char *name;
+    pattern zeros;
+};
+inline constexpr named_pattern compared_patterns[] = {
+    {"D", pattern::dense}, {"T", pattern::patterns}, {"Z", pattern::sparse}};
 
 /// The types that most figures are about.
 inline constexpr std::string_view small_types[] = {"srv6_vrf_class_data", "srv6_common_fwd",

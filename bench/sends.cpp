@@ -12,7 +12,7 @@ void register_sends(std::vector<registered> &groups)
             constexpr uint32_t count = 1000;
             const vorl::message &message = message_named(name.c_str());
             const message_functions functions = functions_of(message);
-            const record_set &records = g.keep<record_set>(message, pattern::dense, count);
+            const auto &records = g.keep<record_set>(message, pattern::dense, count);
             g.add("send", count,
                   [send = functions.sendsingle, records = records.view()](uint64_t i) {
                       send(1, records.at(i), 0, 0);

@@ -13,17 +13,12 @@
 namespace vorl::bench {
 namespace {
 
-constexpr std::pair<const char *, pattern> patterns[] = {{"D", pattern::dense},
-                                                         {"O", pattern::one_zero},
-                                                         {"T", pattern::patterns},
-                                                         {"Z", pattern::sparse}};
-
 /// __sendbatch of one and of eight frames, and the same with copies in place of the encoder.
 void add_batch_slope(group &g, const record_set &records)
 {
     const encodings frames = frames_of(records);
     const uint32_t length = frames.longest();
-    pages &bytes = g.keep<pages>(size_t{length} * frames.count());
+    auto &bytes = g.keep<pages>(size_t{length} * frames.count());
     for (uint64_t i = 0; i < frames.count(); ++i)
         memcpy(bytes.begin() + i * length, frames.at(i), length);
 
@@ -49,7 +44,7 @@ void add_batch_slope(group &g, const record_set &records)
 
 void fill_single(group &g, const vorl::message &message, bool slope)
 {
-    const record_set &records = g.keep<record_set>(message, pattern::dense, few_of(message));
+    const auto &records = g.keep<record_set>(message, pattern::dense, few_of(message));
     add_frames(g, records, slope);
     if (slope)
         add_batch_slope(g, records);
@@ -59,17 +54,30 @@ void fill_single(group &g, const vorl::message &message, bool slope)
 
 void fill_zeros(group &g, const vorl::message &message, const settings &how)
 {
-    for (const auto &[which, zeros] : patterns) {
-        const record_set &records = g.keep<record_set>(message, zeros, many_of(message, how));
-        add_packed(g, which, records);
-        if (zeros == pattern::patterns || zeros == pattern::sparse)
-            add_peers(g, {.records = records, .which = which});
+    const auto add = [&](const named_pattern &p) -> const record_set & {
+        const auto &records = g.keep<record_set>(message, p.zeros, many_of(message, how));
+        add_packed(g, p.name, records);
+        return records;
+    };
+    add({"O", pattern::one_zero});
+    for (const named_pattern &p : compared_patterns) {
+        const record_set &records = add(p);
+        if (p.zeros != pattern::dense)
+            add_peers(g, {.records = records, .which = p.name});
     }
+}
+
+void fill_streaming(group &g, const vorl::message &message, const named_pattern &p,
+                    const settings &how)
+{
+    const auto &records = g.keep<record_set>(message, p.zeros, stream_of(message.record_size, how));
+    add_packed(g, p.name, records);
+    add_peers(g, {.records = records, .which = p.name});
 }
 
 void fill_all(group &g, const vorl::message &message)
 {
-    const record_set &records = g.keep<record_set>(message, pattern::dense, few_of(message));
+    const auto &records = g.keep<record_set>(message, pattern::dense, few_of(message));
     if (is_fixed_size(message))
         add_frames(g, records);
     add_packed(g, "D", records);
@@ -88,15 +96,10 @@ void register_single(std::vector<registered> &groups)
         groups.push_back({"zeros/" + name, state::warm, [&message](group &g, const settings &how) {
                               fill_zeros(g, message, how);
                           }});
-        for (const auto &[which, zeros] : patterns) {
-            if (zeros == pattern::one_zero)
-                continue;
-            groups.push_back({"streaming/" + name + "/" + which, state::streaming,
-                              [&message, which, zeros](group &g, const settings &how) {
-                                  const record_set &records = g.keep<record_set>(
-                                      message, zeros, stream_of(message.record_size, how));
-                                  add_packed(g, which, records);
-                                  add_peers(g, {.records = records, .which = which});
+        for (const named_pattern &p : compared_patterns) {
+            groups.push_back({"streaming/" + name + "/" + p.name, state::streaming,
+                              [&message, p](group &g, const settings &how) {
+                                  fill_streaming(g, message, p, how);
                               }});
         }
     };

@@ -105,7 +105,7 @@ void add_single(group &g, const route &r)
 void add_batch(group &g, const route &r)
 {
     const auto length = r.frames.longest();
-    pages &bytes = g.keep<pages>(size_t{length} * count);
+    auto &bytes = g.keep<pages>(size_t{length} * count);
     auto &descs = g.keep<std::vector<frame_desc>>();
     for (uint32_t i = 0; i < count; ++i) {
         uint8_t *const frame = bytes.begin() + size_t{i} * length;
@@ -163,18 +163,17 @@ void add_vector(group &g, const route &r)
 route route_of(group &g, shared_bus &bus, const vorl::message &message, uint32_t records_count,
                uint32_t elements)
 {
-    const record_set &records =
-        g.keep<record_set>(message, pattern::dense, records_count, elements);
-    const encodings &frames =
+    const auto &records = g.keep<record_set>(message, pattern::dense, records_count, elements);
+    const auto &frames =
         g.keep<encodings>(is_fixed_size(message) ? frames_of(records) : packed(records));
-    const ring &received =
+    const auto &received =
         g.keep<ring>(std::max<size_t>(frames.longest(), message.record_size), count);
     return {bus, records, frames, received, message.msg_id};
 }
 
 void fill(group &g, const std::string &type)
 {
-    shared_bus &bus = g.keep<shared_bus>(256u << 10);
+    auto &bus = g.keep<shared_bus>(256u << 10);
     const route r = route_of(g, bus, message_named(type.c_str()), count, 0);
     const catalogue::message_info *update = catalogue::find_message(type + "_update");
     add_single(g, r);

@@ -26,11 +26,10 @@ const vorl::slot *only_vector(const vorl::message &message)
 
 void fill(group &g, const vorl::message &message, size_t block_size)
 {
-    const record_set &records =
-        g.keep<record_set>(message, pattern::dense, few_of(message), elements);
-    const encodings &bytes = g.keep<encodings>(packed(records));
+    const auto &records = g.keep<record_set>(message, pattern::dense, few_of(message), elements);
+    const auto &bytes = g.keep<encodings>(packed(records));
     check_round_trip(records, bytes);
-    const ring &to = g.keep<ring>(std::max<size_t>(bytes.longest(), message.record_size));
+    const auto &to = g.keep<ring>(std::max<size_t>(bytes.longest(), message.record_size));
     add_unpack(g, "unpack", records, bytes, to);
     g.add("allocator", bytes.count(),
           [take = opaque(&malloc), give_back = opaque(&free), block_size](uint64_t) {

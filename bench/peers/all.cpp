@@ -18,6 +18,9 @@ template <class Record>
 void release(Record &)
 {}
 
+/// Records have no padding that is not zero: each was cleared before it was filled.
+const void *bytes_of(const void *record) { return record; }
+
 bool same(const srv6_common_fwd_update &a, const srv6_common_fwd_update &b)
 {
     return a.f0 == b.f0 && a.f1_count == b.f1_count &&
@@ -26,7 +29,7 @@ bool same(const srv6_common_fwd_update &a, const srv6_common_fwd_update &b)
 template <class Record>
 bool same(const Record &a, const Record &b)
 {
-    return memcmp(&a, &b, sizeof a) == 0;
+    return memcmp(bytes_of(&a), bytes_of(&b), sizeof a) == 0;
 }
 
 template <class Peer, class Record>
@@ -36,8 +39,8 @@ void add_peer(group &g, const peer_work &work)
     const auto at = [records = work.records.view()](uint64_t i) -> const Record & {
         return *reinterpret_cast<const Record *>(records.at(i));
     };
-    Peer &peer = g.keep<Peer>(work.scratch_size, work.varied);
-    encodings &bytes = g.keep<encodings>();
+    auto &peer = g.keep<Peer>(work.scratch_size, work.varied);
+    auto &bytes = g.keep<encodings>();
     for (uint64_t i = 0; i < count; ++i) {
         const std::vector<uint8_t> encoded = peer.encoded(at(i));
         Record decoded;
