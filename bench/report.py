@@ -48,7 +48,8 @@ def instructions_table(directory):
 
 
 def tables_page(asked, measured, libraries):
-    parts = ["# Performance: every table", page.processor_section(measured, asked.command), *tables.everything(measured)]
+    parts = ["# Performance: every table", page.processor_section(measured, asked.command),
+             titled("## Every cell that a peer wins", page.lost_list(measured, most=1000)), *tables.everything(measured)]
     if asked.estimate:
         parts.append(titled("Cycles on the target, estimated, not measured (llvm-mca):", estimates.full_table(asked.estimate)))
     if asked.instructions:

@@ -78,8 +78,8 @@ def bars_table(measured):
     return "\n".join(["| path | state | bar | measured | |", "| --- | --- | ---: | ---: | --- |", *rows])
 
 
-def lost_list(measured):
-    """The cells where a peer is ahead, the worst first; no more than can be read."""
+def lost_list(measured, most=MOST_LOST):
+    """The cells where a peer is ahead, the worst first, and no more than `most`."""
     if not measured.has_peers:
         return "The peers were not measured here."
     all_cells = cells.of(measured)
@@ -87,17 +87,28 @@ def lost_list(measured):
     if not lost:
         return f"In each of {len(all_cells)} cells ours takes at most {cells.ALLOWED} of the fastest peer's time."
     lines = [f"In {len(lost)} of {len(all_cells)} cells ours takes over {cells.ALLOWED} of the fastest peer's time:", ""]
-    for c in lost[:MOST_LOST]:
+    for c in lost[:most]:
         lines.append(f"- {c['what']}, {c['zeros']}, {c['state']}, {c['direction']}: {c['ratio']:.2f} of {PEERS[c['fastest']]}'s "
                      f"({ns(c['ours'])} for {ns(c['peers'][c['fastest']])} ns, {c['our_bytes']:,.0f} for "
                      f"{c['peer_bytes'][c['fastest']]:,.0f} bytes)")
-    if len(lost) > MOST_LOST:
-        lines.append(f"- and {len(lost) - MOST_LOST} more, in `tables.md`.")
+    if len(lost) > most:
+        lines.append(f"- and {len(lost) - most} more, in `tables.md`.")
     return "\n".join(lines)
 
 
+def vectors_line(measured):
+    """How much of unpacking a small vector is the allocator."""
+    said = []
+    for kind in ("update", "delete"):
+        group = f"vectors/srv6_common_fwd_{kind}"
+        said.append(f"of the {kind} {ns(measured.median(group, 'unpack'))}, {ns(measured.median(group, 'allocator'))} of them "
+                    "`malloc` and `free`")
+    return f"Unpacking and releasing four elements of `srv6_common_fwd` takes, in nanoseconds, {'; '.join(said)}."
+
+
 def processor_section(measured, command):
-    return "\n\n".join([f"### {processor_of(measured)}", heading(measured, command), bars_table(measured), lost_list(measured),
+    return "\n\n".join([f"### {processor_of(measured)}", heading(measured, command), bars_table(measured),
+                        vectors_line(measured), lost_list(measured),
                         table(THROUGHPUT_HEADER, throughput_rows(measured, ["srv6_common_fwd"]))])
 
 

@@ -62,6 +62,13 @@ class a_processors_table(unittest.TestCase):
         self.assertIn("| pack, Z / T: vrf_class_data, common_fwd, policy_fwd, sidstack_fwd | warm | ≤ 1.15 | "
                       "1.00 1.00 1.50 1.00 | **missed**: policy_fwd |", page.bars_table(measured).splitlines())
 
+    def test_says_how_much_of_a_small_vector_is_the_allocator(self):
+        measured = everything({("vectors/srv6_common_fwd_update", "unpack"): [31.0],
+                               ("vectors/srv6_common_fwd_delete", "allocator"): [7.5]})
+        self.assertIn("Unpacking and releasing four elements of `srv6_common_fwd` takes, in nanoseconds, of the update 31.0, "
+                      "10.0 of them `malloc` and `free`; of the delete 10.0, 7.5 of them `malloc` and `free`.",
+                      page.processor_section(measured, "./dev bench").splitlines())
+
     def test_of_an_emulator_there_is_none(self):
         measured = Measured({**MACHINE, "processor": "emulator on A Core (part 1)"}, everything().runs)
         with self.assertRaises(Unfit) as caught:
@@ -86,6 +93,10 @@ class the_lost_cells(unittest.TestCase):
         lines = page.lost_list(everything(times)).splitlines()
         self.assertEqual(len(lines), 2 + 6 + 1)
         self.assertEqual(lines[-1], "- and 2 more, in `tables.md`.")
+
+    def test_are_all_where_all_are_asked_for(self):
+        times = {(f"batch/warm/{zeros}/{n}", "pack"): [20.0] for zeros in "DTZ" for n in (1, 10, 100)}
+        self.assertEqual(len(page.lost_list(everything(times), most=1000).splitlines()), 2 + 9)
 
 
 class the_page(unittest.TestCase):
