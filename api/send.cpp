@@ -38,7 +38,7 @@ class frame_block {
 void write_block(uint8_t *to, uint32_t count, const uint8_t *records, write_frames_fn write,
                  const message &m)
 {
-    if (is_settled(m.owner, direction::send))
+    if (is_settled<settled_for::values>(m.owner, direction::send))
         write(to, count, records);
     else
         frames_unsettled(to, count, records, m);
@@ -46,7 +46,7 @@ void write_block(uint8_t *to, uint32_t count, const uint8_t *records, write_fram
 
 void pack_block(uint8_t *to, const uint8_t *record, const packing &how, const message &m)
 {
-    if (is_settled(m.owner, direction::send))
+    if (is_settled<settled_for::values>(m.owner, direction::send))
         how.pack(to, record);
     else
         pack_unsettled(to, record, m);
@@ -69,6 +69,13 @@ void frames_unsettled(uint8_t *to, uint32_t count, const uint8_t *records, const
     bind_cache(ctx_of(m, direction::send));
     in_order_of(direction::send, m,
                 [&]<byte_order Order>() { plain::write_frames<Order>(to, count, records, m); });
+}
+
+uint32_t send_unsettled(uint32_t dest, const uint8_t *record, const message &m, uint64_t to)
+{
+    alignas(8) uint8_t frame[stack_frame_limit];
+    frames_unsettled(frame, 1, record, m);
+    return hand_over(dest, frame, frame_layout_of(m).length, to, m);
 }
 
 void pack_unsettled(uint8_t *to, const uint8_t *record, const message &m)

@@ -37,6 +37,7 @@ inline constexpr packing packing_of = {native_codec<M>::packed_size,
 
 // For a side's first call, and each call of a side that swaps bytes: bind, then the plain codec.
 
+uint32_t send_unsettled(uint32_t dest, const uint8_t *record, const message &m, uint64_t to);
 void frames_unsettled(uint8_t *to, uint32_t count, const uint8_t *records, const message &m);
 void pack_unsettled(uint8_t *to, const uint8_t *record, const message &m);
 
@@ -74,11 +75,10 @@ template <const message &M>
                          length > stack_frame_limit) {
         return send_one_frame(dest, record, to, native_codec<M>::write_frames, M);
     } else {
+        if (!is_settled<settled_for::values>(M.owner, direction::send))
+            return send_unsettled(dest, record, M, to);
         alignas(8) uint8_t frame[length];
-        if (is_settled(M.owner, direction::send))
-            native_codec<M>::write_frame(frame, record);
-        else
-            frames_unsettled(frame, 1, record, M);
+        native_codec<M>::write_frame(frame, record);
         return hand_over(dest, frame, length, to, M);
     }
 }

@@ -39,7 +39,7 @@ void pair_or_heap(allocate_fn &allocate, release_fn &release)
 
 constinit serial_ctx serial_ctxs[serial_ctx_count] = {unbound, unbound, unbound,
                                                       unbound, unbound, unbound};
-constinit uint32_t byte_swap_flag[serial_ctx_count] = {};
+constinit side_state side_states[serial_ctx_count] = {};
 
 void bind_services_once(serial_ctx &ctx)
 {
@@ -59,7 +59,8 @@ void bind_cache_once(serial_ctx &ctx)
 {
     pthread_mutex_lock(&ctx.cache_lock);
     if (ctx.cache_bound == 0) {
-        __atomic_store_n(&byte_swap_flag[&ctx - serial_ctxs], 0, __ATOMIC_RELAXED);
+        side_state &state = side_states[&ctx - serial_ctxs];
+        __atomic_store_n(&state.byte_swap_flag, 0, __ATOMIC_RELAXED);
         const auto use_flag = find<uint32_t (*)(uint32_t)>("ZDT_OsalMemUseFlagGet");
         if (use_flag != nullptr && use_flag(cache_id) == 1) {
             ctx.cache_alloc = find<allocate_fn>("ZDT_OsalMemCacheAlloc");
@@ -67,6 +68,7 @@ void bind_cache_once(serial_ctx &ctx)
         }
         pair_or_heap(ctx.cache_alloc, ctx.cache_free);
         __atomic_store_n(&ctx.cache_bound, 1, __ATOMIC_RELEASE);
+        __atomic_store_n(&state.cache_bound, 1, __ATOMIC_RELEASE);
     }
     pthread_mutex_unlock(&ctx.cache_lock);
 }
@@ -78,7 +80,7 @@ void bind_cache_once(serial_ctx &ctx)
 #define CLEAR_AT_LOAD(side, index)                                                                 \
     [[gnu::constructor]] static void clear_byte_swap_flag_##side()                                 \
     {                                                                                              \
-        __atomic_store_n(&vorl::byte_swap_flag[index], 0, __ATOMIC_RELAXED);                       \
+        __atomic_store_n(&vorl::side_states[index].byte_swap_flag, 0, __ATOMIC_RELAXED);           \
     }
 
 CLEAR_AT_LOAD(srv6_receive, 0)

@@ -11,8 +11,8 @@
 // Without a log writer nothing is logged. Unless allocate and release are both there, malloc and
 // free replace them. After the first call a binding costs one load and one test.
 //
-// Any thread may call. The once flags are read with acquire, and are written with release after the
-// pointers that they guard. No lock is held across a log call or an allocation.
+// Any thread may call. The once flags are written with release, after the pointers that they guard,
+// and read with acquire by whoever uses these. No lock is held across a log call or an allocation.
 #pragma once
 
 #include <pthread.h>
@@ -60,10 +60,19 @@ inline constexpr size_t serial_ctx_count = 6;
 /// them.
 [[gnu::visibility("hidden")]] extern serial_ctx serial_ctxs[serial_ctx_count];
 
-/// One word for each block, in the order of the blocks. Non-zero: every multi-byte value of that
-/// side is most significant byte first. Only 0 is ever stored: at load time, and by binding B. Its
-/// readers are in other translation units, so that no optimiser takes it for a constant.
-[[gnu::visibility("hidden")]] extern uint32_t byte_swap_flag[serial_ctx_count];
+/// What every call asks of a side before it takes the short way. Both are one word in memory, so
+/// that one load answers.
+struct alignas(uint64_t) side_state {
+    /// A copy of the block's cache_bound, stored last by binding B.
+    uint32_t cache_bound;
+    /// Non-zero: every multi-byte value of the side is most significant byte first. Only 0 is ever
+    /// stored: at load time, and by binding B. Its readers are in other translation units, so that
+    /// no optimiser takes it for a constant.
+    uint32_t byte_swap_flag;
+};
+
+/// In the order of the blocks.
+[[gnu::visibility("hidden")]] extern side_state side_states[serial_ctx_count];
 
 constexpr size_t ctx_index(package p, direction d)
 {
@@ -88,17 +97,25 @@ inline void bind_cache(serial_ctx &ctx)
 
 inline bool swaps_bytes(package p, direction d)
 {
-    return __atomic_load_n(&byte_swap_flag[ctx_index(p, d)], __ATOMIC_RELAXED) != 0;
+    return __atomic_load_n(&side_states[ctx_index(p, d)].byte_swap_flag, __ATOMIC_RELAXED) != 0;
 }
 
+/// What a caller relies on when its side is settled.
+enum class settled_for : uint8_t {
+    values,      ///< the byte order alone: the caller uses no pointer of the block
+    allocations, ///< the cache allocator, too
+};
+
 /// True when the side's binding B is done and its byte order is the native one, as in every call
-/// but the first. This takes two loads and one test; the caller need not check either again.
-inline bool is_settled(package p, direction d)
+/// but the first. The caller need not check either again.
+template <settled_for Use>
+bool is_settled(package p, direction d)
 {
-    const uint32_t bound =
-        __atomic_load_n(&serial_ctxs[ctx_index(p, d)].cache_bound, __ATOMIC_ACQUIRE);
-    const uint32_t swaps = __atomic_load_n(&byte_swap_flag[ctx_index(p, d)], __ATOMIC_RELAXED);
-    return __builtin_expect(((bound ^ 1) | swaps) == 0, 1);
+    using word [[gnu::may_alias]] = uint64_t;
+    constexpr word settled = 1; // cache_bound 1, byte_swap_flag 0
+    constexpr int order = Use == settled_for::values ? __ATOMIC_RELAXED : __ATOMIC_ACQUIRE;
+    const auto *state = reinterpret_cast<const word *>(&side_states[ctx_index(p, d)]);
+    return __builtin_expect(__atomic_load_n(state, order) == settled, 1);
 }
 
 /// Makes binding A, then passes one line to the log writer if there is one.

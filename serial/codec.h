@@ -104,9 +104,14 @@ struct native_codec {
     /// As plain::write_frames.
     static void write_frames(uint8_t *to, uint32_t count, const uint8_t *records)
     {
-        for (uint32_t i = 0; i < count; ++i)
-            write_frame(to + size_t{i} * frame_layout_of(M).length,
-                        records + size_t{i} * M.record_size);
+        for (uint32_t i = 0; i < count; ++i) {
+            uint8_t *const frame = to + size_t{i} * frame_layout_of(M).length;
+            const uint8_t *const record = records + size_t{i} * M.record_size;
+            if constexpr (has_forms(M))
+                frame_form<M>::write_next(frame, record);
+            else
+                write_frame(frame, record);
+        }
     }
 
     /// As plain::read_tables, for tables that a slot of the message `Holder` leads to.
@@ -126,29 +131,40 @@ struct native_codec {
         }
     }
 
-    /// read_known and read_root take no fewer bytes than this; the plain codec takes any number.
-    static constexpr uint32_t least_length =
-        has_forms(M) ? 2 * word_size + vtable_length(M) : word_size;
+    /// read_known takes no fewer bytes than this. There is none for a message without known forms.
+    static constexpr uint32_t least_known = [] {
+        if constexpr (has_forms(M))
+            return fast::least_known<M>;
+        return UINT32_MAX;
+    }();
 
-    /// Reads a whole message of least_length bytes or more, with root offset `root`, if it is in
-    /// a form that a kernel knows. False: it is not, and nothing has been written.
-    [[gnu::always_inline]] static bool read_known(uint32_t root, const received &from,
-                                                  uint8_t *record)
+    /// Reads a whole message that is in a form of constant places. False: it is not, and nothing
+    /// has been written.
+    [[gnu::always_inline]] static bool read_known(const received &from, uint8_t *record)
     {
         if constexpr (has_forms(M))
-            return fast::read_message<M>(root, from.bytes, from.len, record);
+            return fast::read_known<M>(from.bytes, from.len, record);
         return false;
     }
 
-    /// Whether read_root reads what read_known declines. Otherwise the plain codec does.
+    /// Reads a whole message, of any length, that read_known declines, if a kernel can. False: none
+    /// can, and nothing has been written.
+    [[gnu::always_inline]] static bool read_sparse(const received &from, uint8_t *record)
+    {
+        if constexpr (has_spread<M>)
+            return fast::read_sparse_message<M>(from.bytes, from.len, record);
+        return false;
+    }
+
+    /// Whether read_root reads what the kernels decline. Otherwise the plain codec does.
     static constexpr bool has_read_root = !is_flat(M);
 
-    /// Reads any bytes as __unpack does after its argument checks. Returns the record's size.
+    /// Reads any bytes, 4 or more, as __unpack does after its argument checks. Returns the record's
+    /// size.
     template <const listener &To>
-    [[gnu::noinline]] static uint32_t read_root(uint32_t root, const uint8_t *bytes, uint32_t len,
-                                                uint8_t *record)
+    [[gnu::always_inline]] static uint32_t read_root(const received &from, uint8_t *record)
     {
-        const received from = {bytes, len};
+        const auto root = load<native, uint32_t>(from.bytes);
         checked_table table;
         if (plain::find_table<native>(root, table, table_role::root, from, To, M)) {
             memset(record, 0, M.record_size);

@@ -2,6 +2,9 @@
 #pragma once
 
 #include <stddef.h>
+#include <stdint.h>
+
+#include <utility>
 
 /// Goes behind the parameters of a lambda, which is then inlined wherever it is called.
 #define VORL_INLINED __attribute__((always_inline))
@@ -39,6 +42,34 @@ template <size_t Count, class Visitor>
         return true;
     };
     all_of_range<0, Count>(go_on);
+}
+
+/// A value that was found and the one that is wanted.
+template <class Value>
+struct comparison {
+    Value found;
+    Value wanted;
+};
+
+/// Whether the two are equal in each `compare.operator()<index>()`, for 0 to Count - 1. AArch64 makes
+/// one chain of conditional comparisons of them, if all are loaded before; x86-64 compares with
+/// memory, and is better off with a branch for each.
+template <size_t Count, class Compare>
+[[gnu::always_inline]] inline bool all_equal(Compare &&compare)
+{
+#if defined(__aarch64__)
+    return [&]<size_t... Index>(std::index_sequence<Index...>) VORL_INLINED
+    {
+        const comparison<uint64_t> all[] = {{}, compare.template operator()<Index>()...};
+        return ((all[Index + 1].found == all[Index + 1].wanted) && ...);
+    }
+    (std::make_index_sequence<Count>{});
+#else
+    return unroll_while<Count>([&]<size_t Index>() VORL_INLINED {
+        const auto one = compare.template operator()<Index>();
+        return one.found == one.wanted;
+    });
+#endif
 }
 
 } // namespace vorl

@@ -1,4 +1,4 @@
-// The two encodings of a fixed-size record that have one shape: its frame, and its packed table
+// The two encodings of a fixed-size record that have one shape: its frame, and its packed bytes
 // with every scalar present. Each is constants, copied runs and padding, so writing one is a planned
 // copy, and reading one is a comparison of its constants, padding aside, and a planned copy back.
 //
@@ -107,6 +107,7 @@ constexpr void lay_frame(auto &form, uint32_t record_at, const message &m)
     form.padding_to(start + layout.length);
 }
 
+/// From the vtable on.
 constexpr void lay_full_table(auto &form, uint32_t record_at, const message &m)
 {
     uint32_t fields_end = word_size;
@@ -174,12 +175,18 @@ constexpr piece_list<Capacity> record_pieces(const piece_list<Capacity> &form, u
     return record;
 }
 
-enum class form_kind : uint8_t {
-    frame,     ///< from the root offset on
-    full_table ///< from the vtable on
-};
+enum class form_kind : uint8_t { frame, packed };
 
-/// A form of a message, cut into moves and loads.
+/// Regions without the root offset, with which they begin.
+template <size_t Capacity>
+constexpr piece_list<Capacity> behind_root(piece_list<Capacity> regions)
+{
+    regions.pieces[0].at += word_size;
+    regions.pieces[0].size -= word_size;
+    return regions;
+}
+
+/// A form of a message, from its root offset on, cut into moves and loads.
 template <const message &M, form_kind Kind>
 struct known_form {
     static_assert(is_fixed_size(M), "a frame has one length: the message holds no vector");
@@ -187,19 +194,22 @@ struct known_form {
     static_assert(has_forms(M));
 
     static constexpr uint32_t size =
-        Kind == form_kind::frame ? frame_layout_of(M).length : full_table_size(M);
+        Kind == form_kind::frame ? frame_layout_of(M).length : word_size + full_table_size(M);
     static constexpr auto built = [] {
         form_builder<size, piece_capacity(M)> form;
-        if constexpr (Kind == form_kind::frame)
+        if constexpr (Kind == form_kind::frame) {
             lay_frame(form, 0, M);
-        else
+        } else {
+            form.constant(word_size + vtable_length(M), word_size);
             lay_full_table(form, 0, M);
+        }
         return form;
     }();
     /// A copy, so that the rest of `built`, which only the compiler needs, is not in the library.
-    static constexpr byte_image<size> image = built.image;
+    alignas(16) static constexpr byte_image<size> image = built.image;
     static constexpr auto write_moves = plan_moves(built.pieces, M.record_size);
     static constexpr auto checks = plan_loads(built.checked);
+    static constexpr auto checks_behind_root = plan_loads(behind_root(built.checked));
     static constexpr uint32_t extent = built.extent;
     static constexpr auto read_moves =
         plan_moves(record_pieces(built.pieces, M.record_size), extent);
@@ -207,23 +217,33 @@ struct known_form {
 
     [[gnu::always_inline]] static void write(uint8_t *to, const uint8_t *record)
     {
-        run_moves<write_moves, image>(to, record);
+        run_moves<write_moves, false>(to, record, constants_at(image.bytes));
     }
-    /// Zero when the `extent` bytes at `bytes` are this form.
-    [[gnu::always_inline]] static uint64_t mismatch(const uint8_t *bytes)
+    /// The same in a loop.
+    [[gnu::always_inline]] static void write_next(uint8_t *to, const uint8_t *record)
     {
-        return vorl::mismatch<checks, image>(bytes);
+        run_moves<write_moves, true>(to, record, image.bytes);
+    }
+    /// Whether the `extent` bytes at `bytes` are this form.
+    [[gnu::always_inline]] static bool matches(const uint8_t *bytes)
+    {
+        return equals<checks, image>(bytes, constants_at(image.bytes));
+    }
+    /// The same, of bytes whose first word may be anything, and is not read.
+    [[gnu::always_inline]] static bool matches_behind_root(const uint8_t *bytes)
+    {
+        return equals<checks_behind_root, image>(bytes, constants_at(image.bytes));
     }
     /// The whole record, padding included.
     [[gnu::always_inline]] static void read(uint8_t *record, const uint8_t *bytes)
     {
-        run_moves<read_moves, zeros>(record, bytes);
+        run_moves<read_moves, true>(record, bytes, zeros.bytes);
     }
 };
 
 template <const message &M>
 using frame_form = known_form<M, form_kind::frame>;
 template <const message &M>
-using full_table_form = known_form<M, form_kind::full_table>;
+using packed_form = known_form<M, form_kind::packed>;
 
 } // namespace vorl

@@ -2,12 +2,14 @@
 // from a source, written by as few moves as it takes.
 //
 // Moves are 16, 8, 4, 2 or 1 bytes wide, or one memcpy for a long piece, and go in ascending order.
-// A move may write past the end of its piece; later moves then overwrite those bytes:
+// A move may write past the end of its piece; later moves then overwrite those bytes. So may the move
+// of the last piece begin before it, if it goes first and no other reaches its piece:
 //
-//   destination    [constant 4][copied 12         ][constant 8   ]
-//   first move     [constants 0 to 3]
-//   second move               [source, 16 bytes    ....]
-//   third move                                     [constants, 8 ]
+//   destination    [constant 4][copied 12         ][constant 16       ][copied 12      ]
+//   first move                                                  [source, 16 bytes      ]
+//   second move    [constants 0 to 3]
+//   third move                 [source, 16 bytes     ....]
+//   fourth move                                    [constants, 16     ]
 //
 // No move writes outside the destination or reads outside the source.
 #pragma once
@@ -70,6 +72,25 @@ struct piece_list {
     }
 };
 
+/// Whether the last piece of a destination is made by one move that begins before it and goes before
+/// the moves of the others, instead of by several.
+template <size_t Capacity>
+constexpr bool goes_first(const piece &last, uint32_t source_size,
+                          const piece_list<Capacity> &others)
+{
+    const auto size = static_cast<int32_t>(last.size);
+    if (size >= 16 || (size & (size - 1)) == 0 || last.at + last.size < 16)
+        return false;
+    if (last.from >= 0 &&
+        (last.from + size < 16 || static_cast<uint32_t>(last.from + size) > source_size))
+        return false;
+    for (size_t i = 0; i < others.count; ++i) {
+        if (others.pieces[i].at + others.pieces[i].size > last.at)
+            return false;
+    }
+    return true;
+}
+
 /// The moves that make the pieces of a destination, from a source of `source_size` bytes. Each move
 /// is a piece itself. Its constants come from the same place in the destination's image.
 template <size_t Capacity>
@@ -86,6 +107,12 @@ constexpr piece_list<Capacity> plan_moves(const piece_list<Capacity> &pieces, ui
                    (p.from < 0 || static_cast<uint32_t>(source_of(at)) + size <= source_size);
         };
         const uint32_t end = p.at + p.size;
+        if (i + 1 == pieces.count && goes_first(p, source_size, moves)) {
+            for (size_t m = moves.count++; m > 0; --m)
+                moves.pieces[m] = moves.pieces[m - 1];
+            moves.pieces[0] = {end - 16, 16, source_of(end - 16)};
+            break;
+        }
         for (uint32_t at = p.at; at < end;) {
             const uint32_t left = end - at;
             // The smallest width that finishes the piece, running past its end or starting early;
@@ -108,43 +135,75 @@ constexpr piece_list<Capacity> plan_moves(const piece_list<Capacity> &pieces, ui
     return moves;
 }
 
-/// Runs moves (a constant piece_list). Source and destination do not overlap.
-template <const auto &Moves, const auto &Image>
-[[gnu::always_inline]] inline void run_moves(uint8_t *__restrict to, const uint8_t *__restrict from)
+/// Copies bytes that do not overlap: sixteen in a vector register, since two others would take two.
+template <uint32_t Size>
+[[gnu::always_inline]] inline void move(uint8_t *__restrict to, const uint8_t *__restrict from)
 {
-    unroll<Moves.count>([to, from]<size_t Index>() VORL_INLINED {
+    if constexpr (Size == 16)
+        store16(to, load16(from));
+    else
+        memcpy(to, from, Size);
+}
+
+/// Runs moves (a constant piece_list); `image` has the constants of the destination, which are loaded
+/// from there unless `AreMade`: then the compiler makes them, before a loop. Neither of the sources
+/// overlaps the destination.
+template <const auto &Moves, bool AreMade>
+[[gnu::always_inline]] inline void run_moves(uint8_t *__restrict to, const uint8_t *__restrict from,
+                                             const uint8_t *__restrict image)
+{
+    unroll<Moves.count>([to, from, image]<size_t Index>() VORL_INLINED {
         constexpr piece m = Moves.pieces[Index];
-        memcpy(to + m.at, m.from < 0 ? Image.bytes + m.at : from + m.from, m.size);
+        if constexpr (m.from >= 0)
+            move<m.size>(to + m.at, from + m.from);
+        else if constexpr (AreMade)
+            memcpy(to + m.at, image + m.at, m.size);
+        else
+            move<m.size>(to + m.at, image + m.at);
     });
 }
 
+/// Little-endian, for a constant expression.
 template <uint32_t Size>
-[[gnu::always_inline]] inline void add_difference(uint64_t &narrow, u64x2 &wide,
-                                                  const uint8_t *bytes, const uint8_t *wanted)
+constexpr uint64_t word_of(const uint8_t *bytes)
 {
-    if constexpr (Size == 16) {
-        wide |= member<u64x2>(bytes, 0) ^ member<u64x2>(wanted, 0);
-    } else {
-        uint64_t a = 0;
-        uint64_t b = 0;
-        memcpy(&a, bytes, Size);
-        memcpy(&b, wanted, Size);
-        narrow |= a ^ b;
-    }
+    uint64_t word = 0;
+    for (uint32_t i = Size; i-- > 0;)
+        word = word << 8 | bytes[i];
+    return word;
+}
+template <uint32_t Size>
+[[gnu::always_inline]] inline uint64_t word_at(const uint8_t *bytes)
+{
+    uint64_t word = 0;
+    memcpy(&word, bytes, Size);
+    return word;
 }
 
-/// Zero when the bytes at `bytes` equal the image in all loads (a constant piece_list whose `from`
-/// is not used); no other byte is read.
+/// Whether the bytes at `bytes` equal the image in all loads (a constant piece_list whose `from` is
+/// not used); no other byte is read. `image` is Image.bytes, as constants_at passes it on.
 template <const auto &Loads, const auto &Image>
-[[gnu::always_inline]] inline uint64_t mismatch(const uint8_t *bytes)
+[[gnu::always_inline]] inline bool equals(const uint8_t *bytes, const uint8_t *image)
 {
-    uint64_t narrow = 0;
-    u64x2 wide = {};
+    u8x16 wide = {};
     unroll<Loads.count>([&]<size_t Index>() VORL_INLINED {
         constexpr piece p = Loads.pieces[Index];
-        add_difference<p.size>(narrow, wide, bytes + p.at, Image.bytes + p.at);
+        if constexpr (p.size == 16)
+            wide |= load16(bytes + p.at) ^ load16(image + p.at);
     });
-    return narrow | wide[0] | wide[1];
+    return is_zero(wide) && all_equal<Loads.count>([&]<size_t Index>() VORL_INLINED {
+               constexpr piece p = Loads.pieces[Index];
+               if constexpr (p.size == 16) {
+                   return comparison<uint64_t>{};
+               } else {
+                   constexpr uint64_t value = word_of<p.size>(Image.bytes + p.at);
+                   const uint64_t found = word_at<p.size>(bytes + p.at);
+                   if constexpr (is_immediate(value))
+                       return comparison<uint64_t>{found, value};
+                   else
+                       return comparison<uint64_t>{found, word_at<p.size>(image + p.at)};
+               }
+           });
 }
 
 /// Cuts regions into loads of 16, 8, 4, 2 and 1 bytes that cover them and nothing else.

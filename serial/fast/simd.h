@@ -5,6 +5,7 @@
 #include <stdint.h>
 #include <string.h>
 
+#include <type_traits>
 #include <utility>
 
 #include "serial/unroll.h"
@@ -26,13 +27,11 @@ using u16x8 = uint16_t __attribute__((vector_size(16)));
 using u32x4 = uint32_t __attribute__((vector_size(16)));
 using u64x2 = uint64_t __attribute__((vector_size(16)));
 
-inline u8x16 load16(const uint8_t *from)
-{
-    u8x16 value;
-    memcpy(&value, from, sizeof value);
-    return value;
-}
-inline void store16(uint8_t *to, u8x16 value) { memcpy(to, &value, sizeof value); }
+/// Sixteen bytes in memory, at any address.
+using bytes16 [[gnu::may_alias, gnu::aligned(1)]] = u8x16;
+
+inline u8x16 load16(const uint8_t *from) { return *reinterpret_cast<const bytes16 *>(from); }
+inline void store16(uint8_t *to, u8x16 value) { *reinterpret_cast<bytes16 *>(to) = value; }
 
 /// Returns the value in a way that hides it from the optimiser, which therefore does not load it
 /// again for each use, or merge comparisons of it (docs/decisions/0004 says what compilers do
@@ -48,11 +47,48 @@ inline u8x16 opaque(u8x16 value)
 }
 
 /// The same for an address. Addresses computed from it then differ from it by a constant alone,
-/// which fits into an instruction.
-inline uint8_t *opaque(uint8_t *value)
+/// which fits into an instruction. For AArch64 gcc would compute it before a branch that may go
+/// another way, but not what is volatile.
+template <class Pointed>
+Pointed *opaque(Pointed *value)
+{
+#if defined(__aarch64__)
+    asm volatile("" : "+r"(value));
+#else
+    asm("" : "+r"(value));
+#endif
+    return value;
+}
+
+/// The same for a number, which the optimiser then leaves out of a vector.
+template <class Number>
+requires std::is_integral_v<Number> Number opaque(Number value)
 {
     asm("" : "+r"(value));
     return value;
+}
+
+/// The address of constants. AArch64 takes two instructions to make one, and one or two more for each
+/// constant that a compiler makes itself; from an address that it cannot see through, it loads them.
+/// On x86-64 both are part of the instructions that use them. Not for loops: what a compiler sees
+/// through it makes before the loop.
+template <class Constants>
+const Constants *constants_at(const Constants *constants)
+{
+#if defined(__aarch64__)
+    asm("" : "+r"(constants));
+#endif
+    return constants;
+}
+
+/// Whether a constant fits into the instruction that compares with it.
+constexpr bool is_immediate(uint64_t value)
+{
+#if defined(__aarch64__)
+    return value < 32;
+#else
+    return value <= INT32_MAX;
+#endif
 }
 
 /// The first `Size` bytes at `from`, zeros above; reads no other byte.
@@ -121,7 +157,11 @@ inline u8x16 above_15_to_no_byte(u8x16 indices)
 struct lanes {
     alignas(16) uint8_t bytes[16];
 
-    [[gnu::always_inline]] u8x16 vector() const { return load16(bytes); }
+    [[gnu::always_inline]] u8x16 vector() const
+    {
+        using aligned [[gnu::may_alias]] = u8x16;
+        return *reinterpret_cast<const aligned *>(bytes);
+    }
     bool operator==(const lanes &) const = default;
 };
 
@@ -136,33 +176,46 @@ template <lanes Mask>
     (std::make_index_sequence<16>{});
 }
 
-/// max(a - b, 0), byte by byte.
-inline u8x16 subtract_saturating(u8x16 a, u8x16 b)
+/// Values of `Width` bytes each: 0xFF in all bytes of those that are zero, 0 in all of the others.
+template <uint32_t Width>
+[[gnu::always_inline]] inline u8x16 zero_values(u8x16 values)
 {
-#if defined(__aarch64__)
-    return u8x16(vqsubq_u8(uint8x16_t(a), uint8x16_t(b)));
-#else
-    return u8x16(_mm_subs_epu8(__m128i(a), __m128i(b)));
-#endif
+    if constexpr (Width == 8)
+        return u8x16(u64x2(values) == u64x2{});
+    else if constexpr (Width == 4)
+        return u8x16(u32x4(values) == u32x4{});
+    else if constexpr (Width == 2)
+        return u8x16(u16x8(values) == u16x8{});
+    else
+        return u8x16(values == u8x16{});
 }
 
-/// max(a - b, 0), word by word.
-inline u16x8 subtract_saturating(u16x8 a, u16x8 b)
+/// Byte i of the result is byte indices[i] of the tables, which lie one behind the other, or 0 where
+/// bit 7 of the index is set.
+template <size_t Count>
+[[gnu::always_inline]] inline u8x16 look_up(const u8x16 (&tables)[Count], u8x16 indices)
 {
+    static_assert(Count <= 4);
 #if defined(__aarch64__)
-    return u16x8(vqsubq_u16(uint16x8_t(a), uint16x8_t(b)));
+    const auto table = [&](size_t index) { return uint8x16_t(tables[index]); };
+    if constexpr (Count == 1)
+        return u8x16(vqtbl1q_u8(table(0), uint8x16_t(indices)));
+    else if constexpr (Count == 2)
+        return u8x16(vqtbl2q_u8({{table(0), table(1)}}, uint8x16_t(indices)));
+    else if constexpr (Count == 3)
+        return u8x16(vqtbl3q_u8({{table(0), table(1), table(2)}}, uint8x16_t(indices)));
+    else
+        return u8x16(vqtbl4q_u8({{table(0), table(1), table(2), table(3)}}, uint8x16_t(indices)));
 #else
-    return u16x8(_mm_subs_epu16(__m128i(a), __m128i(b)));
-#endif
-}
-
-/// Sixteen words, each below 256, as bytes.
-inline u8x16 narrow(u16x8 low, u16x8 high)
-{
-#if defined(__aarch64__)
-    return u8x16(vcombine_u8(vmovn_u16(uint16x8_t(low)), vmovn_u16(uint16x8_t(high))));
-#else
-    return u8x16(_mm_packus_epi16(__m128i(low), __m128i(high)));
+    u8x16 result = {};
+    unroll<Count>([&]<size_t Table>() VORL_INLINED {
+        // An index below this table wraps and yields zero; one above it is made to.
+        u8x16 in_table = indices - (u8x16{} + static_cast<uint8_t>(16 * Table));
+        if constexpr (Table + 1 < Count)
+            in_table = above_15_to_no_byte(in_table);
+        result |= shuffle(tables[Table], in_table);
+    });
+    return result;
 #endif
 }
 
@@ -174,6 +227,118 @@ inline bool is_zero(u8x16 value)
     return _mm_testz_si128(__m128i(value), __m128i(value)) != 0;
 #endif
 }
+
+/// The bytes Indices of some tables, as look_up takes them. They take no place of a table that they
+/// also take of another one. `vector` holds them, or all that they are made from where it is enough
+/// for most uses to know whether they are zero.
+template <lanes Indices>
+struct picked {
+    u8x16 vector;
+
+    /// `indices` is Indices, loaded.
+    template <size_t Count>
+    [[gnu::always_inline]] static picked from(const u8x16 (&tables)[Count],
+                                              [[maybe_unused]] u8x16 indices)
+    {
+#if defined(__aarch64__)
+        return {look_up(tables, indices)};
+#else
+        u8x16 merged = tables[0];
+        unroll<Count - 1>([&]<size_t Before>() VORL_INLINED {
+            merged = select<taken_from(Before + 1, Count)>(opaque(tables[Before + 1]), merged);
+        });
+        return {merged};
+#endif
+    }
+
+    /// Whether all are zero, for every one of `All`.
+    template <class... All>
+    [[gnu::always_inline]] static bool are_zero(All... all)
+    {
+#if defined(__aarch64__)
+        return is_zero((all.vector | ...));
+#else
+        return (all.is_zero_alone() && ...);
+#endif
+    }
+
+    [[gnu::always_inline]] u8x16 bytes() const
+    {
+#if defined(__aarch64__)
+        return vector;
+#else
+        static constexpr lanes indices = Indices;
+        return shuffle(vector, indices.vector());
+#endif
+    }
+
+#if !defined(__aarch64__)
+    /// A mask of the places that are taken of a table. A pair of bytes is taken whole where that
+    /// makes no difference, for two bytes are selected faster than one.
+    static constexpr lanes taken_from(size_t table, size_t tables)
+    {
+        lanes result{};
+        bool is_taken[16]{};
+        for (const uint8_t index : Indices.bytes)
+            is_taken[index % 16] |= index < 16 * tables;
+        for (const uint8_t index : Indices.bytes) {
+            if (index / 16 != table)
+                continue;
+            result.bytes[index % 16] = 0xFF;
+            if (!is_taken[(index ^ 1) % 16])
+                result.bytes[(index ^ 1) % 16] = 0xFF;
+        }
+        return result;
+    }
+    [[gnu::always_inline]] bool is_zero_alone() const
+    {
+        static constexpr lanes places = [] {
+            lanes result{};
+            for (const uint8_t index : Indices.bytes) {
+                if (index < 0x80)
+                    result.bytes[index % 16] = 0xFF;
+            }
+            return result;
+        }();
+        return _mm_testz_si128(__m128i(vector), __m128i(places.vector())) != 0;
+    }
+#endif
+};
+
+/// max(a - b, 0), byte by byte.
+inline u8x16 subtract_saturating(u8x16 a, u8x16 b)
+{
+#if defined(__aarch64__)
+    return u8x16(vqsubq_u8(uint8x16_t(a), uint8x16_t(b)));
+#else
+    return u8x16(_mm_subs_epu8(__m128i(a), __m128i(b)));
+#endif
+}
+
+/// min(a + b, 255), byte by byte.
+inline u8x16 add_saturating(u8x16 a, u8x16 b)
+{
+#if defined(__aarch64__)
+    return u8x16(vqaddq_u8(uint8x16_t(a), uint8x16_t(b)));
+#else
+    return u8x16(_mm_adds_epu8(__m128i(a), __m128i(b)));
+#endif
+}
+
+/// Sixteen words as bytes; words past 255 become 255.
+inline u8x16 narrow_saturating(u16x8 low, u16x8 high)
+{
+#if defined(__aarch64__)
+    return u8x16(vqmovn_high_u16(vqmovn_u16(uint16x8_t(low)), uint16x8_t(high)));
+#else
+    const __m128i most = _mm_set1_epi16(255);
+    return u8x16(
+        _mm_packus_epi16(_mm_min_epu16(__m128i(low), most), _mm_min_epu16(__m128i(high), most)));
+#endif
+}
+
+/// min(a, b), byte by byte.
+inline u8x16 smaller(u8x16 a, u8x16 b) { return a < b ? a : b; }
 
 /// max(value, 0), word by word.
 inline i16x8 at_least_zero(i16x8 value) { return value > 0 ? value : i16x8{}; }

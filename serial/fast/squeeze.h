@@ -26,18 +26,25 @@ class squeezed {
 
     [[gnu::always_inline]] explicit squeezed(const presence<M> &scalars)
     {
-        unroll<layout::windows.count>(
-            [&]<size_t Window>() VORL_INLINED { row[Window] = &scalars.template row<Window>(); });
+        unroll<layout::windows.count>([&]<size_t Window>() VORL_INLINED {
+            row[Window] = opaque(scalars.template row<Window>());
+            constexpr uint32_t behind_the_scalars = layout::scalars_in(Window);
+            // Loaded once: for all that a compiler knows, what is stored might change the row.
+            end_[Window] = static_cast<uint16_t>(row[Window]->entries[behind_the_scalars]);
+        });
     }
 
     /// The bytes of the scalars that are not left out, in windows [`First`, `End`).
     template <uint32_t First, uint32_t End>
     [[gnu::always_inline]] uint64_t bytes() const
     {
-        uint64_t sum = 0;
-        unroll<End - First>([&]<size_t Window>()
-                                VORL_INLINED { sum += bytes_of<First + Window>(); });
-        return sum;
+        uint64_t ends = 0;
+        uint64_t firsts = 0;
+        unroll<End - First>([&]<size_t Window>() VORL_INLINED {
+            ends += end_[First + Window];
+            firsts += entry_layout<M>::first_entry(First + Window);
+        });
+        return ends - firsts;
     }
     /// Bytes of the table from its vtable on.
     [[gnu::always_inline]] uint64_t table_size() const
@@ -47,93 +54,150 @@ class squeezed {
     }
 
   private:
-    template <uint32_t Window>
-    [[gnu::always_inline]] uint64_t bytes_of() const
+    uint64_t end_[layout::windows.count]; ///< of each window: the entry behind its scalars
+};
+
+/// What is constant about packing a record, in one place, for one address leads to all of it.
+template <const message &M>
+struct packing_constants {
+    lanes scalars[packed_layout<M>::windows.count]; ///< presence<M>::scalar_lanes of each window
+    byte_image<packed_form<M>::size> form;
+
+    static constexpr packing_constants make()
     {
-        const auto end = static_cast<uint16_t>(row[Window]->entries[layout::scalars_in(Window)]);
-        constexpr uint32_t first = entry_layout<M>::first_entry(Window);
-        return uint64_t{end} - first;
+        packing_constants result{{}, packed_form<M>::image};
+        for (uint32_t w = 0; w < packed_layout<M>::windows.count; ++w)
+            result.scalars[w] = presence<M>::scalar_lanes(w);
+        return result;
     }
 };
+template <const message &M>
+inline constexpr packing_constants<M> packing_constants_of = packing_constants<M>::make();
 
 template <const message &M>
 class squeeze_writer {
   public:
     using layout = packed_layout<M>;
 
-    /// Writes at `vtable` the table of a record that has scalars left out; returns its end.
+    /// Writes at `vtable` the table of a record that has scalars left out; returns its end. `size` is
+    /// left.table_size().
     [[gnu::always_inline]] static uint8_t *write(uint8_t *__restrict vtable,
                                                  const uint8_t *__restrict record,
                                                  const record_windows<M> &windows,
-                                                 const squeezed<M> &left)
+                                                 const squeezed<M> &left, uint64_t size)
     {
         constexpr uint32_t length = vtable_length(layout::slots);
         uint8_t *const table = vtable + length;
-        const uint64_t size = left.table_size();
         uint8_t *const end = opaque(vtable + size);
-        each_slot_down([&]<size_t Slot>() VORL_INLINED {
+        unroll<layout::windows.count>([&]<size_t Index>() VORL_INLINED {
+            constexpr uint32_t w = layout::windows.count - 1 - Index;
+            store_first<layout::squeeze_width>(
+                field_of<layout::windows.windows[w].end>(table, end, left) - layout::squeeze_width,
+                shuffle(windows.bytes[w], left.row[w]->indices.vector()));
+        });
+        unroll<layout::slots>([&]<size_t Slot>() VORL_INLINED {
             constexpr auto slot = layout::all.slot[Slot];
             if constexpr (!slot.is_scalar) {
-                if constexpr (constexpr run arrays = run_of(Slot); arrays.end == Slot + 1) {
-                    constexpr auto first = layout::all.slot[arrays.first];
+                if constexpr (constexpr run arrays = run_of(Slot); arrays.first == Slot) {
                     constexpr uint32_t before = layout::windows_before(Slot);
                     // From a word to its body: later words and scalars, and the bodies before it.
-                    store_words<first.body - word_size, arrays.end - arrays.first>(
-                        table + first.least_at + left.template bytes<0, before>(),
+                    store_words<slot.body - word_size, arrays.end - arrays.first>(
+                        field_of<Slot>(table, end, left),
                         static_cast<uint32_t>(
-                            (layout::all.arrays - first.arrays) * word_size + first.body_at +
+                            (layout::all.arrays - slot.arrays) * word_size + slot.body_at +
                             left.template bytes<before, layout::windows.count>()));
                 }
                 uint8_t *const body = end - layout::all.bodies + slot.body_at;
                 store<native>(body, slot.count);
-                memcpy(body + word_size, record + slot.record_at, slot.size);
-            } else if constexpr (constexpr uint32_t w = window_of(Slot);
-                                 layout::windows.windows[w].first == Slot) {
-                uint8_t *const to = table + slot.least_at + left.template bytes<0, w + 1>();
-                store_first<layout::squeeze_width>(
-                    to - layout::squeeze_width,
-                    shuffle(windows.bytes[w], load16(left.row[w]->indices)));
+                move<slot.size>(body + word_size, record + slot.record_at);
             }
         });
-
         write_entries(vtable, left);
-        // Both lengths at once.
-        store<native>(vtable, length + (static_cast<uint32_t>(size - length) << 16));
-        store<native>(table, length);
+        const uint32_t soffset = opaque(length);
+        store<native>(vtable, static_cast<uint16_t>(soffset));
+        store<native>(vtable + entry_size, static_cast<uint16_t>(size - length));
+        store<native>(table, soffset);
         return end;
     }
 
-    /// The same for a record with no zero scalar: every field has a constant place.
-    [[gnu::always_inline]] static void write_full(uint8_t *__restrict vtable,
-                                                  const uint8_t *__restrict record,
-                                                  const record_windows<M> &windows)
+    /// Writes the table of a record with no zero scalar: every field has a constant place. `form` is
+    /// where the packed form begins, 4 bytes before the vtable: there its root offset is written, too,
+    /// if WithRoot. `image` is that of packing_constants.
+    template <bool WithRoot>
+    [[gnu::always_inline]] static void
+    write_full(uint8_t *__restrict form, const uint8_t *__restrict record,
+               const record_windows<M> &windows, const uint8_t *__restrict image)
     {
-        constexpr uint32_t length = vtable_length(layout::slots);
-        constexpr auto &image = full_table_form<M>::image.bytes;
-        uint8_t *const table = vtable + length;
-        each_slot_down([&]<size_t Slot>() VORL_INLINED {
+        unroll<layout::windows.count>([&]<size_t Index>() VORL_INLINED {
+            constexpr uint32_t w = layout::windows.count - 1 - Index;
+            if constexpr (is_stored_in_place(w))
+                store16(form + in_place_at(w), windows.bytes[w]);
+            else
+                store_first<layout::squeeze_width>(form + fields_end_of(w) - layout::squeeze_width,
+                                                   at_the_end<w>(windows.bytes[w]));
+        });
+        unroll<layout::slots>([&]<size_t Slot>() VORL_INLINED {
             constexpr auto slot = layout::all.slot[Slot];
             if constexpr (!slot.is_scalar) {
-                constexpr uint32_t body_at = layout::all.fields_end + slot.body_at;
-                if constexpr (constexpr run arrays = run_of(Slot); arrays.end == Slot + 1) {
-                    constexpr uint32_t words = layout::all.slot[arrays.first].last_at;
-                    memcpy(table + words, image + length + words,
-                           (arrays.end - arrays.first) * word_size);
-                }
-                store<native>(table + body_at, slot.count);
-                memcpy(table + body_at + word_size, record + slot.record_at, slot.size);
-            } else if constexpr (constexpr uint32_t w = window_of(Slot);
-                                 layout::windows.windows[w].first == Slot) {
-                constexpr auto last = layout::all.slot[layout::windows.windows[w].end - 1];
-                store_first<layout::squeeze_width>(table + last.last_at + last.field -
-                                                       layout::squeeze_width,
-                                                   at_the_end<w>(windows.bytes[w]));
+                constexpr run arrays = run_of(Slot);
+                constexpr uint32_t words = table_at + slot.last_at;
+                constexpr uint32_t body = table_at + layout::all.fields_end + slot.body_at;
+                if constexpr (arrays.first == Slot)
+                    move<(arrays.end - arrays.first) * word_size>(form + words, image + words);
+                store<native>(form + body, slot.count);
+                move<slot.size>(form + body + word_size, record + slot.record_at);
             }
         });
-        memcpy(vtable, image, length + word_size);
+        constexpr uint32_t begin = WithRoot ? 0 : word_size;
+        move<table_at + word_size - begin>(form + begin, image + begin);
     }
 
   private:
+    /// Where the table lies in the packed form.
+    static constexpr uint32_t table_at = word_size + vtable_length(layout::slots);
+
+    /// The end of a window's fields in the packed form.
+    static constexpr uint32_t fields_end_of(uint32_t window)
+    {
+        const auto &last = layout::all.slot[layout::windows.windows[window].end - 1];
+        return table_at + last.last_at + last.field;
+    }
+    /// Where the packed form gets a window that is stored as it stands, so that its scalars fall on
+    /// their fields.
+    static constexpr uint32_t in_place_at(uint32_t window)
+    {
+        const auto &first = layout::all.slot[layout::windows.windows[window].first];
+        return table_at + first.last_at - layout::shape(window).at[0];
+    }
+    /// Whether a window is stored as it stands: its scalars are in a row, and what is stored behind
+    /// them is overwritten, since there are no fields of the next window, whose store came before.
+    static constexpr bool is_stored_in_place(uint32_t window)
+    {
+        const uint32_t end = in_place_at(window) + lane_count;
+        const bool is_last = window + 1 == layout::windows.count;
+        const uint32_t limit =
+            is_last
+                ? packed_form<M>::size
+                : table_at + layout::all.slot[layout::windows.windows[window + 1].first].last_at;
+        return layout::squeeze_width == lane_count && layout::window_size == lane_count &&
+               layout::shape(window).is_in_a_row() && end <= limit;
+    }
+
+    /// Where the field of a slot is, or would be; of one behind the last slot: the end of the fields.
+    template <uint32_t Slot>
+    [[gnu::always_inline]] static uint8_t *field_of(uint8_t *table, uint8_t *end,
+                                                    const squeezed<M> &left)
+    {
+        constexpr uint32_t before = layout::windows_before(Slot);
+        constexpr uint32_t arrays =
+            Slot < layout::slots ? layout::all.slot[Slot].arrays : layout::all.arrays;
+        if constexpr (before == layout::windows.count)
+            return end - layout::all.bodies - (layout::all.arrays - arrays) * word_size;
+        else
+            return opaque(table + left.template bytes<0, before>()) + word_size +
+                   arrays * word_size;
+    }
+
     /// All scalars of a window, in order, at the end of squeeze_width bytes; any bytes below.
     template <uint32_t Window>
     [[gnu::always_inline]] static u8x16 at_the_end(u8x16 bytes)
@@ -146,20 +210,9 @@ class squeeze_writer {
                              layout::squeeze_width == 16) {
             return bytes_up<16 - end>(bytes);
         } else {
-            return shuffle(bytes, load16(squeeze_rows<M, Window>[0].indices));
+            return shuffle(bytes, squeeze_rows<M, Window>[0].indices.vector());
         }
     }
-
-    template <class Visitor>
-    [[gnu::always_inline]] static void each_slot_down(Visitor &&visit)
-    {
-        unroll<layout::slots>([&visit]<size_t Index>() VORL_INLINED {
-            visit.template operator()<layout::slots - 1 - Index>();
-        });
-    }
-
-    /// The window that squeezes a scalar.
-    static constexpr uint32_t window_of(uint32_t s) { return layout::windows_before(s + 1) - 1; }
 
     /// Successive arrays with bodies of one size, so that their words and bodies are at equal
     /// distances.
@@ -193,7 +246,7 @@ class squeeze_writer {
             if constexpr (begin + 4 < Count)
                 store_words<Step, Count, begin + 4>(at, first);
         } else if constexpr (Begin < Count) {
-            store<native>(at + Begin * word_size, first + Begin * Step);
+            store<native>(at + Begin * word_size, opaque(first + Begin * Step));
             store_words<Step, Count, Begin + 1>(at, first);
         }
     }
@@ -225,8 +278,7 @@ class squeeze_writer {
         if constexpr (leading > 0)
             store_entries<0, leading>(vtable, word_steps);
         unroll<layout::windows.count>([&]<size_t Window>() VORL_INLINED {
-            i16x8 entries;
-            memcpy(&entries, left.row[Window]->entries, sizeof entries);
+            auto entries = left.row[Window]->entry_vector();
             if constexpr (Window > 0)
                 entries = at_least_zero(entries + before);
             before = store_entries<layout::windows.windows[Window].first,

@@ -10,6 +10,7 @@
 // is zero, but none depends on which ones are, and so that costs no misprediction.
 #pragma once
 
+#include <algorithm>
 #include <array>
 
 #include "serial/fast/windows.h"
@@ -22,10 +23,16 @@ struct squeeze_row {
 
     /// The shuffle that moves the other scalars, in order, to the end of the bytes that are stored,
     /// with zeros below them.
-    alignas(16) uint8_t indices[16];
+    lanes indices;
     /// Vtable entries: of the scalars and, from lane `count` on, of the offset words that follow.
     /// Those of the first window are final; to later ones, an entry of the window before is added.
-    int16_t entries[entry_lanes];
+    alignas(16) int16_t entries[entry_lanes];
+
+    i16x8 entry_vector() const
+    {
+        using vector [[gnu::may_alias]] = i16x8;
+        return *reinterpret_cast<const vector *>(entries);
+    }
 };
 
 /// The rows of a window that is squeezed to `Width` bytes. Bit s of the index is set when scalar s
@@ -47,10 +54,10 @@ struct squeeze_table {
             uint32_t to = Width;
             for (uint32_t s = Shape.count; s-- > 0;) {
                 for (uint32_t i = (left_out >> s & 1) != 0 ? 0 : Shape.size[s]; i-- > 0;)
-                    row.indices[--to] = static_cast<uint8_t>(Shape.at[s] + i);
+                    row.indices.bytes[--to] = static_cast<uint8_t>(Shape.at[s] + i);
             }
             while (to > 0)
-                row.indices[--to] = no_byte;
+                row.indices.bytes[--to] = no_byte;
         }
         return result;
     }();
@@ -93,16 +100,57 @@ inline constexpr auto &squeeze_rows =
                   entry_layout<M>::first_entry(Window),
                   entry_layout<M>::absent_entry(Window)>::rows;
 
-/// Which scalars of a record are zero: a vector for each window, with a lane for each scalar.
+/// Which scalars of a record are zero: a vector for each window, from which `picked` takes a lane for
+/// each scalar.
 template <const message &M>
 class presence {
   public:
     using layout = packed_layout<M>;
 
-    [[gnu::always_inline]] explicit presence(const record_windows<M> &windows)
+    /// The widths of a window's scalars.
+    struct width_list {
+        uint32_t width[4];
+        uint32_t count;
+    };
+    static constexpr width_list widths(uint32_t window)
+    {
+        const window_shape shape = layout::shape(window);
+        width_list result{};
+        for (const uint32_t width : {8U, 4U, 2U, 1U}) {
+            if (std::count(shape.size, shape.size + shape.count, width) != 0)
+                result.width[result.count++] = width;
+        }
+        return result;
+    }
+    /// For each scalar of a window, where its lane is taken from: of the comparisons of the window
+    /// with zero, one for each width, that of its own width, and there its first byte.
+    static constexpr lanes scalar_lanes(uint32_t window)
+    {
+        const window_shape shape = layout::shape(window);
+        lanes result = filled(no_byte);
+        for (uint32_t s = 0; s < shape.count; ++s) {
+            uint32_t comparison = 0;
+            while (widths(window).width[comparison] != shape.size[s])
+                ++comparison;
+            result.bytes[s] = static_cast<uint8_t>(comparison * lane_count + shape.at[s]);
+        }
+        return result;
+    }
+
+    /// A lane for each scalar of the window: 0xFF where it is zero.
+    template <size_t Window>
+    using scalars_of = picked<scalar_lanes(Window)>;
+
+    /// `constants` has scalar_lanes of each window.
+    [[gnu::always_inline]] presence(const record_windows<M> &windows, const lanes *constants)
     {
         unroll<layout::windows.count>([&]<size_t Window>() VORL_INLINED {
-            zeros_[Window] = zeros_of<Window>(windows.bytes[Window]);
+            constexpr width_list with = widths(Window);
+            u8x16 zeros[with.count];
+            unroll<with.count>([&]<size_t Width>() VORL_INLINED {
+                zeros[Width] = zero_values<with.width[Width]>(windows.bytes[Window]);
+            });
+            zeros_[Window] = scalars_of<Window>::from(zeros, constants[Window].vector()).vector;
         });
     }
 
@@ -125,72 +173,21 @@ class presence {
     /// True when every scalar of the record is present.
     [[gnu::always_inline]] bool is_full() const
     {
-        u8x16 any = {};
-#pragma GCC unroll 16
-        for (const u8x16 zeros : zeros_)
-            any |= zeros;
-        return is_zero(any);
+        return [&]<size_t... Window>(std::index_sequence<Window...>) VORL_INLINED
+        {
+            return scalars_of<0>::are_zero(scalars_of<Window>{zeros_[Window]}...);
+        }
+        (std::make_index_sequence<layout::windows.count>{});
     }
 
     /// The row that tells how a window is packed.
     template <uint32_t Window>
-    [[gnu::always_inline]] const squeeze_row &row() const
+    [[gnu::always_inline]] const squeeze_row *row() const
     {
-        return squeeze_rows<M, Window>[bits_of_low(zeros_[Window])];
+        return &squeeze_rows<M, Window>[bits_of_low(scalars_of<Window>{zeros_[Window]}.bytes())];
     }
 
   private:
-    /// The shuffle from a window to one lane for each scalar, which gets the scalar's first byte.
-    static constexpr lanes window_to_lanes(uint32_t window)
-    {
-        const window_shape shape = layout::shape(window);
-        lanes indices = filled(no_byte);
-        for (uint32_t s = 0; s < shape.count; ++s)
-            indices.bytes[s] = shape.at[s];
-        return indices;
-    }
-    static constexpr bool has_width(uint32_t window, uint32_t width)
-    {
-        const window_shape shape = layout::shape(window);
-        for (uint32_t s = 0; s < shape.count; ++s) {
-            if (shape.size[s] == width)
-                return true;
-        }
-        return false;
-    }
-    /// A mask of all bytes of a window but those of scalars wider than `width`.
-    static constexpr lanes not_wider(uint32_t window, uint32_t width)
-    {
-        const window_shape shape = layout::shape(window);
-        lanes result = filled(0xFF);
-        for (uint32_t s = 0; s < shape.count; ++s) {
-            for (uint32_t i = 0; shape.size[s] > width && i < shape.size[s]; ++i)
-                result.bytes[shape.at[s] + i] = 0;
-        }
-        return result;
-    }
-
-    /// Marks the scalars of this width that are zero. The wider ones have to be marked already.
-    template <uint32_t Window, uint32_t Width, class Vector>
-    [[gnu::always_inline]] static void compare(u8x16 &zeros, u8x16 bytes)
-    {
-        if constexpr (has_width(Window, Width)) {
-            const auto equal = u8x16(Vector(bytes) == Vector{});
-            zeros = select<not_wider(Window, Width)>(opaque(equal), zeros);
-        }
-    }
-    /// A lane for each scalar of the window: 0xFF where it is zero.
-    template <uint32_t Window>
-    [[gnu::always_inline]] static u8x16 zeros_of(u8x16 bytes)
-    {
-        u8x16 zeros = {};
-        compare<Window, 8, u64x2>(zeros, bytes);
-        compare<Window, 4, u32x4>(zeros, bytes);
-        compare<Window, 2, u16x8>(zeros, bytes);
-        compare<Window, 1, u8x16>(zeros, bytes);
-        static constexpr lanes indices = window_to_lanes(Window);
-        return shuffle(zeros, indices.vector());
-    }
     u8x16 zeros_[layout::windows.count];
 };
 

@@ -2,8 +2,11 @@
  *
  *   BINDING_A  log writer and main allocator. At load time all three pointers are null.
  *   otherwise  binding B, cache allocator and byte order. At load time the pointers are the heap's.
- *   ACQUIRE    the fast path's load of the once flag is an acquire load; otherwise relaxed
- *   RELEASE    the binder's store of the once flag is a release store; otherwise relaxed
+ *   ACQUIRE    the load of the once flag is an acquire load; otherwise relaxed
+ *   RELEASE    the binder's stores of the once flag, and of its copy beside the byte-swap flag, are release stores;
+ *              otherwise relaxed
+ *   SETTLED    0: the caller of binding B asks the once flag. 1: it asks the word that has the copy and the byte-swap
+ *              flag, by an acquire load. 2: the same, by a relaxed load. 3: as 2, and it calls no pointer
  *   LOCK       the binder holds the block's mutex and looks again
  *   THREADS    2 or 3
  *   SWAP       what the byte-swap flag holds before binding B stores 0. The library never stores anything else:
@@ -21,11 +24,12 @@
 #else
 #define VALUES 5 /* the latter two of both binders */
 #endif
-#define LOCATIONS 4
+#define LOCATIONS 5
 #define FLAG 0
 #define ALLOCATE 1
 #define RELEASE_FN 2
 #define OTHER 3 /* of A the log writer, of B the byte-swap flag */
+#define WORD 4  /* of B: 1 once the side is settled */
 #include "memory.pml"
 
 #define NOTHING 0
@@ -84,7 +88,10 @@ inline bind()
     :: else
     fi;
     value2 = 0;
-    store(FLAG, 1, RELEASE)
+    store(FLAG, 1, RELEASE);
+#ifndef BINDING_A
+    store(WORD, 1, RELEASE)
+#endif
 }
 
 inline ensure_bound()
@@ -120,15 +127,25 @@ inline call(pointer)
 proctype caller(byte me)
 {
     byte i_, l_, value, value2;
+#if SETTLED
+    load(WORD, value, SETTLED == 1);
+    if
+    :: value == 1 -> goto bound /* the word says that the order is the native one */
+    :: else
+    fi;
+#endif
     ensure_bound();
     load(OTHER, value, false);
 #ifdef STALE
     assert(value == OTHER_BOUND);
 #endif
+bound:
     value = 0;
+#if SETTLED != 3
     call(ALLOCATE);
     ensure_bound();
     call(RELEASE_FN)
+#endif
 }
 
 init

@@ -80,8 +80,13 @@ uses() {
         echo 0
     fi
 }
-as_is="-DTHREADS=3 -DLOCK=1 -DACQUIRE=$(uses serial_ctx.h __atomic_load_n ACQUIRE 3)"
-as_is+=" -DRELEASE=$(uses serial_ctx.cpp __atomic_store_n RELEASE 2)"
+as_is="-DTHREADS=3 -DLOCK=1 -DACQUIRE=$(uses serial_ctx.h __atomic_load_n ACQUIRE 2)"
+as_is+=" -DRELEASE=$(uses serial_ctx.cpp __atomic_store_n RELEASE 3)"
+# The order of the load in is_settled, for a caller that uses pointers: 1 acquire, 2 relaxed.
+word=2
+if grep -q 'order = Use == settled_for::values ? __ATOMIC_RELAXED : __ATOMIC_ACQUIRE;' "$models/../../runtime/serial_ctx.h"; then
+    word=1
+fi
 relaxed_load='-DTHREADS=2 -DACQUIRE=0 -DRELEASE=1 -DLOCK=1'
 relaxed_store='-DTHREADS=2 -DACQUIRE=1 -DRELEASE=0 -DLOCK=1'
 relaxed_both='-DTHREADS=2 -DACQUIRE=0 -DRELEASE=0 -DLOCK=1'
@@ -99,9 +104,15 @@ no_lock='-DTHREADS=2 -DACQUIRE=1 -DRELEASE=1 -DLOCK=0'
     row 'binding B, once flag written relaxed'         yes yes no  no  -DSWAP=0 $relaxed_store
     row 'binding B, both relaxed'                      yes yes no  no  -DSWAP=0 $relaxed_both
     row 'binding B, without the lock'                  yes yes no  yes -DSWAP=0 $no_lock
+    row 'a settled side, as it is, three threads'                   no  no  no  no  -DSWAP=0 -DSETTLED=$word $as_is
+    row 'a settled side, its word read relaxed'        yes yes no  no  -DSWAP=0 -DSETTLED=2 $as_is
+    row 'a settled side, read relaxed, no pointer used'             no  no  no  no  -DSWAP=0 -DSETTLED=3 $as_is
+    row 'a settled side, all written relaxed'          yes yes no  no  -DSWAP=0 -DSETTLED=1 $relaxed_store
     row 'binding B, swap flag 1 before it, three threads'           no  no  no  no  -DSWAP=1 $as_is
     row 'binding B, swap flag 1, once flag read relaxed'    yes yes yes no -DSWAP=1 $relaxed_load
     row 'binding B, swap flag 1, once flag written relaxed' yes yes yes no -DSWAP=1 $relaxed_store
+    row 'a settled side, swap flag 1, as it is, three threads'      no  no  no  no  -DSWAP=1 -DSETTLED=$word $as_is
+    row 'a settled side, swap flag 1, no pointer used'              no  no  no  no  -DSWAP=1 -DSETTLED=3 $as_is
 }
 echo
 echo "$states states looked at"

@@ -9,8 +9,6 @@ import tempfile
 import unittest
 from collections import Counter
 from pathlib import Path
-from types import SimpleNamespace
-from unittest import mock
 
 sys.path.insert(0, str(Path(__file__).parent))
 import judge  # noqa: E402
@@ -202,37 +200,6 @@ class ends(unittest.TestCase):
             self.assertTrue(judge.make(["sh", "-c", killed_once]))
             wrong = f"test -e {at}/z && exit 0; touch {at}/z; echo x.cpp:1: error: no such thing >&2; exit 1"
             self.assertFalse(judge.make(["sh", "-c", wrong]))
-
-
-class compilers(unittest.TestCase):
-    def test_one_that_takes_all_memory_is_ended(self):
-        with mock.patch.object(judge, "MEMORY", 1 << 30):
-            self.assertFalse(judge.make([sys.executable, "-c", "b = bytearray(2 << 30)"]))
-            self.assertTrue(judge.make([sys.executable, "-c", "b = bytearray(1 << 20)"]))
-
-    def test_one_that_computes_for_ever_is_ended(self):
-        with mock.patch.object(judge, "COMPILE_SECONDS", 1):
-            self.assertFalse(judge.make([sys.executable, "-c", "while True: pass"]))
-
-
-class links(unittest.TestCase):
-    def library(self, file, soname):
-        """The files of a library's folder after it was linked with one object replaced."""
-        with tempfile.TemporaryDirectory() as room:
-            at = Path(room)
-            for name in ("was", "now"):
-                subprocess.run(["cc", "-x", "c", "-c", "-o", at / f"{name}.o", "-"], input=b"int f;", check=True)
-            command = ["cc", "-shared", f"-Wl,-soname,{soname}", "-o", file, "was.o"]
-            build = SimpleNamespace(at=at, compile={"was.o": []}, links={file: command}, inputs=lambda _: ["was.o"])
-            linked = judge.Linked(SimpleNamespace(at=at, build=build), "whole", {"was.o": str(at / "now.o")})
-            self.assertEqual(linked.path_of(file), str(at / "whole/lib" / file))
-            return sorted(os.listdir(at / "whole/lib"))
-
-    def test_a_library_is_found_by_its_soname(self):
-        self.assertEqual(self.library("libf.so.1.2", "libf.so.1"), ["libf.so.1", "libf.so.1.2"])
-
-    def test_a_library_may_be_called_as_it_is_found(self):
-        self.assertEqual(self.library("libf.so", "libf.so"), ["libf.so"])
 
 
 class summaries(unittest.TestCase):

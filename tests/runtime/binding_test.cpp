@@ -2,6 +2,7 @@
 // up, in which order, how often, and what is bound when some are missing.
 #include "tests/runtime/blocks.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
 
@@ -34,14 +35,14 @@ class at_load : public testing::Environment {
     void SetUp() override
     {
         std::memcpy(blocks_, static_cast<const void *>(serial_ctxs), sizeof serial_ctxs);
-        std::memcpy(flags, byte_swap_flag, sizeof byte_swap_flag);
+        std::copy(std::begin(side_states), std::end(side_states), states);
         lookups = the_platform().lookups;
     }
     static const serial_ctx &block(std::size_t index)
     {
         return reinterpret_cast<const serial_ctx *>(blocks_)[index];
     }
-    static inline std::uint32_t flags[std::size(byte_swap_flag)];
+    static inline side_state states[std::size(side_states)];
     static inline names lookups;
 
   private:
@@ -80,15 +81,21 @@ TEST_F(binding, members_stand_in_the_order_that_the_platform_knows)
 /// Runs before the library's constructors, which have no priority.
 [[gnu::constructor(101)]] void set_every_byte_swap_flag()
 {
-    for (std::uint32_t &flag : byte_swap_flag)
-        flag = 5;
+    for (side_state &state : side_states)
+        state.byte_swap_flag = 5;
 }
 
 TEST(blocks_at_load_time, have_their_byte_swap_flags_cleared)
 {
-    ASSERT_EQ(std::size(at_load::flags), 6u);
-    for (const std::uint32_t flag : at_load::flags)
-        EXPECT_EQ(flag, 0u);
+    ASSERT_EQ(std::size(at_load::states), 6u);
+    for (const side_state &state : at_load::states)
+        EXPECT_EQ(state.byte_swap_flag, 0u);
+}
+
+TEST(blocks_at_load_time, have_no_settled_side)
+{
+    for (const side_state &state : at_load::states)
+        EXPECT_EQ(state.cache_bound, 0u);
 }
 
 TEST_F(binding, fallbacks_are_the_heap_and_ignore_identifier_and_tag)
@@ -133,8 +140,8 @@ TEST_F(binding, cache_of_one_block_alone_is_bound_and_looked_up_once)
     for (std::size_t i = 0; i < 6; ++i) {
         forget_bindings();
         reset_platform();
-        for (std::uint32_t &flag : byte_swap_flag)
-            flag = 5;
+        for (side_state &state : side_states)
+            state.byte_swap_flag = 5;
         serial_ctx &bound = serial_ctxs[i];
         for (int call = 0; call < 3; ++call) {
             bind_cache(bound);
@@ -151,7 +158,8 @@ TEST_F(binding, cache_of_one_block_alone_is_bound_and_looked_up_once)
         EXPECT_EQ(bound.mem_alloc, nullptr);
         EXPECT_EQ(bound.mem_free, nullptr);
         for (std::size_t other = 0; other < 6; ++other) {
-            EXPECT_EQ(byte_swap_flag[other], other == i ? 0u : 5u);
+            EXPECT_EQ(side_states[other].byte_swap_flag, other == i ? 0u : 5u);
+            EXPECT_EQ(side_states[other].cache_bound, other == i ? 1u : 0u);
             if (other != i)
                 expect_untouched(serial_ctxs[other]);
         }
@@ -202,10 +210,40 @@ TEST_F(binding, locks_its_own_lock_for_its_look_ups_and_no_other)
 TEST_F(binding, the_swap_flag_is_cleared_by_the_first_binding_of_the_cache_only)
 {
     bind_cache(serial_ctxs[3]);
-    byte_swap_flag[3] = 1;
+    side_states[3].byte_swap_flag = 1;
     bind_cache(serial_ctxs[3]);
     bind_services(serial_ctxs[3]);
-    EXPECT_EQ(byte_swap_flag[3], 1u);
+    EXPECT_EQ(side_states[3].byte_swap_flag, 1u);
+}
+
+TEST_F(binding, a_side_is_settled_when_its_cache_is_bound_and_its_order_is_the_native_one)
+{
+    for (std::size_t i = 0; i < 6; ++i) {
+        forget_bindings();
+        const auto of = static_cast<package>(i / 2);
+        const auto to = static_cast<direction>(i % 2);
+        const auto expect_settled = [&](bool is) {
+            EXPECT_EQ(is_settled<settled_for::values>(of, to), is);
+            EXPECT_EQ(is_settled<settled_for::allocations>(of, to), is);
+        };
+        expect_settled(false);
+        bind_services(serial_ctxs[i]);
+        expect_settled(false);
+        bind_cache(serial_ctxs[i]);
+        expect_settled(true);
+        for (const std::uint32_t flag : {1u, 2u, 0x80000000u}) {
+            side_states[i].byte_swap_flag = flag;
+            expect_settled(false);
+        }
+        side_states[i].byte_swap_flag = 0;
+        expect_settled(true);
+        for (std::size_t other = 0; other < 6; ++other) {
+            if (other != i) {
+                EXPECT_FALSE(is_settled<settled_for::values>(static_cast<package>(other / 2),
+                                                             static_cast<direction>(other % 2)));
+            }
+        }
+    }
 }
 
 TEST_F(binding, the_cache_is_used_only_when_the_flag_is_exactly_one)

@@ -276,9 +276,9 @@ TEST_F(binding_use, a_swap_flag_set_before_the_first_call_is_cleared_by_it)
         sample in(*m.info);
         forget_bindings();
         reset_platform();
-        byte_swap_flag[2 * m.fact->package() + 1] = 1;
+        side_states[2 * m.fact->package() + 1].byte_swap_flag = 1;
         functions_of(*m.info).sendsingle(1, in.record(), 0, 0);
-        EXPECT_EQ(byte_swap_flag[2 * m.fact->package() + 1], 0u);
+        EXPECT_EQ(side_states[2 * m.fact->package() + 1].byte_swap_flag, 0u);
         const std::vector<std::uint8_t> frame = the_platform().sends.at(0).frames.at(0).bytes;
         EXPECT_EQ(frame[0], 4); // root offset 4, least significant byte first
 
@@ -288,11 +288,11 @@ TEST_F(binding_use, a_swap_flag_set_before_the_first_call_is_cleared_by_it)
         // rest after it.
         std::vector<std::uint8_t> bytes = frame;
         std::swap(bytes[0], bytes[3]);
-        byte_swap_flag[2 * m.fact->package()] = 1;
+        side_states[2 * m.fact->package()].byte_swap_flag = 1;
         std::vector<std::uint8_t> out(m.fact->record_size, 0x5A);
         functions_of(*m.info).unpack(bytes.data(), static_cast<std::int32_t>(bytes.size()),
                                      out.data());
-        EXPECT_EQ(byte_swap_flag[2 * m.fact->package()], 0u);
+        EXPECT_EQ(side_states[2 * m.fact->package()].byte_swap_flag, 0u);
         EXPECT_TRUE(same_record(*m.info, in.record(), out.data()));
         EXPECT_TRUE(the_platform().logs.empty());
     }

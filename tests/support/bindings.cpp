@@ -1,6 +1,8 @@
 #include "tests/support/bindings.h"
 
+#include <algorithm>
 #include <cstring>
+#include <iterator>
 
 namespace vorl::test {
 namespace {
@@ -17,14 +19,14 @@ const load_time_state at_load;
 void forget_bindings()
 {
     std::memcpy(serial_ctxs, at_load.ctxs, sizeof serial_ctxs);
-    std::memset(byte_swap_flag, 0, sizeof byte_swap_flag);
+    std::fill(std::begin(side_states), std::end(side_states), side_state{});
 }
 
 void swap_bytes()
 {
     for (std::size_t i = 0; i < serial_ctx_count; ++i) {
         bind_cache(serial_ctxs[i]);
-        byte_swap_flag[i] = 1;
+        side_states[i].byte_swap_flag = 1;
     }
 }
 

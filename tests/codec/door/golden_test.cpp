@@ -370,6 +370,28 @@ TEST_P(golden, many_scalars_survive)
                     srv6_longest__sendmsg);
 }
 
+TEST_P(golden, an_absent_scalar_of_8_bytes_is_read_as_zero)
+{
+    srv6_roomy sent;
+    std::memset(&sent, 0x77, sizeof sent);
+    for (const auto &[wide, narrow] :
+         {std::pair(0, 0), std::pair(0, 5), std::pair(6, 0), std::pair(6, 5)}) {
+        sent.f0 = static_cast<uint64_t>(wide);
+        sent.f1 = static_cast<uint32_t>(narrow);
+        const std::vector<uint8_t> bytes = packed(sent, srv6_roomy__pack);
+        // Root offset, vtable of five slots, soffset, two offset words, two bodies of 4 and 16, f4.
+        EXPECT_EQ(bytes.size(), 4U + 14 + 4 + 8 + 40 + 4 + (wide != 0 ? 8 : 0) + (narrow != 0 ? 4 : 0));
+        srv6_roomy got;
+        std::memset(&got, 0xEE, sizeof got);
+        EXPECT_EQ(srv6_roomy__unpack(bytes.data(), length_of(bytes), &got), sizeof got);
+        EXPECT_EQ(got.f0, sent.f0);
+        EXPECT_EQ(got.f1, sent.f1);
+        EXPECT_EQ(got.f4, 0x77777777U);
+        EXPECT_TRUE(are_same_bytes(got.f2, sent.f2, sizeof got.f2));
+        EXPECT_TRUE(are_same_bytes(got.f3, sent.f3, sizeof got.f3));
+    }
+}
+
 TEST_P(golden, elements_without_kernels_survive)
 {
     srv6_bodies bodies[2];
@@ -474,10 +496,11 @@ TEST(golden_registration, names_all_in_the_order_of_the_description)
     std::vector<uint32_t> ids;
     for (const registration_call &call : the_platform().registrations)
         ids.push_back(call.msg_id);
-    EXPECT_EQ(ids, (std::vector<uint32_t>{srv6_whole_msg_id, srv6_batch_msg_id, srv6_run_msg_id,
-                                          srv6_deep_msg_id, srv6_middle_msg_id, srv6_leaf_msg_id,
-                                          srv6_bodies_msg_id, srv6_long_msg_id, srv6_wide_msg_id,
-                                          srv6_longest_msg_id, srv6_shapes_msg_id}));
+    EXPECT_EQ(ids,
+              (std::vector<uint32_t>{srv6_whole_msg_id, srv6_batch_msg_id, srv6_run_msg_id,
+                                     srv6_deep_msg_id, srv6_middle_msg_id, srv6_leaf_msg_id,
+                                     srv6_bodies_msg_id, srv6_long_msg_id, srv6_wide_msg_id,
+                                     srv6_longest_msg_id, srv6_roomy_msg_id, srv6_shapes_msg_id}));
 }
 
 } // namespace

@@ -12,7 +12,7 @@ void swap_one_side(std::size_t side)
 {
     use_order(order::big); // binds them
     for (std::size_t i = 0; i < serial_ctx_count; ++i)
-        byte_swap_flag[i] = i == side ? 1 : 0;
+        side_states[i].byte_swap_flag = i == side ? 1 : 0;
 }
 
 TEST(sides, each_has_a_byte_order_of_its_own)

@@ -25,31 +25,31 @@ TEST(forms, by_message)
     expect_values("moves to a frame: bytes",
                   {{1, 11, "srv6_class_item_chg"},
                    {2, 6, "srv6_sync_xsid_fwd_key"},
-                   {4, 49, "srv6_class_item_chg"},
+                   {4, 48, "srv6_class_item_chg"},
                    {8, 77, "srv6_pid_state_chg"},
-                   {16, 63, "srv6_class_item_chg"},
+                   {16, 75, "srv6_class_item_chg"},
                    {31, 1, "srv6_cfg_query_dfx_item"}},
                   []<const message & M> {
                       return form_values_of<M>(
                           []<class Frame, class>() { return sizes_of(Frame::write_moves); });
                   });
     expect_values("moves from a frame: bytes",
-                  {{1, 26, "srv6_bsid_fwd"},
-                   {2, 36, "srv6_class_item_chg"},
+                  {{1, 25, "srv6_bsid_fwd"},
+                   {2, 30, "srv6_vrf_class_data"},
                    {4, 37, "srv6_class_item_chg"},
-                   {8, 47, "srv6_cfg_query_trastat_cond"},
-                   {16, 61, "srv6_vrf_class_state_chg"},
+                   {8, 46, "srv6_cfg_query_trastat_cond"},
+                   {16, 63, "srv6_vrf_class_state_chg"},
                    {31, 1, "srv6_cfg_query_dfx_item"}},
                   []<const message & M> {
                       return form_values_of<M>(
                           []<class Frame, class>() { return sizes_of(Frame::read_moves); });
                   });
-    expect_values("moves from a full table: bytes",
-                  {{1, 26, "srv6_bsid_fwd"},
-                   {2, 36, "srv6_class_item_chg"},
-                   {4, 38, "srv6_class_item_chg"},
-                   {8, 54, "srv6_cfg_query_trastat_cond"},
-                   {16, 55, "srv6_vrf_class_state_chg"},
+    expect_values("moves from the packed form: bytes",
+                  {{1, 15, "srv6_class_item"},
+                   {2, 20, "srv6_class_item"},
+                   {4, 37, "srv6_class_item_chg"},
+                   {8, 52, "srv6_cfg_query_trastat_cond"},
+                   {16, 63, "srv6_vrf_class_state_chg"},
                    {31, 1, "srv6_cfg_query_dfx_item"}},
                   []<const message & M> {
                       return form_values_of<M>(
@@ -64,15 +64,46 @@ TEST(forms, by_message)
                       return form_values_of<M>(
                           []<class Frame, class>() { return sizes_of(Frame::checks); });
                   });
-    expect_values("loads of a full table's constants: bytes",
+    expect_values("loads of the packed form's constants: bytes",
+                  {{2, 14, "srv6_pid_state_chg"},
+                   {4, 36, "srv6_common_fwd"},
+                   {8, 29, "srv6_vrf_class_data"},
+                   {16, 75, "srv6_class_item_chg"}},
+                  []<const message & M> {
+                      return form_values_of<M>(
+                          []<class, class Full>() { return sizes_of(Full::checks); });
+                  });
+    expect_values("loads of them behind the root offset, for an element: bytes",
                   {{2, 12, "srv6_pid_state_chg"},
                    {4, 38, "srv6_pid_state_chg"},
                    {8, 43, "srv6_cfg_trastat_rst_rec"},
                    {16, 62, "srv6_class_item_chg"}},
                   []<const message & M> {
                       return form_values_of<M>(
-                          []<class, class Full>() { return sizes_of(Full::checks); });
+                          []<class, class Full>() { return sizes_of(Full::checks_behind_root); });
                   });
+    // Of a record or a frame, the first of the moves begins before the last piece.
+    const auto begins_with_the_last = [](const auto &moves) {
+        return moves.count > 1 && moves.pieces[0].at > moves.pieces[1].at;
+    };
+    expect_taken("the last piece of a record from a frame goes first", 5, "srv6_iid_fwd_key",
+                 [=]<const message & M> {
+                     return form_values_of<M>([=]<class Frame, class>() {
+                                return just(begins_with_the_last(Frame::read_moves));
+                            }) == just(1);
+                 });
+    expect_taken("the last piece of a record from the packed form goes first", 10,
+                 "srv6_vrf_class_data", [=]<const message & M> {
+                     return form_values_of<M>([=]<class, class Full>() {
+                                return just(begins_with_the_last(Full::read_moves));
+                            }) == just(1);
+                 });
+    expect_taken("the last piece of a frame goes first", 17, "srv6_class_item",
+                 [=]<const message & M> {
+                     return form_values_of<M>([=]<class Frame, class>() {
+                                return just(begins_with_the_last(Frame::write_moves));
+                            }) == just(1);
+                 });
 }
 
 } // namespace

@@ -136,6 +136,7 @@ template <const message &M>
 struct kernels {
     using layout = packed_layout<M>;
     using entries = entry_layout<M>;
+    using zeros = presence<M>;
     using writer = squeeze_writer<M>;
     using reader = spread_reader<M>;
 
@@ -219,7 +220,7 @@ template <const message &M, class Values>
 constexpr value_set form_values_of(Values values)
 {
     if constexpr (has_forms(M))
-        return values.template operator()<frame_form<M>, full_table_form<M>>();
+        return values.template operator()<frame_form<M>, packed_form<M>>();
     else
         return 0;
 }

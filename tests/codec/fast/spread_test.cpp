@@ -34,6 +34,15 @@ TEST(spread, by_message)
         []<const message & M> {
             return spread_values_of<M>([]<class K>() { return just(K::reader::index_vectors); });
         });
+    expect_taken("the index of an absent entry is lowered", 53, "srv6_vrf_class_data",
+                 []<const message & M> {
+                     return of_spread<M>([]<class K>() { return K::reader::lowers_absent; });
+                 });
+    expect_taken_by_golden_alone<srv6_roomy_message>(
+        "it is, because of a scalar of 8 bytes alone", []<const message & M> {
+            return of_spread<M>(
+                []<class K>() { return K::reader::lowers_absent && K::reader::has_room; });
+        });
     expect_values("load_first of entries: how many",
                   {{1, 3, "srv6_iid_fwd"},
                    {2, 8, "srv6_cfg_trastat_rst_rec"},

@@ -66,44 +66,33 @@ TEST(squeeze, by_message)
                                 K::layout::all.slot[s].body != K::layout::all.slot[s - 1].body;
                      });
                  });
-    // at_the_end of write_full.
-    const auto end_of = [](const window_shape &s) -> uint32_t {
-        return uint32_t{s.at[s.count - 1]} + s.size[s.count - 1];
+    // What write_full does with a window.
+    enum : uint32_t { stored_in_place, ends_as_it_is, moved_up, shuffled };
+    const auto done_with = []<class K>(uint32_t w) -> uint32_t {
+        const window_shape s = K::layout::shape(w);
+        const uint32_t end = uint32_t{s.at[s.count - 1]} + s.size[s.count - 1];
+        if (K::writer::is_stored_in_place(w))
+            return stored_in_place;
+        if (!s.is_in_a_row())
+            return shuffled;
+        if (end == K::layout::squeeze_width)
+            return ends_as_it_is;
+        return end < K::layout::squeeze_width && K::layout::squeeze_width == 16 ? moved_up
+                                                                                : shuffled;
     };
-    expect_taken("a window that is stored as it is", 51, "srv6_bsid_fwd",
-                 [end_of]<const message & M> {
-                     return of_windows<M>([end_of]<class K>() {
-                         for (uint32_t w = 0; w < K::layout::windows.count; ++w) {
-                             const window_shape s = K::layout::shape(w);
-                             if (s.is_in_a_row() && end_of(s) == K::layout::squeeze_width)
-                                 return true;
-                         }
-                         return false;
-                     });
-                 });
-    expect_taken("one that is moved up", 40, "srv6_sync_common_fwd", [end_of]<const message & M> {
-        return of_windows<M>([end_of]<class K>() {
-            for (uint32_t w = 0; w < K::layout::windows.count; ++w) {
-                const window_shape s = K::layout::shape(w);
-                if (s.is_in_a_row() && end_of(s) < K::layout::squeeze_width &&
-                    K::layout::squeeze_width == 16)
-                    return true;
-            }
-            return false;
-        });
-    });
-    expect_taken("one that is shuffled", 25, "srv6_cfg_trastat_rst", [end_of]<const message & M> {
-        return of_windows<M>([end_of]<class K>() {
-            for (uint32_t w = 0; w < K::layout::windows.count; ++w) {
-                const window_shape s = K::layout::shape(w);
-                const bool moves = s.is_in_a_row() && end_of(s) < K::layout::squeeze_width &&
-                                   K::layout::squeeze_width == 16;
-                if (!moves && !(s.is_in_a_row() && end_of(s) == K::layout::squeeze_width))
-                    return true;
-            }
-            return false;
-        });
-    });
+    expect_values("windows of a full record: in place, as they are, moved up, shuffled",
+                  {{stored_in_place, 51, "srv6_vrf_class_data"},
+                   {ends_as_it_is, 13, "srv6_class_item"},
+                   {moved_up, 29, "srv6_vrf_class_data"},
+                   {shuffled, 25, "srv6_cfg_trastat_rst"}},
+                  [done_with]<const message & M> {
+                      return values_of<M>([done_with]<class K>() {
+                          value_set set = 0;
+                          for (uint32_t w = 0; w < K::layout::windows.count; ++w)
+                              set |= just(done_with.template operator()<K>(w));
+                          return set;
+                      });
+                  });
     // write_entries, store_entries and first_entry.
     expect_taken(
         "arrays before the first window", 1, "srv6_cfg_query_dfx_item", []<const message & M> {

@@ -4,7 +4,7 @@
 namespace vorl::test {
 namespace {
 
-/// Whether a window has a scalar of this width: the branch of presence::compare.
+/// Whether a window has a scalar of this width: zero_values of the width.
 template <const message &M, uint32_t Width>
 constexpr bool compares_at = of_a_window<M>([](uint32_t, const window_shape &s) {
     for (uint32_t i = 0; i < s.count; ++i) {
@@ -34,6 +34,17 @@ TEST(zeros, by_message)
                          return false;
                      });
                  });
+    expect_values(
+        "comparisons of a window that its lanes are taken from",
+        {{1, 64, "srv6_vrf_class_data"}, {2, 38, "srv6_vrf_class_data"}, {3, 6, "srv6_common_fwd"}},
+        []<const message & M> {
+            return values_of<M>([]<class K>() {
+                value_set set = 0;
+                for (uint32_t w = 0; w < K::layout::windows.count; ++w)
+                    set |= just(K::zeros::widths(w).count);
+                return set;
+            });
+        });
     expect_values("vectors of presence<M>, of tables that are elements or nested",
                   {{1, 9, "srv6_te_flow_grp_fwd_key"},
                    {2, 20, "srv6_portinfo_fwd_key"},
