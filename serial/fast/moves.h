@@ -135,7 +135,8 @@ constexpr piece_list<Capacity> plan_moves(const piece_list<Capacity> &pieces, ui
     return moves;
 }
 
-/// Copies bytes that do not overlap: sixteen in a vector register, since two others would take two.
+/// Copies bytes that do not overlap. Sixteen go through one vector register, where memcpy takes two
+/// general ones.
 template <uint32_t Size>
 [[gnu::always_inline]] inline void move(uint8_t *__restrict to, const uint8_t *__restrict from)
 {
@@ -145,9 +146,9 @@ template <uint32_t Size>
         memcpy(to, from, Size);
 }
 
-/// Runs moves (a constant piece_list); `image` has the constants of the destination, which are loaded
-/// from there unless `AreMade`: then the compiler makes them, before a loop. Neither of the sources
-/// overlaps the destination.
+/// Runs moves (a constant piece_list). `image` has the constants of the destination. They are loaded
+/// from it, unless `AreMade`: then the compiler may make them as part of its instructions. Neither of
+/// the sources overlaps the destination.
 template <const auto &Moves, bool AreMade>
 [[gnu::always_inline]] inline void run_moves(uint8_t *__restrict to, const uint8_t *__restrict from,
                                              const uint8_t *__restrict image)

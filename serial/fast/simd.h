@@ -47,8 +47,8 @@ inline u8x16 opaque(u8x16 value)
 }
 
 /// The same for an address. Addresses computed from it then differ from it by a constant alone,
-/// which fits into an instruction. For AArch64 gcc would compute it before a branch that may go
-/// another way, but not what is volatile.
+/// which fits into an instruction. On AArch64 gcc moves such a computation up before a branch after
+/// which it may not be needed; it does not move what is volatile.
 template <class Pointed>
 Pointed *opaque(Pointed *value)
 {
@@ -70,8 +70,8 @@ requires std::is_integral_v<Number> Number opaque(Number value)
 
 /// The address of constants. AArch64 takes two instructions to make one, and one or two more for each
 /// constant that a compiler makes itself; from an address that it cannot see through, it loads them.
-/// On x86-64 both are part of the instructions that use them. Not for loops: what a compiler sees
-/// through it makes before the loop.
+/// On x86-64 both are part of the instructions that use them. Loops take the address as it is: then
+/// the compiler makes the constants once, before the loop.
 template <class Constants>
 const Constants *constants_at(const Constants *constants)
 {
