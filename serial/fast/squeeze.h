@@ -1,14 +1,17 @@
 // Writes the packed table of a flat record from its windows.
 //
-// The last window is stored first. Each store ends where the fields of its window end, so its
-// unused bytes, which are below the scalars, fall on earlier fields or the vtable. They are
-// overwritten when those are stored:
+// The windows are stored first, the last of them before the others. Each store ends where the fields
+// of its window end, so its unused bytes, which are below the scalars, fall on earlier fields or the
+// vtable. They are overwritten when those are stored:
 //
 //   address    vtable ......... table soffset | fields of window 0 | words | fields of window 1 |
 //   1st store                              [ zeros          | squeezed scalars of window 1     ]
-//   2nd                                                     [words]
-//   3rd              [ zeros                  | of window 0      ]
+//   2nd              [ zeros                  | of window 0      ]
+//   3rd                                                     [words], and the bodies of arrays
 //   last       [vtable entries ][soffset]
+//
+// Of a record with no scalar left out, a window may be stored as it stands instead. Its unused bytes
+// then fall on both sides of its fields, on what is stored later.
 #pragma once
 
 #include "serial/fast/forms.h"
@@ -57,7 +60,7 @@ class squeezed {
     uint64_t end_[layout::windows.count]; ///< of each window: the entry behind its scalars
 };
 
-/// What is constant about packing a record, in one place, for one address leads to all of it.
+/// What is constant about packing a record. It is in one struct, so that one address leads to it.
 template <const message &M>
 struct packing_constants {
     lanes scalars[packed_layout<M>::windows.count]; ///< presence<M>::scalar_lanes of each window
@@ -162,17 +165,18 @@ class squeeze_writer {
         const auto &last = layout::all.slot[layout::windows.windows[window].end - 1];
         return table_at + last.last_at + last.field;
     }
-    /// Where the packed form gets a window that is stored as it stands, so that its scalars fall on
-    /// their fields.
+    /// Where a window goes in the packed form when it is stored as it stands: its scalars are then on
+    /// their fields. Never before the vtable, for there are four slots or more where it is asked.
     static constexpr uint32_t in_place_at(uint32_t window)
     {
         const auto &first = layout::all.slot[layout::windows.windows[window].first];
         return table_at + first.last_at - layout::shape(window).at[0];
     }
-    /// Whether a window is stored as it stands: its scalars are in a row, and what is stored behind
-    /// them is overwritten, since there are no fields of the next window, whose store came before.
+    /// Whether a window is stored as it stands. Its scalars have to be in a row, and its bytes behind
+    /// them must not reach the fields of the next window, which has been stored before.
     static constexpr bool is_stored_in_place(uint32_t window)
     {
+        static_assert(layout::squeeze_width < lane_count || table_at >= lane_count);
         const uint32_t end = in_place_at(window) + lane_count;
         const bool is_last = window + 1 == layout::windows.count;
         const uint32_t limit =
