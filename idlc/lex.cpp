@@ -4,9 +4,15 @@
 #include <utility>
 
 #include "characters.h"
+#include "inspect/blanks.h"
+#include "inspect/printable.h"
 
 namespace idlc {
 namespace {
+
+using vorl::is_blank;
+using vorl::is_printable;
+using vorl::trimmed;
 
 // The language is ASCII; <cctype> would ask the locale.
 bool is_digit(char c) { return c >= '0' && c <= '9'; }
@@ -14,20 +20,9 @@ bool is_word(char c)
 {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' || is_digit(c);
 }
-bool is_blank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
 bool is_punctuation(char c)
 {
     return std::string_view("{}<>[],;=").find(c) != std::string_view::npos;
-}
-bool is_printable(char c) { return c >= ' ' && c <= '~'; }
-
-std::string_view trimmed(std::string_view text)
-{
-    while (!text.empty() && is_blank(text.front()))
-        text.remove_prefix(1);
-    while (!text.empty() && is_blank(text.back()))
-        text.remove_suffix(1);
-    return text;
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 #include <cctype>
 #include <utility>
 
+#include "inspect/blanks.h"
 #include "tools/vorl/dumps/addressed_line.h"
 #include "tools/vorl/json_node.h"
 
@@ -12,8 +13,6 @@ namespace {
 constexpr const char *example = "give { 0x04, 0x00 }, for example";
 /// Of what stands before a brace: a declaration is shorter.
 constexpr std::size_t longest_declaration = 1024;
-
-bool is_blank(char c) { return c == ' ' || c == '\t' || c == '\n'; }
 
 /// Of a declaration: words, brackets, signs of types, and an assignment.
 bool may_declare(char c)
@@ -32,15 +31,6 @@ std::optional<std::uint64_t> to_c_number(std::string_view text)
     if (text.size() > 1 && text.starts_with('0'))
         return to_number(text.substr(1), 8);
     return to_number(text, 10);
-}
-
-std::string_view trimmed(std::string_view text)
-{
-    while (!text.empty() && is_blank(text.front()))
-        text.remove_prefix(1);
-    while (!text.empty() && is_blank(text.back()))
-        text.remove_suffix(1);
-    return text;
 }
 
 } // namespace
