@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "runtime/bus.h"
+#include "serial/unroll.h"
 
 namespace vorl::bench {
 namespace {
@@ -18,12 +19,15 @@ template <size_t Size>
     if constexpr (Size < 16) {
         memcpy(to, from, Size);
     } else {
-        const auto move = [to, from](size_t at) {
+        const auto move = [to, from](size_t at) VORL_INLINED {
             words moved;
             memcpy(&moved, from + at, sizeof moved);
             memcpy(to + at, &moved, sizeof moved);
         };
-        [&]<size_t... Index>(std::index_sequence<Index...>) { (move(16 * Index), ...); }
+        [&]<size_t... Index>(std::index_sequence<Index...>) VORL_INLINED
+        {
+            (move(16 * Index), ...);
+        }
         (std::make_index_sequence<Size / 16>{});
         if constexpr (Size % 16 != 0)
             move(Size - 16);

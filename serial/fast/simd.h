@@ -81,6 +81,15 @@ const Constants *constants_at(const Constants *constants)
     return constants;
 }
 
+/// Compilers do not move a store past this. x86-64 carries out stores in their order, and sooner where
+/// successive ones go to the same cache line; compilers mix lines.
+inline void keep_order_of_stores()
+{
+#if !defined(__aarch64__)
+    asm volatile("" ::: "memory");
+#endif
+}
+
 /// Whether a constant fits into the instruction that compares with it.
 constexpr bool is_immediate(uint64_t value)
 {

@@ -7,8 +7,9 @@
 //   address    vtable ......... table soffset | fields of window 0 | words | fields of window 1 |
 //   1st store                              [ zeros          | squeezed scalars of window 1     ]
 //   2nd              [ zeros                  | of window 0      ]
-//   3rd                                                     [words], and the bodies of arrays
-//   last       [vtable entries ][soffset]
+//   3rd                                                     [words]
+//   4th        [vtable entries ][soffset]
+//   last                                                         the bodies of arrays, behind all that
 //
 // Of a record with no scalar left out, a window may be stored as it stands instead. Its unused bytes
 // then fall on both sides of its fields, on what is stored later.
@@ -98,28 +99,22 @@ class squeeze_writer {
                 field_of<layout::windows.windows[w].end>(table, end, left) - layout::squeeze_width,
                 shuffle(windows.bytes[w], left.row[w]->indices.vector()));
         });
-        unroll<layout::slots>([&]<size_t Slot>() VORL_INLINED {
-            constexpr auto slot = layout::all.slot[Slot];
-            if constexpr (!slot.is_scalar) {
-                if constexpr (constexpr run arrays = run_of(Slot); arrays.first == Slot) {
-                    constexpr uint32_t before = layout::windows_before(Slot);
-                    // From a word to its body: later words and scalars, and the bodies before it.
-                    store_words<slot.body - word_size, arrays.end - arrays.first>(
-                        field_of<Slot>(table, end, left),
-                        static_cast<uint32_t>(
-                            (layout::all.arrays - slot.arrays) * word_size + slot.body_at +
-                            left.template bytes<before, layout::windows.count>()));
-                }
-                uint8_t *const body = end - layout::all.bodies + slot.body_at;
-                store<native>(body, slot.count);
-                move<slot.size>(body + word_size, record + slot.record_at);
-            }
+        each_run([&]<run Arrays>() VORL_INLINED {
+            constexpr auto slot = layout::all.slot[Arrays.first];
+            constexpr uint32_t before = layout::windows_before(Arrays.first);
+            // From a word to its body: later words and scalars, and the bodies before it.
+            store_words<slot.body - word_size, Arrays.end - Arrays.first>(
+                field_of<Arrays.first>(table, end, left),
+                static_cast<uint32_t>((layout::all.arrays - slot.arrays) * word_size +
+                                      slot.body_at +
+                                      left.template bytes<before, layout::windows.count>()));
         });
         write_entries(vtable, left);
         const uint32_t soffset = opaque(length);
         store<native>(vtable, static_cast<uint16_t>(soffset));
         store<native>(vtable + entry_size, static_cast<uint16_t>(size - length));
         store<native>(table, soffset);
+        write_bodies(end, record);
         return end;
     }
 
@@ -139,18 +134,11 @@ class squeeze_writer {
                 store_first<layout::squeeze_width>(form + fields_end_of(w) - layout::squeeze_width,
                                                    at_the_end<w>(windows.bytes[w]));
         });
-        unroll<layout::slots>([&]<size_t Slot>() VORL_INLINED {
-            constexpr auto slot = layout::all.slot[Slot];
-            if constexpr (!slot.is_scalar) {
-                constexpr run arrays = run_of(Slot);
-                constexpr uint32_t words = table_at + slot.last_at;
-                constexpr uint32_t body = table_at + layout::all.fields_end + slot.body_at;
-                if constexpr (arrays.first == Slot)
-                    move<(arrays.end - arrays.first) * word_size>(form + words, image + words);
-                store<native>(form + body, slot.count);
-                move<slot.size>(form + body + word_size, record + slot.record_at);
-            }
+        each_run([&]<run Arrays>() VORL_INLINED {
+            constexpr uint32_t words = table_at + layout::all.slot[Arrays.first].last_at;
+            move<(Arrays.end - Arrays.first) * word_size>(form + words, image + words);
         });
+        write_bodies(form + packed_form<M>::size, record);
         constexpr uint32_t begin = WithRoot ? 0 : word_size;
         move<table_at + word_size - begin>(form + begin, image + begin);
     }
@@ -224,18 +212,43 @@ class squeeze_writer {
         uint32_t first;
         uint32_t end;
     };
-    static constexpr run run_of(uint32_t s)
+    static constexpr run run_from(uint32_t first)
     {
-        const auto continues = [s](uint32_t other) {
+        const auto continues = [first](uint32_t other) {
             return !layout::all.slot[other].is_scalar &&
-                   layout::all.slot[other].body == layout::all.slot[s].body;
+                   layout::all.slot[other].body == layout::all.slot[first].body;
         };
-        run result = {s, s + 1};
-        while (result.first > 0 && continues(result.first - 1))
-            --result.first;
+        run result = {first, first};
         while (result.end < layout::slots && continues(result.end))
             ++result.end;
         return result;
+    }
+    /// Calls `visit` for each run that begins at slot `First` or later.
+    template <uint32_t First = 0, class Visitor>
+    [[gnu::always_inline]] static void each_run(Visitor &&visit)
+    {
+        if constexpr (First < layout::slots) {
+            constexpr run arrays = run_from(First); // empty when the slot is a scalar
+            if constexpr (arrays.end != First)
+                visit.template operator()<arrays>();
+            each_run<std::max(arrays.end, First + 1)>(visit);
+        }
+    }
+
+    /// Writes the bodies of all arrays, which end where the table ends.
+    [[gnu::always_inline]] static void write_bodies(uint8_t *__restrict end,
+                                                    const uint8_t *__restrict record)
+    {
+        unroll<layout::slots>([&]<size_t Slot>() VORL_INLINED {
+            constexpr auto slot = layout::all.slot[Slot];
+            if constexpr (!slot.is_scalar) {
+                uint8_t *const body = end - layout::all.bodies + slot.body_at;
+                keep_order_of_stores();
+                store<native>(body, slot.count);
+                move<slot.size>(body + word_size, record + slot.record_at);
+                keep_order_of_stores();
+            }
+        });
     }
 
     /// Stores `Count` offset words, which grow by `Step`; four at a time where there are four.

@@ -50,11 +50,8 @@ TEST(squeeze, by_message)
                   []<const message & M> {
                       return values_of<M>([]<class K>() {
                           value_set set = 0;
-                          for (uint32_t s = 0; s < K::layout::slots; ++s) {
-                              if (!K::layout::all.slot[s].is_scalar)
-                                  set |=
-                                      just(K::writer::run_of(s).end - K::writer::run_of(s).first);
-                          }
+                          K::writer::each_run(
+                              [&set]<auto Arrays>() { set |= just(Arrays.end - Arrays.first); });
                           return set;
                       });
                   });
