@@ -37,4 +37,15 @@ inline std::string to_hex(const std::uint8_t *data, std::size_t count,
     return text;
 }
 
+/// An identifier as the tools write it: "0xB7B345A9".
+inline std::string identifier_text(std::uint32_t identifier)
+{
+    std::string text = "0x";
+    for (unsigned shift = 32; shift != 0; shift -= 4) {
+        const char digit = hex_digits[identifier >> (shift - 4) & 15];
+        text += digit >= 'a' ? static_cast<char>(digit - 'a' + 'A') : digit;
+    }
+    return text;
+}
+
 } // namespace vorl

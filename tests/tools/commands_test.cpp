@@ -306,7 +306,7 @@ TEST_F(commands, wrong_usage_has_its_own_status)
     EXPECT_EQ(shell("vorl send --to 1 --batch 0 file").status, 2);
     EXPECT_EQ(shell("vorl encode --hex --binary file").status, 2);
     EXPECT_EQ(shell("vorl encode --frame --packed file").status, 2);
-    EXPECT_EQ(shell("vorl decode file").status, 2);
+    EXPECT_EQ(shell("echo 04000000 | vorl decode -").status, 2);
     EXPECT_EQ(shell("vorl recv").status, 2);
 }
 

@@ -107,11 +107,14 @@ int decode(const decode_options &options)
                         .form = options.form,
                         .labels = options.labels,
                         .file = options.file});
-    const message &m = find_message_or_throw(options.message).data;
+    identifier_or_none given;
+    if (!options.message.empty())
+        given = find_message_or_throw(options.message).data.msg_id;
     const chosen_labels labels(options.labels);
-    const bool all_accepted =
-        each_frame(options.file, options.form, [&](const std::string &place, const bytes &frame) {
-            return decode_frame(options, labels.get(), m, frame, place);
+    const bool all_accepted = each_frame(
+        options.file, options.form, given,
+        [&](const std::string &place, const bytes &frame, identifier_or_none its) {
+            return decode_frame(options, labels.get(), message_of(its, place), frame, place);
         });
     return all_accepted ? 0 : 1;
 }

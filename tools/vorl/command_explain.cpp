@@ -80,11 +80,15 @@ bool explain_frame(const explain_options &options, const inspect::labels *labels
 
 int explain(const explain_options &options)
 {
-    const message *const m = options.guess ? nullptr : &find_message_or_throw(options.message).data;
+    identifier_or_none given;
+    if (!options.message.empty())
+        given = find_message_or_throw(options.message).data.msg_id;
     const chosen_labels labels(options.labels);
     bool is_first = true;
-    const bool all_accepted =
-        each_frame(options.file, options.form, [&](const std::string &place, const bytes &frame) {
+    const bool all_accepted = each_frame(
+        options.file, options.form, given,
+        [&](const std::string &place, const bytes &frame, identifier_or_none identifier) {
+            const message *const m = options.guess ? nullptr : &message_of(identifier, place);
             if (!is_first && !options.as_json)
                 std::cout << '\n';
             is_first = false;

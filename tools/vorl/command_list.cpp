@@ -21,12 +21,7 @@ namespace {
 using catalogue::message_info;
 using catalogue::package_info;
 
-std::string hex_id(const message &m)
-{
-    std::array<char, 11> text{};
-    std::snprintf(text.data(), text.size(), "0x%08" PRIX32, m.msg_id);
-    return text.data();
-}
+std::string hex_id(const message &m) { return identifier_text(m.msg_id); }
 
 nlohmann::ordered_json as_json(const message &m)
 {

@@ -149,7 +149,9 @@ int send_objects(const send_options &options)
 /// The bus takes any bytes, under any identifier.
 int send_frames(const send_options &options)
 {
-    const std::uint32_t id = identifier_or_throw(options.message);
+    identifier_or_none given;
+    if (!options.message.empty())
+        given = identifier_or_throw(options.message);
     const library with("vorl send");
     decltype(&VORL_SendMsg) send_msg = nullptr;
     decltype(&VORL_SendToMsg) send_to_msg = nullptr;
@@ -162,11 +164,13 @@ int send_frames(const send_options &options)
     std::uint64_t sent = 0;
     std::uint64_t refused = 0;
     bool is_over = false;
-    const bool all_read =
-        each_frame(options.file, options.form, [&](const std::string &place, const bytes &frame) {
+    const bool all_read = each_frame(
+        options.file, options.form, given,
+        [&](const std::string &place, const bytes &frame, identifier_or_none its) {
             if (is_over)
                 return true;
-            const frame_desc desc = {frame.data(), id, static_cast<std::uint32_t>(frame.size())};
+            const frame_desc desc = {frame.data(), named_or_throw(its, place),
+                                     static_cast<std::uint32_t>(frame.size())};
             const std::uint32_t code = bus.send([&] {
                 return options.explicit_handle == 0
                            ? send_msg(options.dest, &desc, 1)
@@ -177,7 +181,9 @@ int send_frames(const send_options &options)
                 return true;
             }
             ++refused;
-            std::fprintf(stderr, "%s%s: %s\n", place.c_str(), options.message.c_str(),
+            std::fprintf(stderr, "%s%s: %s\n", place.c_str(),
+                         options.message.empty() ? identifier_text(desc.msg_id).c_str()
+                                                 : options.message.c_str(),
                          bus.refusal(code).c_str());
             is_over = !options.keep_going;
             return false;

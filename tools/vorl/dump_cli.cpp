@@ -26,7 +26,8 @@ The forms, which are recognised unless --form names one:
   c        arrays of C: { 0x04, 0x00, 4 }, declared or not, with comments, over several lines
   string   "\x04\x00", as Wireshark copies an escaped string
   base64   in lines of four characters, or a multiple of it
-  pcap     a pcap or pcapng file, by libpcap: each packet is a frame. --skip takes off the headers before it
+  pcap     a pcapng or pcap file, the latter by libpcap: each packet is a frame, and --skip takes off the headers before
+           it; but what 'vorl tap export' wrote says itself which message each frame is of
   binary   the input is one frame
 Text may change its form from line to line. Empty lines and lines that open with # are skipped. Whatever fits no form
 is an error.

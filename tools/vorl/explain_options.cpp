@@ -68,8 +68,6 @@ int run(const parsed_options &options)
         return explain_log({.lines = options.inputs,
                             .as_json = options.as_json,
                             .in_colour = in_colour(options.colour)});
-    if (!options.guess && options.message.empty())
-        throw CLI::RequiredError("--message NAME (or --guess, or --log)");
     if (options.inputs.size() > 1)
         throw CLI::ArgumentMismatch("INPUT: one file of frames at a time; " + options.inputs[1] +
                                     " is a second");
@@ -92,7 +90,8 @@ void add_explain(CLI::App &app, int &status)
                    "line of the log means");
     CLI::Option *message = command->add_option(
         "--message", options.message,
-        "What the bytes are: name, or identifier, decimal or as 0x and hex digits");
+        "What the bytes are: name, or identifier, decimal or as 0x and hex digits; a capture says "
+        "it itself, and gives with it the frames of that message");
     CLI::Option *guess = command->add_flag(
         "--guess", options.guess, "List the messages that the bytes fit, the likeliest first");
     CLI::Option *log = command->add_flag(

@@ -1,28 +1,63 @@
 #include "tools/vorl/frame_file.h"
 
 #include <iostream>
+#include <utility>
 
+#include "catalogue/catalogue.h"
+#include "inspect/hex.h"
 #include "tools/vorl/json_lines.h"
 #include "tools/vorl/progress.h"
 
 namespace vorl {
 
-bool each_frame(const std::string &file, const dump_options &form,
-                const std::function<bool(const std::string &place, const bytes &frame)> &take)
+bool each_frame(const std::string &file, const dump_options &form, identifier_or_none given,
+                const take_file_frame &take)
 {
     json::input_file input(file);
     bool all_accepted = true;
+    std::uint64_t left_out = 0;
+    identifier_or_none said; // of the frame that comes next, by the capture that it is of
+    dump_options options = form;
+    options.about = [&said](const capture::frame_facts &facts) {
+        if (facts.knows(capture::identifier_known))
+            said = facts.identifier;
+    };
     progress shown("frames read");
     const frames_read count = read_frames(
-        input.stream(), input.name(), form,
+        input.stream(), input.name(), options,
         [&](const std::string &place, const bytes &frame) {
-            all_accepted = take(place, frame) && all_accepted;
+            const identifier_or_none its = std::exchange(said, std::nullopt);
+            if (given && its && *its != *given)
+                ++left_out;
+            else
+                all_accepted = take(place, frame, given ? given : its) && all_accepted;
             shown.step();
         },
         std::cerr);
     if (count.taken + count.refused == 0)
         throw std::runtime_error(input.name() + ": holds no bytes; give those of a frame");
+    if (left_out != 0)
+        std::cerr << "vorl: " << input.name() << ": " << left_out
+                  << " frames are of other messages, and left out\n";
     return all_accepted && count.refused == 0;
+}
+
+std::uint32_t named_or_throw(identifier_or_none identifier, const std::string &place)
+{
+    if (!identifier)
+        throw message_not_named(place +
+                                "nothing says which message the frame is of; give --message "
+                                "NAME ('vorl explain --guess' lists what it can be)");
+    return *identifier;
+}
+
+const message &message_of(identifier_or_none identifier, const std::string &place)
+{
+    const std::uint32_t named = named_or_throw(identifier, place);
+    if (const catalogue::message_info *found = catalogue::find_message(named))
+        return found->data;
+    throw std::runtime_error(place + "no message has the identifier " + identifier_text(named) +
+                             "; a newer vorl may know it, and --message NAME names another");
 }
 
 } // namespace vorl

@@ -9,6 +9,7 @@
 #include "tools/vorl/commands.h"
 #include "tools/vorl/dump_cli.h"
 #include "tools/vorl/explain_options.h"
+#include "tools/vorl/frame_file.h"
 #include "tools/vorl/unknown_word.h"
 
 namespace {
@@ -97,8 +98,8 @@ void add_send(CLI::App &app, int &status)
     raw->excludes(batch);
     CLI::Option *message = command->add_option(
         "--message", options.message,
-        "With --raw: what they are sent as: a message's name, or any identifier");
-    raw->needs(message);
+        "With --raw: what they are sent as: a message's name, or any identifier; a capture says it "
+        "itself");
     message->needs(raw);
     add_dump_options(*command, options.form);
     command
@@ -179,10 +180,10 @@ void add_decode(CLI::App &app, int &status)
     static decode_options options;
     CLI::App *command =
         app.add_subcommand("decode", "Turn bytes into JSON objects, or explain them");
-    command
-        ->add_option("--message", options.message,
-                     "What the bytes are: name, or identifier, decimal or as 0x and hex digits")
-        ->required();
+    command->add_option(
+        "--message", options.message,
+        "What the bytes are: name, or identifier, decimal or as 0x and hex digits; a "
+        "capture says it itself, and gives with it the frames of that message");
     add_dump_options(*command, options.form);
     command->add_flag("--explain", options.explain, "As the command explain");
     command->add_flag("--sparse", options.sparse, "Leave out members that are zero");
@@ -233,6 +234,9 @@ int run(int argc, char **argv)
             return usage_status;
         }
         return app.exit(error) == 0 ? 0 : usage_status;
+    } catch (const vorl::message_not_named &error) {
+        std::fprintf(stderr, "%s\n", error.what());
+        return usage_status;
     }
     if (std::fflush(stdout) != 0) {
         std::fputs("vorl: standard output cannot be written\n", stderr);

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <memory>
 
+#include "capture/capture_read.h"
 #include "tools/vorl/json_node.h"
 
 namespace vorl::dumps {
@@ -62,7 +63,7 @@ ssize_t read_stream(void *stream, char *to, std::size_t size)
 
 } // namespace
 
-bool is_capture(std::string_view first)
+bool is_pcap(std::string_view first)
 {
     using namespace std::string_view_literals;
     // pcap: with microseconds, with nanoseconds, with more about each packet; in both byte orders.
@@ -72,13 +73,19 @@ bool is_capture(std::string_view first)
         if (first.starts_with(magic))
             return true;
     }
-    // pcapng: a section header, its length, and the byte order.
+    return false;
+}
+
+bool is_pcapng(std::string_view first)
+{
+    using namespace std::string_view_literals;
+    // A section header, its length, and the byte order.
     const std::string_view order = first.substr(std::min<std::size_t>(first.size(), 8), 4);
     return first.starts_with("\x0a\x0d\x0d\x0a"sv) &&
            (order == "\x1a\x2b\x3c\x4d"sv || order == "\x4d\x3c\x2b\x1a"sv);
 }
 
-void read_capture(std::istream &in, reading &to)
+void read_pcap(std::istream &in, reading &to)
 {
     const pcap_library pcap(to);
     cookie_io_functions_t calls{};
@@ -103,12 +110,28 @@ void read_capture(std::istream &in, reading &to)
         if (result != 1)
             refuse(place, pcap.error_of(capture.get()));
         if (header->caplen < header->len)
-            to.note("packet " + std::to_string(number) + ": the capture has " +
-                    std::to_string(header->caplen) + " of its " + std::to_string(header->len) +
-                    " bytes");
+            to.note_cut(number, header->caplen, header->len);
         bytes frame;
         to.append(frame, {packet, header->caplen}, place);
         to.deliver(place, std::move(frame));
+    }
+}
+
+void read_pcapng(std::istream &in, reading &to)
+{
+    capture::capture_reader packets(in, to.options().largest_frame, [&to](const std::string &why) {
+        to.leave_out(to.place() + why);
+    });
+    try {
+        while (std::optional<capture::captured> p = packets.next()) {
+            const capture::frame_facts &facts = p->found.facts;
+            if (p->found.kept.size() < facts.length)
+                to.note_cut(p->packet, p->found.kept.size(), facts.length);
+            to.deliver(to.place() + "packet " + std::to_string(p->packet) + ": ",
+                       std::move(p->found.kept), p->is_ours ? &facts : nullptr);
+        }
+    } catch (const capture::capture_error &error) {
+        throw dump_error(to.place() + error.what());
     }
 }
 

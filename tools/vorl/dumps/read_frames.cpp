@@ -63,8 +63,10 @@ bool is_binary(std::string_view first)
 
 void read_recognised(std::istream &in, std::string_view first, reading &to)
 {
-    if (is_capture(first)) {
-        read_capture(in, to);
+    if (is_pcapng(first)) {
+        read_pcapng(in, to);
+    } else if (is_pcap(first)) {
+        read_pcap(in, to);
     } else if (first.starts_with("\xff\xfe") || first.starts_with("\xfe\xff")) {
         throw dump_error(to.place() + "is UTF-16 text, or bytes; make it UTF-8 by iconv -f UTF-16 "
                                       "-t UTF-8, or say --binary");
@@ -80,7 +82,7 @@ void read_form(std::istream &in, std::string_view first, dump_form form, reading
 {
     switch (form) {
     case dump_form::automatic: read_recognised(in, first, to); break;
-    case dump_form::pcap: read_capture(in, to); break;
+    case dump_form::pcap: is_pcapng(first) ? read_pcapng(in, to) : read_pcap(in, to); break;
     case dump_form::binary: read_binary(in, to); break;
     default: read_text(in, to);
     }

@@ -10,7 +10,7 @@
 //   addressed_line.*, addressed_frames.*   the dumps of xxd, hexdump and od
 //   gdb.*               what gdb's x command prints
 //   c_array.*           arrays as C has them
-//   capture.*           pcap and pcapng files
+//   capture.*           pcap files, and pcapng files by capture/
 #pragma once
 
 #include <cstdint>
@@ -20,9 +20,11 @@
 #include <string>
 #include <vector>
 
+#include "capture/frame.h"
+
 namespace vorl {
 
-using bytes = std::vector<std::uint8_t>;
+using capture::bytes;
 
 /// "FILE:LINE: what is wrong; what to do".
 class dump_error : public std::runtime_error {
@@ -65,6 +67,9 @@ struct dump_options {
     std::uint64_t skip = 0; ///< bytes of headers before each frame, which are taken off
     /// What __unpack takes. Tests lower it.
     std::uint64_t largest_frame = 0x7FFFFFFF;
+    /// Of a capture that says what its frames are (docs/capture.md): called with that right before each
+    /// of them is given.
+    std::function<void(const capture::frame_facts &)> about = {};
 };
 
 /// `place` is where the frame starts: "FILE:LINE: ", "FILE: packet N: " or "FILE: ".

@@ -42,7 +42,15 @@ class reading {
     void append(bytes &frame, std::span<const std::uint8_t> more, const std::string &place) const;
 
     /// Takes the headers off, and gives the frame away.
-    void deliver(const std::string &place, bytes frame);
+    /// `facts`: what a capture says of it.
+    void deliver(const std::string &place, bytes frame,
+                 const capture::frame_facts *facts = nullptr);
+
+    /// A frame that is not given: "PLACE: why; what to do".
+    void leave_out(const std::string &place_and_why);
+
+    /// A packet of which a capture holds less than there was.
+    void note_cut(std::uint64_t packet, std::uint64_t held, std::uint64_t had);
 
   private:
     const std::string name_;
