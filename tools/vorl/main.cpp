@@ -10,6 +10,7 @@
 #include "tools/vorl/dump_cli.h"
 #include "tools/vorl/explain_options.h"
 #include "tools/vorl/frame_file.h"
+#include "tools/vorl/tap/options.h"
 #include "tools/vorl/unknown_word.h"
 
 namespace {
@@ -225,6 +226,7 @@ int run(int argc, char **argv)
     add_decode(app, status);
     add_explain(app, status);
     add_labels(app, status);
+    add_tap(app, status);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {

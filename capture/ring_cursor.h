@@ -1,13 +1,27 @@
-// The frames of several rings in the order of their times.
+// One ring's frames in the order of their times.
 #pragma once
 
-#include <memory>
 #include <optional>
 #include <vector>
 
 #include "capture/ring_read.h"
 
 namespace vorl::capture {
+
+/// How many frames are missing between frames, by their numbers. Those of threads that recorded at the
+/// same moment may be in another order: what was missed too early is taken off again.
+class number_gaps {
+  public:
+    /// Right before the frame of that number.
+    std::uint64_t before(std::uint64_t number);
+
+  private:
+    std::uint64_t expected_ = 0;
+    std::uint64_t out_of_turn_ = 0;
+};
+
+/// What became of the frames of a ring of which so many were found.
+counters count_of(const ring_facts &ring, std::uint64_t found);
 
 /// One ring's frames, from its oldest to its newest at the time of the making, by time. A ring has its
 /// entries in the order in which calls ended. Nearly all of them began in that order, too; of those
@@ -34,7 +48,6 @@ class ring_cursor {
     void find_late();
     void advance();
     void take_next();
-    void note_number(frame_facts &facts);
 
     ring_reader in_order_;
     ring_reader late_entries_;
@@ -43,33 +56,10 @@ class ring_cursor {
     std::uint64_t end_;
     std::uint64_t newest_time_ = 0;
     std::uint64_t found_ = 0;
-    std::uint64_t expected_ = 0; ///< number of the next frame
-    std::uint64_t out_of_turn_ = 0;
+    number_gaps gaps_;
     frame next_in_order_;
     bool has_next_ = false;
     std::optional<frame> current_;
-};
-
-class merged_rings {
-  public:
-    /// A ring that cannot be read is told to `note`, and left out.
-    merged_rings(const std::vector<std::string> &rings,
-                 const std::function<void(const std::string &)> &note);
-
-    /// The next frame, its time in nanoseconds since 1970; null: there are no more. `ring` is the number
-    /// of its ring.
-    frame *next(std::size_t &ring);
-
-    const std::vector<std::unique_ptr<ring_cursor>> &rings() const { return rings_; }
-
-    /// To be added to a ring's times. Of the rings of one boot, the newest one's: clocks are set, and
-    /// frames of several processes are to be in one order.
-    std::int64_t offset(std::size_t ring) const { return offsets_[ring]; }
-
-  private:
-    std::vector<std::unique_ptr<ring_cursor>> rings_;
-    std::vector<std::int64_t> offsets_;
-    ring_cursor *last_ = nullptr;
 };
 
 } // namespace vorl::capture

@@ -1,0 +1,230 @@
+// vorl tap export, and vorl tap snapshot, which is an export of some seconds.
+#include <csignal>
+#include <cstdio>
+#include <map>
+#include <optional>
+#include <thread>
+
+#include "capture/follow.h"
+#include "capture/redact.h"
+#include "inspect/hex.h"
+#include "tools/vorl/find_message.h"
+#include "tools/vorl/labels_file.h"
+#include "tools/vorl/progress.h"
+#include "tools/vorl/tap/commands.h"
+#include "tools/vorl/tap/output.h"
+#include "tools/vorl/tap/times.h"
+
+namespace vorl::tap {
+namespace {
+
+using namespace capture;
+
+volatile std::sig_atomic_t stop_requested = 0;
+
+void stop_on_signals()
+{
+    struct sigaction action {};
+    action.sa_handler = [](int) { stop_requested = 1; };
+    sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGTERM, &action, nullptr);
+}
+
+std::optional<verdict::kind> verdict_of(const std::string &name)
+{
+    for (const auto kind : {verdict::kind::accepted, verdict::kind::refused, verdict::kind::cut,
+                            verdict::kind::unknown}) {
+        if (name == capture::name_of(kind))
+            return kind;
+    }
+    return std::nullopt;
+}
+
+frame_filter filter_of(const export_options &options, const inspect::labels *names)
+{
+    frame_filter filter;
+    for (const std::string &message : options.messages)
+        filter.messages.insert(identifier_or_throw(message));
+    filter.destinations = {options.destinations.begin(), options.destinations.end()};
+    filter.processes = {options.processes.begin(), options.processes.end()};
+    filter.results = {options.results.begin(), options.results.end()};
+    if (!options.direction.empty())
+        filter.way = options.direction == "sent" ? direction::sent : direction::received;
+    filter.outcome = verdict_of(options.verdict);
+    if (!options.since.empty())
+        filter.since = parse_time(options.since);
+    if (!options.until.empty())
+        filter.until = parse_time(options.until);
+    const std::vector<std::uint32_t> messages(filter.messages.begin(), filter.messages.end());
+    for (const std::string &field : options.fields) {
+        try {
+            filter.fields.emplace_back(field, messages, names);
+        } catch (const filter_error &error) {
+            throw std::runtime_error("vorl tap export: --field " + json::printable(field) + ": " +
+                                     error.what());
+        }
+    }
+    return filter;
+}
+
+/// From the key as it is given, 32 hex digits.
+redactor redactor_of(const std::string &key)
+{
+    if (key.empty())
+        return redactor();
+    redactor::key words{};
+    for (std::size_t i = 0; i < key.size(); ++i) {
+        const int digit = hex_value(key[i]);
+        if (key.size() != 32 || digit < 0)
+            throw std::runtime_error(
+                "vorl tap export: --redact-key takes 32 hex digits; make one by "
+                "'openssl rand -hex 16'");
+        words[i / 16] = words[i / 16] << 4 | static_cast<std::uint64_t>(digit);
+    }
+    return redactor(words);
+}
+
+/// Frames on their way out: filtered, redacted, written and counted.
+class exporter {
+  public:
+    explicit exporter(const export_options &options)
+        : options_(options), labels_(options.labels),
+          filter_(tap::filter_of(options, labels_.get())), file_(options.output)
+    {
+        if (options.redact)
+            redactor_.emplace(redactor_of(options.redact_key));
+        if (!options.as_json && file_.is_terminal())
+            throw std::runtime_error(
+                "vorl tap export: a capture is not for a terminal; name a file "
+                "by --output FILE, or take --json");
+        output_ = options.as_json ? make_json_output(file_, labels_.get(), options.redact)
+                                  : make_capture_output(file_, labels_.get());
+    }
+
+    void note(const std::string &what)
+    {
+        has_failed_ = true;
+        std::fprintf(stderr, "%s\n", what.c_str());
+    }
+
+    void take(const frame &found, const process_facts &from,
+              const std::map<std::uint32_t, description> *described)
+    {
+        shown_.step();
+        const verdict judged = judge(found);
+        if (!filter_.wants(found, judged)) {
+            lost_[from.process] += found.facts.lost;
+            return;
+        }
+        process_facts process = from;
+        frame f = found;
+        f.facts.lost += std::exchange(lost_[from.process], 0);
+        if (redactor_) {
+            redactor_->redact(f, judged.of, labels_.get());
+            process.command.clear();
+        }
+        output_->add(f, process, judged, described);
+        ++given_[{from.process, from.command}];
+    }
+
+    void flush() { file_.flush(); }
+
+    /// The counters, and the exit status.
+    int finish(const std::vector<process_total> &totals)
+    {
+        counters all;
+        for (const process_total &total : totals) {
+            counters counted = total.counted;
+            counted.given = given_[{total.process.process, total.process.command}];
+            process_facts process = total.process;
+            if (redactor_)
+                process.command.clear();
+            output_->count(process, counted);
+            all.seen += counted.seen;
+            all.overwritten += counted.overwritten;
+            all.dropped += counted.dropped;
+            all.given += counted.given;
+        }
+        file_.flush();
+        std::fprintf(stderr,
+                     "vorl tap: %zu processes: %llu frames seen, %llu overwritten, %llu dropped, "
+                     "%llu given\n",
+                     totals.size(), static_cast<unsigned long long>(all.seen),
+                     static_cast<unsigned long long>(all.overwritten),
+                     static_cast<unsigned long long>(all.dropped),
+                     static_cast<unsigned long long>(all.given));
+        return has_failed_ ? 1 : 0;
+    }
+
+  private:
+    const export_options &options_;
+    chosen_labels labels_;
+    frame_filter filter_;
+    output_file file_;
+    std::unique_ptr<output> output_;
+    std::optional<redactor> redactor_;
+    std::map<std::uint32_t, std::uint64_t> lost_; ///< before the next frame of the process
+    std::map<std::pair<std::uint32_t, std::string>, std::uint64_t> given_;
+    progress shown_{"frames read"};
+    bool has_failed_ = false;
+};
+
+std::vector<std::string> inputs_of(const export_options &options)
+{
+    return options.inputs.empty() ? std::vector{tap_directory()} : options.inputs;
+}
+
+int export_present(const export_options &options)
+{
+    exporter out(options);
+    merged_sources sources(inputs_of(options), [&out](const std::string &why) { out.note(why); });
+    while (source *const from = sources.next())
+        out.take(*from->front(), from->process(), from->descriptions());
+    return out.finish(sources.totals());
+}
+
+/// Until a signal, or that time.
+int export_following(const export_options &options, std::uint64_t until)
+{
+    constexpr auto pause = std::chrono::milliseconds(50);
+    constexpr int last_rounds = 1000; // processes may go on recording
+    exporter out(options);
+    followed_rings rings(inputs_of(options), [&out](const std::string &why) { out.note(why); });
+    const auto take = [&out](const frame &f, const process_facts &from) {
+        out.take(f, from, nullptr);
+    };
+    stop_on_signals();
+    for (bool is_over = false; !is_over;) {
+        // Looked at first: what comes until then is still taken.
+        is_over = stop_requested != 0 || present_time() > until;
+        for (int round = 0; rings.take_new(take) && !(is_over && round == last_rounds); ++round) {
+        }
+        out.flush();
+        if (!is_over)
+            std::this_thread::sleep_for(pause);
+    }
+    return out.finish(rings.totals());
+}
+
+} // namespace
+
+int export_frames(const export_options &options)
+{
+    if (!options.follow)
+        return export_present(options);
+    return export_following(options,
+                            options.until.empty() ? ~std::uint64_t{0} : parse_time(options.until));
+}
+
+int snapshot(const snapshot_options &options)
+{
+    const std::uint64_t now = present_time();
+    const std::uint64_t before = parse_duration(options.before);
+    const std::uint64_t until = now + parse_duration(options.after);
+    export_options how = options.how;
+    how.since = time_text(now > before ? now - before : 0);
+    how.until = time_text(until);
+    return export_following(how, until);
+}
+
+} // namespace vorl::tap
