@@ -9,6 +9,7 @@
 #include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/random.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
@@ -106,6 +107,12 @@ void fill(ring::header &to, int directory)
 int make_file(int directory, uint64_t bytes, char (&name)[64])
 {
     constexpr int most_of_a_process = 1000;
+    // A file past this limit would end the process by a signal.
+    rlimit largest{};
+    if (getrlimit(RLIMIT_FSIZE, &largest) == 0 && largest.rlim_cur < bytes) {
+        errno = EFBIG;
+        return -1;
+    }
     int made = -1;
     for (int i = 0; made < 0 && i < most_of_a_process; ++i) {
         snprintf(name, sizeof name, "%d-%d%s", getpid(), i, ring::ring_suffix);
