@@ -84,6 +84,18 @@ redactor redactor_of(const std::string &key)
     return redactor(words);
 }
 
+using process_key = std::pair<std::uint32_t, std::string>;
+
+process_key key_of(const process_facts &of) { return {of.process, of.command}; }
+
+void add(counters &to, const counters &more)
+{
+    to.seen += more.seen;
+    to.overwritten += more.overwritten;
+    to.dropped += more.dropped;
+    to.given += more.given;
+}
+
 /// Frames on their way out: filtered, redacted, written and counted.
 class exporter {
   public:
@@ -124,7 +136,7 @@ class exporter {
             process.command.clear();
         }
         output_->add(f, process, judged, described);
-        ++given_[{from.process, from.command}];
+        ++given_[key_of(from)];
     }
 
     void flush() { file_.flush(); }
@@ -132,24 +144,21 @@ class exporter {
     /// The counters, and the exit status.
     int finish(const std::vector<process_total> &totals)
     {
+        // A process may have had several rings, one after the other.
+        std::map<process_key, counters> of_processes;
+        for (const process_total &total : totals)
+            add(of_processes[key_of(total.process)], total.counted);
         counters all;
-        for (const process_total &total : totals) {
-            counters counted = total.counted;
-            counted.given = given_[{total.process.process, total.process.command}];
-            process_facts process = total.process;
-            if (redactor_)
-                process.command.clear();
-            output_->count(process, counted);
-            all.seen += counted.seen;
-            all.overwritten += counted.overwritten;
-            all.dropped += counted.dropped;
-            all.given += counted.given;
+        for (auto &[process, counted] : of_processes) {
+            counted.given = given_[process];
+            output_->count({process.first, redactor_ ? "" : process.second}, counted);
+            add(all, counted);
         }
         file_.flush();
         std::fprintf(stderr,
                      "vorl tap: %zu processes: %llu frames seen, %llu overwritten, %llu dropped, "
                      "%llu given\n",
-                     totals.size(), static_cast<unsigned long long>(all.seen),
+                     of_processes.size(), static_cast<unsigned long long>(all.seen),
                      static_cast<unsigned long long>(all.overwritten),
                      static_cast<unsigned long long>(all.dropped),
                      static_cast<unsigned long long>(all.given));
@@ -164,7 +173,7 @@ class exporter {
     std::unique_ptr<output> output_;
     std::optional<redactor> redactor_;
     std::map<std::uint32_t, std::uint64_t> lost_; ///< before the next frame of the process
-    std::map<std::pair<std::uint32_t, std::string>, std::uint64_t> given_;
+    std::map<process_key, std::uint64_t> given_;
     progress shown_{"frames read"};
     bool has_failed_ = false;
 };
