@@ -108,7 +108,15 @@ class checksum {
     checksum(uint64_t key, uint64_t position) : lanes_{key, key + step, position, position + step}
     {}
 
-    /// Of all but the last call a multiple of 32 bytes.
+    void add_block(uint64_t a, uint64_t b, uint64_t c, uint64_t d)
+    {
+        add_word(0, a);
+        add_word(1, b);
+        add_word(2, c);
+        add_word(3, d);
+    }
+
+    /// The last call: what is missing to a multiple of 32 bytes is zero.
     void add(const void *from, size_t size)
     {
         const auto *at = static_cast<const unsigned char *>(from);
@@ -138,26 +146,32 @@ class checksum {
         return value << by | value >> (64 - by);
     }
 
+    void add_word(int lane, uint64_t word)
+    {
+        lanes_[lane] = rotated(lanes_[lane] ^ word, 29) * step;
+    }
+
     void add_block(const unsigned char *at)
     {
         uint64_t words[4];
         memcpy(words, at, block);
-        for (int i = 0; i < 4; ++i)
-            lanes_[i] = rotated(lanes_[i] ^ words[i], 29) * step;
+        add_block(words[0], words[1], words[2], words[3]);
     }
 
     uint64_t lanes_[4];
 };
 
-/// What an entry is committed with, over the entry and its bytes, which lie one behind the other.
-inline uint64_t commit_word(uint64_t key, uint64_t position, const entry &e, const void *bytes,
-                            uint32_t kept)
+/// An entry as eight numbers: a processor that stores halves and loads wholes waits. The first, the commit
+/// word, is zero.
+using entry_words = uint64_t[sizeof(entry) / 8];
+
+/// What an entry is committed with, over the entry and its bytes.
+inline uint64_t commit_word(uint64_t key, uint64_t position, const entry_words &words,
+                            const void *bytes, uint32_t kept)
 {
     checksum sum(key, position);
-    unsigned char head[sizeof(entry)] = {}; // without the commit word, which is zero here
-    memcpy(head + sizeof e.commit, reinterpret_cast<const char *>(&e) + sizeof e.commit,
-           sizeof(entry) - sizeof e.commit);
-    sum.add(head, sizeof head);
+    sum.add_block(words[0], words[1], words[2], words[3]);
+    sum.add_block(words[4], words[5], words[6], words[7]);
     sum.add(bytes, kept);
     return ((position / unit ^ key >> 32) << 32) | sum.value();
 }

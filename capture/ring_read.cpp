@@ -199,7 +199,10 @@ bool ring_reader::is_whole(std::uint64_t position, std::uint64_t end)
             return false;
     }
     kept_ = at(position) + sizeof head_;
-    return ring::commit_word(key_, position, head_, kept_, head_.kept) == word;
+    ring::entry_words words;
+    std::memcpy(words, at(position), sizeof words);
+    words[0] = 0;
+    return ring::commit_word(key_, position, words, kept_, head_.kept) == word;
 }
 
 /// Whether an entry is there; it is in head_ and kept_ then.

@@ -9,6 +9,9 @@ namespace {
 
 [[gnu::tls_model("initial-exec")]] thread_local uint32_t this_thread = 0;
 
+/// Two members of an entry, the first at the lower address.
+constexpr uint64_t both(uint32_t first, uint32_t second) { return first | uint64_t{second} << 32; }
+
 } // namespace
 
 uint64_t now()
@@ -35,19 +38,16 @@ void record(ring::header &to, const seen_frame &f)
     const uint64_t position =
         to.head.fetch_add(ring::size_of_entry(kept), std::memory_order_relaxed);
 
-    ring::entry e{};
-    e.time = f.time;
-    e.number = number;
-    e.handle = f.handle;
-    e.thread_and_flags = (thread_number() & ring::thread_mask) | f.flags;
-    e.destination = f.destination;
-    e.identifier = f.identifier;
-    e.result = f.result;
-    e.length = f.length;
-    e.kept = kept;
-    e.index = f.index;
-    e.of_send = f.of_send;
-    const uint64_t word = ring::commit_word(to.key, position, e, f.data, kept);
+    const ring::entry_words words = {
+        0,
+        f.time,
+        number,
+        f.handle,
+        both((thread_number() & ring::thread_mask) | f.flags, f.destination),
+        both(f.identifier, f.result),
+        both(f.length, kept),
+        both(f.index, f.of_send)};
+    const uint64_t word = ring::commit_word(to.key, position, words, f.data, kept);
 
     // A thread that was stopped for so long that the others came round again would write into theirs.
     const auto is_lapped = [&] {
@@ -61,15 +61,15 @@ void record(ring::header &to, const seen_frame &f)
     const uint64_t at = position & (to.size - 1);
     // The head does not go past the end, the bytes may.
     unsigned char *const head = entries + at;
-    memcpy(head + sizeof e.commit, reinterpret_cast<unsigned char *>(&e) + sizeof e.commit,
-           sizeof e - sizeof e.commit);
-    const uint64_t bytes_at = (at + sizeof e) & (to.size - 1);
+    memcpy(head + sizeof words[0], words + 1, sizeof words - sizeof words[0]);
+    const uint64_t bytes_at = (at + sizeof words) & (to.size - 1);
     const uint64_t room = to.size - bytes_at;
     const uint64_t first = kept < room ? kept : room;
     if (kept != 0) {
         const auto *const data = static_cast<const unsigned char *>(f.data);
         memcpy(entries + bytes_at, data, first);
-        memcpy(entries, data + first, kept - first);
+        if (first < kept)
+            memcpy(entries, data + first, kept - first);
     }
     if (is_lapped()) {
         to.dropped.fetch_add(1, std::memory_order_relaxed);
