@@ -1,5 +1,5 @@
 # What is installed: the library, its headers, what finds them, the tool, the manual pages. Of platform/ nothing, unless it is
-# asked for by name: component devbus.
+# asked for by name: component devbus; nor the tap: component tap.
 include(CMakePackageConfigHelpers)
 
 # The plain name libvorl_srv6.so goes with the library: processes may need it, or open it, by that name.
@@ -60,6 +60,11 @@ if(VORL_TOOLS)
     install(FILES ${PROJECT_SOURCE_DIR}/tools/vorl/completion.bash
         DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME vorl COMPONENT tool)
 endif()
+
+# The tap, which is preloaded by its path, is a package of its own, as the stand-ins below are: in a directory where no program
+# finds it by accident, and installed when it is asked for by name.
+install(TARGETS vorl_tap
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/vorl-tap COMPONENT tap EXCLUDE_FROM_ALL)
 
 # The stand-ins for the platform are installed when they are asked for by name, for test machines and laptops: in a directory
 # of their own, where no program finds them by accident.

@@ -9,6 +9,8 @@
 #include <map>
 #include <string>
 
+#include "capture/description.h"
+#include "capture/pcapng_write.h"
 #include "fuzz/bus_stream.h"
 #include "fuzz/message_input.h"
 #include "inspect/hex.h"
@@ -155,6 +157,41 @@ void add_labels_seeds(corpus &to)
     to["labels/no_toml"] = bytes_of("version = 1\n[srv6_localsid_fwd\n");
 }
 
+/// Captures with all that there is in one, and changes to rings.
+void add_capture_seeds(corpus &to)
+{
+    bytes text;
+    capture::pcapng_writer writer(
+        [&text](std::span<const std::uint8_t> block) {
+            text.insert(text.end(), block.begin(), block.end());
+        },
+        "seeds");
+    const std::uint32_t from = writer.add_interface({4711, "router"});
+    to["captures/empty"] = text;
+    capture::frame f;
+    f.facts.known = 31;
+    f.facts.process = 4711;
+    f.facts.identifier = 0xB7B345A9;
+    f.facts.length = 5;
+    f.kept = {1, 2, 3, 4, 5};
+    writer.describe(
+        from, 1,
+        to_packet(capture::describe(*catalogue::find_message("srv6_localsid_fwd"), nullptr)));
+    writer.add(from, f);
+    to["captures/one"] = text;
+    f.facts.way = capture::direction::received;
+    f.facts.length = 100;
+    writer.add(from, f);
+    writer.count(from, 2, {3, 1, 0, 2});
+    to["captures/cut_and_counted"] = text;
+    to["rings/whole"] = {};
+    // Version, size, head, a commit word, a byte of a frame.
+    to["rings/header"] = {8, 0, 0, 1, 2};
+    to["rings/size"] = {18, 0, 0, 1, 2};
+    to["rings/head"] = {0, 8, 0, 3, 0xFF};
+    to["rings/entry"] = {0, 0, 1, 8, 0, 70, 0, 1, 1, 0};
+}
+
 corpus seeds()
 {
     corpus all;
@@ -188,6 +225,7 @@ corpus seeds()
     add_text_forms(all);
     add_log_seeds(all);
     add_labels_seeds(all);
+    add_capture_seeds(all);
     return all;
 }
 

@@ -38,6 +38,7 @@ install_component() { DESTDIR=$stage/debian/$1 "$CMAKE" --install "$build" --pre
 install_component libvorl-srv6-1 library
 install_component libvorl-srv6-dev development
 install_component vorl-srv6-tool tool
+install_component vorl-tap tap
 install_component vorl-devbus devbus
 devbus=debian/vorl-devbus/usr/$LIBDIR/vorl-devbus
 

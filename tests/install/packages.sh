@@ -9,8 +9,8 @@ work=$BUILD/consumers/$1
 root=$(cd "$SOURCE/../.." && pwd)
 . "$SOURCE/common.sh"
 
-names="libvorl-srv6-1 libvorl-srv6-dev vorl-devbus vorl-srv6-tool"
-with_symbols="libvorl-srv6-1 vorl-devbus vorl-srv6-tool"
+names="libvorl-srv6-1 libvorl-srv6-dev vorl-devbus vorl-srv6-tool vorl-tap"
+with_symbols="libvorl-srv6-1 vorl-devbus vorl-srv6-tool vorl-tap"
 
 deb_of() { echo "$made/$1_${VERSION}_$DEB.deb"; }
 field() { dpkg-deb -f "$(deb_of "$1")" "$2"; }
@@ -27,6 +27,7 @@ usr/share/lintian/overrides/libvorl-srv6-1" ;;
         vorl-srv6-tool) echo "usr/bin/vorl
 usr/share/bash-completion/completions/vorl"
             printf 'usr/share/man/man1/%s.gz\n' $tool_pages ;;
+        vorl-tap) echo "usr/$LIBDIR/vorl-tap/libvorl_tap.so" ;;
         vorl-devbus)
             echo "usr/bin/vorl-devbus
 usr/include/vorl_devbus/dev_os.h
@@ -105,7 +106,7 @@ package_files)
             "$(cut -c 35- "$work/md5sums" | LC_ALL=C sort)"
     done
     # Whose files of the same name differ between architectures cannot be installed beside each other.
-    for name in libvorl-srv6-1 libvorl-srv6-dev; do
+    for name in libvorl-srv6-1 libvorl-srv6-dev vorl-tap; do
         same "Multi-Arch of $name" same "$(field "$name" Multi-Arch)"
     done
     ;;
@@ -116,6 +117,8 @@ package_depends)
     same "Depends of libvorl-srv6-1" "libc6 (>= 2.34)" "$(field libvorl-srv6-1 Depends)"
     same "glibc that the library needs" 2.34 "$(needed GLIBC "$library")"
     same "Depends of libvorl-srv6-dev" "libvorl-srv6-1 (= $VERSION)" "$(field libvorl-srv6-dev Depends)"
+    same "packages that vorl-tap depends on" libc6 "$(field vorl-tap Depends | sed -E 's/ .*//')"
+    depends_at_least vorl-tap libc6 "$(needed GLIBC "$made/vorl-tap/usr/$LIBDIR/vorl-tap/libvorl_tap.so")"
     same "Recommends of vorl-srv6-tool" "libvorl-srv6-1 (= $VERSION)" "$(field vorl-srv6-tool Recommends)"
     # Of gcc's libraries by the symbols that they brought: libstdc++ 3.4.29 came with gcc 11, 3.4.30 with gcc 12.
     declare -A libstdcxx=([3.4.29]=11 [3.4.30]=12)

@@ -217,6 +217,7 @@ int run(int argc, char **argv)
   vorl encode objects.jsonl
   vorl explain --message srv6_bsid_fwd_key captured.hex
   tail -f messages | vorl explain --log
+  vorl tap export --output capture.pcapng
 )") + exit_help);
     add_list(app, status);
     add_describe(app, status);

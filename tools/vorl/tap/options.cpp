@@ -11,7 +11,7 @@ Exit status: 0 done; 1 something could not be read, and the rest is done; 2 wron
 
 constexpr const char *tap_help = R"(
 A process is tapped that runs with the tap before its bus, which is of package vorl-tap:
-  LD_PRELOAD=/usr/lib/$(gcc -print-multiarch)/libvorl_tap.so router-daemon
+  LD_PRELOAD=/usr/lib/x86_64-linux-gnu/vorl-tap/libvorl_tap.so router-daemon
 It then records every frame that it sends and receives in a ring of its own, a file of the directory
 that VORL_TAP_DIR names, or else /dev/shm/vorl-tap-<uid>. The ring outlives the process, however that
 ends. VORL_TAP_BYTES is its size (16777216), VORL_TAP_TOTAL_BYTES that of all (268435456).
