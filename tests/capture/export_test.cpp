@@ -222,11 +222,12 @@ TEST_F(tap_export, redacted_addresses_are_others_and_begin_alike)
 TEST_F(tap_export, follows_what_comes)
 {
     make_rings();
-    const outcome done = shell("vorl tap export --json --follow >out 2>err & follower=$!; "
-                               "until [ $(wc -l <out) = 8 ]; do sleep 0.05; done; "
-                               "cp rings/1-0.ring rings/3-0.ring; "
-                               "until [ $(wc -l <out) = 13 ]; do sleep 0.05; done; "
-                               "kill -TERM $follower; wait $follower; echo $?");
+    // Neither waits for ever.
+    const outcome done = shell(
+        "lines() { for i in $(seq 200); do [ $(wc -l <out) = $1 ] && return; sleep 0.05; done; }; "
+        "timeout 30 vorl tap export --json --follow >out 2>err & follower=$!; lines 8; "
+        "cp rings/1-0.ring rings/3-0.ring; lines 13; kill -TERM $follower; wait $follower; echo "
+        "$?");
     EXPECT_EQ(done.out, "0\n");
     EXPECT_EQ(content(path("err")),
               "vorl tap: 2 processes: 13 frames seen, 0 overwritten, 0 dropped, 13 given\n");
