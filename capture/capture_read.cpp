@@ -1,5 +1,7 @@
 #include "capture/capture_read.h"
 
+#include "capture/adopt.h"
+
 namespace vorl::capture {
 namespace {
 
@@ -75,7 +77,8 @@ std::optional<captured> capture_reader::take(pcapng_packet &&p)
         if (descriptions_.size() == most_descriptions)
             throw capture_error("there are more descriptions than messages can be; the file is "
                                 "damaged, so capture again");
-        descriptions_.insert_or_assign(found->identifier, to_description(*found));
+        adopt(descriptions_.insert_or_assign(found->identifier, to_description(*found))
+                  .first->second);
         break;
     default: ++unknown_;
     }

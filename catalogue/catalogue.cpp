@@ -1,5 +1,6 @@
 #include "catalogue/catalogue.h"
 
+#include <map>
 #include <stdexcept>
 
 #include "serial/layout.h"
@@ -19,7 +20,15 @@ const message_info *find_if(Matches matches)
     return nullptr;
 }
 
+std::map<std::uint32_t, const message_info *> &adopted()
+{
+    static std::map<std::uint32_t, const message_info *> all;
+    return all;
+}
+
 } // namespace
+
+void adopt(const message_info &info) { adopted().emplace(info.data.msg_id, &info); }
 
 const message_info *find_message(std::string_view name)
 {
@@ -28,7 +37,12 @@ const message_info *find_message(std::string_view name)
 
 const message_info *find_message(std::uint32_t msg_id)
 {
-    return find_if([msg_id](const message &m) { return msg_id == m.msg_id; });
+    const message_info *const found =
+        find_if([msg_id](const message &m) { return msg_id == m.msg_id; });
+    if (found != nullptr)
+        return found;
+    const auto other = adopted().find(msg_id);
+    return other == adopted().end() ? nullptr : other->second;
 }
 
 const message_info &info_of(const message &m)

@@ -55,6 +55,10 @@ inline const package_info &package_of(const message &m)
     return *packages[static_cast<std::size_t>(m.owner)];
 }
 
+/// Has find_message and info_of know a message that is in no package, of a capture that describes it. It
+/// stays for ever. `info` is of an identifier that find_message does not know.
+void adopt(const message_info &info);
+
 /// The catalogue's entry of a message. Throws std::logic_error when it has none.
 const message_info &info_of(const message &m);
 

@@ -1,6 +1,7 @@
 // Captures written and read again.
 #include <gtest/gtest.h>
 
+#include "inspect/decode.h"
 #include "inspect/encode.h"
 #include "tests/capture/captures.h"
 #include "tests/facts/counts.h"
@@ -142,4 +143,65 @@ TEST(capture_file, files_one_behind_the_other_are_one)
     ASSERT_EQ(read.found.size(), 2U);
     EXPECT_EQ(read.interfaces[read.found[0].interface].name, "process 1");
     EXPECT_EQ(read.interfaces[read.found[1].interface].name, "process 3");
+}
+
+// A message that no tool knows: the one that it is in truth, under another name and identifier, and with it
+// those of its tables.
+TEST(capture_file, a_message_that_only_the_file_knows_is_read_as_any_other)
+{
+    constexpr std::uint32_t other = 0x01010101;
+    for (const auto &[info, fact] : all_messages()) {
+        SCOPED_TRACE(name_of(*info));
+        written_capture file;
+        const std::uint32_t from = file.to.add_interface({1, ""});
+        description d = describe(catalogue::info_of(*info), nullptr);
+        d.identifier = info->msg_id ^ other;
+        d.name = "new_" + d.name;
+        file.to.describe(from, 0, to_packet(d));
+        EXPECT_EQ(read_capture(file.text).notes.size(), 0U);
+        const catalogue::message_info *const adopted = catalogue::find_message(d.identifier);
+        ASSERT_NE(adopted, nullptr);
+        EXPECT_STREQ(name_of(adopted->data), d.name.c_str());
+        // In one record and in the other the bytes are the same values.
+        sample record(*info, 1, 2);
+        const bytes frame = inspect::encode(*info, record.record(), inspect::encoding::frame);
+        std::vector<std::uint64_t> back(adopted->data.record_size / 8 + 1);
+        ASSERT_FALSE(inspect::decode(adopted->data, frame, back.data()));
+        EXPECT_EQ(inspect::encode(adopted->data, back.data(), inspect::encoding::frame), frame);
+        inspect::release(adopted->data, back.data());
+    }
+}
+
+TEST(capture_file, a_description_of_what_no_codec_reads_is_not_taken)
+{
+    const auto is_adopted = [](const description &d) {
+        written_capture file;
+        file.to.describe(file.to.add_interface({1, ""}), 0, to_packet(d));
+        read_capture(file.text);
+        return catalogue::find_message(d.identifier) != nullptr;
+    };
+    described_slot word;
+    word.shape = slot_shape::array;
+    word.width = 4;
+    word.name = "f0";
+    word.count = 1;
+    EXPECT_TRUE(is_adopted({0x70000001, "m", {word}}));
+    word.count = 1U << 22; // words: 16 MiB
+    EXPECT_TRUE(is_adopted({0x70000002, "m", {word}}));
+    word.count += 1;
+    EXPECT_FALSE(is_adopted({0x70000003, "m", {word}}));
+    word.count = 1;
+    EXPECT_FALSE(is_adopted({0x70000004, "a \"name\"", {word}}));
+    EXPECT_FALSE(is_adopted({0x70000005, "m", {}}));
+    described_slot table;
+    table.shape = slot_shape::table;
+    table.name = "f0";
+    for (std::uint32_t level = 2; level <= 32; ++level) {
+        table.nested = level == 2 ? 0x70000001 : 0x71000000 + level - 1;
+        EXPECT_TRUE(is_adopted({0x71000000 + level, "m", {table}})) << level;
+    }
+    table.nested = 0x71000000 + 32;
+    EXPECT_FALSE(is_adopted({0x71000000 + 33, "m", {table}}));
+    table.nested = 0x72000000;
+    EXPECT_FALSE(is_adopted({0x72000001, "m", {table}}));
 }

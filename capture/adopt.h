@@ -1,0 +1,13 @@
+// Messages that a capture describes, and this tool does not know.
+#pragma once
+
+#include "capture/description.h"
+
+namespace vorl::capture {
+
+/// Has the catalogue know the message, so that its frames are read as those of any other; unless it knows
+/// the identifier already, or the message is none that a codec reads: tables of messages that are not
+/// known, more than 32 within each other, or a record of more than 16 MiB.
+void adopt(const description &d);
+
+} // namespace vorl::capture
