@@ -263,6 +263,13 @@ TEST_F(explain_command, needs_a_message_or_a_guess)
     EXPECT_EQ(shell("vorl explain --guess --message srv6_bsid_fwd_key hex").status, 2);
     EXPECT_EQ(shell("vorl explain --message srv6_bsid_fwd_key </dev/null").err,
               "<stdin>: holds no bytes; give those of a frame\n");
+    const outcome nothing = shell("vorl explain </dev/null");
+    EXPECT_EQ(nothing.status, 2);
+    EXPECT_EQ(nothing.err,
+              "<stdin>: holds no bytes; give those of a frame, and --message NAME unless "
+              "they are a capture's\n");
+    EXPECT_EQ(shell("vorl explain --guess </dev/null").status, 1);
+    EXPECT_EQ(shell("vorl decode </dev/null").status, 2);
 }
 
 } // namespace

@@ -112,7 +112,7 @@ int decode(const decode_options &options)
         given = find_message_or_throw(options.message).data.msg_id;
     const chosen_labels labels(options.labels);
     const bool all_accepted = each_frame(
-        options.file, options.form, given,
+        options.file, options.form, {given},
         [&](const std::string &place, const bytes &frame, identifier_or_none its) {
             return decode_frame(options, labels.get(), message_of(its, place), frame, place);
         });

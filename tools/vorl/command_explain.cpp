@@ -86,7 +86,7 @@ int explain(const explain_options &options)
     const chosen_labels labels(options.labels);
     bool is_first = true;
     const bool all_accepted = each_frame(
-        options.file, options.form, given,
+        options.file, options.form, {given, !options.guess},
         [&](const std::string &place, const bytes &frame, identifier_or_none identifier) {
             const message *const m = options.guess ? nullptr : &message_of(identifier, place);
             if (!is_first && !options.as_json)

@@ -165,7 +165,7 @@ int send_frames(const send_options &options)
     std::uint64_t refused = 0;
     bool is_over = false;
     const bool all_read = each_frame(
-        options.file, options.form, given,
+        options.file, options.form, {given},
         [&](const std::string &place, const bytes &frame, identifier_or_none its) {
             if (is_over)
                 return true;

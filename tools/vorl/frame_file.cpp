@@ -10,9 +10,10 @@
 
 namespace vorl {
 
-bool each_frame(const std::string &file, const dump_options &form, identifier_or_none given,
+bool each_frame(const std::string &file, const dump_options &form, const frame_naming &naming,
                 const take_file_frame &take)
 {
+    const identifier_or_none given = naming.given;
     json::input_file input(file);
     bool all_accepted = true;
     std::uint64_t left_out = 0;
@@ -34,8 +35,12 @@ bool each_frame(const std::string &file, const dump_options &form, identifier_or
             shown.step();
         },
         std::cerr);
-    if (count.taken + count.refused == 0)
-        throw std::runtime_error(input.name() + ": holds no bytes; give those of a frame");
+    if (count.taken + count.refused == 0) {
+        const std::string why = input.name() + ": holds no bytes; give those of a frame";
+        if (naming.is_needed && !given)
+            throw message_not_named(why + ", and --message NAME unless they are a capture's");
+        throw std::runtime_error(why);
+    }
     if (left_out != 0)
         std::cerr << "vorl: " << input.name() << ": " << left_out
                   << " frames are of other messages, and left out\n";

@@ -11,9 +11,16 @@
 
 namespace vorl {
 
-/// What the frames of a file are. Given: what the user says; of a capture that says itself what its
-/// frames are (docs/capture.md), those of that identifier are taken, and the others left out.
 using identifier_or_none = std::optional<std::uint32_t>;
+
+/// What the user says of the frames of a file.
+struct frame_naming {
+    /// Their message. A capture that says itself what its frames are (docs/capture.md) gives those of this
+    /// identifier, and the others are left out.
+    identifier_or_none given;
+    /// False: the caller does without knowing the message.
+    bool is_needed = true;
+};
 
 /// No message was named, and the file does not say what its frames are.
 class message_not_named : public std::runtime_error {
@@ -26,8 +33,9 @@ using take_file_frame = std::function<bool(const std::string &place, const bytes
                                            identifier_or_none identifier)>;
 
 /// Calls `take` for each frame of the file, "-" for standard input. False: a frame was refused. Throws
-/// std::runtime_error when the file cannot be read, or holds none.
-bool each_frame(const std::string &file, const dump_options &form, identifier_or_none given,
+/// std::runtime_error when the file cannot be read, or holds none; where there is none, and nobody said
+/// what it would be, message_not_named.
+bool each_frame(const std::string &file, const dump_options &form, const frame_naming &naming,
                 const take_file_frame &take);
 
 /// The identifier, where there is one. Throws message_not_named.
