@@ -9,6 +9,8 @@ namespace vorl::capture {
 namespace {
 
 constexpr std::uint64_t largest_record = 1 << 24;
+/// Of a table in a vector: four bytes of a frame may cost that much memory. The largest known has 16,576.
+constexpr std::uint64_t largest_element = 1 << 16;
 constexpr unsigned most_levels = 32; // docs/format.md, "Limits"
 constexpr std::size_t most_messages = 4096;
 
@@ -22,17 +24,42 @@ struct adopted_message {
     std::optional<catalogue::message_info> info;
 };
 
-/// Tables within each other, by identifier: each message is looked at once, however many lead to it.
-unsigned levels_of(const message &m)
+/// What decides where tables of a message may stand.
+struct nesting {
+    unsigned levels = 1;      ///< of tables within each other, the message's own included
+    bool owns_memory = false; ///< a record of it, or a table within, has a vector
+};
+
+/// By identifier: each message is looked at once, however many lead to it.
+const nesting &nesting_of(const message &m)
 {
-    static std::map<std::uint32_t, unsigned> known;
+    static std::map<std::uint32_t, nesting> known;
     const auto found = known.find(m.msg_id);
     if (found != known.end())
         return found->second;
-    unsigned most = 0;
-    for (const slot &s : m.slots)
-        most = std::max(most, s.nested == nullptr ? 0 : levels_of(*s.nested));
-    return known[m.msg_id] = most + 1;
+    nesting all;
+    for (const slot &s : m.slots) {
+        all.owns_memory |= s.is_vector();
+        if (s.nested == nullptr)
+            continue;
+        const nesting &within = nesting_of(*s.nested);
+        all.levels = std::max(all.levels, within.levels + 1);
+        all.owns_memory |= within.owns_memory;
+    }
+    return known.emplace(m.msg_id, all).first->second;
+}
+
+/// Whether a slot may have tables of that message: elements own no memory (docs/idl.md), so that the cost of
+/// a frame is in proportion to its length, whatever leads to the same bytes.
+bool may_hold(const described_slot &s, const message &nested)
+{
+    const nesting &within = nesting_of(nested);
+    if (within.levels >= most_levels)
+        return false;
+    if (s.shape == slot_shape::table)
+        return true;
+    return !within.owns_memory &&
+           (s.shape != slot_shape::table_vector || nested.record_size <= largest_element);
 }
 
 /// As VORL_NAMES writes them.
@@ -56,7 +83,7 @@ bool lay_out(const description &d, adopted_message &to, std::uint64_t &size)
         std::uint64_t element = described.width;
         if (described.width == 0) {
             const catalogue::message_info *const nested = catalogue::find_message(described.nested);
-            if (nested == nullptr || levels_of(nested->data) >= most_levels)
+            if (nested == nullptr || !may_hold(described, nested->data))
                 return false;
             s.nested = &nested->data;
             element = nested->data.record_size;

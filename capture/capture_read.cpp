@@ -5,7 +5,7 @@
 namespace vorl::capture {
 namespace {
 
-/// An identifier has one description; this many no file has.
+/// Many times the messages that there are, so that a damaged or hostile file does not fill the memory.
 constexpr std::size_t most_descriptions = 4096;
 
 } // namespace
@@ -74,7 +74,7 @@ std::optional<captured> capture_reader::take(pcapng_packet &&p)
                                 " bytes, which no message has; give one frame");
         return take_part(p, *found);
     case packet_kind::description:
-        if (descriptions_.size() == most_descriptions)
+        if (descriptions_.size() == most_descriptions && !descriptions_.contains(found->identifier))
             throw capture_error("there are more descriptions than messages can be; the file is "
                                 "damaged, so capture again");
         adopt(descriptions_.insert_or_assign(found->identifier, to_description(*found))
@@ -85,9 +85,23 @@ std::optional<captured> capture_reader::take(pcapng_packet &&p)
     return std::nullopt;
 }
 
+std::optional<pcapng_packet> capture_reader::next_packet()
+{
+    constexpr const char *file_ends = "the file ends there; capture again";
+    try {
+        std::optional<pcapng_packet> p = packets_.next();
+        if (!p)
+            drop_parts(file_ends);
+        return p;
+    } catch (const capture_error &) {
+        drop_parts(file_ends);
+        throw;
+    }
+}
+
 std::optional<captured> capture_reader::next()
 {
-    while (std::optional<pcapng_packet> p = packets_.next()) {
+    while (std::optional<pcapng_packet> p = next_packet()) {
         const std::uint64_t number = p->number;
         try {
             if (std::optional<captured> found = take(std::move(*p)))
@@ -96,7 +110,6 @@ std::optional<captured> capture_reader::next()
             refuse(number, error.what());
         }
     }
-    drop_parts("the file ends there; capture again");
     if (unknown_ != 0)
         note_(std::to_string(unknown_) + " packets are of kinds that this vorl does not know; a "
                                          "newer vorl reads them");

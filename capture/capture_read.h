@@ -43,6 +43,7 @@ class capture_reader {
 
     void refuse(std::uint64_t packet, const std::string &why);
     void drop_parts(const std::string &why);
+    std::optional<pcapng_packet> next_packet();
     std::optional<captured> take(pcapng_packet &&p);
     std::optional<captured> take_part(const pcapng_packet &p, const packet &part);
 

@@ -102,6 +102,18 @@ described_slot take_slot(taker from)
     return s;
 }
 
+bytes whole_packet(const description &d)
+{
+    bytes all = description_head(d.identifier, static_cast<std::uint32_t>(d.slots.size()));
+    append_text(all, d.name);
+    for (const described_slot &s : d.slots) {
+        const bytes one = slot_bytes(s);
+        append(all, one.size(), 4);
+        all.insert(all.end(), one.begin(), one.end());
+    }
+    return all;
+}
+
 } // namespace
 
 description describe(const catalogue::message_info &info, const inspect::labels *names)
@@ -120,23 +132,22 @@ description describe(const catalogue::message_info &info, const inspect::labels 
 
 bytes to_packet(const description &d)
 {
-    bytes all = description_head(d.identifier, static_cast<std::uint32_t>(d.slots.size()));
-    append_text(all, d.name);
-    for (const described_slot &s : d.slots) {
-        const bytes one = slot_bytes(s);
-        append(all, one.size(), 4);
-        all.insert(all.end(), one.begin(), one.end());
-    }
+    bytes all = whole_packet(d);
     if (all.size() <= longest_packet)
         return all;
     description without_labels = d;
     for (described_slot &s : without_labels.slots)
         s.label = {};
-    return to_packet(without_labels);
+    return whole_packet(without_labels);
 }
 
 description to_description(const packet &p)
 {
+    const std::size_t whole = tags().size() + description_header + p.rest.size();
+    if (whole > longest_packet)
+        throw capture_error("the description has " + std::to_string(whole) +
+                            " bytes, and a packet at most " + std::to_string(longest_packet) +
+                            "; it is damaged, so capture again");
     if (p.slots > most_slots)
         throw capture_error("the description has " + std::to_string(p.slots) +
                             " slots, and a message has at most " + std::to_string(most_slots) +

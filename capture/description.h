@@ -29,10 +29,11 @@ struct description {
 /// With the labels that there are of its slots; null: none.
 description describe(const catalogue::message_info &info, const inspect::labels *names);
 
-/// The whole packet, tags and header included. What is longer than a packet is, loses its labels.
+/// The whole packet, tags and header included. Labels are left out where it would be longer than a packet may
+/// be; without them it never is, whether the catalogue has the message or to_description.
 bytes to_packet(const description &d);
 
-/// Throws capture_error.
+/// Throws capture_error, also where the packet is longer than a capture's may be.
 description to_description(const packet &p);
 
 } // namespace vorl::capture

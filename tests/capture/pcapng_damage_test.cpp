@@ -1,6 +1,7 @@
 // Captures that are damaged, cut short, or somebody else's.
 #include <gtest/gtest.h>
 
+#include "capture/little_endian.h"
 #include "tests/capture/captures.h"
 #include "tests/codec/support/fixture.h"
 
@@ -138,6 +139,46 @@ TEST(capture_damage, a_frame_whose_parts_are_missing_is_told)
     EXPECT_EQ(read_capture(head + second + third).found.size(), 0U);
     EXPECT_EQ(read_capture(head + first + second).found.size(), 0U);
     EXPECT_EQ(read_capture(head + first + first + second + third).found.size(), 1U);
+}
+
+// Of a file that breaks off within a split frame both are said: where it breaks off, and which frame is not
+// there for it.
+TEST(capture_damage, a_file_that_breaks_off_in_a_split_frame_says_so)
+{
+    written_capture file;
+    const std::uint32_t from = file.to.add_interface({4711, "router"});
+    file.to.add(from, frame_of(0, pattern(600'000)));
+    const read_outcome read = read_capture(file.text.substr(0, file.text.size() - 100));
+    EXPECT_EQ(read.error.find("packet 3: the file breaks off in its block, "), 0U) << read.error;
+    EXPECT_EQ(read.notes, (std::vector<std::string>{
+                              "packet 1: it begins a frame of which 600000 bytes are kept, and "
+                              "only 524120 are here: the file ends there; capture again"}));
+    EXPECT_EQ(read.refused, 1U);
+}
+
+// A description that no packet of a capture has room for could not be written again.
+TEST(capture_damage, a_description_that_is_longer_than_a_packet_is_refused)
+{
+    bytes packet = description_head(0x12345678, 200);
+    append(packet, 8, 2);
+    append(packet, "long_one");
+    for (int i = 100; i < 300; ++i) {
+        append(packet, 24 + 2 + 2004 + 4 + 4, 4);
+        append(packet, 4 << 8, 4); // a scalar of 4 bytes
+        for (int member = 0; member < 5; ++member)
+            append(packet, 0, 4);
+        append(packet, 2004, 2);
+        append(packet, 'f' + std::string(2000, '0') + std::to_string(i));
+        append(packet, 0, 8); // no label, no unit, no names
+    }
+    written_capture file;
+    file.to.describe(file.to.add_interface({4711, "router"}), 1, packet);
+    const read_outcome read = read_capture(file.text);
+    EXPECT_TRUE(read.descriptions.empty());
+    EXPECT_EQ(read.notes, (std::vector<std::string>{
+                              "packet 1: the description has " + std::to_string(packet.size()) +
+                              " bytes, and a packet at most 262144; it is damaged, so capture "
+                              "again"}));
 }
 
 TEST(capture_damage, packets_of_kinds_to_come_are_counted)

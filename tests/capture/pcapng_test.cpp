@@ -204,4 +204,32 @@ TEST(capture_file, a_description_of_what_no_codec_reads_is_not_taken)
     EXPECT_FALSE(is_adopted({0x71000000 + 33, "m", {table}}));
     table.nested = 0x72000000;
     EXPECT_FALSE(is_adopted({0x72000001, "m", {table}}));
+    // Elements of arrays and vectors hold no vector, also not in a table of theirs; else vectors that share
+    // their elements would cost the product of their lengths.
+    described_slot octets;
+    octets.shape = slot_shape::byte_vector;
+    octets.width = 1;
+    octets.name = "f0";
+    EXPECT_TRUE(is_adopted({0x73000001, "m", {octets}}));
+    table.nested = 0x73000001;
+    EXPECT_TRUE(is_adopted({0x73000002, "m", {table}}));
+    for (const std::uint32_t element : {0x73000001, 0x73000002}) {
+        described_slot elements = table;
+        elements.nested = element;
+        elements.shape = slot_shape::table_vector;
+        EXPECT_FALSE(is_adopted({element + 0x10, "m", {elements}}));
+        elements.shape = slot_shape::table_array;
+        elements.count = 2;
+        EXPECT_FALSE(is_adopted({element + 0x20, "m", {elements}}));
+    }
+    // Elements of a vector have up to 64 KiB.
+    word.count = 1U << 14;
+    EXPECT_TRUE(is_adopted({0x74000001, "m", {word}}));
+    word.count += 1;
+    EXPECT_TRUE(is_adopted({0x74000002, "m", {word}}));
+    table.shape = slot_shape::table_vector;
+    table.nested = 0x74000001;
+    EXPECT_TRUE(is_adopted({0x74000003, "m", {table}}));
+    table.nested = 0x74000002;
+    EXPECT_FALSE(is_adopted({0x74000004, "m", {table}}));
 }
