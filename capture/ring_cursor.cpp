@@ -37,7 +37,6 @@ void ring_cursor::find_late()
     frame ignored;
     std::uint64_t newest = 0;
     for (std::uint64_t at = position_; const auto found = in_order_.next(at, end_, ignored);) {
-        ++found_;
         if (found->time < newest)
             late_.push_back(*found);
         newest = std::max(newest, found->time);
@@ -63,21 +62,27 @@ void ring_cursor::advance()
 
 void ring_cursor::take_next()
 {
+    take_later();
+    if (!current_)
+        return;
+    ++found_;
+    current_->facts.lost = gaps_.before(current_->facts.number);
+}
+
+void ring_cursor::take_later()
+{
     current_.emplace();
     while (!late_.empty() && (!has_next_ || late_.back().time < next_in_order_.facts.time)) {
         const std::uint64_t at = late_.back().position;
         late_.pop_back();
-        if (late_entries_.read(at, *current_)) {
-            current_->facts.lost = gaps_.before(current_->facts.number);
+        if (late_entries_.read(at, *current_))
             return;
-        }
     }
     if (!has_next_) {
         current_.reset();
         return;
     }
     std::swap(*current_, next_in_order_);
-    current_->facts.lost = gaps_.before(current_->facts.number);
     advance();
 }
 

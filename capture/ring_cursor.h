@@ -30,24 +30,22 @@ class ring_cursor {
   public:
     explicit ring_cursor(const std::string &ring);
 
-    /// Throughout the process's ring. Its frames' times are of CLOCK_MONOTONIC.
+    /// As they were when the cursor was made.
     const ring_facts &facts() const { return in_order_.facts(); }
-    const std::string &name() const { return in_order_.name(); }
     const std::string &damage() const { return in_order_.damage(); }
 
-    /// The next frame; null: there is none.
+    /// The next frame, with its time of CLOCK_MONOTONIC; null: there is none.
     frame *front() { return current_ ? &*current_ : nullptr; }
     void pop();
 
-    /// Of all frames so far, whoever wants them. `given` is for whoever knows.
+    /// Once there is no frame any more: what became of all. `given` is zero: it is for whoever filters.
     counters count() const;
-    /// Where to go on: behind the newest.
-    std::uint64_t end() const { return end_; }
 
   private:
     void find_late();
     void advance();
     void take_next();
+    void take_later();
 
     ring_reader in_order_;
     ring_reader late_entries_;
@@ -55,7 +53,7 @@ class ring_cursor {
     std::uint64_t position_;
     std::uint64_t end_;
     std::uint64_t newest_time_ = 0;
-    std::uint64_t found_ = 0;
+    std::uint64_t found_ = 0; ///< frames that were given
     number_gaps gaps_;
     frame next_in_order_;
     bool has_next_ = false;

@@ -43,8 +43,8 @@ std::uint64_t start_of(std::uint32_t process)
         return 0;
     std::istringstream rest(text.substr(name_ends + 1));
     std::string field;
-    constexpr int field_before = 20; // the 21st field, counted from behind the second
-    for (int i = 0; i < field_before - 1; ++i)
+    constexpr int between = 19; // fields 3 to 21: the name in brackets is the second
+    for (int i = 0; i < between; ++i)
         rest >> field;
     std::uint64_t started = 0;
     rest >> started;
@@ -74,11 +74,19 @@ std::uint64_t value(const std::atomic<std::uint64_t> &of)
     return of.load(std::memory_order_relaxed);
 }
 
+/// Whether a tap has such a head. So many bytes as the bound says none records in a hundred years, and with
+/// it no sum of a position and a size passes 64 bits.
+bool is_possible_head(std::uint64_t head)
+{
+    constexpr std::uint64_t bound = std::uint64_t{1} << 62;
+    return head % ring::unit == 0 && head < bound;
+}
+
 bool is_possible(const ring::header &h)
 {
     return h.size >= ring::least_size && h.size <= ring::most_size &&
            (h.size & (h.size - 1)) == 0 && h.largest_kept <= h.size / ring::largest_part &&
-           value(h.dictionary_used) <= ring::dictionary_size && value(h.head) % ring::unit == 0;
+           value(h.dictionary_used) <= ring::dictionary_size && is_possible_head(value(h.head));
 }
 
 void read_dictionary(int file, std::uint64_t used, ring_facts &to)
@@ -111,7 +119,8 @@ ring_reader::ring_reader(std::string name)
     const std::size_t got = read_at(file_, 0, sizeof copy.bytes_of, copy.bytes_of);
     const ring::header &h = copy.get();
     std::string why;
-    if (value(h.magic) == 0 && got == sizeof copy.bytes_of)
+    const bool is_unfinished = value(h.magic) == 0 && got == sizeof copy.bytes_of;
+    if (is_unfinished)
         why = "is a ring that its process had not finished making, so nothing is in it; remove it, "
               "or wait";
     else if (value(h.magic) != ring::magic || got < sizeof copy.bytes_of)
@@ -123,7 +132,10 @@ ring_reader::ring_reader(std::string name)
         why = "is a ring with a header that no tap writes; it is damaged, so capture again";
     if (!why.empty()) {
         close(file_);
-        throw capture_error(name_ + ": " + why);
+        why = name_ + ": " + why;
+        if (is_unfinished)
+            throw unfinished_ring(why);
+        throw capture_error(why);
     }
     key_ = h.key;
     facts_.size = h.size;
@@ -142,11 +154,24 @@ ring_reader::ring_reader(std::string name)
 
 ring_reader::~ring_reader() { close(file_); }
 
+bool ring_reader::is_removed() const
+{
+    struct stat its {};
+    return fstat(file_, &its) == 0 && its.st_nlink == 0;
+}
+
 void ring_reader::refresh()
 {
     header_copy copy;
     read_at(file_, 0, sizeof copy.bytes_of, copy.bytes_of);
     const ring::header &h = copy.get();
+    // Whoever has the file mapped may have written anything since the header was looked at first.
+    if (!is_possible_head(value(h.head))) {
+        damage_ = name_ +
+                  ": its header was changed to one that no tap writes, so what came since is not "
+                  "read; capture again";
+        return;
+    }
     facts_.head = value(h.head);
     facts_.seen = value(h.seen);
     facts_.dropped = value(h.dropped);
@@ -157,6 +182,7 @@ void ring_reader::refresh()
         facts_.boot == this_boot() && start_of(facts_.process.process) == facts_.started;
     read_dictionary(file_, std::min(value(h.dictionary_used), ring::dictionary_size), facts_);
     window_.clear();
+    vain_ = 0;
 }
 
 std::uint64_t ring_reader::oldest() const
@@ -189,7 +215,7 @@ bool ring_reader::is_whole(std::uint64_t position, std::uint64_t end)
     std::memcpy(reinterpret_cast<void *>(&head_), at(position), sizeof head_);
     const std::uint64_t word = value(head_.commit);
     if (!ring::is_commit_of(key_, position, word) || head_.kept > facts_.largest_kept ||
-        ring::size_of_entry(head_.kept) > end - position)
+        head_.kept > head_.length || ring::size_of_entry(head_.kept) > end - position)
         return false;
     const std::uint64_t size = ring::size_of_entry(head_.kept);
     if (position + size > window_at_ + window_.size()) {
@@ -202,7 +228,10 @@ bool ring_reader::is_whole(std::uint64_t position, std::uint64_t end)
     ring::entry_words words;
     std::memcpy(words, at(position), sizeof words);
     words[0] = 0;
-    return ring::commit_word(key_, position, words, kept_, head_.kept) == word;
+    if (ring::commit_word(key_, position, words, kept_, head_.kept) == word)
+        return true;
+    vain_ += size;
+    return false;
 }
 
 /// Whether an entry is there; it is in head_ and kept_ then.
@@ -216,7 +245,22 @@ bool ring_reader::look_at(std::uint64_t position, std::uint64_t end)
         return false;
     // Committed, and the bytes were read before they were written.
     fill(position, ring::unit, end);
+    vain_ += window_.size();
     return is_whole(position, end);
+}
+
+/// Of a ring that a tap wrote, few places look like an entry and are none. One in which all places do costs
+/// the product of places and bytes, unless somebody puts an end to it.
+bool ring_reader::is_exhausted()
+{
+    constexpr std::uint64_t rounds = 16;
+    constexpr std::uint64_t always = 1 << 26;
+    if (vain_ <= rounds * facts_.size + always)
+        return false;
+    damage_ = name_ +
+              ": has so many entries whose checksums are wrong that the rest is not read; it is "
+              "damaged, so capture again";
+    return true;
 }
 
 void ring_reader::take(frame &f) const
@@ -244,6 +288,10 @@ void ring_reader::take(frame &f) const
 std::optional<entry_place> ring_reader::next(std::uint64_t &position, std::uint64_t end, frame &f)
 {
     for (; position < end; position += ring::unit) {
+        if (is_exhausted()) {
+            position = end;
+            break;
+        }
         if (!look_at(position, end))
             continue;
         const entry_place found{position, head_.time};

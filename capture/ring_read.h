@@ -38,9 +38,14 @@ struct entry_place {
     std::uint64_t time; ///< of CLOCK_MONOTONIC
 };
 
+/// A ring that its process was making when it was looked at, or was killed in making.
+class unfinished_ring : public capture_error {
+    using capture_error::capture_error;
+};
+
 class ring_reader {
   public:
-    /// Throws capture_error, "NAME: what; what to do".
+    /// Throws capture_error, or unfinished_ring: "NAME: what; what to do".
     explicit ring_reader(std::string name);
     ~ring_reader();
     ring_reader(const ring_reader &) = delete;
@@ -50,6 +55,9 @@ class ring_reader {
     const ring_facts &facts() const { return facts_; }
     /// What can be read in spite of it; empty: nothing is wrong.
     const std::string &damage() const { return damage_; }
+
+    /// Whether the file has no name any more.
+    bool is_removed() const;
 
     /// Looks at the counters again.
     void refresh();
@@ -67,6 +75,7 @@ class ring_reader {
 
   private:
     bool look_at(std::uint64_t position, std::uint64_t end);
+    bool is_exhausted();
     bool is_whole(std::uint64_t position, std::uint64_t end);
     void take(frame &f) const;
     std::size_t read_ring(std::uint64_t position, std::size_t size, std::uint8_t *to) const;
@@ -84,7 +93,8 @@ class ring_reader {
     bytes window_; ///< of the ring, from window_at_ on
     std::uint64_t window_at_ = 0;
     std::size_t reach_ = 1 << 18; ///< of the window
-    ring::entry head_{};          ///< of the entry that was looked at, and its bytes
+    std::uint64_t vain_ = 0; ///< bytes that were read, or summed up, for what then was no entry
+    ring::entry head_{};     ///< of the entry that was looked at, and its bytes
     const std::uint8_t *kept_ = nullptr;
 };
 

@@ -185,6 +185,67 @@ TEST_F(ring_file, any_bytes_are_read_to_an_end)
     }
 }
 
+// No tap writes a head that is no multiple of 64, or so large that places behind it do not fit 64 bits. It
+// may stand there from the start, or come while the ring is read.
+TEST_F(ring_file, a_head_that_cannot_be_is_refused_or_left_out)
+{
+    for (const std::uint64_t head : {std::uint64_t{0} - 1, std::uint64_t{0} - 64,
+                                     std::uint64_t{1} << 62, std::uint64_t{129}}) {
+        made_ring ring(path("r"), 65536);
+        ring.send(1, pattern(64));
+        ring_reader reader(ring.name);
+        ring.header->head = head;
+        EXPECT_EQ(error_of(ring.name), ring.name +
+                                           ": is a ring with a header that no tap writes; it is "
+                                           "damaged, so capture again");
+        reader.refresh();
+        EXPECT_EQ(reader.facts().head, 128U) << head;
+        EXPECT_EQ(reader.damage(),
+                  ring.name + ": its header was changed to one that no tap writes, so what "
+                              "came since is not read; capture again");
+    }
+}
+
+// The checksum is right, as whoever knows the key can have it.
+TEST_F(ring_file, an_entry_that_keeps_more_than_its_frame_has_is_stepped_over)
+{
+    made_ring ring(path("r"), 65536);
+    const bytes content = pattern(64);
+    ring.send(1, content);
+    ring::entry_words words;
+    std::memcpy(words, ring.entries(), sizeof words);
+    words[0] = 0;
+    words[6] = std::uint64_t{64} << 32 | 63; // kept, length
+    words[0] = ring::commit_word(made_ring::key, 0, words, content.data(), 64);
+    std::memcpy(ring.entries(), words, sizeof words);
+    EXPECT_TRUE(frames_of(ring.name).empty());
+}
+
+// Each place of it looks like the head of an entry of the greatest length.
+TEST_F(ring_file, a_ring_of_wrong_checksums_is_given_up)
+{
+    constexpr std::uint64_t size = 1 << 20;
+    made_ring ring(path("r"), size);
+    ring.send(0, {1});
+    ring.leave_unfinished(size - 128);
+    for (std::uint64_t at = 128; at < size; at += 64) {
+        const std::uint64_t place = at / 64 ^ made_ring::key >> 32;
+        store_integer(ring.entries() + at + 4, place, 4);
+        store_integer(ring.entries() + at + 48, size / 8, 4); // length
+        store_integer(ring.entries() + at + 52, size / 8, 4); // kept
+    }
+    ring_reader reader(ring.name);
+    frame f;
+    std::uint64_t at = reader.oldest();
+    ASSERT_TRUE(reader.next(at, reader.facts().head, f));
+    EXPECT_EQ(reader.damage(), "");
+    EXPECT_FALSE(reader.next(at, reader.facts().head, f));
+    EXPECT_EQ(at, size);
+    EXPECT_EQ(reader.damage(),
+              ring.name + ": has so many entries whose checksums are wrong that the rest is "
+                          "not read; it is damaged, so capture again");
+}
+
 TEST_F(ring_file, a_ring_that_is_cut_off_gives_what_is_there)
 {
     made_ring ring(path("r"), 65536);
@@ -256,6 +317,26 @@ TEST_F(ring_file, what_is_lost_is_counted_where_it_was)
     EXPECT_EQ(cursor.count().seen, 606U);
     EXPECT_EQ(cursor.count().overwritten, 94U);
     EXPECT_EQ(cursor.count().dropped, 0U);
+}
+
+// A cursor goes through the ring twice, 256 KiB at a time: for what is out of order, and for the frames. What is
+// overwritten meanwhile is counted as that.
+TEST_F(ring_file, what_is_overwritten_while_it_is_read_is_counted)
+{
+    made_ring ring(path("r"), 1 << 20);
+    const bytes content = pattern(65536 - 64); // 16 of them fit
+    for (std::uint64_t i = 0; i < 512; ++i)
+        ring.send(i, content);
+    ring_cursor cursor(ring.name); // has 496 to 499
+    for (std::uint64_t i = 512; i < 520; ++i)
+        ring.send(i, content); // in the place of 496 to 503
+    std::vector<std::uint64_t> given;
+    for (; cursor.front() != nullptr; cursor.pop())
+        given.push_back(cursor.front()->facts.number);
+    EXPECT_EQ(given, (std::vector<std::uint64_t>{496, 497, 498, 499, 504, 505, 506, 507, 508, 509,
+                                                 510, 511}));
+    EXPECT_EQ(cursor.count().seen, 512U);
+    EXPECT_EQ(cursor.count().overwritten, 500U);
 }
 
 TEST_F(ring_file, numbers_of_threads_that_overtake_each_other_are_no_loss)
