@@ -14,27 +14,45 @@ constexpr auto patience = std::chrono::seconds(1);
 
 void followed_rings::find_rings()
 {
-    for (const std::string &name : names_) {
-        std::vector<std::string> files = {name};
-        if (std::filesystem::is_directory(name))
-            files = rings_in(name);
-        for (const std::string &file : files) {
-            if (rings_.contains(file))
-                continue;
-            try {
-                auto ring = std::make_unique<followed>(file);
-                offsets_.add(ring->reader.facts());
-                rings_.emplace(file, std::move(ring));
-            } catch (const capture_error &error) {
-                // One that is being made now can be read the next time.
-                const std::string why = error.what();
-                if (why.find("had not finished making") == std::string::npos) {
-                    note_(why);
-                    rings_.emplace(file, nullptr);
-                }
-            }
+    for (const std::string &file : files_of(names_)) {
+        if (rings_.contains(file))
+            continue;
+        try {
+            auto ring = std::make_unique<followed>(file);
+            offsets_.add(ring->reader.facts());
+            rings_.emplace(file, std::move(ring));
+        } catch (const unfinished_ring &) {
+            // It can be read the next time.
+        } catch (const capture_error &error) {
+            note_(error.what());
+            rings_.emplace(file, nullptr);
         }
     }
+}
+
+/// A ring that 'vorl tap clean' removed takes room as long as it is open, and another process of the same
+/// number may make one of the same name.
+void followed_rings::forget_removed()
+{
+    std::erase_if(rings_, [this](auto &entry) {
+        auto &[name, ring] = entry;
+        if (ring == nullptr)
+            return !std::filesystem::exists(name);
+        const bool is_over = ring->reader.is_removed() && ring->frames.empty() &&
+                             ring->position >= ring->reader.facts().head &&
+                             !ring->reader.facts().is_running;
+        if (is_over)
+            removed_.push_back(total_of(*ring));
+        return is_over;
+    });
+}
+
+void followed_rings::tell_damage(followed &ring)
+{
+    if (ring.reader.damage().empty() || ring.is_damage_told)
+        return;
+    ring.is_damage_told = true;
+    note_(ring.reader.damage());
 }
 
 /// Whether the entry there may yet be committed: its writer is at it, or was stopped. One that was killed
@@ -87,6 +105,7 @@ void followed_rings::read(followed &ring)
 
 bool followed_rings::take_new(const take_frame &take)
 {
+    forget_removed();
     find_rings();
     // Up to where every ring has been read.
     std::uint64_t horizon = ~std::uint64_t{0};
@@ -95,6 +114,7 @@ bool followed_rings::take_new(const take_frame &take)
         if (ring == nullptr)
             continue;
         read(*ring);
+        tell_damage(*ring);
         if (ring->has_more)
             horizon = std::min(horizon, ring->frames.back().facts.time);
     }
@@ -119,14 +139,18 @@ bool followed_rings::take_new(const take_frame &take)
     return !ready.empty();
 }
 
+process_total followed_rings::total_of(followed &ring)
+{
+    ring.reader.refresh();
+    return {ring.reader.facts().process, count_of(ring.reader.facts(), ring.found)};
+}
+
 std::vector<process_total> followed_rings::totals() const
 {
-    std::vector<process_total> all;
+    std::vector<process_total> all = removed_;
     for (const auto &[name, ring] : rings_) {
-        if (ring == nullptr)
-            continue;
-        ring->reader.refresh();
-        all.push_back({ring->reader.facts().process, count_of(ring->reader.facts(), ring->found)});
+        if (ring != nullptr)
+            all.push_back(total_of(*ring));
     }
     return all;
 }

@@ -40,15 +40,20 @@ class followed_rings {
         clock::time_point waits_since;
         std::vector<frame> frames; ///< read, and not given yet
         bool has_more = false;
+        bool is_damage_told = false;
     };
 
     void find_rings();
+    void forget_removed();
+    void tell_damage(followed &ring);
+    static process_total total_of(followed &ring);
     void read(followed &ring);
     bool is_awaited(followed &ring, std::uint64_t position);
 
     std::vector<std::string> names_;
     merged_sources::take_note note_;
     std::map<std::string, std::unique_ptr<followed>> rings_; ///< null: cannot be read
+    std::vector<process_total> removed_; ///< of rings that are not there any more
     boot_offsets offsets_;
 };
 

@@ -105,6 +105,8 @@ bool is_pcapng(const std::string &name)
     return std::memcmp(first.data(), "\x0a\x0d\x0d\x0a", first.size()) == 0;
 }
 
+} // namespace
+
 std::vector<std::string> files_of(const std::vector<std::string> &names)
 {
     std::vector<std::string> files;
@@ -118,8 +120,6 @@ std::vector<std::string> files_of(const std::vector<std::string> &names)
     }
     return files;
 }
-
-} // namespace
 
 merged_sources::merged_sources(const std::vector<std::string> &names, const take_note &note)
 {

@@ -12,6 +12,9 @@
 
 namespace vorl::capture {
 
+/// Files as they are named, and the rings of directories. Throws capture_error.
+std::vector<std::string> files_of(const std::vector<std::string> &names);
+
 struct process_total {
     process_facts process;
     counters counted;

@@ -155,6 +155,9 @@ TEST_F(tap_export, a_filter_that_no_message_fits_is_an_error)
                                  "and a value, such as f5=2001:db8::/32\n");
     EXPECT_EQ(err("--since yesterday"), "vorl: \"yesterday\" is no time; give one such as "
                                         "2026-11-21T23:59:52.5Z, or seconds since 1970\n");
+    // A day that no month has; and more nanoseconds than 64 bits count.
+    for (const std::string time : {"2026-11-31T00:00:00Z", "9999-01-01T00:00:00Z"})
+        EXPECT_EQ(err("--since " + time).find("vorl: \"" + time + "\" is no time; "), 0U) << time;
     EXPECT_EQ(shell("vorl tap export --verdict maybe").status, 2);
     EXPECT_EQ(shell("vorl tap").status, 2);
 }
@@ -171,6 +174,26 @@ TEST_F(tap_export, a_capture_has_what_the_rings_have)
     EXPECT_EQ(
         shell("vorl explain --message srv6_localsid_fwd c.pcapng").err.find("c.pcapng: packet"),
         0U);
+}
+
+// It would be empty before it is read.
+TEST_F(tap_export, an_input_is_not_written_over)
+{
+    make_rings();
+    ASSERT_EQ(shell("vorl tap export --output c.pcapng").status, 0);
+    const std::string capture = content(path("c.pcapng")), ring = content(path("rings/1-0.ring"));
+    shell("ln -s c.pcapng link; ln rings/1-0.ring hard");
+    for (const std::string arguments :
+         {"--output c.pcapng c.pcapng", "--output link rings c.pcapng", "--json --output hard",
+          "--follow --output rings/1-0.ring"}) {
+        const outcome done = shell("timeout 30 vorl tap export " + arguments);
+        EXPECT_EQ(done.status, 1) << arguments;
+        EXPECT_NE(done.err.find(" is read, so it cannot be written as well; name another file\n"),
+                  std::string::npos)
+            << done.err;
+        EXPECT_TRUE(content(path("c.pcapng")) == capture && content(path("rings/1-0.ring")) == ring)
+            << arguments;
+    }
 }
 
 TEST_F(tap_export, what_is_damaged_is_told_and_the_rest_given)
@@ -226,11 +249,12 @@ TEST_F(tap_export, follows_what_comes)
     const outcome done = shell(
         "lines() { for i in $(seq 200); do [ $(wc -l <out) = $1 ] && return; sleep 0.05; done; }; "
         "timeout 30 vorl tap export --json --follow >out 2>err & follower=$!; lines 8; "
-        "cp rings/1-0.ring rings/3-0.ring; lines 13; kill -TERM $follower; wait $follower; echo "
-        "$?");
+        "add() { cp rings/1-0.ring new; mv new rings/3-0.ring; }; add; lines 13; "
+        // Removed and made again, under the same name.
+        "rm rings/3-0.ring; add; lines 18; kill -TERM $follower; wait $follower; echo $?");
     EXPECT_EQ(done.out, "0\n");
     EXPECT_EQ(content(path("err")),
-              "vorl tap: 2 processes: 13 frames seen, 0 overwritten, 0 dropped, 13 given\n");
+              "vorl tap: 2 processes: 18 frames seen, 0 overwritten, 0 dropped, 18 given\n");
 }
 
 TEST_F(tap_export, a_snapshot_has_the_seconds_around_now)

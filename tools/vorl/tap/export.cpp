@@ -1,6 +1,7 @@
 // vorl tap export, and vorl tap snapshot, which is an export of some seconds.
 #include <csignal>
 #include <cstdio>
+#include <filesystem>
 #include <map>
 #include <optional>
 #include <thread>
@@ -183,8 +184,23 @@ std::vector<std::string> inputs_of(const export_options &options)
     return options.inputs.empty() ? std::vector{tap_directory()} : options.inputs;
 }
 
+/// An output that is an input as well would be empty before it is read.
+void check_output(const export_options &options)
+{
+    if (options.output == "-")
+        return;
+    for (const std::string &input : files_of(inputs_of(options))) {
+        std::error_code is_not_there;
+        if (std::filesystem::equivalent(input, options.output, is_not_there))
+            throw std::runtime_error(
+                "vorl tap export: " + options.output +
+                " is read, so it cannot be written as well; name another file");
+    }
+}
+
 int export_present(const export_options &options)
 {
+    check_output(options);
     exporter out(options);
     merged_sources sources(inputs_of(options), [&out](const std::string &why) { out.note(why); });
     while (source *const from = sources.next())
@@ -197,6 +213,7 @@ int export_following(const export_options &options, std::uint64_t until)
 {
     constexpr auto pause = std::chrono::milliseconds(50);
     constexpr int last_rounds = 1000; // processes may go on recording
+    check_output(options);
     exporter out(options);
     followed_rings rings(inputs_of(options), [&out](const std::string &why) { out.note(why); });
     const auto take = [&out](const frame &f, const process_facts &from) {

@@ -13,6 +13,8 @@ namespace vorl::tap {
 namespace {
 
 constexpr std::uint64_t a_second = 1'000'000'000;
+constexpr std::uint64_t last_second =
+    18'000'000'000; // the year 2540, within 64 bits of nanoseconds
 constexpr std::uint64_t most_seconds = 10'000'000'000; // the year 2286: nanoseconds fit 64 bits
 
 /// "12.5" as nanoseconds; false: it is no such number.
@@ -62,8 +64,11 @@ std::uint64_t parse_time(const std::string &text)
     std::string_view seconds = rest == nullptr ? "" : rest;
     if (seconds.ends_with('Z'))
         seconds.remove_suffix(1);
+    const int day = parts.tm_mday;
     const std::time_t minutes = rest == nullptr ? -1 : timegm(&parts);
-    if (minutes < 0 || !parse_seconds(seconds, time) || time >= 61 * a_second)
+    // timegm takes November 31 for December 1.
+    if (minutes < 0 || minutes > static_cast<std::time_t>(last_second) || parts.tm_mday != day ||
+        !parse_seconds(seconds, time) || time >= 61 * a_second)
         throw std::runtime_error(
             "vorl: \"" + printable(text) +
             "\" is no time; give one such as 2026-11-21T23:59:52.5Z, or seconds "
