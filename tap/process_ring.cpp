@@ -33,6 +33,17 @@ std::atomic<uint64_t> too_early{0};
 
 settings chosen;
 const char *wrong_setting = nullptr;
+bool were_settings_read = false;
+
+/// As the tap is loaded, before the program changes its environment; or earlier, where a library's constructor
+/// that runs before the tap's uses the bus.
+void read_settings_once()
+{
+    if (were_settings_read)
+        return;
+    were_settings_read = true;
+    wrong_setting = read_settings(chosen);
+}
 
 /// The first `room` bytes of a file; less one, which is the zero behind them.
 size_t read_file(const char *path, char *to, size_t room)
@@ -135,11 +146,8 @@ int make_file(int directory, uint64_t bytes, char (&name)[64])
 ring::header *map_new_ring(int directory)
 {
     const uint64_t bytes = ring::entries_at + chosen.size;
-    if (!has_room(directory, chosen, bytes)) {
-        report(
-            "no ring in ", chosen.directory,
-            ": with it the rings there would pass VORL_TAP_TOTAL_BYTES; 'vorl tap clean' removes "
-            "those of processes that have ended");
+    if (const char *const why = why_no_room(directory, chosen, bytes)) {
+        report("no ring in ", chosen.directory, ": ", why);
         return nullptr;
     }
     char name[64];
@@ -153,8 +161,8 @@ ring::header *map_new_ring(int directory)
     if (mapped == MAP_FAILED) {
         if (file >= 0)
             unlinkat(directory, name, 0);
-        report("no ring in ", chosen.directory, ": ");
-        report(strerror(error), "; make room there, or set VORL_TAP_DIR or VORL_TAP_BYTES");
+        report("no ring in ", chosen.directory, ": ", strerror(error),
+               "; make room there, or set VORL_TAP_DIR or VORL_TAP_BYTES");
         return nullptr;
     }
     auto *const made = static_cast<ring::header *>(mapped);
@@ -172,6 +180,7 @@ void wait_for_turn(int directory)
 
 ring::header *make()
 {
+    read_settings_once();
     if (wrong_setting != nullptr) {
         report(wrong_setting, "; nothing is recorded");
         return nullptr;
@@ -179,8 +188,8 @@ ring::header *make()
     const char *why = "";
     const int directory = open_directory(chosen, why);
     if (directory < 0) {
-        report("the directory ", chosen.directory, " cannot be used: ");
-        report(why, "; set VORL_TAP_DIR to one that can");
+        report("the directory ", chosen.directory, " cannot be used: ", why,
+               "; set VORL_TAP_DIR to one that can");
         return nullptr;
     }
     wait_for_turn(directory);
@@ -198,7 +207,7 @@ void forget_all()
 
 [[gnu::constructor]] void load()
 {
-    wrong_setting = read_settings(chosen);
+    read_settings_once();
     pthread_atfork(nullptr, nullptr, forget_all);
     // A program that is linked with the bus will use it; any other may yet load it.
     if (dlsym(RTLD_NEXT, "VORL_SendMsg") != nullptr)
@@ -254,11 +263,11 @@ void add_to_dictionary(ring::header &to, ring::dictionary_entry::kind_type kind,
     to.dictionary_used.store(used + e.length, std::memory_order_release);
 }
 
-void report(const char *what, const char *more, const char *rest)
+void report(const char *what, const char *name, const char *more, const char *why, const char *rest)
 {
-    char line[ring::entries_at / 8];
-    const int length =
-        snprintf(line, sizeof line, "vorl-tap: process %d: %s%s%s\n", getpid(), what, more, rest);
+    char line[PATH_MAX + 512];
+    const int length = snprintf(line, sizeof line, "vorl-tap: process %d: %s%s%s%s%s\n", getpid(),
+                                what, name, more, why, rest);
     const size_t size = length < 0 ? 0 : static_cast<size_t>(length);
     [[maybe_unused]] const ssize_t written =
         write(STDERR_FILENO, line, size < sizeof line ? size : sizeof line);

@@ -28,7 +28,8 @@ inline ring::header *recording_ring()
 void add_to_dictionary(ring::header &to, ring::dictionary_entry::kind_type kind,
                        uint32_t identifier, const char *text);
 
-/// A line on standard error: "vorl-tap: process N: " and the parts.
-void report(const char *what, const char *more = "", const char *rest = "");
+/// A line on standard error: "vorl-tap: process N: " and the parts, one behind the other.
+void report(const char *what, const char *name = "", const char *more = "", const char *why = "",
+            const char *rest = "");
 
 } // namespace vorl::tap

@@ -66,14 +66,16 @@ int open_directory(const settings &of, const char *&why)
     return -1;
 }
 
-bool has_room(int directory, const settings &of, uint64_t bytes)
+const char *why_no_room(int directory, const settings &of, uint64_t bytes)
 {
     const int again = openat(directory, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     DIR *const files = again < 0 ? nullptr : fdopendir(again);
     if (files == nullptr) {
         if (again >= 0)
             close(again);
-        return false;
+        return "the rings there cannot be counted, as it cannot be listed; let this process have "
+               "more files "
+               "open";
     }
     uint64_t all = bytes;
     while (const dirent *file = readdir(files)) {
@@ -82,8 +84,11 @@ bool has_room(int directory, const settings &of, uint64_t bytes)
             all += static_cast<uint64_t>(its.st_size);
     }
     closedir(files);
-    errno = ENOSPC;
-    return all <= of.cap;
+    if (all <= of.cap)
+        return nullptr;
+    return "with it the rings there would pass VORL_TAP_TOTAL_BYTES; 'vorl tap clean' removes "
+           "those of "
+           "processes that have ended";
 }
 
 void read_control(int directory, ring::control &to)

@@ -20,8 +20,9 @@ const char *read_settings(settings &to);
 /// Makes the directory, where it is missing, and opens it. -1: `why` says why not.
 int open_directory(const settings &of, const char *&why);
 
-/// Whether a ring of so many bytes goes below the cap. False also where it cannot be known, with errno.
-bool has_room(int directory, const settings &of, uint64_t bytes);
+/// Null: with a ring of so many bytes more, those of the directory stay within the cap. Otherwise what is wrong,
+/// and what to do.
+const char *why_no_room(int directory, const settings &of, uint64_t bytes);
 
 /// What `vorl tap on` and `off` have said to processes to come. On, without a filter, where they have
 /// said nothing.

@@ -247,6 +247,30 @@ TEST_F(tap, is_switched_while_the_process_runs)
     EXPECT_EQ(frames().size(), 10U);
 }
 
+TEST_F(tap, a_switch_does_not_wait_for_ever_for_who_has_the_directory)
+{
+    const outcome done = shell("mkdir rings; flock rings sleep 60 & holder=$!; until ! flock -n "
+                               "rings true; do sleep 0.01; "
+                               "done; timeout 50 vorl tap off; echo $?; kill $holder");
+    EXPECT_EQ(done.out, "1\n");
+    EXPECT_EQ(
+        done.err.find("vorl tap: " + rings_ + ": another program has held its lock for 5 seconds"),
+        0U)
+        << done.err;
+}
+
+// Constructors of libraries run before the tap's own.
+TEST_F(tap, records_what_a_library_sends_before_main)
+{
+    const outcome done = shell("LD_PRELOAD='" VORL_TEST_TAP "' '" VORL_TEST_EARLY "'");
+    EXPECT_EQ(done.status, 0) << done.err;
+    EXPECT_EQ(done.err, "");
+    const std::vector<frame> found = frames();
+    ASSERT_EQ(found.size(), 1U);
+    EXPECT_EQ(shown(found[0]), "7 0 7 13 0/1 0x00001000 3 010203");
+    EXPECT_EQ(only_ring().size, 16777216U);
+}
+
 TEST_F(tap, a_program_without_a_bus_is_left_alone)
 {
     const outcome done = shell("LD_PRELOAD='" VORL_TEST_TAP "' true");

@@ -6,10 +6,12 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <memory>
+#include <thread>
 
 #include <nlohmann/json.hpp>
 
@@ -40,17 +42,11 @@ class mapped_file {
     mapped_file(const std::string &name, std::size_t size, int flags) : size_(size)
     {
         const int file = open(name.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | flags, 0600);
-        struct stat its {};
-        const bool is_there =
-            file >= 0 && fstat(file, &its) == 0 &&
-            ((flags & O_CREAT) == 0 || posix_fallocate(file, 0, static_cast<off_t>(size)) == 0) &&
-            ((flags & O_CREAT) != 0 || its.st_size >= static_cast<off_t>(size));
-        at_ = is_there ? mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0)
-                       : MAP_FAILED;
-        const int error = file >= 0 && !is_there && errno == 0 ? EINVAL : errno;
-        if (file >= 0)
-            close(file);
-        if (at_ == MAP_FAILED)
+        if (file < 0)
+            refuse(name, errno);
+        const int error = map(file, (flags & O_CREAT) != 0);
+        close(file);
+        if (error != 0)
             refuse(name, error);
     }
     ~mapped_file() { munmap(at_, size_); }
@@ -60,8 +56,24 @@ class mapped_file {
     void *get() const { return at_; }
 
   private:
+    /// An error number, or 0.
+    int map(int file, bool makes_room)
+    {
+        struct stat its {};
+        if (makes_room) {
+            if (const int error = posix_fallocate(file, 0, static_cast<off_t>(size_)); error != 0)
+                return error;
+        } else if (fstat(file, &its) != 0) {
+            return errno;
+        } else if (its.st_size < static_cast<off_t>(size_)) {
+            return EINVAL;
+        }
+        at_ = mmap(nullptr, size_, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
+        return at_ == MAP_FAILED ? errno : 0;
+    }
+
     std::size_t size_;
-    void *at_;
+    void *at_ = nullptr;
 };
 
 /// Holds back processes that are about to make a ring: they obey what was said before or after.
@@ -72,7 +84,19 @@ class directory_lock {
     {
         if (file_ < 0)
             refuse(directory, errno);
-        flock(file_, LOCK_EX);
+        constexpr auto pause = std::chrono::milliseconds(10);
+        constexpr int tries = 500;
+        for (int tried = 0; flock(file_, LOCK_EX | LOCK_NB) != 0; ++tried) {
+            if (tried == tries) {
+                close(file_);
+                throw std::runtime_error(
+                    "vorl tap: " + directory +
+                    ": another program has held its lock for 5 seconds, as a "
+                    "process that was stopped while it made its ring; end that "
+                    "('fuser' names it), or try again");
+            }
+            std::this_thread::sleep_for(pause);
+        }
     }
     ~directory_lock() { close(file_); }
     directory_lock(const directory_lock &) = delete;
