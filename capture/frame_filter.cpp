@@ -1,9 +1,8 @@
 #include "capture/frame_filter.h"
 
 #include <algorithm>
-#include <memory>
 
-#include "inspect/decode.h"
+#include "capture/decoded_record.h"
 #include "inspect/explain.h"
 
 namespace vorl::capture {
@@ -17,14 +16,10 @@ bool passes(const std::set<std::uint32_t> &wanted, bool is_known, std::uint32_t 
 /// Whether the frame's record has all those values. One that a receiver refuses has none.
 bool holds(const std::vector<field_filter> &fields, const frame &f, const message &m)
 {
-    const auto record = std::make_unique<std::uint64_t[]>(m.record_size / 8 + 1);
-    if (inspect::decode(m, f.kept, record.get()))
-        return false;
-    const auto *const at = reinterpret_cast<const std::uint8_t *>(record.get());
-    const bool all = std::all_of(fields.begin(), fields.end(),
-                                 [&](const field_filter &field) { return field.holds(m, at); });
-    inspect::release(m, record.get());
-    return all;
+    const decoded_record record(m, f);
+    return record.get() != nullptr &&
+           std::all_of(fields.begin(), fields.end(),
+                       [&](const field_filter &field) { return field.holds(m, record.get()); });
 }
 
 } // namespace

@@ -1,10 +1,8 @@
-#include <array>
-#include <ctime>
 #include <map>
 
 #include <nlohmann/json.hpp>
 
-#include "inspect/decode.h"
+#include "capture/decoded_record.h"
 #include "inspect/hex.h"
 #include "tools/vorl/json_record.h"
 #include "tools/vorl/tap/output.h"
@@ -14,29 +12,6 @@ namespace vorl::tap {
 namespace {
 
 using namespace capture;
-
-/// A frame's record, and what it owns.
-class decoded_record {
-  public:
-    decoded_record(const message &m, const frame &f)
-        : type_(m), words_(std::make_unique<std::uint64_t[]>(m.record_size / 8 + 1)),
-          is_there_(!inspect::decode(m, f.kept, words_.get()))
-    {}
-    ~decoded_record()
-    {
-        if (is_there_)
-            inspect::release(type_, words_.get());
-    }
-    decoded_record(const decoded_record &) = delete;
-    decoded_record &operator=(const decoded_record &) = delete;
-
-    const void *get() const { return is_there_ ? words_.get() : nullptr; }
-
-  private:
-    const message &type_;
-    std::unique_ptr<std::uint64_t[]> words_;
-    bool is_there_;
-};
 
 class json_output : public output {
   public:
