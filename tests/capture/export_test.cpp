@@ -212,6 +212,13 @@ TEST_F(tap_export, what_is_damaged_is_told_and_the_rest_given)
     EXPECT_NE(done.err.find("cut.pcapng: packet "), std::string::npos);
     EXPECT_GE(lines_of(done.out).size(), 16U);
     EXPECT_EQ(shell("vorl tap export --json nowhere").status, 1);
+    // Also where rings are followed.
+    write(path("short.ring"), content(path("rings/1-0.ring")).substr(0, 70'000));
+    const outcome followed = shell("vorl tap export --json --follow --until 1 short.ring");
+    EXPECT_EQ(followed.status, 1);
+    EXPECT_EQ(
+        followed.err.find("short.ring: has 70000 of its 131072 bytes; copy it again, whole\n"), 0U)
+        << followed.err;
 }
 
 TEST_F(tap_export, redacted_addresses_are_others_and_begin_alike)
