@@ -1,5 +1,6 @@
 // What the library does when a reader asks for memory or refuses something: it calls the platform's
-// allocator, and writes one line to its log. A field that fails its checks is not logged.
+// allocator, fires a probe (api/probes.h), and writes one line to the platform's log. A field that
+// fails its checks is not logged; its probe is all that tells.
 #pragma once
 
 #include "api/sides.h"
@@ -18,9 +19,10 @@ inline const char *reader_name(table_role role, const message &m)
 // The members of the listener.
 namespace unpacking {
 
-void refused(const listener &, table_check check, table_role role, uint32_t a, uint32_t b,
-             const message &m);
-void no_memory(const listener &, uint32_t size, uint32_t slot, table_role role, const message &m);
+void refused(const listener &, table_check check, table_role role, uint32_t at, uint32_t a,
+             uint32_t b, const message &m);
+void refused_field(const listener &, const reading_step &step);
+void no_memory(const listener &, const reading_step &step, table_role role);
 
 inline void *allocate(const listener &, uint32_t size, table_role role, const message &m)
 {
@@ -38,6 +40,7 @@ inline void release(const listener &, void *block, const message &m)
 /// it allocates or releases.
 inline constexpr listener to_log = {
     .refused = unpacking::refused,
+    .refused_field = unpacking::refused_field,
     .allocate = unpacking::allocate,
     .no_memory = unpacking::no_memory,
     .release = unpacking::release,

@@ -1,7 +1,22 @@
 #include "api/send.h"
 
+#include "api/probes.h"
+
 namespace vorl {
 namespace {
+
+// Told apart from the sends, so that one that succeeds does nothing for it.
+
+[[gnu::cold, gnu::noinline]] void tell_no_memory(uint64_t size, const message &m)
+{
+    probe::no_memory(m, 0, 0, size);
+}
+
+[[gnu::cold, gnu::noinline]] void tell_bus_error(uint32_t result, uint32_t dest, uint32_t count,
+                                                 uint64_t to, const message &m)
+{
+    probe::bus_error(m, result, dest, count, to);
+}
 
 /// Memory for frames, given back at the end of the scope. bytes() is null when there was none.
 class frame_block {
@@ -14,6 +29,8 @@ class frame_block {
             ctx_.mem_alloc(static_cast<uint32_t>(size), ctx_.mem_module_id, tag_));
         if (size > UINT32_MAX)
             give_back();
+        if (bytes_ == nullptr) [[unlikely]]
+            tell_no_memory(size, m);
     }
     ~frame_block() { give_back(); }
     frame_block(const frame_block &) = delete;
@@ -35,8 +52,8 @@ class frame_block {
     uint8_t *bytes_;
 };
 
-void write_block(uint8_t *to, uint32_t count, const uint8_t *records, write_frames_fn write,
-                 const message &m)
+[[gnu::always_inline]] inline void write_block(uint8_t *to, uint32_t count, const uint8_t *records,
+                                               write_frames_fn write, const message &m)
 {
     if (is_settled<settled_for::values>(m.owner, direction::send))
         write(to, count, records);
@@ -44,7 +61,8 @@ void write_block(uint8_t *to, uint32_t count, const uint8_t *records, write_fram
         frames_unsettled(to, count, records, m);
 }
 
-void pack_block(uint8_t *to, const uint8_t *record, const packing &how, const message &m)
+[[gnu::always_inline]] inline void pack_block(uint8_t *to, const uint8_t *record,
+                                              const packing &how, const message &m)
 {
     if (is_settled<settled_for::values>(m.owner, direction::send))
         how.pack(to, record);
@@ -58,6 +76,22 @@ void describe(uint8_t *descs, uint32_t index, const uint8_t *frame, uint32_t len
 {
     const frame_desc desc = {frame, m.msg_id, length};
     memcpy(descs + size_t{index} * sizeof desc, &desc, sizeof desc);
+}
+
+uint32_t hand_over_told(uint32_t dest, const frame_desc *descs, uint32_t count, uint64_t to,
+                        const message &m)
+{
+    const uint32_t result = hand_over(dest, descs, count, to);
+    if (result != 0) [[unlikely]]
+        tell_bus_error(result, dest, count, to, m);
+    return result;
+}
+
+uint32_t hand_over_told(uint32_t dest, const uint8_t *frame, uint32_t length, uint64_t to,
+                        const message &m)
+{
+    const frame_desc desc = {frame, m.msg_id, length};
+    return hand_over_told(dest, &desc, 1, to, m);
 }
 
 } // namespace
@@ -75,7 +109,7 @@ uint32_t send_unsettled(uint32_t dest, const uint8_t *record, const message &m, 
 {
     alignas(8) uint8_t frame[stack_frame_limit];
     frames_unsettled(frame, 1, record, m);
-    return hand_over(dest, frame, frame_layout_of(m).length, to, m);
+    return hand_over_told(dest, frame, frame_layout_of(m).length, to, m);
 }
 
 void pack_unsettled(uint8_t *to, const uint8_t *record, const message &m)
@@ -92,7 +126,7 @@ uint32_t send_one_frame(uint32_t dest, const uint8_t *record, uint64_t to, write
     if (block.bytes() == nullptr)
         return failure;
     write_block(block.bytes(), 1, record, write, m);
-    return hand_over(dest, block.bytes(), length, to, m);
+    return hand_over_told(dest, block.bytes(), length, to, m);
 }
 
 uint32_t send_frames(uint32_t dest, const uint8_t *records, uint32_t count, uint64_t to,
@@ -108,7 +142,7 @@ uint32_t send_frames(uint32_t dest, const uint8_t *records, uint32_t count, uint
     uint8_t *const descs = block.bytes() + frames_size;
     for (uint32_t i = 0; i < count; ++i)
         describe(descs, i, block.bytes() + size_t{i} * length, length, m);
-    return hand_over(dest, reinterpret_cast<const frame_desc *>(descs), count, to);
+    return hand_over_told(dest, reinterpret_cast<const frame_desc *>(descs), count, to, m);
 }
 
 uint32_t send_one_packed(uint32_t dest, const uint8_t *record, uint64_t to, const packing &how,
@@ -121,7 +155,7 @@ uint32_t send_one_packed(uint32_t dest, const uint8_t *record, uint64_t to, cons
     if (block.bytes() == nullptr)
         return failure;
     pack_block(block.bytes(), record, how, m);
-    return hand_over(dest, block.bytes(), size, to, m);
+    return hand_over_told(dest, block.bytes(), size, to, m);
 }
 
 uint32_t send_packed(uint32_t dest, const uint8_t *records, uint32_t count, uint64_t to,
@@ -142,7 +176,7 @@ uint32_t send_packed(uint32_t dest, const uint8_t *records, uint32_t count, uint
         describe(descs, i, frame, size, m);
         frame += size;
     }
-    return hand_over(dest, reinterpret_cast<const frame_desc *>(descs), count, to);
+    return hand_over_told(dest, reinterpret_cast<const frame_desc *>(descs), count, to, m);
 }
 
 } // namespace vorl

@@ -29,23 +29,20 @@ heap make_heap()
 {
     heap h;
     h.refused = [](const listener &, table_check, table_role, std::uint32_t, std::uint32_t,
-                   const message &) {};
+                   std::uint32_t, const message &) {};
+    h.refused_field = [](const listener &, const reading_step &) {};
     h.allocate = [](const listener &, std::uint32_t size, table_role, const message &) {
         return std::calloc(1, size);
     };
-    h.no_memory = [](const listener &l, std::uint32_t, std::uint32_t, table_role role,
-                     const message &) {
+    h.no_memory = [](const listener &l, const reading_step &step, table_role role) {
         by(l).has_failed = true;
         by(l).role = role;
+        by(l).at = step;
     };
     h.release = free_block;
     // calloc's memory is zero, and takes no room until it is touched.
     h.set_zero = [](void *, std::size_t) { return 0; };
     h.copy_bytes = [](void *, const void *, std::size_t) { return 1; };
-    h.watch = [](const listener &l, const reading_step &step) {
-        if (step.what == reading_step::kind::refused)
-            by(l).at = step;
-    };
     return h;
 }
 

@@ -37,16 +37,19 @@ class walker {
           record_(largest_record(*into.of) / 8 + 1)
     {
         ears_.of = this;
-        ears_.refused = [](const listener &l, table_check check, table_role role, std::uint32_t a,
-                           std::uint32_t b,
+        ears_.refused = [](const listener &l, table_check check, table_role role, std::uint32_t,
+                           std::uint32_t a, std::uint32_t b,
                            const message &) { by(l).refuse_table(check, role, a, b); };
+        ears_.refused_field = [](const listener &l, const reading_step &step) {
+            by(l).refuse(step, step.of->slots[step.slot]);
+        };
         // Vectors need no memory: nothing is written to it.
         ears_.allocate = [](const listener &l, std::uint32_t, table_role, const message &) {
             return static_cast<void *>(&by(l));
         };
-        // Not needed: the reader then reports a refused step, which says the same and more.
-        ears_.no_memory = [](const listener &, std::uint32_t, std::uint32_t, table_role,
-                             const message &) {};
+        ears_.no_memory = [](const listener &l, const reading_step &step, table_role) {
+            by(l).refuse(step, step.of->slots[step.slot]);
+        };
         ears_.release = nullptr;
         ears_.set_zero = [](void *, std::size_t) { return 0; };
         ears_.copy_bytes = [](void *, const void *, std::size_t) { return 0; };
@@ -171,7 +174,7 @@ class walker {
                 note(part::kind::values, static_cast<std::uint32_t>(step.to), step.size * s.width,
                      0, step.slot);
             break;
-        case kind::refused: refuse(step, s); break;
+        case kind::refused: break; // told apart from the steps that pass
         case kind::element:
         case kind::leave: break; // by read_tables, which is not called here
         }

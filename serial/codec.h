@@ -202,9 +202,10 @@ struct native_codec {
         if constexpr (is_flat(M))
             return plain::read_tables<native>(word, 1, record, from, To, M);
         const uint64_t position = uint64_t{word} + load<native, uint32_t>(from.bytes + word);
+        if (position > UINT32_MAX)
+            return plain::refuse_position(word, position, To, M);
         checked_table table;
-        return position <= UINT32_MAX &&
-               plain::find_table<native>(static_cast<uint32_t>(position), table,
+        return plain::find_table<native>(static_cast<uint32_t>(position), table,
                                          table_role::non_root, from, To, M) &&
                walk::template read_slots<table_role::non_root, To>(table, record, from);
     }

@@ -23,8 +23,8 @@ enum class field_check : uint8_t {
     memory,   ///< there is none for the elements
 };
 
-/// A step of a reader. A listener that watches is told every step, in the order of reading.
-/// Positions are offsets from the first byte of the message.
+/// A step of a reader. A listener that watches is told every step, in the order of reading; any
+/// listener of a refusal. Positions are offsets from the first byte of the message.
 struct reading_step {
     enum class kind : uint8_t {
         table,   ///< the table at `at` is in range; `to` its vtable, `size` the vtable's length
@@ -44,20 +44,23 @@ struct reading_step {
 };
 
 struct listener {
-    /// A table failed a check, with the two numbers that its log line has.
-    void (*refused)(const listener &, table_check, table_role, uint32_t a, uint32_t b,
+    /// The table at `at` failed a check, with the two numbers that its log line has.
+    void (*refused)(const listener &, table_check, table_role, uint32_t at, uint32_t a, uint32_t b,
                     const message &);
+    /// A field failed a check: a step of kind `refused`.
+    void (*refused_field)(const listener &, const reading_step &);
     /// Gives `size` bytes for the elements of a vector in a record of the message; null: no memory.
     void *(*allocate)(const listener &, uint32_t size, table_role, const message &);
-    /// `allocate` gave nothing, or the size needed passes 32 bits; `size` has its low 32 bits.
-    void (*no_memory)(const listener &, uint32_t size, uint32_t slot, table_role, const message &);
+    /// `allocate` gave nothing, or the size needed passes 32 bits: a step of kind `refused`, for
+    /// `memory`; `at` the elements, `to` that size.
+    void (*no_memory)(const listener &, const reading_step &, table_role);
     /// Takes back memory that `allocate` gave.
     void (*release)(const listener &, void *block, const message &);
     /// Writes `size` zeros at `to`. Non-zero: it has refused; the reader writes all of them itself.
     int (*set_zero)(void *to, size_t size);
     /// Copies `size` bytes from `from` to `to`. Non-zero: as above.
     int (*copy_bytes)(void *to, const void *from, size_t size);
-    /// Called for every step; null when the listener does not watch.
+    /// Called for every step but refusals; null when the listener does not watch.
     void (*watch)(const listener &, const reading_step &) = nullptr;
 };
 

@@ -8,18 +8,18 @@ bool find_table(uint32_t position, checked_table &table, table_role role, receiv
 {
     const uint32_t last = from.len - word_size;
     if (position < word_size || position > last) {
-        to.refused(to, table_check::position, role, position, from.len, m);
+        to.refused(to, table_check::position, role, position, position, from.len, m);
         return false;
     }
     const uint32_t vtable = position - load<Order, uint32_t>(from.bytes + position);
     if (vtable < word_size || vtable > last) {
         // The first number is the table's position, not the vtable's.
-        to.refused(to, table_check::vtable_position, role, position, last, m);
+        to.refused(to, table_check::vtable_position, role, position, position, last, m);
         return false;
     }
     const uint32_t length = load<Order, uint16_t>(from.bytes + vtable);
     if (length > from.len - vtable) {
-        to.refused(to, table_check::vtable_length, role, length, from.len - vtable, m);
+        to.refused(to, table_check::vtable_length, role, position, length, from.len - vtable, m);
         return false;
     }
     table = {position, vtable, length};
@@ -62,12 +62,10 @@ bool read_tables(uint32_t words, uint32_t count, uint8_t *records, received from
         const uint64_t position = uint64_t{word} + load<Order, uint32_t>(from.bytes + word);
         const auto tell = [&](reading_step::kind what) {
             if (to.watch != nullptr)
-                to.watch(to, {what, &m, 0, word, position, i, field_check::position});
+                to.watch(to, {what, &m, 0, word, position, i, {}});
         };
-        if (position > UINT32_MAX) {
-            tell(reading_step::kind::refused);
-            return false;
-        }
+        if (position > UINT32_MAX)
+            return refuse_position(word, position, to, m);
         tell(reading_step::kind::element);
         if (!read_table<Order>(static_cast<uint32_t>(position), records + size_t{i} * m.record_size,
                                from, to, m))
@@ -77,6 +75,39 @@ bool read_tables(uint32_t words, uint32_t count, uint8_t *records, received from
     return true;
 }
 
+template <byte_order Order>
+bool refuse_field(const checked_table &table, uint32_t index, const received &from,
+                  const listener &to, const message &m)
+{
+    const slot_reader<Order> reader{from, to, m, {}};
+    const slot &s = m.slots[index];
+    const auto tell = [&](field_check check, uint32_t at, uint64_t leads_to) {
+        to.refused_field(to, {reading_step::kind::refused, &m, index, at, leads_to, 0, check});
+        return false;
+    };
+    const uint32_t entry = reader.entry_of(table, index);
+    const uint32_t at = table.at + entry;
+    if (!reader.has_field(table, entry, s))
+        return tell(field_check::field, at, at);
+    found_body body{};
+    return reader.find_body(at, s, body, tell);
+}
+
+bool refuse_position(uint32_t word, uint64_t position, const listener &to, const message &m)
+{
+    to.refused_field(
+        to, {reading_step::kind::refused, &m, 0, word, position, 0, field_check::position});
+    return false;
+}
+
+bool refuse_memory(uint32_t index, uint32_t elements, uint64_t size, table_role role,
+                   const listener &to, const message &m)
+{
+    to.no_memory(
+        to, {reading_step::kind::refused, &m, index, elements, size, 0, field_check::memory}, role);
+    return false;
+}
+
 #define FOR_BOTH_ORDERS(order)                                                                     \
     template bool find_table<order>(uint32_t, checked_table &, table_role, received,               \
                                     const listener &, const message &);                            \
@@ -84,6 +115,8 @@ bool read_tables(uint32_t words, uint32_t count, uint8_t *records, received from
                                     const listener &, const message &);                            \
     template bool read_table<order>(uint32_t, uint8_t *, received, const listener &,               \
                                     const message &);                                              \
+    template bool refuse_field<order>(const checked_table &, uint32_t, const received &,           \
+                                      const listener &, const message &);                          \
     template bool read_tables<order>(uint32_t, uint32_t, uint8_t *, received, const listener &,    \
                                      const message &);
 FOR_BOTH_ORDERS(native)

@@ -14,9 +14,9 @@
 // reads are safe without these checks, and a newer sender may add slots.
 //
 // A record is zeroed before its table is read, so nothing is done for an absent slot. Reading stops
-// at the first field that fails; what was read before it stays. The listener is told of a table
-// whose position, vtable position or vtable length is out of range, and of memory that could not be
-// had. It is told of fields only when it watches.
+// at the first field that fails; what was read before it stays. The listener is told of that field,
+// of a table whose position, vtable position or vtable length is out of range, and of memory that
+// could not be had. It is told of what passes only when it watches.
 #pragma once
 
 #include "serial/layout.h"
@@ -61,7 +61,30 @@ template <byte_order Order>
 bool read_table(uint32_t position, uint8_t *record, received from, const listener &to,
                 const message &m);
 
+// What tells the listener of a refusal, and returns false. Apart from the readers, so that what
+// passes costs nothing for it.
+
+/// Of slot `index` of a table: makes its checks once more, to say which fails.
+template <byte_order Order>
+[[gnu::cold, gnu::noinline]] bool refuse_field(const checked_table &table, uint32_t index,
+                                               const received &from, const listener &to,
+                                               const message &m);
+/// Of the word that leads to a table of the message.
+[[gnu::cold, gnu::noinline]] bool refuse_position(uint32_t word, uint64_t position,
+                                                  const listener &to, const message &m);
+/// Of the elements of slot `index`, which need `size` bytes.
+[[gnu::cold, gnu::noinline]] bool refuse_memory(uint32_t index, uint32_t elements, uint64_t size,
+                                                table_role role, const listener &to,
+                                                const message &m);
+
 } // namespace plain
+
+/// Where the body of a slot is.
+struct found_body {
+    uint32_t at;
+    uint32_t elements;
+    uint32_t count;
+};
 
 /// Reads one slot of a table. The steps are written once, and are called by a loop over the slots
 /// (read.cpp) or by code that is made for one message (serial/unrolled.h).
@@ -80,6 +103,32 @@ struct slot_reader {
         return load<Order, uint16_t>(from.bytes + table.vtable + entry_at(index));
     }
 
+    /// Whether the field with that entry is inside.
+    [[gnu::always_inline]] bool has_field(const checked_table &table, uint32_t entry,
+                                          const slot &s) const
+    {
+        return entry + field_size(s) <= from.len - table.at;
+    }
+
+    /// Follows the offset word at `at`. `refused(check, at, leads_to)` is called for a check that
+    /// fails, and its result returned.
+    template <class Refused>
+    [[gnu::always_inline]] bool find_body(uint32_t at, const slot &s, found_body &body,
+                                          Refused &&refused) const
+    {
+        const uint32_t offset = load<Order, uint32_t>(from.bytes + at);
+        if (offset > from.len - at || word_size > from.len - at - offset)
+            return refused(field_check::body, at, uint64_t{at} + offset);
+        body.at = at + offset;
+        body.elements = body.at + word_size;
+        body.count = load<Order, uint32_t>(from.bytes + body.at);
+        if (body.count >= count_limit || body.count * element_size(s) > from.len - body.elements)
+            return refused(field_check::elements, body.at, body.elements);
+        if (!s.is_vector() && body.count != s.count)
+            return refused(field_check::count, body.at, body.elements);
+        return true;
+    }
+
     /// Reads a slot into a zeroed record. `tables(words, count, records)` reads the tables that the
     /// slot leads to. `s` is slot `index` of the message.
     template <class Tables>
@@ -91,8 +140,8 @@ struct slot_reader {
             return true; // absent: the record has its zero already
         uint8_t *const into = record + s.record_at;
         const uint32_t at = table.at + entry; // below 2^31 and 2^16: no wrap
-        if (entry + field_size(s) > from.len - table.at)
-            return refused(field_check::field, index, at, at);
+        if (!has_field(table, entry, s))
+            return plain::refuse_field<Order>(table, index, from, to, m);
         passed(reading_step::kind::field, index, at, at, field_size(s));
         if (s.shape == slot_shape::scalar) {
             copy_values<Order>(into, from.bytes + at, 1, s.width);
@@ -102,27 +151,27 @@ struct slot_reader {
         if (s.shape == slot_shape::table)
             return tables(at, 1, into);
 
-        const uint32_t offset = load<Order, uint32_t>(from.bytes + at);
-        if (offset > from.len - at || word_size > from.len - at - offset)
-            return refused(field_check::body, index, at, uint64_t{at} + offset);
-        const uint32_t body = at + offset;
-        const uint32_t elements = body + word_size;
-        const uint32_t count = load<Order, uint32_t>(from.bytes + body);
-        if (count >= count_limit || count * element_size(s) > from.len - elements)
-            return refused(field_check::elements, index, body, elements);
-        if (!s.is_vector() && count != s.count)
-            return refused(field_check::count, index, body, elements);
-        passed(reading_step::kind::body, index, body, elements, count);
+        found_body body{};
+        if (!find_body(at, s, body, [](field_check, uint32_t, uint64_t) { return false; }))
+            return plain::refuse_field<Order>(table, index, from, to, m);
+        passed(reading_step::kind::body, index, body.at, body.elements, body.count);
         if (s.shape == slot_shape::array) {
-            copy_values<Order>(into, from.bytes + elements, s.count, s.width);
+            copy_values<Order>(into, from.bytes + body.elements, s.count, s.width);
             return true;
         }
         if (s.shape == slot_shape::table_array)
-            return tables(elements, s.count, into);
-        return read_vector(index, s, record, elements, count, tables);
+            return tables(body.elements, s.count, into);
+        return read_vector(index, s, record, body.elements, body.count, tables);
     }
 
   private:
+    [[gnu::always_inline]] void passed(reading_step::kind what, uint32_t index, uint32_t at,
+                                       uint32_t leads_to, uint32_t size) const
+    {
+        if (to.watch != nullptr)
+            to.watch(to, {what, &m, index, at, leads_to, size, {}});
+    }
+
     template <class Tables>
     [[gnu::always_inline]] bool read_vector(uint32_t index, const slot &s, uint8_t *record,
                                             uint32_t elements, uint32_t count,
@@ -135,10 +184,8 @@ struct slot_reader {
         // A size past 32 bits counts as a failed allocation; the allocator is not asked.
         void *block =
             size > UINT32_MAX ? nullptr : to.allocate(to, static_cast<uint32_t>(size), role, m);
-        if (block == nullptr) {
-            to.no_memory(to, static_cast<uint32_t>(size), index, role, m);
-            return refused(field_check::memory, index, elements, size);
-        }
+        if (block == nullptr)
+            return plain::refuse_memory(index, elements, size, role, to, m);
         set_member(record, s.record_at, block);
         if (s.nested == nullptr) {
             if (to.copy_bytes(block, from.bytes + elements, count) != 0)
@@ -150,20 +197,6 @@ struct slot_reader {
         // The count from where it is: to keep it past both calls costs more.
         return tables(elements, member<uint32_t>(record, s.count_at),
                       static_cast<uint8_t *>(block));
-    }
-
-    [[gnu::always_inline]] void passed(reading_step::kind what, uint32_t index, uint32_t at,
-                                       uint32_t leads_to, uint32_t size) const
-    {
-        if (to.watch != nullptr)
-            to.watch(to, {what, &m, index, at, leads_to, size, {}});
-    }
-    [[gnu::always_inline]] bool refused(field_check check, uint32_t index, uint32_t at,
-                                        uint64_t leads_to) const
-    {
-        if (to.watch != nullptr)
-            to.watch(to, {reading_step::kind::refused, &m, index, at, leads_to, 0, check});
-        return false;
     }
 };
 

@@ -160,6 +160,16 @@ debug_symbols)
     ! grep -rlaF "$root" "$made" --include='*' || fail "these have the directory that they were built in"
     ;;
 
+# The library is stripped, and its static probes are still there: provider, name, number of arguments.
+probes)
+    readelf -nW "$made/libvorl-srv6-1/usr/$LIBDIR/libvorl_srv6.so.$VERSION" >"$work/notes"
+    same "the probes" "vorl_srv6 bus_error 5
+vorl_srv6 field_refused 5
+vorl_srv6 no_memory 4
+vorl_srv6 table_refused 5" "$(awk '/Provider: / { provider = $NF } /^ *Name: / { name = $2 }
+            /^ *Arguments: / { print provider, name, NF - 1 }' "$work/notes" | LC_ALL=C sort -u)"
+    ;;
+
 # Every function is in the symbols file, under the version that brought it.
 symbols)
     dpkg-deb --ctrl-tarfile "$(deb_of libvorl-srv6-1)" | tar -xO ./symbols >"$work/symbols"

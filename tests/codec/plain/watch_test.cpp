@@ -53,25 +53,31 @@ struct watcher : listener {
     mutable std::vector<void *> blocks;
 
     watcher()
-        : listener{
-              .refused = [](const listener &, table_check, table_role, uint32_t, uint32_t,
-                            const message &) { FAIL() << "a table is refused"; },
-              .allocate = [](const listener &l, uint32_t size, table_role,
-                             const message &) -> void * {
-                  const auto &me = static_cast<const watcher &>(l);
-                  if (!me.has_memory)
-                      return nullptr;
-                  me.blocks.push_back(std::malloc(size));
-                  return me.blocks.back();
-              },
-              .no_memory = [](const listener &, uint32_t, uint32_t, table_role, const message &) {},
-              .release = [](const listener &, void *, const message &) {},
-              .set_zero = [](void *, size_t) { return 1; },
-              .copy_bytes = [](void *, const void *, size_t) { return 1; },
-              .watch =
-                  [](const listener &l, const reading_step &step) {
-                      static_cast<const watcher &>(l).told.push_back(text_of(step));
-                  }}
+        : listener{.refused = [](const listener &, table_check, table_role, uint32_t, uint32_t,
+                                 uint32_t, const message &) { FAIL() << "a table is refused"; },
+                   .refused_field =
+                       [](const listener &l, const reading_step &step) {
+                           static_cast<const watcher &>(l).told.push_back(text_of(step));
+                       },
+                   .allocate = [](const listener &l, uint32_t size, table_role,
+                                  const message &) -> void * {
+                       const auto &me = static_cast<const watcher &>(l);
+                       if (!me.has_memory)
+                           return nullptr;
+                       me.blocks.push_back(std::malloc(size));
+                       return me.blocks.back();
+                   },
+                   .no_memory =
+                       [](const listener &l, const reading_step &step, table_role) {
+                           static_cast<const watcher &>(l).told.push_back(text_of(step));
+                       },
+                   .release = [](const listener &, void *, const message &) {},
+                   .set_zero = [](void *, size_t) { return 1; },
+                   .copy_bytes = [](void *, const void *, size_t) { return 1; },
+                   .watch =
+                       [](const listener &l, const reading_step &step) {
+                           static_cast<const watcher &>(l).told.push_back(text_of(step));
+                       }}
     {}
     ~watcher()
     {
