@@ -1,4 +1,5 @@
-// docs/debugging.md: its commands print what it shows, and its example is what it says.
+// docs/debugging.md: its commands print what it shows, and its examples are what it says.
+#include "capture/capture_read.h"
 #include "inspect/encode.h"
 #include "tests/support/functions.h"
 #include "tests/tools/program.h"
@@ -6,6 +7,9 @@
 #include "tools/vorl/json_record.h"
 #include "tools/vorl/library_log.h"
 
+#include <algorithm>
+#include <fstream>
+#include <map>
 #include <sstream>
 
 using namespace vorl;
@@ -51,8 +55,11 @@ std::vector<std::uint8_t> refused_frame()
 
 TEST_F(debugging_page, commands_print_what_is_shown)
 {
-    const auto all = commands_of(content(root + "/docs/debugging.md"));
-    ASSERT_EQ(all.size(), 4u); // from a refused frame to the byte in under five
+    const std::string page = content(root + "/docs/debugging.md");
+    const auto all = commands_of(page);
+    ASSERT_EQ(all.size(), 7u);
+    // From a refused frame to the byte in under five.
+    EXPECT_EQ(commands_of(page.substr(0, page.find("\n## From a capture\n"))).size(), 4u);
     for (const auto &[command, output] : all)
         EXPECT_EQ(shell("cd '" + root + "'; " + command).out, output) << command;
 }
@@ -72,6 +79,40 @@ TEST_F(debugging_page, the_frame_is_one_of_the_example_with_one_bit_changed)
         found += whole == frame ? 1 : 0;
     }
     EXPECT_EQ(found, 1u);
+}
+
+// The capture has the frame as it was sent, and the damaged one as it was received; all else was
+// received as it was sent.
+TEST_F(debugging_page, the_capture_has_the_frame_before_and_after_the_damage)
+{
+    const std::vector<std::uint8_t> damaged = refused_frame();
+    std::vector<std::uint8_t> whole = damaged;
+    whole[0x98] ^= 0x40;
+    std::map<capture::direction, std::vector<std::vector<std::uint8_t>>> frames;
+    std::ifstream file(root + "/examples/refused.pcapng", std::ios::binary);
+    capture::capture_reader reader(file, 0x7FFFFFFF,
+                                   [](const std::string &note) { ADD_FAILURE() << note; });
+    while (const auto one = reader.next())
+        frames[one->found.facts.way].push_back(one->found.kept);
+    auto &sent = frames[capture::direction::sent];
+    auto &received = frames[capture::direction::received];
+    ASSERT_EQ(sent.size(), 23u);
+    ASSERT_EQ(received.size(), 23u);
+    const auto differing = std::mismatch(sent.begin(), sent.end(), received.begin());
+    ASSERT_NE(differing.first, sent.end());
+    EXPECT_EQ(*differing.first, whole);
+    EXPECT_EQ(*differing.second, damaged);
+    *differing.second = whole;
+    EXPECT_EQ(sent, received);
+}
+
+TEST_F(debugging_page, the_captures_are_small)
+{
+    for (const char *name : {"refused.pcapng", "demo.pcapng"}) {
+        const auto size = fs::file_size(root + "/examples/" + name);
+        EXPECT_GT(size, 10'000u) << name;
+        EXPECT_LT(size, 200'000u) << name;
+    }
 }
 
 TEST_F(debugging_page, the_log_has_what_the_library_writes_of_the_frame)
