@@ -9,6 +9,7 @@ std::vector<registered> all_groups()
     register_batches(groups);
     register_sends(groups);
     register_vectors(groups);
+    register_tap(groups);
     register_throughput(groups);
     return groups;
 }

@@ -23,6 +23,7 @@ void register_single(std::vector<registered> &groups);
 void register_batches(std::vector<registered> &groups);
 void register_sends(std::vector<registered> &groups);
 void register_vectors(std::vector<registered> &groups);
+void register_tap(std::vector<registered> &groups);
 void register_throughput(std::vector<registered> &groups);
 
 std::vector<registered> all_groups();

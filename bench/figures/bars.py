@@ -3,6 +3,8 @@
 Where an empty call is most of the time, as in a call with one of the small types, what is compared is the slope: what a
 record more costs, between one and eight. A ratio of two sizes is divided by the copy's own, which is the machine's part.
 """
+import statistics
+
 from figures import cells
 from figures.measured import geometric_mean, ratio
 
@@ -10,6 +12,7 @@ SMALL = ["srv6_vrf_class_data", "srv6_common_fwd", "srv6_policy_fwd", "srv6_sids
 LONG = "srv6_cfg_query_dfx_item"
 NESTED = "srv6_cfg_query_trastat_rec_info"
 BATCH = "batch/warm/"
+TAPPED = [32, 104, 1024]
 SMALL_MEAN = "geometric mean of the small types"
 
 
@@ -97,6 +100,19 @@ def vector_bars(bars):
             kind, mean_over(groups, lambda run, g: ratio(run.without_allocator(g), run.limit(g, "copy")))[1]))
 
 
+def tap_bars(bars):
+    def more(group, name, *without):
+        def of_run(run):
+            times = [run.all(group, n) for n in (name, *without)]
+            # At the least what the tables show, as of other differences.
+            return max(statistics.median(first - sum(rest) for first, *rest in zip(*times)), 0.1)
+        return of_run
+
+    bars.at_most("tap on: ns of a send more than the bus and a copy of the frame", 60, *(
+        (f"{size} bytes", more(f"tap/{size}", "on", "bus", "copy")) for size in TAPPED))
+    bars.at_most("tap off: ns of a send more than the bus", 5, ("", more("tap/104", "off", "bus")))
+
+
 def all_bars(bars):
     fixed = [g for g in bars.measured.groups("all/") if bars.measured.has(g, "send")]
     bars.at_most("__sendbatch of 1,000 per frame / __sendsingle, srv6_common_fwd", 0.8, ("", lambda run: ratio(
@@ -133,6 +149,7 @@ def of(measured):
     zeros_bars(bars)
     batch_bars(bars)
     vector_bars(bars)
+    tap_bars(bars)
     all_bars(bars)
     if measured.has_peers:
         peer_bars(bars)

@@ -70,8 +70,22 @@ class the_bars(unittest.TestCase):
             "fastest peer / ours, decode, D, slope", "fastest peer / ours, packed, T, pack",
             "fastest peer / ours, packed, T, unpack", "cells where ours is over 1.03 of the fastest peer"})
 
-    def test_there_are_49(self):
-        self.assertEqual(len(bars.of(everything())), 49)
+    def test_the_tap_is_measured_beside_the_bus_and_a_copy(self):
+        path = "tap on: ns of a send more than the bus and a copy of the frame"
+        for on, more, met in ((72.0, 60, True), (73.0, 61, False)):
+            measured = everything({("tap/1024", "on"): [on], ("tap/1024", "bus"): [2.0], ("tap/1024", "copy"): [10.0]})
+            found = row(measured, path, "1024 bytes")
+            self.assertEqual((found["measured"], found["bar"], found["met"]), (more, 60, met))
+        self.assertEqual([r["of"] for r in bars.of(everything()) if r["path"] == path],
+                         ["32 bytes", "104 bytes", "1024 bytes"])
+
+    def test_a_tap_that_is_off_is_measured_beside_the_bus(self):
+        measured = everything({("tap/104", "off"): [8.0], ("tap/104", "bus"): [2.0]})
+        found = row(measured, "tap off: ns of a send more than the bus")
+        self.assertEqual((found["measured"], found["bar"], found["met"]), (6, 5, False))
+
+    def test_there_are_53(self):
+        self.assertEqual(len(bars.of(everything())), 53)
 
 
 class the_cells(unittest.TestCase):
