@@ -12,17 +12,23 @@
 namespace idlc {
 namespace {
 
+/// Files that are made of all packages together; empty: not asked for.
+struct output_paths {
+    std::string page;
+    std::string lua;
+};
+
 struct compile_options {
     showing faults_are;
     bool check_only = false;
-    std::string page;
+    output_paths all_of_them;
     std::vector<std::string> files;
 };
 
 compile_options read_options(std::span<const std::string> given)
 {
     compile_options options;
-    arguments from(given, {"--check", "--page", "--color", "--max-errors", "--help"});
+    arguments from(given, {"--check", "--page", "--lua", "--color", "--max-errors", "--help"});
     while (from.next()) {
         if (!from.is_option()) {
             if (!from.text().ends_with(".idl"))
@@ -34,7 +40,9 @@ compile_options read_options(std::span<const std::string> given)
             from.refuse_value();
             options.check_only = true;
         } else if (from.text() == "--page") {
-            options.page = from.value();
+            options.all_of_them.page = from.value();
+        } else if (from.text() == "--lua") {
+            options.all_of_them.lua = from.value();
         } else if (!options.faults_are.take(from)) {
             from.refuse();
         }
@@ -51,7 +59,7 @@ struct output {
     std::string made_from;
 };
 
-std::vector<output> outputs_of(const std::vector<package> &packages, const std::string &page)
+std::vector<output> outputs_of(const std::vector<package> &packages, const output_paths &paths)
 {
     std::vector<output> outputs;
     std::string files;
@@ -65,8 +73,10 @@ std::vector<output> outputs_of(const std::vector<package> &packages, const std::
         outputs.push_back({stem + "_catalogue.cpp", emit_catalogue(p), p.file});
         files += (files.empty() ? "" : ", ") + p.file;
     }
-    if (!page.empty())
-        outputs.push_back({page, emit_page(packages), files});
+    if (!paths.page.empty())
+        outputs.push_back({paths.page, emit_page(packages), files});
+    if (!paths.lua.empty())
+        outputs.push_back({paths.lua, emit_lua(packages), files});
     return outputs;
 }
 
@@ -116,7 +126,7 @@ int run_compile(std::span<const std::string> given)
         return status_refused;
     }
     bool all_are_current = true;
-    for (const output &o : outputs_of(packages, options.page))
+    for (const output &o : outputs_of(packages, options.all_of_them))
         all_are_current = put(o, options.check_only) && all_are_current;
     return all_are_current ? status_done : status_refused;
 }

@@ -15,6 +15,7 @@ std::string emit_source(const package &p);   ///< <package>.cpp: what the librar
 std::string emit_catalogue(
     const package &p); ///< <package>_catalogue.cpp: names and comments, for tools and tests
 std::string emit_page(const std::vector<package> &packages); ///< docs/messages.md
+std::string emit_lua(const std::vector<package> &packages);  ///< wireshark/vorl/messages.lua
 
 /// The lines that open every generated file.
 std::string generated_notice(const package &p, const std::string &what);

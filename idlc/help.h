@@ -4,7 +4,7 @@
 namespace idlc {
 
 inline constexpr const char *help_of_compile =
-    R"(usage: idlc [--check] [--page PAGE.md] DESCRIPTION.idl...
+    R"(usage: idlc [--check] [--page PAGE.md] [--lua FILE.lua] DESCRIPTION.idl...
        idlc fmt [--check] DESCRIPTION...
        idlc compat [OPTION]... OLD NEW
        idlc help [COMMAND]
@@ -16,6 +16,7 @@ every description is accepted.
 
   --check         write nothing; name each file that is not what it would be
   --page PAGE.md  write a page of all messages, too
+  --lua FILE.lua  write all messages as data for the Wireshark dissector, too
   --max-errors N  errors that are shown (20)
   --color WHEN    auto: on a terminal, unless NO_COLOR is set; always; never
 

@@ -51,10 +51,11 @@ TEST(idlc_usage, of_a_wrong_call_is_told_with_status_2)
 TEST(idlc_help, is_given_on_standard_output_with_status_0)
 {
     const std::pair<std::string, std::string> calls[] = {
-        {"--help", "usage: idlc [--check] [--page PAGE.md] DESCRIPTION.idl...\n"},
-        {"-h", "usage: idlc [--check] [--page PAGE.md] DESCRIPTION.idl...\n"},
-        {"help", "usage: idlc [--check] [--page PAGE.md] DESCRIPTION.idl...\n"},
-        {"none.idl --bogus --help", "usage: idlc [--check] [--page PAGE.md] DESCRIPTION.idl...\n"},
+        {"--help", "usage: idlc [--check] [--page PAGE.md] [--lua FILE.lua] DESCRIPTION.idl...\n"},
+        {"-h", "usage: idlc [--check] [--page PAGE.md] [--lua FILE.lua] DESCRIPTION.idl...\n"},
+        {"help", "usage: idlc [--check] [--page PAGE.md] [--lua FILE.lua] DESCRIPTION.idl...\n"},
+        {"none.idl --bogus --help",
+         "usage: idlc [--check] [--page PAGE.md] [--lua FILE.lua] DESCRIPTION.idl...\n"},
         {"compat --help", "usage: idlc compat "},
         {"help compat", "usage: idlc compat "},
     };
@@ -85,6 +86,44 @@ TEST(idlc_writes, a_page_of_all_messages_where_it_is_asked_for)
               "page.md: error: is not what srv6.idl gives; run ./dev regen and commit the "
               "result\n");
     EXPECT_EQ(run(scratch.path(), idlc + " --page").status, 2);
+}
+
+TEST(idlc_writes, all_messages_as_data_of_lua_where_it_is_asked_for)
+{
+    const scratch_directory scratch;
+    write(scratch.path() / "srv6.idl",
+          "package srv6;\n"
+          "message srv6_a { uint64 f0; array<uint32, 4> f1; vector<table srv6_b> f2; }\n"
+          "message srv6_b { uint8 f0; vector<uint8> f1; table srv6_c f2; }\n"
+          "message srv6_c { array<uint8, 6> f0; uint16 f1; uint32 f2; }\n"
+          "message srv6_d { array<table srv6_c, 3> f0; }\n");
+    EXPECT_EQ(run(scratch.path(), idlc + " --lua all.lua srv6.idl").status, 0);
+    std::string text = content(scratch.path() / "all.lua");
+    // Identifiers are hashes of names.
+    text = std::regex_replace(text, std::regex("0x[0-9A-F]{8}"), "ID");
+    EXPECT_EQ(text.substr(text.find("return")), R"(return {
+  { name = "srv6_c", identifier = ID, record_size = 12, slots = {
+    { "f0", "array", 1, 6 },
+    { "f1", "scalar", 2, 0 },
+    { "f2", "scalar", 4, 0 },
+  } },
+  { name = "srv6_b", identifier = ID, record_size = 40, slots = {
+    { "f0", "scalar", 1, 0 },
+    { "f1", "byte_vector", 1, 0 },
+    { "f2", "table", 0, 0, ID },
+  } },
+  { name = "srv6_a", identifier = ID, record_size = 40, slots = {
+    { "f0", "scalar", 8, 0 },
+    { "f1", "array", 4, 4 },
+    { "f2", "table_vector", 0, 0, ID },
+  } },
+  { name = "srv6_d", identifier = ID, record_size = 36, slots = {
+    { "f0", "table_array", 0, 3, ID },
+  } },
+}
+)");
+    write(scratch.path() / "all.lua", content(scratch.path() / "all.lua") + " ");
+    EXPECT_EQ(run(scratch.path(), idlc + " --check --lua all.lua srv6.idl").status, 1);
 }
 
 TEST(idlc_writes, four_files_beside_each_description)

@@ -1,0 +1,134 @@
+-- What a message is: its slots, of those of tables the message of the table. Made of the data that idlc writes, or of
+-- a description in a capture.
+--
+-- A message: name, identifier, record_size, slots, is_flat, levels.
+-- A slot: name, index (from 0), shape, width, count, nested (a message), is_vector.
+return function(part)
+    local bytes = part("bytes")
+    local model = {}
+
+    -- What a capture describes may be anything; docs/format.md, "Limits", has the first two.
+    local most_levels = 32
+    local most_slots = 256
+    local largest_record = 16777216
+
+    local shapes = { [0] = "scalar", "array", "table", "table_array", "byte_vector", "table_vector" }
+    local is_table = { table = true, table_array = true, table_vector = true }
+    local is_array = { array = true, table_array = true }
+    local is_vector = { byte_vector = true, table_vector = true }
+
+    local function finish(message)
+        message.is_flat = true
+        message.levels = 1
+        for _, slot in ipairs(message.slots) do
+            slot.is_vector = is_vector[slot.shape] or false
+            if slot.shape ~= "scalar" and slot.shape ~= "array" then
+                message.is_flat = false
+            end
+            if slot.nested then
+                message.levels = math.max(message.levels, slot.nested.levels + 1)
+            end
+        end
+        return message
+    end
+
+    -- Messages by identifier. In the data each stands behind those that it refers to.
+    function model.known(data)
+        local known = {}
+        for _, given in ipairs(data) do
+            local slots = {}
+            for i, slot in ipairs(given.slots) do
+                slots[i] = {
+                    name = slot[1],
+                    index = i - 1,
+                    shape = slot[2],
+                    width = slot[3],
+                    count = slot[4],
+                    nested = known[slot[5]],
+                }
+            end
+            known[given.identifier] = finish({
+                name = given.name,
+                identifier = given.identifier,
+                record_size = given.record_size,
+                slots = slots,
+            })
+        end
+        return known
+    end
+
+    local function is_possible(slot, shape)
+        local width = slot.width
+        local has_width = width == 1 or width == 2 or width == 4 or width == 8
+        if is_table[shape] then
+            has_width = width == 0
+        end
+        return has_width and (is_array[shape] or false) == (slot.count ~= 0)
+    end
+
+    -- The message that a description is of; nil where it is none that a reader reads: names that no record has, tables
+    -- of messages that are not known, too many within each other, or a record that is too large.
+    function model.described(description, find)
+        local slots = {}
+        local record_size = 0
+        if #description.slots == 0 or #description.slots > most_slots or not description.name:match("^[%w_]+$") then
+            return nil
+        end
+        for i, given in ipairs(description.slots) do
+            local shape = shapes[given.shape]
+            if not shape or not is_possible(given, shape) or not given.name:match("^[%w_]+$") then
+                return nil
+            end
+            local nested = is_table[shape] and find(given.nested) or nil
+            if is_table[shape] and (not nested or nested.levels >= most_levels) then
+                return nil
+            end
+            -- Each member at a multiple of 8, a vector's count and pointer 16 bytes.
+            local size = nested and nested.record_size or given.width
+            size = is_vector[shape] and 16 or math.ceil(size * math.max(given.count, 1) / 8) * 8
+            record_size = record_size + size
+            if record_size > largest_record then
+                return nil
+            end
+            slots[i] = {
+                name = given.name,
+                index = i - 1,
+                shape = shape,
+                width = given.width,
+                count = given.count,
+                nested = nested,
+            }
+        end
+        return finish({
+            name = description.name,
+            identifier = description.identifier,
+            record_size = record_size,
+            slots = slots,
+        })
+    end
+
+    -- Bytes of a slot in the fields of its table.
+    function model.field_size(slot)
+        return slot.shape == "scalar" and slot.width or bytes.word_size
+    end
+
+    -- Bytes of an element behind a count.
+    function model.element_size(slot)
+        return slot.nested and bytes.word_size or slot.width
+    end
+
+    function model.is_address(slot)
+        return slot.shape == "array" and slot.width * slot.count == 16 and slot.width ~= 8
+    end
+
+    -- The wire type as descriptions write it: "array<uint32, 4>".
+    function model.type_text(slot)
+        local element = slot.nested and "table " .. slot.nested.name or ("uint%d"):format(slot.width * 8)
+        if is_array[slot.shape] then
+            return ("array<%s, %s>"):format(element, bytes.decimal(slot.count))
+        end
+        return slot.is_vector and "vector<" .. element .. ">" or element
+    end
+
+    return model
+end
