@@ -1,13 +1,14 @@
 -- Reads a frame as a receiver does: the checks of serial/plain/read.h, in their order, up to the first that fails.
 -- What was read is kept as tables of Lua, of which both views are made:
 --
---   table: message, at, word_at (of the word that leads to it), vtable, vtable_length, slots (of those that were read)
---   slot:  entry_at, entry (nil: the vtable ends before it), is_absent, at (of its field), body (of its count), elements, count,
---          tables, is_refused
+--   table: message, at, word_at (of the word that leads to it), element (its number), is_inside, vtable,
+--          vtable_length, is_cut (the vtable is), slots (those that were read)
+--   slot:  entry_at, entry (nil: the vtable ends before it), is_absent, at (of its field), body (of its count),
+--          elements, count, tables, is_refused
 --
 -- No more of a list is kept than `most_elements`, and no more tables than `most_tables`; all are checked. What was read
--- once reads the same again, so a table that many elements lead to is checked once. Lists within lists may overlap such that
--- reading them takes far longer than their bytes are long; then the reader gives up, which is no verdict.
+-- once reads the same again, so a table that many elements lead to is checked once. Lists within lists may overlap such
+-- that reading them takes far longer than their bytes are long; then the reader gives up, which is no verdict.
 return function(part)
     local bytes = part("bytes")
     local model = part("model")
@@ -146,7 +147,7 @@ return function(part)
                 return refuse(run, refusals.element_position(word_at, offset), { up = path, slot = slot, element = i })
             end
             if keeps_it or not passed[at] then
-                local node = { message = slot.nested, at = at, word_at = word_at, slots = {} }
+                local node = { message = slot.nested, at = at, word_at = word_at, element = i, slots = {} }
                 if keeps_it then
                     run.tables = run.tables + 1
                     kept.tables[#kept.tables + 1] = node
