@@ -1,6 +1,7 @@
 // What the dissector says that a receiver makes of frames, held against the library's reader: whether it is
 // refused, by which check, at which offset, in which member, and in which words.
 #include <map>
+#include <memory>
 
 #include "capture/frame_filter.h"
 #include "fuzz/mutator.h"
@@ -21,9 +22,8 @@ struct agreement {
 };
 
 /// Every frame of the capture is shown with the reader's verdict.
-agreement agree(const captured_frames &frames)
+void agree(const captured_frames &frames, agreement &found)
 {
-    agreement found;
     const auto shown = fields_of(frames.text(), {"vorl.refused", "vorl.check.rule", "vorl.check.at",
                                                  "vorl.check.member", "vorl.check"});
     EXPECT_EQ(shown.size(), frames.frames.size());
@@ -41,7 +41,6 @@ agreement agree(const captured_frames &frames)
         else
             ++found.accepted;
     }
-    return found;
 }
 
 bytes sample_of(const message &m, inspect::encoding as)
@@ -73,27 +72,35 @@ TEST(wireshark_verdicts, every_message_is_accepted_packed_and_as_a_frame)
         frames.add(m->msg_id, sample_of(*m, inspect::encoding::frame));
     }
     ASSERT_EQ(frames.frames.size(), 2 * counts::messages);
-    EXPECT_EQ(agree(frames).accepted, 230U);
+    agreement found;
+    agree(frames, found);
+    EXPECT_EQ(found.accepted, 230U);
 }
 
 TEST(wireshark_verdicts, every_truncation_of_every_message)
 {
-    captured_frames frames;
+    std::size_t all = 0;
+    agreement found;
+    auto frames = std::make_unique<captured_frames>();
     for (const message *m : all_messages()) {
-        bytes whole = sample_of(*m, inspect::encoding::packed);
-        // Of the longest the ends: the rest of them are elements of arrays.
-        for (std::size_t size = 0; size < whole.size(); ++size) {
-            if (size < 2048 || whole.size() - size < 64)
-                frames.add(m->msg_id,
-                           bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size)));
+        const bytes whole = sample_of(*m, inspect::encoding::packed);
+        for (auto end = whole.begin(); end != whole.end(); ++end) {
+            frames->add(m->msg_id, bytes(whole.begin(), end));
+            // A piece of them at a time, so that a capture is not too large.
+            if (frames->text().size() > std::size_t{32} << 20 ||
+                (m == all_messages().back() && end + 1 == whole.end())) {
+                agree(*frames, found);
+                all += frames->frames.size();
+                frames = std::make_unique<captured_frames>();
+            }
         }
     }
-    const agreement found = agree(frames);
     std::size_t refused = 0;
     for (const auto &[rule, count] : found.refused)
         refused += count;
-    std::printf("%zu truncations, %zu of them refused\n", frames.frames.size(), refused);
-    EXPECT_GT(refused, 10'000U);
+    std::printf("%zu truncations\n", all);
+    EXPECT_EQ(refused, all); // what a packed message ends with is read
+    EXPECT_GT(all, 10'000U);
 }
 
 TEST(wireshark_verdicts, ten_thousand_damaged_frames)
@@ -108,12 +115,13 @@ TEST(wireshark_verdicts, ten_thousand_damaged_frames)
             fuzz::change(m, order::little, content, fuzz::longest_input, random);
         frames.add(m.msg_id, content);
     }
-    const agreement found = agree(frames);
+    agreement found;
+    agree(frames, found);
     std::printf("%zu accepted\n", found.accepted);
     for (const auto &[rule, count] : found.refused)
         std::printf("%zu refused: %s\n", count, rule.c_str());
     EXPECT_GT(found.accepted, 1'000U);
     for (const char *rule : {"table position", "vtable position", "vtable length", "field", "body",
                              "elements", "count", "element position"})
-        EXPECT_GT(found.refused.contains(rule) ? found.refused.at(rule) : 0U, 20U) << rule;
+        EXPECT_GT(found.refused.contains(rule) ? found.refused.at(rule) : 0U, 10U) << rule;
 }

@@ -30,7 +30,7 @@ return function(part)
                 entry:set_text(("entry of %s: %d"):format(slot.name, kept.entry))
                 if kept.is_absent then
                     entry:append_text(", absent")
-                    entry:add(field.absent, name):set_generated()
+                    entry:add(field.absent, name):set_hidden()
                 else
                     entry:append_text(to(node.at + kept.entry))
                 end
