@@ -1,5 +1,5 @@
 # What is installed: the library, its headers, what finds them, the tool, the manual pages. Of platform/ nothing, unless it is
-# asked for by name: component devbus; nor the tap: component tap.
+# asked for by name: component devbus; nor the tap and the dissector: components tap and wireshark.
 include(CMakePackageConfigHelpers)
 
 # The plain name libvorl_srv6.so goes with the library: processes may need it, or open it, by that name.
@@ -65,6 +65,10 @@ endif()
 # finds it by accident, and installed when it is asked for by name.
 install(TARGETS vorl_tap
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/vorl-tap COMPONENT tap EXCLUDE_FROM_ALL)
+
+# The Wireshark dissector: where Debian's Wireshark looks for plugins of any of its versions.
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/wireshark/vorl
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/wireshark/plugins COMPONENT wireshark EXCLUDE_FROM_ALL FILES_MATCHING PATTERN "*.lua")
 
 # The stand-ins for the platform are installed when they are asked for by name, for test machines and laptops: in a directory
 # of their own, where no program finds them by accident.

@@ -44,25 +44,28 @@ class captured_frames {
     std::uint64_t number_ = 0;
 };
 
-/// What `tshark ARGUMENTS` says of the capture. Nothing that is installed on this machine is loaded beside
-/// the dissector, and it reports no error of Lua.
-inline std::vector<std::string>
-tshark(const std::string &capture, const std::string &arguments,
-       const std::string &script = "-X lua_script:" VORL_TEST_DISSECTOR "/init.lua")
+inline constexpr const char *from_the_tree = "-X lua_script:" VORL_TEST_DISSECTOR "/init.lua";
+
+/// `tshark ARGUMENTS` on the capture; `home` is where a user's plugins are.
+inline outcome run_tshark(const std::string &capture, const std::string &arguments,
+                          const fs::path &home)
 {
-    const scratch_directory at;
-    write(at.path() / "capture.pcapng", capture);
-    fs::create_directory(at.path() / "plugins");
+    write(home / "capture.pcapng", capture);
+    return run(home, "HOME=$PWD LC_ALL=C.UTF-8 tshark -r capture.pcapng -n " + arguments);
+}
+
+/// What it says with the dissector of this tree, without an error of Lua. One that is installed on this
+/// machine would be there already, which fails as well.
+inline std::vector<std::string> tshark(const std::string &capture, const std::string &arguments)
+{
+    const scratch_directory home;
     const outcome done =
-        run(at.path(), "HOME=$PWD WIRESHARK_PLUGIN_DIR=${PLUGINS:-$PWD/plugins} LC_ALL=C.UTF-8 "
-                       "tshark -r capture.pcapng -n " +
-                           script + " " + arguments);
+        run_tshark(capture, std::string(from_the_tree) + " " + arguments, home.path());
     EXPECT_EQ(done.status, 0) << done.err;
-    for (const std::string &said : {done.out, done.err}) {
-        EXPECT_EQ(said.find("Lua Error"), std::string::npos)
-            << said.substr(said.find("Lua Error"), 400);
-        EXPECT_EQ(said.find("lua:"), std::string::npos) << said.substr(0, 400);
-    }
+    EXPECT_EQ(done.out.find("Lua Error"), std::string::npos)
+        << done.out.substr(done.out.find("Lua Error"), 400);
+    for (const char *trouble : {"Lua Error", "lua:", "vorl:"})
+        EXPECT_EQ(done.err.find(trouble), std::string::npos) << done.err.substr(0, 400);
     return lines_of(done.out);
 }
 

@@ -1,13 +1,9 @@
 // What the dissector says that a receiver makes of frames, held against the library's reader: whether it is
 // refused, by which check, at which offset, in which member, and in which words.
 #include <map>
-#include <memory>
 
-#include "capture/frame_filter.h"
-#include "fuzz/mutator.h"
 #include "inspect/encode.h"
-#include "tests/facts/counts.h"
-#include "tests/wireshark/tshark.h"
+#include "tests/wireshark/damaged_frames.h"
 
 using namespace vorl;
 using namespace vorl::test;
@@ -79,42 +75,29 @@ TEST(wireshark_verdicts, every_message_is_accepted_packed_and_as_a_frame)
 
 TEST(wireshark_verdicts, every_truncation_of_every_message)
 {
-    std::size_t all = 0;
-    agreement found;
-    auto frames = std::make_unique<captured_frames>();
+    captured_frames frames;
     for (const message *m : all_messages()) {
         const bytes whole = sample_of(*m, inspect::encoding::packed);
-        for (auto end = whole.begin(); end != whole.end(); ++end) {
-            frames->add(m->msg_id, bytes(whole.begin(), end));
-            // A piece of them at a time, so that a capture is not too large.
-            if (frames->text().size() > std::size_t{32} << 20 ||
-                (m == all_messages().back() && end + 1 == whole.end())) {
-                agree(*frames, found);
-                all += frames->frames.size();
-                frames = std::make_unique<captured_frames>();
-            }
+        for (std::size_t size = 0; size < whole.size(); ++size) {
+            // The middle of one message of 16,384 bytes and more is an array's elements alone.
+            if (size < 2048 || whole.size() - size < 64)
+                frames.add(m->msg_id,
+                           bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size)));
         }
     }
+    agreement found;
+    agree(frames, found);
     std::size_t refused = 0;
     for (const auto &[rule, count] : found.refused)
         refused += count;
-    std::printf("%zu truncations\n", all);
-    EXPECT_EQ(refused, all); // what a packed message ends with is read
-    EXPECT_GT(all, 10'000U);
+    std::printf("%zu truncations\n", frames.frames.size());
+    EXPECT_EQ(refused, frames.frames.size()); // what a packed message ends with is read
+    EXPECT_GT(refused, 10'000U);
 }
 
 TEST(wireshark_verdicts, ten_thousand_damaged_frames)
 {
-    fuzz::choice random(20261122);
-    captured_frames frames;
-    while (frames.frames.size() < 10'000) {
-        const message &m = *all_messages()[frames.frames.size() % counts::messages];
-        bytes content = fuzz::fresh_content(m, order::little, random);
-        for (std::uint64_t changes = random() % 4 + 1; changes != 0 && content.size() >= 4;
-             --changes)
-            fuzz::change(m, order::little, content, fuzz::longest_input, random);
-        frames.add(m.msg_id, content);
-    }
+    const captured_frames frames = damaged_frames(10'000, 20261122);
     agreement found;
     agree(frames, found);
     std::printf("%zu accepted\n", found.accepted);
