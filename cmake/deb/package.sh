@@ -39,6 +39,7 @@ install_component libvorl-srv6-1 library
 install_component libvorl-srv6-dev development
 install_component vorl-srv6-tool tool
 install_component vorl-tap tap
+install_component vorl-wireshark wireshark
 install_component vorl-devbus devbus
 devbus=debian/vorl-devbus/usr/$LIBDIR/vorl-devbus
 

@@ -9,7 +9,7 @@ work=$BUILD/consumers/$1
 root=$(cd "$SOURCE/../.." && pwd)
 . "$SOURCE/common.sh"
 
-names="libvorl-srv6-1 libvorl-srv6-dev vorl-devbus vorl-srv6-tool vorl-tap"
+names="libvorl-srv6-1 libvorl-srv6-dev vorl-devbus vorl-srv6-tool vorl-tap vorl-wireshark"
 with_symbols="libvorl-srv6-1 vorl-devbus vorl-srv6-tool vorl-tap"
 
 deb_of() { echo "$made/$1_${VERSION}_$DEB.deb"; }
@@ -28,6 +28,7 @@ usr/share/lintian/overrides/libvorl-srv6-1" ;;
 usr/share/bash-completion/completions/vorl"
             printf 'usr/share/man/man1/%s.gz\n' $tool_pages ;;
         vorl-tap) echo "usr/$LIBDIR/vorl-tap/libvorl_tap.so" ;;
+        vorl-wireshark) (cd "$root/wireshark" && printf "usr/$LIBDIR/wireshark/plugins/%s\n" vorl/*.lua) ;;
         vorl-devbus)
             echo "usr/bin/vorl-devbus
 usr/include/vorl_devbus/dev_os.h
@@ -106,7 +107,7 @@ package_files)
             "$(cut -c 35- "$work/md5sums" | LC_ALL=C sort)"
     done
     # Whose files of the same name differ between architectures cannot be installed beside each other.
-    for name in libvorl-srv6-1 libvorl-srv6-dev vorl-tap; do
+    for name in libvorl-srv6-1 libvorl-srv6-dev vorl-tap vorl-wireshark; do
         same "Multi-Arch of $name" same "$(field "$name" Multi-Arch)"
     done
     ;;
@@ -119,6 +120,7 @@ package_depends)
     same "Depends of libvorl-srv6-dev" "libvorl-srv6-1 (= $VERSION)" "$(field libvorl-srv6-dev Depends)"
     same "packages that vorl-tap depends on" libc6 "$(field vorl-tap Depends | sed -E 's/ .*//')"
     depends_at_least vorl-tap libc6 "$(needed GLIBC "$made/vorl-tap/usr/$LIBDIR/vorl-tap/libvorl_tap.so")"
+    same "Depends and Enhances of vorl-wireshark" " wireshark, tshark" "$(field vorl-wireshark Depends) $(field vorl-wireshark Enhances)"
     same "Recommends of vorl-srv6-tool" "libvorl-srv6-1 (= $VERSION)" "$(field vorl-srv6-tool Recommends)"
     # Of gcc's libraries by the symbols that they brought: libstdc++ 3.4.29 came with gcc 11, 3.4.30 with gcc 12.
     declare -A libstdcxx=([3.4.29]=11 [3.4.30]=12)

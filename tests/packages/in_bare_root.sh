@@ -91,7 +91,8 @@ exchange --services /tmp/receive 7 2
 [ "$(grep -c 'msg_id 0xB7B345A9' /tmp/received)" = 2 ] || fail "received: $(cat /tmp/received)"
 exchange "" vorl recv --count 2 7
 [ "$(grep -c '"message":"srv6_localsid_fwd"' /tmp/received)" = 2 ] || fail "received: $(cat /tmp/received)"
-apt purge libvorl-srv6-1-dbgsym libvorl-srv6-1 libvorl-srv6-dev vorl-srv6-tool vorl-srv6-tool-dbgsym vorl-devbus vorl-devbus-dbgsym
+apt purge libvorl-srv6-1-dbgsym libvorl-srv6-1 libvorl-srv6-dev vorl-srv6-tool vorl-srv6-tool-dbgsym vorl-devbus vorl-devbus-dbgsym \
+    vorl-tap vorl-tap-dbgsym vorl-wireshark
 rm -rf /tmp/vorl-bus-*
 is_as_before "all packages"
 
