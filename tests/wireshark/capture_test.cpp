@@ -272,7 +272,7 @@ TEST(wireshark_captures, damaged_packets_are_shown_as_such)
     EXPECT_EQ(damaged, 4U * 2 * 4); // "VORL", of two packets, four times
 }
 
-// 10,000 tables, each of which leads to the same list of 10,000: all checks of it would be 100 million.
+// 8,000 tables, each of which leads to the same array of 8,000: all checks of it would be 64 million.
 //
 //   0      4        12     20              24 + 4n                24 + 12n
 //   +------+--------+------+---+-----------+---------+---------+--+---+-----------+-------+
@@ -285,16 +285,19 @@ TEST(wireshark_captures, lists_that_lie_in_each_other_are_given_up_soon)
     value.width = 1;
     value.name = "f0";
     capture::described_slot list;
-    list.shape = slot_shape::table_vector;
+    list.shape = slot_shape::table_array;
+    list.count = 8'000;
     list.name = "f0";
     list.nested = 0x70000001;
     captured_frames frames;
     frames.describe({0x70000001, "inner", {value}});
     frames.describe({0x70000002, "middle", {list}});
+    list.shape = slot_shape::table_vector;
+    list.count = 0;
     list.nested = 0x70000002;
     frames.describe({0x70000003, "outer", {list}});
 
-    constexpr std::uint32_t n = 10'000;
+    constexpr std::uint32_t n = 8'000;
     constexpr std::uint32_t tables = 24 + 4 * n;
     constexpr std::uint32_t shared = tables + 8 * n;
     constexpr std::uint32_t last = shared + 4 + 4 * n;

@@ -1,7 +1,8 @@
 -- What a message is: its slots, of those of tables the message of the table. Made of the data that idlc writes, or of
 -- a description in a capture.
 --
--- A message: name, identifier, record_size, slots, is_flat, levels.
+-- A message: name, identifier, record_size, slots, levels (of tables within each other), owns_memory (it, or a table within,
+-- has a vector).
 -- A slot: name, index (from 0), shape, width, count, nested (a message), is_vector.
 return function(part)
     local bytes = part("bytes")
@@ -11,6 +12,7 @@ return function(part)
     local most_levels = 32
     local most_slots = 256
     local largest_record = 16777216
+    local largest_element = 65536 -- of a vector
 
     local shapes = { [0] = "scalar", "array", "table", "table_array", "byte_vector", "table_vector" }
     local is_table = { table = true, table_array = true, table_vector = true }
@@ -18,15 +20,14 @@ return function(part)
     local is_vector = { byte_vector = true, table_vector = true }
 
     local function finish(message)
-        message.is_flat = true
         message.levels = 1
+        message.owns_memory = false
         for _, slot in ipairs(message.slots) do
             slot.is_vector = is_vector[slot.shape] or false
-            if slot.shape ~= "scalar" and slot.shape ~= "array" then
-                message.is_flat = false
-            end
+            message.owns_memory = message.owns_memory or slot.is_vector
             if slot.nested then
                 message.levels = math.max(message.levels, slot.nested.levels + 1)
+                message.owns_memory = message.owns_memory or slot.nested.owns_memory
             end
         end
         return message
@@ -66,8 +67,18 @@ return function(part)
         return has_width and (is_array[shape] or false) == (slot.count ~= 0)
     end
 
+    -- Whether a slot of that shape may have tables of a message. Elements own no memory (docs/idl.md).
+    local function may_hold(shape, nested)
+        if not nested or nested.levels >= most_levels then
+            return false
+        elseif shape == "table" then
+            return true
+        end
+        return not nested.owns_memory and (shape ~= "table_vector" or nested.record_size <= largest_element)
+    end
+
     -- The message that a description is of; nil where it is none that a reader reads: names that no record has, tables
-    -- of messages that are not known, too many within each other, or a record that is too large.
+    -- of messages that are not known or may not be there, or a record that is too large.
     function model.described(description, find)
         local slots = {}
         local record_size = 0
@@ -80,7 +91,7 @@ return function(part)
                 return nil
             end
             local nested = is_table[shape] and find(given.nested) or nil
-            if is_table[shape] and (not nested or nested.levels >= most_levels) then
+            if is_table[shape] and not may_hold(shape, nested) then
                 return nil
             end
             -- Each member at a multiple of 8, a vector's count and pointer 16 bytes.

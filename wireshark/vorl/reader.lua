@@ -7,8 +7,8 @@
 --          elements, count, tables, is_refused
 --
 -- No more of a list is kept than `most_elements`, and no more tables than `most_tables`; all are checked. What was read
--- once reads the same again, so a table that many elements lead to is checked once. Lists within lists may overlap such
--- that reading them takes far longer than their bytes are long; then the reader gives up, which is no verdict.
+-- once reads the same again, so a table that many elements lead to is checked once. Lists within lists may overlap, so that
+-- reading them takes far longer than their bytes are long; past a million elements the reader then gives up, which is no verdict.
 return function(part)
     local bytes = part("bytes")
     local model = part("model")
@@ -19,6 +19,7 @@ return function(part)
     local reader = { most_elements = 256, most_tables = 2048 }
 
     local count_limit = 1073741824 -- elements of a list: fewer
+    local spare_steps = 1000000 -- more elements than there are bytes
     local read_tables
 
     -- "f1[3].f6": where a table, or with a slot a member of it, is.
@@ -164,7 +165,7 @@ return function(part)
     -- What a receiver makes of these bytes: root (nil: there are too few bytes for one), refusal (nil: accepted),
     -- gave_up.
     function reader.read(message, raw)
-        local run = { raw = raw, length = #raw, passed = {}, tables = 0, steps = 0, most_steps = #raw + 1024 }
+        local run = { raw = raw, length = #raw, passed = {}, tables = 0, steps = 0, most_steps = #raw + spare_steps }
         if run.length < word_size then
             refuse(run, refusals.length(run.length))
             return nil, run.refusal, false
