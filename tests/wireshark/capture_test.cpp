@@ -137,6 +137,62 @@ TEST(wireshark_captures, messages_that_only_the_file_knows_are_read_by_its_descr
     EXPECT_EQ(frame, 4 * counts::messages);
 }
 
+// The limits of docs/capture.md. The bytes are four, too few for a table.
+TEST(wireshark_captures, a_description_of_what_no_codec_reads_is_not_taken)
+{
+    const auto slot_of = [](slot_shape shape, std::uint8_t width, std::uint32_t count,
+                            std::uint32_t nested) {
+        capture::described_slot s;
+        s.shape = shape;
+        s.width = width;
+        s.count = count;
+        s.nested = nested;
+        s.name = "f0";
+        return s;
+    };
+    constexpr std::uint32_t word = 0x60000000;
+    constexpr std::uint32_t large = 0x60000001;
+    constexpr std::uint32_t largest = 0x60000002;
+    constexpr std::uint32_t vector = 0x60000003;
+    constexpr std::uint32_t chain = 0x61000000;
+    std::vector<std::pair<capture::description, bool>> all = {
+        {{word, "word", {slot_of(slot_shape::scalar, 4, 0, 0)}}, true},
+        {{large, "large", {slot_of(slot_shape::array, 4, 16'384, 0)}}, true},
+        {{largest, "largest", {slot_of(slot_shape::array, 4, 1U << 22, 0)}}, true},
+        {{0x60000010, "larger", {slot_of(slot_shape::array, 4, (1U << 22) + 1, 0)}}, false},
+        {{vector, "vector", {slot_of(slot_shape::table_vector, 0, 0, word)}}, true},
+        {{0x60000011, "of_large", {slot_of(slot_shape::table_vector, 0, 0, large)}}, true},
+        {{0x60000012, "of_largest", {slot_of(slot_shape::table_vector, 0, 0, largest)}}, false},
+        {{0x60000013, "of_vectors", {slot_of(slot_shape::table_vector, 0, 0, vector)}}, false},
+        {{0x60000014, "array_of_vectors", {slot_of(slot_shape::table_array, 0, 2, vector)}}, false},
+        {{0x60000015, "with_vector", {slot_of(slot_shape::table, 0, 0, vector)}}, true},
+        {{0x60000016, "a \"name\"", {slot_of(slot_shape::scalar, 4, 0, 0)}}, false},
+        {{0x60000017, "nothing", {}}, false},
+        {{0x60000018, "of_unknown", {slot_of(slot_shape::table, 0, 0, 0x6FFFFFFF)}}, false},
+        {{0x60000019, "of_itself", {slot_of(slot_shape::table, 0, 0, 0x60000019)}}, false},
+        {{0x6000001A, "of_three", {slot_of(slot_shape::scalar, 3, 0, 0)}}, false},
+    };
+    for (std::uint32_t level = 2; level <= 33; ++level)
+        all.push_back({{chain + level,
+                        "level" + std::to_string(level),
+                        {slot_of(slot_shape::table, 0, 0, level == 2 ? word : chain + level - 1)}},
+                       level <= 32});
+    captured_frames frames;
+    std::string taken;
+    std::uint32_t packet = 0;
+    for (const auto &[d, is_taken] : all) {
+        frames.describe(d);
+        frames.add(d.identifier, {0, 0, 0, 0});
+        packet += 2;
+        if (is_taken)
+            taken += (taken.empty() ? "" : " ") + std::to_string(packet);
+    }
+    EXPECT_EQ(packets_where(frames.text(), "vorl.check.rule == \"table position\""), taken);
+    read_capture(frames.text());
+    for (const auto &[d, is_taken] : all)
+        EXPECT_EQ(catalogue::find_message(d.identifier) != nullptr, is_taken) << d.name;
+}
+
 TEST(wireshark_captures, a_description_holds_for_the_frames_behind_it)
 {
     const message &m = described("srv6_class_item");
