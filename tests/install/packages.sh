@@ -120,7 +120,7 @@ package_depends)
     same "Depends of libvorl-srv6-dev" "libvorl-srv6-1 (= $VERSION)" "$(field libvorl-srv6-dev Depends)"
     same "packages that vorl-tap depends on" libc6 "$(field vorl-tap Depends | sed -E 's/ .*//')"
     depends_at_least vorl-tap libc6 "$(needed GLIBC "$made/vorl-tap/usr/$LIBDIR/vorl-tap/libvorl_tap.so")"
-    same "Depends and Enhances of vorl-wireshark" " wireshark, tshark" "$(field vorl-wireshark Depends) $(field vorl-wireshark Enhances)"
+    same "Depends and Enhances of vorl-wireshark" " tshark, wireshark" "$(field vorl-wireshark Depends) $(field vorl-wireshark Enhances)"
     same "Recommends of vorl-srv6-tool" "libvorl-srv6-1 (= $VERSION)" "$(field vorl-srv6-tool Recommends)"
     # Of gcc's libraries by the symbols that they brought: libstdc++ 3.4.29 came with gcc 11, 3.4.30 with gcc 12.
     declare -A libstdcxx=([3.4.29]=11 [3.4.30]=12)
