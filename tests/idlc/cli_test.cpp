@@ -93,7 +93,7 @@ TEST(idlc_writes, all_messages_as_data_of_lua_where_it_is_asked_for)
     const scratch_directory scratch;
     write(scratch.path() / "srv6.idl",
           "package srv6;\n"
-          "message srv6_a { uint64 f0; array<uint32, 4> f1; vector<table srv6_b> f2; }\n"
+          "message srv6_a { uint64 f0; array<uint32, 4> f1; vector<table srv6_c> f2; }\n"
           "message srv6_b { uint8 f0; vector<uint8> f1; table srv6_c f2; }\n"
           "message srv6_c { array<uint8, 6> f0; uint16 f1; uint32 f2; }\n"
           "message srv6_d { array<table srv6_c, 3> f0; }\n");
@@ -107,15 +107,15 @@ TEST(idlc_writes, all_messages_as_data_of_lua_where_it_is_asked_for)
     { "f1", "scalar", 2, 0 },
     { "f2", "scalar", 4, 0 },
   } },
-  { name = "srv6_b", identifier = ID, record_size = 40, slots = {
-    { "f0", "scalar", 1, 0 },
-    { "f1", "byte_vector", 1, 0 },
-    { "f2", "table", 0, 0, ID },
-  } },
   { name = "srv6_a", identifier = ID, record_size = 40, slots = {
     { "f0", "scalar", 8, 0 },
     { "f1", "array", 4, 4 },
     { "f2", "table_vector", 0, 0, ID },
+  } },
+  { name = "srv6_b", identifier = ID, record_size = 32, slots = {
+    { "f0", "scalar", 1, 0 },
+    { "f1", "byte_vector", 1, 0 },
+    { "f2", "table", 0, 0, ID },
   } },
   { name = "srv6_d", identifier = ID, record_size = 36, slots = {
     { "f0", "table_array", 0, 3, ID },
