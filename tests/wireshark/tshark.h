@@ -69,13 +69,14 @@ inline std::vector<std::string> tshark(const std::string &capture, const std::st
     return lines_of(done.out);
 }
 
-/// The fields of every packet, in the order of `names`.
+/// The fields of every packet, in the order of `names`. The last is shown where the dissector fails.
 inline std::vector<std::vector<std::string>> fields_of(const std::string &capture,
                                                        const std::vector<std::string> &names)
 {
     std::string arguments = "-T fields";
     for (const std::string &name : names)
         arguments += " -e " + name;
+    arguments += " -e _ws.lua.error";
     std::vector<std::vector<std::string>> packets;
     for (const std::string &line : tshark(capture, arguments)) {
         std::vector<std::string> cells(1);
@@ -85,7 +86,8 @@ inline std::vector<std::vector<std::string>> fields_of(const std::string &captur
             else
                 cells.back() += c;
         }
-        EXPECT_EQ(cells.size(), names.size()) << line;
+        EXPECT_EQ(cells.size(), names.size() + 1) << line;
+        EXPECT_EQ(cells.back(), "") << line;
         cells.resize(names.size());
         packets.push_back(cells);
     }

@@ -165,6 +165,25 @@ TEST(wireshark_values, can_be_filtered_by)
         EXPECT_EQ(packets_where(frames.text(), filter), packets) << filter;
 }
 
+TEST(wireshark_values, the_filters_of_the_page_are_filters)
+{
+    captured_frames frames;
+    frames.add(described("srv6_localsid_fwd").msg_id, packed("srv6_localsid_fwd", local_sid()));
+    const std::string page = content(VORL_TEST_PAGE);
+    std::size_t filters = 0;
+    std::size_t found = 0;
+    for (const std::string &line : lines_of(page.substr(page.find("## Filters to copy")))) {
+        if (line.starts_with("## What"))
+            break;
+        if (!line.starts_with("| `"))
+            continue;
+        ++filters;
+        found += packets_where(frames.text(), line.substr(3, line.find("` |") - 3)).empty() ? 0 : 1;
+    }
+    EXPECT_EQ(filters, 16U);
+    EXPECT_EQ(found, 6U); // by message, address, prefix, destination, process, and what is absent
+}
+
 // The second frame of docs/format.md, "Every byte of two messages", and how it is damaged there.
 TEST(wireshark_values, both_views_of_a_frame_that_is_refused_half_way)
 {

@@ -100,6 +100,7 @@ TEST(wireshark_verdicts, ten_thousand_damaged_frames)
     const captured_frames frames = damaged_frames(10'000, 20261122);
     agreement found;
     agree(frames, found);
+    tshark(frames.text(), "-V"); // as people see them
     std::printf("%zu accepted\n", found.accepted);
     for (const auto &[rule, count] : found.refused)
         std::printf("%zu refused: %s\n", count, rule.c_str());
