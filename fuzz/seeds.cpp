@@ -240,7 +240,7 @@ int compare(const corpus &expected, const fs::path &directory)
 {
     int wrong = 0;
     const auto report = [&wrong](const std::string &path, const char *what) {
-        std::fprintf(stderr, "%s: %s; run ./dev regen-seeds and commit the result\n", path.c_str(),
+        std::fprintf(stderr, "%s: %s; run ./dev regen and commit the result\n", path.c_str(),
                      what);
         wrong = 1;
     };

@@ -7,6 +7,6 @@ if(NOT status EQUAL 0)
     message("${said}")
     message("The ABI is not that of tests/abi/vorl_srv6.abi; the types, members and functions stand above.
 Is the change meant? Then raise the version in CMakeLists.txt - the major one, and with it the SONAME, unless
-functions were only added -, run './dev regen-abi' and commit what it writes. Otherwise undo it.")
+functions were only added -, run './dev regen' and commit what it writes. Otherwise undo it.")
     message(FATAL_ERROR "abidiff ends with ${status}")
 endif()

@@ -17,7 +17,7 @@ const char *const what_to_do =
     "  1. 'idlc compat OLD.idl NEW.idl' says whether it breaks deployed peers (docs/idl.md); a\n"
     "     message in use keeps its slots, new ones are appended.\n"
     "  2. A record that changed needs a new SONAME: raise the major version in CMakeLists.txt.\n"
-    "  3. './dev regen-abi' writes the committed layouts and the ABI; commit them with the "
+    "  3. './dev regen' writes the committed layouts and the ABI; commit them with the "
     "change.\n"
     "Otherwise undo it.";
 
@@ -62,7 +62,7 @@ TEST(layouts, are_those_committed)
     }
     for (const auto &[name, l] : now)
         ADD_FAILURE() << name
-                      << " is new; './dev regen-abi' writes the committed layouts and the ABI";
+                      << " is new; './dev regen' writes the committed layouts and the ABI";
 }
 
 TEST(layouts, are_committed_in_the_order_of_registration)

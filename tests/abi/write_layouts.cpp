@@ -1,4 +1,4 @@
-// Prints what tests/abi/layouts.txt is to hold: ./dev regen-abi writes it there.
+// Prints what tests/abi/layouts.txt is to hold: ./dev regen writes it there.
 #include "tests/abi/layouts.h"
 
 int main()

@@ -1,4 +1,4 @@
-// The catalogue, which the descriptions were compiled into, against the facts written by hand.
+// The catalogue, which the descriptions were compiled into, against the facts.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -38,7 +38,7 @@ TEST(facts, are_of_the_messages_that_are_described)
             if (find_fact(name_of(info.data)) == nullptr)
                 ADD_FAILURE() << name_of(info.data)
                               << " is in the descriptions but not in tests/facts/messages.inc; "
-                                 "add its facts";
+                                 "run ./dev regen";
         }
     }
     std::set<std::string> seen;
@@ -56,7 +56,7 @@ TEST(facts, are_of_the_messages_that_are_described)
 void expect_count(std::size_t stated, std::size_t found, const std::string &what)
 {
     if (stated != found)
-        ADD_FAILURE() << "tests/facts/counts.h says " << stated << " messages " << what
+        ADD_FAILURE() << "tests/facts/messages.inc has " << stated << " messages " << what
                       << ", the catalogue has " << found;
 }
 

@@ -1,4 +1,4 @@
-// tests/facts/messages.inc as data: what every message is, by hand.
+// tests/facts/messages.inc as data: what every message is.
 #pragma once
 
 #include <array>
@@ -15,8 +15,15 @@ struct message_fact {
     std::uint32_t msg_id;
     std::uint32_t record_size;
     std::uint32_t frame_length; ///< 0: variable size
+    std::string_view slots;     ///< as in messages.inc
 
     constexpr bool is_fixed_size() const { return frame_length != 0; }
+    constexpr bool has_tables() const { return slots.find("table:") != slots.npos; }
+    /// A number, and a vector of tables.
+    constexpr bool is_batch() const
+    {
+        return slots.starts_with("uint32@0 vector<table:") && slots.find(' ') == slots.rfind(' ');
+    }
 
     /// 0: srv6, 1: srv6_cfg, 2: srv6_sync.
     constexpr std::size_t package() const
@@ -28,7 +35,7 @@ struct message_fact {
 /// All of them, in registration order, package by package.
 inline constexpr auto facts = std::to_array<message_fact>({
 #define FACT(name, msg_id, record_size, frame_length, table_length, slots)                         \
-    {#name, msg_id, record_size, frame_length},
+    {#name, msg_id, record_size, frame_length, slots},
 #include "tests/facts/messages.inc"
 #undef FACT
 });
@@ -47,7 +54,7 @@ inline const message_fact &fact_of(std::string_view name)
     const message_fact *fact = find_fact(name);
     if (fact == nullptr)
         throw std::logic_error(std::string(name) +
-                               " is not in tests/facts/messages.inc; add its facts");
+                               " is not in tests/facts/messages.inc; run ./dev regen");
     return *fact;
 }
 

@@ -32,7 +32,7 @@ std::vector<std::string> messages_where(Predicate holds)
 #define FACT(name, ...)                                                                            \
     if (holds.template operator()<name##_message>())                                               \
         names.emplace_back(#name);
-#include "tests/facts/messages.inc"
+#include "tests/facts/messages_of_1_0_0.inc"
 #undef FACT
     return names;
 }
@@ -78,7 +78,7 @@ void expect_values(const char *of, const std::vector<instances> &expected, Value
         if ((values.template operator()<name##_message>() >> value & 1) != 0)                      \
             names[value].emplace_back(#name);                                                      \
     }
-#include "tests/facts/messages.inc"
+#include "tests/facts/messages_of_1_0_0.inc"
 #undef FACT
     std::string found;
     std::string as_expected;
@@ -105,7 +105,7 @@ constexpr bool is_nested = [] {
 #define FACT(name, ...)                                                                            \
     for (const slot &s : name##_message.slots)                                                     \
         result = result || s.nested == &M;
-#include "tests/facts/messages.inc"
+#include "tests/facts/messages_of_1_0_0.inc"
 #undef FACT
     return result;
 }();

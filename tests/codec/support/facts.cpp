@@ -45,7 +45,7 @@ const fact &fact_of(const std::string &message)
 {
     const fact *f = find_fact(message);
     if (f == nullptr)
-        throw std::logic_error(message + " is not in tests/facts/messages.inc; add its facts");
+        throw std::logic_error(message + " is not in tests/facts/messages.inc; run ./dev regen");
     return *f;
 }
 

@@ -1,4 +1,4 @@
-// What every message is, from the table written by hand.
+// What every message is, from tests/facts/messages.inc.
 #pragma once
 
 #include <cstdint>

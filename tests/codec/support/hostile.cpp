@@ -1,50 +1,30 @@
 #include "tests/codec/support/hostile.h"
 
-#include <map>
+#include <string_view>
+
+#include "tests/codec/support/facts.h"
 
 namespace vorl::test {
 namespace {
 
-/// Written out. Messages that are not here allocate nothing.
-const std::map<std::string, std::uint64_t> bytes_per_word = {
-    {"srv6_common_fwd_update", 56},
-    {"srv6_common_fwd_delete", 4},
-    {"srv6_xsid_fwd_update", 88},
-    {"srv6_xsid_fwd_delete", 60},
-    {"srv6_localsid_fwd_update", 52},
-    {"srv6_localsid_fwd_delete", 28},
-    {"srv6_sidfunct_fwd_update", 60},
-    {"srv6_sidfunct_fwd_delete", 12},
-    {"srv6_sidnhp_fwd_update", 16},
-    {"srv6_sidnhp_fwd_delete", 12},
-    {"srv6_portinfo_fwd_update", 40},
-    {"srv6_portinfo_fwd_delete", 32},
-    {"srv6_sidstack_fwd_update", 208},
-    {"srv6_sidstack_fwd_delete", 16},
-    {"srv6_candipath_fwd_update", 32},
-    {"srv6_candipath_fwd_delete", 24},
-    {"srv6_policy_fwd_update", 72},
-    {"srv6_policy_fwd_delete", 16},
-    {"srv6_iid_fwd_update", 40},
-    {"srv6_iid_fwd_delete", 28},
-    {"srv6_te_flow_grp_fwd_update", 40},
-    {"srv6_te_flow_grp_fwd_delete", 16},
-    {"srv6_te_flow_grp_tnl_fwd_update", 40},
-    {"srv6_te_flow_grp_tnl_fwd_delete", 28},
-    {"srv6_te_flow_grp_map_fwd_update", 44},
-    {"srv6_te_flow_grp_map_fwd_delete", 20},
-    {"srv6_spr_tnl_grp_fwd_update", 16},
-    {"srv6_spr_tnl_fwd_update", 24},
-    {"srv6_spr_tnl_fwd_delete", 20},
-    {"srv6_bsid_fwd_update", 40},
-    {"srv6_bsid_fwd_delete", 12},
-    {"srv6_cfg_query_comm_param", 4},
-    {"srv6_cfg_query_comm_rec", 4},
-    {"srv6_cfg_query_trastat_key", 4},
-    {"srv6_cfg_query_trastat_rec", 4},
-    {"srv6_cfg_query_dfx_key", 4},
-    {"srv6_cfg_query_dfx_rec", 16576},
-};
+/// Of all vectors of a message, and of the tables that it holds: the elements of four bytes each have
+/// a record, and bytes one.
+std::uint64_t allocated_per_word(const fact &f)
+{
+    std::uint64_t sum = 0;
+    for (const slot_fact &s : f.slots) {
+        constexpr std::string_view tables = "vector<table:";
+        constexpr std::string_view table = "table:";
+        if (s.type.starts_with(tables))
+            sum += fact_of(s.type.substr(tables.size(), s.type.size() - tables.size() - 1))
+                       .record_size;
+        else if (s.type.starts_with("vector<"))
+            sum += 4;
+        else if (s.type.starts_with(table))
+            sum += allocated_per_word(fact_of(s.type.substr(table.size())));
+    }
+    return sum;
+}
 
 /// Writes tables of offsets only; where these lead is filled in from behind.
 class hostile_writer {
@@ -174,8 +154,7 @@ class hostile_writer {
 
 std::uint64_t hostile_bytes_per_word(const message &m)
 {
-    const auto found = bytes_per_word.find(name_of(m));
-    return found == bytes_per_word.end() ? 0 : found->second;
+    return allocated_per_word(fact_of(name_of(m)));
 }
 
 bytes hostile_buffer(const message &m, std::uint32_t count, order o, hostile_elements elements)
