@@ -71,7 +71,7 @@ run
 same "the status" 1 "$status"
 same "what changed" "idl/srv6_sync/srv6_sync.idl " "$(changed)"
 grep -q 'tests/facts/messages.inc: changed or removed: 2 lines' "$work/said" || fail "the file is not named: $(cat "$work/said")"
-grep -q '^< FACT(srv6_sync_common_fwd_key, ' "$work/said" || fail "the line is not shown"
+grep -q '^FACT(srv6_sync_common_fwd_key, ' "$work/said" || fail "the line is not shown"
 grep -q 'this breaks peers' "$work/said" || fail "nobody is said to be hit"
 
 begin "a slot of another type, meant"
