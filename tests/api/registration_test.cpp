@@ -32,7 +32,7 @@ std::vector<package_facts> all_packages()
     std::vector<package_facts> all;
     for (const auto &[name, messages] : counts::packages) {
         all.push_back({std::string(name), messages, {}});
-        for (const message_fact &fact : facts) {
+        for (const message_fact &fact : message_facts) {
             if (counts::packages[fact.package()].name == name)
                 all.back().facts.push_back(&fact);
         }

@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <string_view>
 
-#include "tests/support/facts.h"
+#include "tests/facts/message_facts.h"
 
 namespace vorl::test::counts {
 
@@ -18,7 +18,7 @@ struct package {
 template <class Predicate>
 constexpr std::size_t messages_where(Predicate holds)
 {
-    return static_cast<std::size_t>(std::count_if(facts.begin(), facts.end(), holds));
+    return static_cast<std::size_t>(std::ranges::count_if(message_facts, holds));
 }
 constexpr std::size_t in_package(std::size_t index)
 {

@@ -303,7 +303,7 @@ TEST_F(exchange, recv_without_a_receiving_side)
 TEST_F(exchange, the_example_has_every_message)
 {
     const std::string objects = objects_of(VORL_TEST_EXAMPLE);
-    for (const message_fact &fact : facts)
+    for (const message_fact &fact : message_facts)
         EXPECT_NE(objects.find("{\"message\":\"" + std::string(fact.name) + "\""),
                   std::string::npos)
             << fact.name << " has no line in examples/pe1.jsonl; add one";

@@ -165,7 +165,7 @@ TEST_F(labels_commands, start_names_every_slot_of_every_message_in_comments)
 {
     const outcome all = shell("vorl labels start");
     EXPECT_EQ(all.status, 0);
-    for (const message_fact &fact : facts)
+    for (const message_fact &fact : message_facts)
         EXPECT_NE(all.out.find("\n[" + std::string(fact.name) + "]\n"), std::string::npos)
             << fact.name;
     std::size_t headings = 0;
