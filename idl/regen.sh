@@ -82,5 +82,6 @@ fi
 messages=$(grep -c '^FACT' tests/facts/messages.inc)
 sed -i -E "s/There are [0-9]+ message types/There are $messages message types/" README.md
 sed -i -E "s/in all [0-9]+ messages/in all $messages messages/" SECURITY.md
+sed -i -E "s/all [0-9]+ messages/all $messages messages/" docs/wireshark.md
 sed -i -E "s/encodes [0-9]+ types/encodes $messages types/" cmake/deb/control
 sed -i -E "s/There are [0-9]+ functions/There are $(wc -l <tests/abi/exports.txt) functions/" docs/integrators.md

@@ -108,6 +108,7 @@ TEST(descriptions, pages_say_how_many_messages_there_are)
     const std::size_t messages = described().size();
     expect("README.md", "There are ", messages, " message types");
     expect("SECURITY.md", "in all ", messages, " messages");
+    expect("docs/wireshark.md", "all ", messages, " messages");
     expect("cmake/deb/control", "encodes ", messages, " types");
     expect("docs/integrators.md", "There are ", 7 * messages + 9, " functions");
 }

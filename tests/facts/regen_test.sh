@@ -11,7 +11,7 @@ fail() { printf '%s: %s\n' "$case" "$1" >&2; exit 1; }
 same() { [ "$2" = "$3" ] || fail "$1 is '$3', should be '$2'"; }
 
 files=(idl/regen.sh idl/srv6/srv6.idl idl/srv6_cfg/srv6_cfg.idl idl/srv6_sync/srv6_sync.idl README.md SECURITY.md
-    docs/integrators.md cmake/deb/control cmake/deb/libvorl-srv6-1.symbols tests/facts/messages.inc tests/abi/exports.txt
+    docs/integrators.md docs/wireshark.md cmake/deb/control cmake/deb/libvorl-srv6-1.symbols tests/facts/messages.inc tests/abi/exports.txt
     tests/abi/layouts.txt tests/abi/vorl_srv6.abi)
 build=$work/build
 mkdir -p "$build"/{idlc,inspect,tests/facts,tests/fuzz/targets} "$work/bin"
