@@ -1,5 +1,7 @@
 #include "capture/capture_read.h"
 
+#include <utility>
+
 #include "capture/adopt.h"
 
 namespace vorl::capture {
@@ -77,6 +79,7 @@ std::optional<captured> capture_reader::take(pcapng_packet &&p)
         if (descriptions_.size() == most_descriptions && !descriptions_.contains(found->identifier))
             throw capture_error("there are more descriptions than messages can be; the file is "
                                 "damaged, so capture again");
+        ++described_;
         adopt(descriptions_.insert_or_assign(found->identifier, to_description(*found))
                   .first->second);
         break;
@@ -110,10 +113,9 @@ std::optional<captured> capture_reader::next()
             refuse(number, error.what());
         }
     }
-    if (unknown_ != 0)
+    if (unknown_ != 0 && !std::exchange(unknown_told_, true))
         note_(std::to_string(unknown_) + " packets are of kinds that this vorl does not know; a "
                                          "newer vorl reads them");
-    unknown_ = 0;
     return std::nullopt;
 }
 

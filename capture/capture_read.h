@@ -35,8 +35,12 @@ class capture_reader {
     /// Those that were read so far, by identifier.
     const std::map<std::uint32_t, description> &descriptions() const { return descriptions_; }
     const std::vector<pcapng_interface> &interfaces() const { return packets_.interfaces(); }
+    /// How many descriptions were read so far: where that is another, descriptions() may be, too.
+    std::uint64_t described() const { return described_; }
     /// Packets that were left out.
     std::uint64_t refused() const { return refused_; }
+    /// Packets of kinds that are not known, which were left out.
+    std::uint64_t unknown() const { return unknown_; }
 
   private:
     static constexpr std::uint64_t largest_head = 0x10000 + 12;
@@ -54,7 +58,9 @@ class capture_reader {
     std::optional<captured> parts_; ///< of a frame that was split, so far
     std::uint32_t wanted_ = 0;      ///< bytes of it that are kept
     std::uint64_t refused_ = 0;
-    std::uint64_t unknown_ = 0; ///< packets of kinds that are not known
+    std::uint64_t unknown_ = 0;
+    std::uint64_t described_ = 0;
+    bool unknown_told_ = false;
 };
 
 } // namespace vorl::capture

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <stdexcept>
 #include <thread>
 
 #include "platform/bus/receiver.h"
@@ -34,6 +35,15 @@ std::string meaning(std::uint32_t code, std::uint32_t dest)
 }
 
 } // namespace
+
+raw_bus::raw_bus(const library &with, const std::string &user)
+{
+    with.find(send_msg_, "VORL_SendMsg");
+    with.find(send_to_msg_, "VORL_SendToMsg");
+    if (send_msg_ == nullptr || send_to_msg_ == nullptr)
+        throw std::runtime_error(user + ": this bus library has no VORL_SendMsg or VORL_SendToMsg; "
+                                        "see which libkavrovorl.so is loaded");
+}
 
 bool is_surely_unsent(std::uint32_t code)
 {

@@ -8,7 +8,28 @@
 #include <optional>
 #include <string>
 
+#include "runtime/bus.h"
+#include "tools/vorl/library.h"
+
 namespace vorl {
+
+/// The bus's two sends, for frames as they are: any bytes, under any identifier.
+class raw_bus {
+  public:
+    /// Throws std::runtime_error, "USER: what; what to do".
+    raw_bus(const library &with, const std::string &user);
+
+    /// With a handle by VORL_SendToMsg.
+    std::uint32_t send(std::uint32_t dest, const frame_desc *frames, std::uint32_t count,
+                       std::optional<std::uint64_t> handle) const
+    {
+        return handle ? send_to_msg_(dest, frames, count, *handle) : send_msg_(dest, frames, count);
+    }
+
+  private:
+    decltype(&VORL_SendMsg) send_msg_ = nullptr;
+    decltype(&VORL_SendToMsg) send_to_msg_ = nullptr;
+};
 
 /// Nothing of the send was accepted, so it may be sent again.
 bool is_surely_unsent(std::uint32_t code);

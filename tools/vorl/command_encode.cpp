@@ -4,10 +4,10 @@
 #include <stdexcept>
 
 #include "inspect/encode.h"
-#include "inspect/decode.h"
 #include "inspect/explain.h"
 #include "inspect/hex.h"
 #include "tools/vorl/commands.h"
+#include "tools/vorl/decoded_record.h"
 #include "tools/vorl/find_message.h"
 #include "tools/vorl/frame_file.h"
 #include "tools/vorl/json_lines.h"
@@ -23,33 +23,13 @@ void write_out(const void *data, std::size_t size)
         throw std::runtime_error("vorl: standard output cannot be written");
 }
 
-/// The record of some bytes, released when it goes out of scope.
-class decoded {
-  public:
-    explicit decoded(const message &m) : message_(m), data_((m.record_size + 7) / 8) {}
-    ~decoded() { inspect::release(message_, data_.data()); }
-    decoded(const decoded &) = delete;
-    decoded &operator=(const decoded &) = delete;
-
-    /// Once.
-    std::optional<inspect::damage> read(const bytes &from)
-    {
-        return inspect::decode(message_, from, data_.data());
-    }
-    const void *data() const { return data_.data(); }
-
-  private:
-    const message &message_;
-    std::vector<std::uint64_t> data_;
-};
-
 /// False: refused. `place` is "FILE:LINE: ".
 bool decode_frame(const decode_options &options, const inspect::labels *labels, const message &m,
                   const bytes &frame, const std::string &place)
 {
     // First without the records: bytes that are refused take no memory for those before the fault.
     std::optional<inspect::damage> why = inspect::first_damage(m, frame);
-    decoded record(m);
+    decoded_record record(m);
     if (!why)
         why = record.read(frame);
     if (why) {

@@ -4,7 +4,6 @@
 #include <stdexcept>
 #include <utility>
 
-#include "runtime/bus.h"
 #include "tools/vorl/bus_send.h"
 #include "tools/vorl/commands.h"
 #include "tools/vorl/find_message.h"
@@ -153,13 +152,9 @@ int send_frames(const send_options &options)
     if (!options.message.empty())
         given = identifier_or_throw(options.message);
     const library with("vorl send");
-    decltype(&VORL_SendMsg) send_msg = nullptr;
-    decltype(&VORL_SendToMsg) send_to_msg = nullptr;
-    with.find(send_msg, "VORL_SendMsg");
-    with.find(send_to_msg, "VORL_SendToMsg");
-    if (send_msg == nullptr || send_to_msg == nullptr)
-        throw std::runtime_error("vorl send: this bus library has no VORL_SendMsg or "
-                                 "VORL_SendToMsg; see which libkavrovorl.so is loaded");
+    const raw_bus frames(with, "vorl send");
+    const auto handle = options.explicit_handle == 0 ? std::nullopt
+                                                     : std::optional(options.explicit_handle);
     patient_sender bus(options.dest, options.wait_seconds);
     std::uint64_t sent = 0;
     std::uint64_t refused = 0;
@@ -171,11 +166,8 @@ int send_frames(const send_options &options)
                 return true;
             const frame_desc desc = {frame.data(), named_or_throw(its, place),
                                      static_cast<std::uint32_t>(frame.size())};
-            const std::uint32_t code = bus.send([&] {
-                return options.explicit_handle == 0
-                           ? send_msg(options.dest, &desc, 1)
-                           : send_to_msg(options.dest, &desc, 1, options.explicit_handle);
-            });
+            const std::uint32_t code =
+                bus.send([&] { return frames.send(options.dest, &desc, 1, handle); });
             if (code == 0) {
                 ++sent;
                 return true;

@@ -22,13 +22,18 @@ input_file::input_file(const std::string &name)
                                  "); give a readable file, or - for standard input");
 }
 
+bool is_object_line(std::string &line)
+{
+    if (!line.empty() && line.back() == '\r')
+        line.pop_back();
+    return line.find_first_not_of(" \t") != std::string::npos && line[0] != '#';
+}
+
 std::optional<record> line_reader::next()
 {
     while (std::getline(stream_, text_)) {
         ++line_;
-        if (!text_.empty() && text_.back() == '\r')
-            text_.pop_back();
-        if (text_.find_first_not_of(" \t") == std::string::npos || text_[0] == '#')
+        if (!is_object_line(text_))
             continue;
         try {
             return parse_record(text_, names_);

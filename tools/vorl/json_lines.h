@@ -27,6 +27,9 @@ class input_file {
     std::istream *stream_;
 };
 
+/// False: the line is empty or a comment. Takes off what some editors put at the end of lines.
+bool is_object_line(std::string &line);
+
 class line_reader {
   public:
     /// `name` is what errors call the text. The labels, if there are any, must outlive this.

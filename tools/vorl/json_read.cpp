@@ -130,6 +130,7 @@ class record_reader {
                                       ? "is given twice; give it once"
                                       : "is given as " + given[slot]->name + ", too; give it once");
             given[slot] = &member;
+            clear(type.slots[slot], to);
             const inspect::label *const as =
                 names_ == nullptr ? nullptr : names_->label_of(type, slot);
             if (as == nullptr || !read_formed(member, *as, type.slots[slot], to, path, lengths))
@@ -140,6 +141,20 @@ class record_reader {
     }
 
   private:
+    /// A record may have values already. What a table's object does not name is left as it is.
+    static void clear(const vorl::slot &slot, std::uint8_t *record)
+    {
+        std::uint8_t *const to = record + slot.record_at;
+        if (slot.is_vector()) {
+            store_integer(record + slot.count_at, 0, 4);
+            std::memset(to, 0, sizeof(void *));
+        } else if (slot.shape == slot_shape::array) {
+            std::memset(to, 0, std::size_t{slot.count} * slot.width);
+        } else if (slot.shape == slot_shape::table_array) {
+            std::memset(to, 0, std::size_t{slot.count} * slot.nested->record_size);
+        }
+    }
+
     /// The length in a prefix, which belongs into a slot of its own.
     struct prefix_length {
         const inspect::label *of;
@@ -353,6 +368,12 @@ void record_array::push_back(const record &added)
 {
     bytes_.insert(bytes_.end(), added.data(), added.data() + added.type().record_size);
     ++count_;
+}
+
+void read_members(const node &object, record &to, const std::string &prefix,
+                  const inspect::labels *names)
+{
+    record_reader(to, names).read_members(object, to.type(), to.data(), prefix);
 }
 
 record parse_record(std::string_view json, const inspect::labels *names)

@@ -75,6 +75,11 @@ class record_array {
 /// input_error.
 record parse_record(std::string_view json, const inspect::labels *names = nullptr);
 
+/// The object's members, into a record that may have values: of a table those that its object names are
+/// replaced, of all else the whole. `prefix` is what errors have before a member. Throws input_error.
+void read_members(const node &object, record &to, const std::string &prefix,
+                  const inspect::labels *names = nullptr);
+
 enum class zeros : bool { omit, write };
 
 /// Takes a text in pieces.

@@ -57,6 +57,7 @@ catalogue::package_functions library::functions_of(const catalogue::package_info
     return catalogue::functions_of(p, handle_);
 }
 
-void *library::find(const char *name) const { return dlsym(handle_, name); }
+// As the program's own calls would find it: what is preloaded before the bus, such as the tap, is called.
+void *library::find(const char *name) { return dlsym(RTLD_DEFAULT, name); }
 
 } // namespace vorl

@@ -27,7 +27,7 @@ class library {
     }
 
   private:
-    void *find(const char *name) const;
+    static void *find(const char *name);
 
     void *handle_; ///< open until the process ends: the bus calls the library's hooks at exit
     std::map<std::uint32_t, catalogue::message_functions> functions_;

@@ -9,7 +9,9 @@
 #include "tools/vorl/commands.h"
 #include "tools/vorl/dump_cli.h"
 #include "tools/vorl/explain_options.h"
+#include "tools/vorl/failures.h"
 #include "tools/vorl/frame_file.h"
+#include "tools/vorl/replay/options.h"
 #include "tools/vorl/tap/options.h"
 #include "tools/vorl/unknown_word.h"
 
@@ -18,6 +20,7 @@ namespace {
 using namespace vorl::commands;
 
 constexpr int usage_status = 2;
+constexpr int unreadable_status = 3;
 
 constexpr const char *json_help = R"(
 The JSON form, one object a line; empty lines and lines that open with # are skipped:
@@ -202,6 +205,13 @@ are the plain codec's, which the library is built of, too; neither it nor a bus 
     command->callback([&status] { status = decode(options); });
 }
 
+int say(const std::exception &error, int status)
+{
+    std::fflush(stdout);
+    std::fprintf(stderr, "%s\n", error.what());
+    return status;
+}
+
 int run(int argc, char **argv)
 {
     CLI::App app("The messages of libvorl_srv6: list and describe them, send and receive them as "
@@ -228,6 +238,7 @@ int run(int argc, char **argv)
     add_explain(app, status);
     add_labels(app, status);
     add_tap(app, status);
+    add_replay(app, status);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
@@ -238,8 +249,11 @@ int run(int argc, char **argv)
         }
         return app.exit(error) == 0 ? 0 : usage_status;
     } catch (const vorl::message_not_named &error) {
-        std::fprintf(stderr, "%s\n", error.what());
-        return usage_status;
+        return say(error, usage_status);
+    } catch (const vorl::wrong_usage &error) {
+        return say(error, usage_status);
+    } catch (const vorl::unreadable &error) {
+        return say(error, unreadable_status);
     }
     if (std::fflush(stdout) != 0) {
         std::fputs("vorl: standard output cannot be written\n", stderr);
@@ -255,8 +269,6 @@ int main(int argc, char **argv)
     try {
         return run(argc, argv);
     } catch (const std::exception &error) {
-        std::fflush(stdout);
-        std::fprintf(stderr, "%s\n", error.what());
-        return 1;
+        return say(error, 1);
     }
 }

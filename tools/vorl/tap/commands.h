@@ -2,9 +2,10 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <vector>
+
+#include "tools/vorl/tap/filter.h"
 
 namespace vorl::tap {
 
@@ -15,15 +16,7 @@ struct export_options {
     bool follow = false;
     bool redact = false;
     std::string redact_key; ///< empty: one that nobody knows
-    std::vector<std::string> messages;
-    std::vector<std::string> fields;
-    std::vector<std::uint32_t> destinations;
-    std::vector<std::uint32_t> processes;
-    std::vector<std::uint32_t> results;
-    std::string direction; ///< empty, "sent", "received"
-    std::string verdict;   ///< empty, or a name of capture::verdict::kind
-    std::string since;     ///< empty: all
-    std::string until;
+    filter_options wanted;
     std::string labels;
 };
 int export_frames(const export_options &options);

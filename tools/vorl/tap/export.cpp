@@ -31,43 +31,6 @@ void stop_on_signals()
     sigaction(SIGTERM, &action, nullptr);
 }
 
-std::optional<verdict::kind> verdict_of(const std::string &name)
-{
-    for (const auto kind : {verdict::kind::accepted, verdict::kind::refused, verdict::kind::cut,
-                            verdict::kind::unknown}) {
-        if (name == capture::name_of(kind))
-            return kind;
-    }
-    return std::nullopt;
-}
-
-frame_filter filter_of(const export_options &options, const inspect::labels *names)
-{
-    frame_filter filter;
-    for (const std::string &message : options.messages)
-        filter.messages.insert(identifier_or_throw(message));
-    filter.destinations = {options.destinations.begin(), options.destinations.end()};
-    filter.processes = {options.processes.begin(), options.processes.end()};
-    filter.results = {options.results.begin(), options.results.end()};
-    if (!options.direction.empty())
-        filter.way = options.direction == "sent" ? direction::sent : direction::received;
-    filter.outcome = verdict_of(options.verdict);
-    if (!options.since.empty())
-        filter.since = parse_time(options.since);
-    if (!options.until.empty())
-        filter.until = parse_time(options.until);
-    const std::vector<std::uint32_t> messages(filter.messages.begin(), filter.messages.end());
-    for (const std::string &field : options.fields) {
-        try {
-            filter.fields.emplace_back(field, messages, names);
-        } catch (const filter_error &error) {
-            throw std::runtime_error("vorl tap export: --field " + json::printable(field) + ": " +
-                                     error.what());
-        }
-    }
-    return filter;
-}
-
 /// From the key as it is given, 32 hex digits.
 redactor redactor_of(const std::string &key)
 {
@@ -102,7 +65,7 @@ class exporter {
   public:
     explicit exporter(const export_options &options)
         : options_(options), labels_(options.labels),
-          filter_(tap::filter_of(options, labels_.get())), file_(options.output)
+          filter_(filter_of(options.wanted, labels_.get(), "vorl tap export")), file_(options.output)
     {
         if (options.redact)
             redactor_.emplace(redactor_of(options.redact_key));
@@ -239,7 +202,7 @@ int export_frames(const export_options &options)
     if (!options.follow)
         return export_present(options);
     return export_following(options,
-                            options.until.empty() ? ~std::uint64_t{0} : parse_time(options.until));
+                            options.wanted.until.empty() ? ~std::uint64_t{0} : parse_time(options.wanted.until));
 }
 
 int snapshot(const snapshot_options &options)
@@ -248,8 +211,8 @@ int snapshot(const snapshot_options &options)
     const std::uint64_t before = parse_duration(options.before);
     const std::uint64_t until = now + parse_duration(options.after);
     export_options how = options.how;
-    how.since = time_text(now > before ? now - before : 0);
-    how.until = time_text(until);
+    how.wanted.since = time_text(now > before ? now - before : 0);
+    how.wanted.until = time_text(until);
     return export_following(how, until);
 }
 

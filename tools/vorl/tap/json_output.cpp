@@ -4,6 +4,7 @@
 
 #include "capture/decoded_record.h"
 #include "inspect/hex.h"
+#include "tools/vorl/decoded_record.h"
 #include "tools/vorl/json_record.h"
 #include "tools/vorl/tap/output.h"
 #include "tools/vorl/tap/times.h"
@@ -78,10 +79,10 @@ class json_output : public output {
         facts.pop_back();
         write(facts);
         if (judged.is == verdict::kind::accepted) {
-            const decoded_record record(*judged.of, f);
-            if (record.get() != nullptr) {
+            decoded_record record(*judged.of);
+            if (!record.read(f.kept)) {
                 write(",\"record\":");
-                json::write_record(*judged.of, record.get(), json::zeros::omit, names_,
+                json::write_record(*judged.of, record.data(), json::zeros::omit, names_,
                                    [this](std::string_view part) { write(part); });
                 write("}\n");
                 return;

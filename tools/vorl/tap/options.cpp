@@ -34,22 +34,7 @@ void add_output(CLI::App &command, tap::export_options &options)
         ->capture_default_str();
     command.add_flag("--json", options.as_json,
                      "One JSON object a frame, and one with counters a process, instead of pcapng");
-    command.add_option("--message", options.messages,
-                       "Only frames of these messages: names, or any identifiers");
-    command.add_option("--field", options.fields,
-                       "Only frames whose record has this: f5=2001:db8::/32, f1.f6=48, "
-                       "locator_length=48; all of them if there are more");
-    command.add_option("--destination", options.destinations, "Only frames sent to these");
-    command.add_option("--process", options.processes, "Only frames of these processes");
-    command.add_option("--result", options.results,
-                       "Only frames that were sent with these results of the bus");
-    command.add_option("--direction", options.direction, "Only frames that were sent, or received")
-        ->check(CLI::IsMember({"sent", "received"}));
-    command
-        .add_option("--verdict", options.verdict,
-                    "Only frames that a receiver accepts, or refuses; that are not whole; or whose "
-                    "message nobody knows")
-        ->check(CLI::IsMember({"accepted", "refused", "cut", "unknown"}));
+    add_filter_options(command, options.wanted);
     CLI::Option *const redact = command.add_flag(
         "--redact", options.redact,
         "Other addresses instead of those in the frames, the same for the same, and no command "
@@ -67,10 +52,7 @@ void add_export(CLI::App &app, int &status)
     CLI::App *command = app.add_subcommand(
         "export", "Write frames of rings and captures, by time, as pcapng or JSON");
     add_output(*command, options);
-    command->add_option(
-        "--since", options.since,
-        "Only frames from this time on: 2026-11-21T23:59:52Z, or seconds since 1970");
-    command->add_option("--until", options.until, "Only frames up to this time");
+    add_time_options(*command, options.wanted);
     command->add_flag("--follow", options.follow,
                       "Go on with what comes, until --until, SIGINT or SIGTERM");
     command->footer(std::string(R"(
