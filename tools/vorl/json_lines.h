@@ -46,6 +46,7 @@ class line_reader {
 
     /// Of the record read last.
     std::size_t line() const { return line_; }
+    const std::string &text() const { return text_; }
     /// "FILE:LINE: ".
     std::string place(std::size_t line) const;
 

@@ -94,6 +94,10 @@ void write_record(const message &type, const void *record, zeros zero_members,
 std::string format_record(const message &type, const void *record, zeros zero_members,
                           const inspect::labels *names = nullptr);
 
+/// The value of one member.
+std::string format_member(const message &type, const void *record, std::size_t slot,
+                          const inspect::labels *names = nullptr);
+
 /// The path of the first member in which two records differ, vectors by content; empty when equal.
 std::string first_difference(const message &type, const void *a, const void *b);
 

@@ -10,39 +10,12 @@
 #include "inspect/hex.h"
 #include "inspect/integers.h"
 #include "tools/vorl/json_record.h"
+#include "tools/vorl/record_slots.h"
 
 namespace vorl::json {
 namespace {
 
 using tree = nlohmann::json;
-
-/// What a slot holds in a record: integers, bytes or records.
-struct content {
-    const std::uint8_t *data;
-    std::size_t count;
-};
-
-content content_of(const vorl::slot &slot, const std::uint8_t *record)
-{
-    switch (slot.shape) {
-    case slot_shape::byte_vector:
-    case slot_shape::table_vector: {
-        const std::uint8_t *data = nullptr;
-        std::memcpy(&data, record + slot.record_at, sizeof data);
-        return {data, data == nullptr ? 0 : load_integer(record + slot.count_at, 4)};
-    }
-    case slot_shape::array:
-    case slot_shape::table_array: return {record + slot.record_at, slot.count};
-    case slot_shape::scalar:
-    case slot_shape::table: break;
-    }
-    return {record + slot.record_at, 1};
-}
-
-bool is_zero(const std::uint8_t *bytes, std::size_t count)
-{
-    return std::all_of(bytes, bytes + count, [](std::uint8_t byte) { return byte == 0; });
-}
 
 std::size_t without_trailing_zeros(const std::uint8_t *elements, std::size_t count,
                                    std::size_t size)
@@ -50,15 +23,6 @@ std::size_t without_trailing_zeros(const std::uint8_t *elements, std::size_t cou
     while (count > 0 && is_zero(elements + (count - 1) * size, size))
         --count;
     return count;
-}
-
-bool is_zero_slot(const vorl::slot &slot, const std::uint8_t *record)
-{
-    const auto [data, count] = content_of(slot, record);
-    if (slot.is_vector())
-        return count == 0;
-    // A nested record that owns nothing and counts nothing is zero in every byte.
-    return is_zero(data, count * (slot.nested != nullptr ? slot.nested->record_size : slot.width));
 }
 
 /// Writes objects piece by piece, so that a vector of a million records takes no more memory than the
@@ -74,6 +38,13 @@ class record_writer {
         text_ = R"({"message":")" + std::string(name_of(type)) + '"';
         write_members(type, record, true);
         text_ += '}';
+        to_(text_);
+    }
+
+    /// One member's value alone.
+    void write_member(const message &type, std::size_t slot, const std::uint8_t *record)
+    {
+        write_value(type, slot, record);
         to_(text_);
     }
 
@@ -102,9 +73,15 @@ class record_writer {
             text_ += as == nullptr || as->name.empty() ? info.slots[i].name : as->name.c_str();
             text_ += "\":";
             is_continued = true;
-            if (as == nullptr || !write_formed(*as, type, slot, record))
-                write_slot(slot, record);
+            write_value(type, i, record);
         }
+    }
+
+    void write_value(const message &type, std::size_t i, const std::uint8_t *record)
+    {
+        const inspect::label *const as = names_ == nullptr ? nullptr : names_->label_of(type, i);
+        if (as == nullptr || !write_formed(*as, type, type.slots[i], record))
+            write_slot(type.slots[i], record);
     }
 
     /// False: the value is written as without a label.
@@ -222,14 +199,24 @@ std::string format_record(const message &type, const void *record, zeros zero_me
     return all;
 }
 
+std::string format_member(const message &type, const void *record, std::size_t slot,
+                          const inspect::labels *names)
+{
+    std::string all;
+    const text_sink to = [&all](std::string_view part) { all += part; };
+    record_writer(zeros::omit, names, to)
+        .write_member(type, slot, static_cast<const std::uint8_t *>(record));
+    return all;
+}
+
 std::string first_difference(const message &type, const void *a, const void *b)
 {
     const catalogue::message_info &info = catalogue::info_of(type);
     for (std::size_t s = 0; s < info.slots.size(); ++s) {
         const vorl::slot &slot = type.slots[s];
         std::string name = info.slots[s].name;
-        const content left = content_of(slot, static_cast<const std::uint8_t *>(a));
-        const content right = content_of(slot, static_cast<const std::uint8_t *>(b));
+        const slot_content left = content_of(slot, static_cast<const std::uint8_t *>(a));
+        const slot_content right = content_of(slot, static_cast<const std::uint8_t *>(b));
         if (left.count != right.count)
             return name + "_count";
         if (slot.nested == nullptr) {

@@ -7,6 +7,7 @@
 
 #include "tools/vorl/command_labels.h"
 #include "tools/vorl/commands.h"
+#include "tools/vorl/diff/options.h"
 #include "tools/vorl/dump_cli.h"
 #include "tools/vorl/explain_options.h"
 #include "tools/vorl/failures.h"
@@ -239,6 +240,7 @@ int run(int argc, char **argv)
     add_labels(app, status);
     add_tap(app, status);
     add_replay(app, status);
+    add_diff(app, status);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {

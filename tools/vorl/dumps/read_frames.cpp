@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <istream>
-#include <streambuf>
 
 #include "tools/vorl/dumps/capture.h"
+#include "tools/vorl/dumps/from_the_start.h"
 #include "tools/vorl/dumps/reading.h"
 #include "tools/vorl/dumps/text.h"
 
@@ -12,35 +12,6 @@ namespace vorl {
 namespace {
 
 using namespace dumps;
-
-/// The input once more from its start, though its first bytes have been looked at.
-class from_the_start : public std::streambuf {
-  public:
-    from_the_start(std::string first, std::streambuf &rest) : first_(std::move(first)), rest_(rest)
-    {
-        setg(first_.data(), first_.data(), first_.data() + first_.size());
-    }
-
-  protected:
-    int_type underflow() override
-    {
-        // No more than is there: whoever reads a pipe gets each line when it comes.
-        const int_type next = rest_.sbumpc();
-        if (traits_type::eq_int_type(next, traits_type::eof()))
-            return next;
-        block_[0] = traits_type::to_char_type(next);
-        constexpr std::streamsize room = sizeof block_ - 1;
-        const std::streamsize there = std::min(rest_.in_avail(), room);
-        const std::streamsize more = there > 0 ? rest_.sgetn(block_ + 1, there) : 0;
-        setg(block_, block_, block_ + 1 + more);
-        return next;
-    }
-
-  private:
-    std::string first_;
-    std::streambuf &rest_;
-    char block_[65536];
-};
 
 void read_binary(std::istream &in, reading &to)
 {
