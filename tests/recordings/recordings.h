@@ -14,6 +14,15 @@ namespace vorl::test {
 
 inline const message &message_named(const char *name) { return catalogue::find_message(name)->data; }
 
+/// How often the part stands in the text.
+inline std::size_t count_of(const std::string &text, const std::string &part)
+{
+    std::size_t found = 0;
+    for (std::size_t at = 0; (at = text.find(part, at)) != std::string::npos; at += part.size())
+        ++found;
+    return found;
+}
+
 /// What the sends hand to the bus.
 inline bytes frame_bytes(const std::string &object,
                          inspect::encoding as = inspect::encoding::frame)
