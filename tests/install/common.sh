@@ -22,6 +22,6 @@ include/vorl_srv6/srv6_sync.h"
 package_config="$LIBDIR/cmake/vorl_srv6/vorl_srv6-config-relwithdebinfo.cmake
 $LIBDIR/cmake/vorl_srv6/vorl_srv6-config-version.cmake
 $LIBDIR/cmake/vorl_srv6/vorl_srv6-config.cmake"
-tool_pages="vorl-decode.1 vorl-describe.1 vorl-encode.1 vorl-explain.1 vorl-labels-check.1 vorl-labels-start.1
-vorl-labels.1 vorl-list.1 vorl-recv.1 vorl-send.1 vorl-tap-clean.1 vorl-tap-export.1 vorl-tap-off.1 vorl-tap-on.1
+tool_pages="vorl-decode.1 vorl-describe.1 vorl-diff.1 vorl-encode.1 vorl-explain.1 vorl-labels-check.1 vorl-labels-start.1
+vorl-labels.1 vorl-list.1 vorl-recv.1 vorl-replay.1 vorl-send.1 vorl-tap-clean.1 vorl-tap-export.1 vorl-tap-off.1 vorl-tap-on.1
 vorl-tap-snapshot.1 vorl-tap-status.1 vorl-tap.1 vorl.1"

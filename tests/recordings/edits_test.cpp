@@ -160,14 +160,14 @@ TEST_F(replay_edits, what_cannot_be_is_said_before_anything_is_sent)
         EXPECT_EQ(refused(edit, 2), why);
         EXPECT_EQ(sends().size(), 0U);
     }
-    EXPECT_EQ(refused("{", 2).substr(0, 18), "edits:1: column 1:");
+    EXPECT_EQ(refused("{", 2).substr(0, 16), "edits:1: column ");
 }
 
 TEST_F(replay_edits, a_frame_that_cannot_be_edited_is_refused_and_the_rest_sent)
 {
     std::vector<capture::frame> frames = {sent(0, sid), sent(1, item), sent(2, item)};
-    frames[2].kept.resize(30);
-    frames[2].facts.length = 30;
+    frames[2].kept.resize(28);
+    frames[2].facts.length = 28;
     capture_file("c.pcapng", frames);
     EXPECT_EQ(refused(R"({"number":1,"set":{"f6":64}})", 1),
               "edits:1: set.f6: is no member of srv6_class_item; its members are f0 to f2 (c.pcapng: "

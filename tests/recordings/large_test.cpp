@@ -43,10 +43,10 @@ class large : public recordings {
     /// The highest resident memory of the command in KiB; what it said is in `done`.
     long peak_of(const std::string &command, int status)
     {
-        done = shell("{ " + command + "; } >out 2>err & while kill -0 $! 2>/dev/null; do "
-                     "for p in $(pgrep -P $!); do sed -n 's/^VmHWM:[[:space:]]*\\([0-9]*\\) "
-                     "kB/\\1/p' /proc/$p/status 2>/dev/null; done >now; [ -s now ] && cat now "
-                     ">>peaks; sleep 0.1; done; wait $!; echo $?; sort -n peaks | tail -1");
+        done = shell(command + " >out 2>err & while kill -0 $! 2>/dev/null; do sed -n "
+                               "'s/^VmHWM:[[:space:]]*\\([0-9]*\\) kB/\\1/p' /proc/$!/status "
+                               ">now 2>/dev/null; [ -s now ] && cp now peak; sleep 0.1; done; wait "
+                               "$!; echo $?; cat peak");
         const std::vector<std::string> said = lines_of(done.out);
         if (said.size() != 2) {
             ADD_FAILURE() << done.out << done.err;

@@ -216,7 +216,8 @@ int say(const std::exception &error, int status)
 int run(int argc, char **argv)
 {
     CLI::App app("The messages of libvorl_srv6: list and describe them, send and receive them as "
-                 "JSON,\nturn them into bytes and back, and explain a captured frame.",
+                 "JSON,\nturn them into bytes and back, explain a captured frame, and capture, replay and "
+                 "compare\nframes.",
                  "vorl");
     int status = 0;
     app.require_subcommand(1);
@@ -229,6 +230,8 @@ int run(int argc, char **argv)
   vorl explain --message srv6_bsid_fwd_key captured.hex
   tail -f messages | vorl explain --log
   vorl tap export --output capture.pcapng
+  vorl replay --to 7 capture.pcapng
+  vorl diff before.pcapng after.pcapng
 )") + exit_help);
     add_list(app, status);
     add_describe(app, status);

@@ -181,7 +181,13 @@ void input::add_frame(const std::string &place, const bytes &frame,
         if (facts->knows(capture::identifier_known))
             identifier = facts->identifier;
     }
-    i.identifier = named_or_throw(identifier, place);
+    if (!identifier) {
+        if (unnamed_++ == 0)
+            first_unnamed_ = place;
+        return;
+    }
+    ++named_;
+    i.identifier = *identifier;
     i.content.assign(frame.begin(), frame.end());
     give(std::move(i));
 }
@@ -197,7 +203,14 @@ void input::read_dump(std::istream &from)
             add_frame(place, frame, std::exchange(said, std::nullopt));
         },
         std::cerr);
-    is_damaged_ = is_damaged_ || count.refused != 0;
+    is_damaged_ = is_damaged_ || count.refused != 0 || unnamed_ != 0;
+    if (unnamed_ != 0 && named_ == 0)
+        named_or_throw(std::nullopt, first_unnamed_);
+    if (unnamed_ != 0)
+        std::cerr << first_unnamed_ << unnamed_
+                  << " frames from here on do not say what they are, and are left out; --message "
+                     "NAME names it"
+                  << std::endl;
 }
 
 } // namespace vorl::diff

@@ -59,6 +59,9 @@ class input {
     std::uint64_t read_size_ = 0;
     bool is_damaged_ = false;
     bool is_cut_ = false;
+    std::uint64_t unnamed_ = 0; ///< frames of which nothing says the message
+    std::uint64_t named_ = 0;
+    std::string first_unnamed_; ///< its place
     std::exception_ptr failed_;
 
     std::mutex mutex_; ///< of all above, which one of the two threads has at a time
