@@ -30,8 +30,9 @@ class demo_recording : public recordings {
     /// Receives the objects into `received` while the recording is replayed to destination 1.
     outcome exchange(const std::string &before, const std::string &options) const
     {
-        return shell(before + "vorl recv 1 --count " + objects + " --timeout 60 --sparse >received 2>err & "
-                              "receiver=$!; " +
+        return shell(before + "vorl recv 1 --count " + objects +
+                     " --timeout 60 --sparse >received 2>err & "
+                     "receiver=$!; " +
                      before + "vorl replay --wait 30 " + options +
                      " demo.pcapng && wait $receiver");
     }
@@ -39,7 +40,6 @@ class demo_recording : public recordings {
     const std::string tapped = "export VORL_TAP_DIR=rings LD_PRELOAD='" VORL_TEST_TAP "'; ";
     const std::string untapped = "unset LD_PRELOAD; ";
 };
-
 
 } // namespace
 
@@ -60,8 +60,9 @@ TEST_F(demo_recording, a_receiver_of_its_replay_reads_what_the_demo_was_to_send)
     EXPECT_EQ(text_of("err"), "vorl recv: " + objects + " received, 0 refused\n");
     const outcome compared = shell("vorl diff demo.jsonl received");
     EXPECT_EQ(compared.out, "");
-    EXPECT_EQ(compared.err, "vorl diff: " + objects + " compared, 0 different, 0 only in demo.jsonl, 0 only in "
-                            "received\n");
+    EXPECT_EQ(compared.err, "vorl diff: " + objects +
+                                " compared, 0 different, 0 only in demo.jsonl, 0 only in "
+                                "received\n");
     EXPECT_EQ(compared.status, 0);
 }
 
@@ -76,8 +77,9 @@ TEST_F(demo_recording, a_capture_of_its_replay_is_equal_to_it)
               0);
     const outcome compared = shell("vorl diff --strict demo.pcapng again.pcapng");
     EXPECT_EQ(compared.out, "");
-    EXPECT_EQ(compared.err, "vorl diff: " + objects + " compared, 0 different, 0 only in demo.pcapng, 0 only in "
-                            "again.pcapng\n");
+    EXPECT_EQ(compared.err, "vorl diff: " + objects +
+                                " compared, 0 different, 0 only in demo.pcapng, 0 only in "
+                                "again.pcapng\n");
     EXPECT_EQ(compared.status, 0);
     // The same batches, byte for byte, which is more than to mean the same.
     const auto listed = [this](const std::string &name) {

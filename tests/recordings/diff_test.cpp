@@ -49,8 +49,7 @@ TEST_F(diff_command, every_input_that_the_tool_reads)
     std::vector<capture::frame> frames;
     for (const catalogue::package_info *package : catalogue::packages) {
         for (const catalogue::message_info &info : package->messages) {
-            const std::string object =
-                std::string(R"({"message":")") + name_of(info.data) + "\"}";
+            const std::string object = std::string(R"({"message":")") + name_of(info.data) + "\"}";
             objects += object + "\n";
             frames.push_back(sent(frames.size(), object));
         }
@@ -59,15 +58,15 @@ TEST_F(diff_command, every_input_that_the_tool_reads)
     file("json", objects);
     capture_file("pcapng", frames);
     diff("json pcapng", 0);
-    EXPECT_EQ(done.err,
-              "vorl diff: 115 compared, 0 different, 0 only in json, 0 only in pcapng\n");
+    EXPECT_EQ(done.err, "vorl diff: 115 compared, 0 different, 0 only in json, 0 only in pcapng\n");
     // One message's frames, in forms that do not say what they are.
     file("one", item(1) + "\n" + item(2) + "\n");
-    ASSERT_EQ(shell("vorl encode one >hex; vorl encode --packed one >packed; "
-                    "xxd -r -p hex | head -c 32 | xxd >xxd; vorl encode one | tail -1 | xxd -r -p | "
-                    "xxd >>xxd")
-                  .status,
-              0);
+    ASSERT_EQ(
+        shell("vorl encode one >hex; vorl encode --packed one >packed; "
+              "xxd -r -p hex | head -c 32 | xxd >xxd; vorl encode one | tail -1 | xxd -r -p | "
+              "xxd >>xxd")
+            .status,
+        0);
     for (const char *name : {"hex", "packed", "xxd"}) {
         EXPECT_EQ(diff(std::string("--message srv6_class_item one ") + name, 0), "") << name;
         EXPECT_EQ(diff(std::string("--message srv6_class_item packed ") + name, 0), "") << name;
@@ -126,6 +125,10 @@ TEST_F(diff_command, with_keys_records_of_equal_key_are_compared)
     diff(key + "a c", 1);
     EXPECT_EQ(done.err, "vorl diff: 4 compared, 2 different, 0 only in a, 0 only in c\n");
     diff("--key srv6_class_item=f0,f1 a c", 0);
+    // Also where several of one key wait.
+    file("f", item(1, 10) + "\n" + item(1, 11) + "\n" + item(2) + "\n" + item(3) + "\n");
+    file("g", item(2) + "\n" + item(3) + "\n" + item(1, 10) + "\n" + item(1, 11) + "\n");
+    diff(key + "f g", 0);
     // Several keys, of tables' members, by labels.
     const std::string sids = R"({"message":"srv6_localsid_fwd","f0":2,"f6":48})"
                              "\n"
@@ -212,6 +215,11 @@ TEST_F(diff_command, json_has_the_same)
         "record":{"message":"srv6_class_item","f0":2}})"));
     EXPECT_EQ(json::parse(lines[2]), json::parse(R"({"compared":1,"different":1,"only_a":1,
         "only_b":0,"not_compared":0})"));
+    file("with", item(1, 7));
+    file("without", item(1));
+    EXPECT_EQ(lines_of(diff("--json with without", 1))[0],
+              R"({"message":"srv6_class_item","a":"line 1","b":"line 1","members":[{"member":"f1",)"
+              R"("a":{"is":"value","value":7},"b":{"is":"absent"}}]})");
     EXPECT_EQ(diff("--json b b", 0), "{\"compared\":1,\"different\":0,\"only_a\":0,\"only_b\":0,"
                                      "\"not_compared\":0}\n");
 }

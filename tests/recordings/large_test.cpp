@@ -53,7 +53,8 @@ class large : public recordings {
             return -1;
         }
         EXPECT_EQ(said[0], std::to_string(status)) << text_of("err");
-        const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
+        const double seconds =
+            std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
         std::printf("%s: %s KiB, %.1f seconds\n", command.c_str(), said[1].c_str(), seconds);
         return std::stol(said[1]);
     }
@@ -72,15 +73,18 @@ TEST_F(large, equal_captures_are_compared_and_replayed)
     make("a", frames, item, nothing);
     start();
     EXPECT_LE(peak_of("vorl diff a a", 0), most_kib);
-    EXPECT_EQ(text_of("err"), "vorl diff: 2000000 compared, 0 different, 0 only in a, 0 only in a\n");
+    EXPECT_EQ(text_of("err"),
+              "vorl diff: 2000000 compared, 0 different, 0 only in a, 0 only in a\n");
     start();
     EXPECT_LE(peak_of("vorl replay --fast --dry-run --message srv6_localsid_fwd a", 0), most_kib);
-    EXPECT_EQ(text_of("err"), "vorl replay: 2000000 frames read, 0 would be sent in 0 sends, 2000000 "
-                              "left out, 0 refused\n");
+    EXPECT_EQ(text_of("err"),
+              "vorl replay: 2000000 frames read, 0 would be sent in 0 sends, 2000000 "
+              "left out, 0 refused\n");
     start();
     EXPECT_LE(peak_of("vorl replay --fast --dry-run a", 0), most_kib);
-    EXPECT_EQ(text_of("err"),
-              "vorl replay: 2000000 frames read, 2000000 would be sent in 2000000 sends, 0 refused\n");
+    EXPECT_EQ(
+        text_of("err"),
+        "vorl replay: 2000000 frames read, 2000000 would be sent in 2000000 sends, 0 refused\n");
 }
 
 // All of one message before all of the other, and the other way round: what waits is most of it.
@@ -97,7 +101,8 @@ TEST_F(large, any_order_of_messages_takes_no_more_memory)
     });
     start();
     EXPECT_LE(peak_of("vorl diff a b", 0), most_kib);
-    EXPECT_EQ(text_of("err"), "vorl diff: 2000000 compared, 0 different, 0 only in a, 0 only in b\n");
+    EXPECT_EQ(text_of("err"),
+              "vorl diff: 2000000 compared, 0 different, 0 only in a, 0 only in b\n");
 }
 
 // With a key, 100,000 frames of 32 bytes wait at a time, and each takes its bytes and 400 more.
@@ -112,5 +117,6 @@ TEST_F(large, with_keys_memory_is_of_the_frames_that_wait)
     start();
     const long peak = peak_of("vorl diff --key srv6_class_item=f0 a b", 0);
     EXPECT_LE(peak, static_cast<long>(16 * 1024 + apart * (32 + 400) / 1024));
-    EXPECT_EQ(text_of("err"), "vorl diff: 2000000 compared, 0 different, 0 only in a, 0 only in b\n");
+    EXPECT_EQ(text_of("err"),
+              "vorl diff: 2000000 compared, 0 different, 0 only in a, 0 only in b\n");
 }

@@ -23,8 +23,7 @@ item line(const std::string &object)
 item frame(const std::string &object, inspect::encoding as)
 {
     const json::record record = json::parse_record(object);
-    const std::vector<std::uint8_t> bytes =
-        inspect::encode(record.type(), record.data(), as);
+    const std::vector<std::uint8_t> bytes = inspect::encode(record.type(), record.data(), as);
     item i;
     i.identifier = record.type().msg_id;
     i.length = static_cast<std::uint32_t>(bytes.size());
@@ -57,8 +56,7 @@ std::string some_value(const slot &s)
     case slot_shape::byte_vector: return "\"0500\"";
     case slot_shape::table: return "{\"f0\":" + some_value(s.nested->slots[0]) + "}";
     case slot_shape::table_array:
-    case slot_shape::table_vector:
-        return "[{\"f0\":" + some_value(s.nested->slots[0]) + "}]";
+    case slot_shape::table_vector: return "[{\"f0\":" + some_value(s.nested->slots[0]) + "}]";
     }
     return "";
 }

@@ -15,10 +15,10 @@ uint32_t note(uint32_t dest, const vorl::frame_desc *descs, uint32_t count, cons
 {
     const auto now = std::chrono::steady_clock::now().time_since_epoch();
     std::FILE *const to = std::fopen(std::getenv("VORL_TEST_SENDS"), "a");
-    std::fprintf(to, "%lld %u %s",
-                 static_cast<long long>(
-                     std::chrono::duration_cast<std::chrono::milliseconds>(now).count()),
-                 dest, handle);
+    std::fprintf(
+        to, "%lld %u %s",
+        static_cast<long long>(std::chrono::duration_cast<std::chrono::milliseconds>(now).count()),
+        dest, handle);
     for (uint32_t i = 0; i < count; ++i)
         std::fprintf(
             to, " %s:%s", vorl::identifier_text(descs[i].msg_id).c_str(),

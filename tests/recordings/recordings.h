@@ -12,7 +12,10 @@
 
 namespace vorl::test {
 
-inline const message &message_named(const char *name) { return catalogue::find_message(name)->data; }
+inline const message &message_named(const char *name)
+{
+    return catalogue::find_message(name)->data;
+}
 
 /// How often the part stands in the text.
 inline std::size_t count_of(const std::string &text, const std::string &part)
@@ -24,8 +27,7 @@ inline std::size_t count_of(const std::string &text, const std::string &part)
 }
 
 /// What the sends hand to the bus.
-inline bytes frame_bytes(const std::string &object,
-                         inspect::encoding as = inspect::encoding::frame)
+inline bytes frame_bytes(const std::string &object, inspect::encoding as = inspect::encoding::frame)
 {
     const json::record record = json::parse_record(object);
     return inspect::encode(record.type(), record.data(), as);

@@ -51,8 +51,7 @@ TEST_F(replay_command, every_message_is_sent_byte_for_byte)
     expected.push_back(line_of(frames.back()));
     ASSERT_EQ(expected.size(), counts::messages + 1);
     capture_file("c.pcapng", frames);
-    EXPECT_EQ(replay("c.pcapng"),
-              "vorl replay: 116 frames read, 116 sent in 116 sends, 0 refused");
+    EXPECT_EQ(replay("c.pcapng"), "vorl replay: 116 frames read, 116 sent in 116 sends, 0 refused");
     EXPECT_EQ(sends(), expected);
     EXPECT_EQ(replay("- <c.pcapng"),
               "vorl replay: 116 frames read, 116 sent in 116 sends, 0 refused");
@@ -73,8 +72,8 @@ TEST_F(replay_command, a_batch_is_one_send_and_a_handle_goes_with_it)
     capture_file("c.pcapng", frames);
     const std::string one = line_of(frames[0], "");
     EXPECT_EQ(replay("c.pcapng"), "vorl replay: 4 frames read, 4 sent in 2 sends, 0 refused");
-    EXPECT_EQ(sends(), (std::vector<std::string>{"7 21474836482" + one + one + one,
-                                                 line_of(frames[3])}));
+    EXPECT_EQ(sends(),
+              (std::vector<std::string>{"7 21474836482" + one + one + one, line_of(frames[3])}));
     // Elsewhere, and without the handle, which would lead to the same place as before.
     replay("--to 12 c.pcapng");
     EXPECT_EQ(sends(),
@@ -124,7 +123,8 @@ TEST_F(replay_command, what_was_received_or_refused_then_is_sent_when_asked_for)
     frames[1].facts.known = capture::identifier_known;
     frames[2].facts.result = 2;
     capture_file("c.pcapng", frames);
-    EXPECT_EQ(replay("c.pcapng"), "vorl replay: --result CODE replays those that the bus refused then");
+    EXPECT_EQ(replay("c.pcapng"),
+              "vorl replay: --result CODE replays those that the bus refused then");
     EXPECT_NE(done.err.find("vorl replay: 3 frames read, 1 sent in 1 sends, 1 left out, 1 left out "
                             "that the bus refused then, 0 refused\n"),
               std::string::npos);
@@ -147,11 +147,12 @@ TEST_F(replay_command, cut_frames_and_those_without_a_destination_are_counted)
     capture_file("c.pcapng", frames);
     EXPECT_EQ(replay("c.pcapng", 1), "vorl replay: 4 frames read, 1 sent in 1 sends, 1 cut and not "
                                      "sent, 2 refused");
-    EXPECT_EQ(done.err.substr(0, done.err.find("vorl replay")),
-              "c.pcapng: packet 2: nothing says where the frame was sent to; name a destination by "
-              "--to\n"
-              "c.pcapng: packet 3: nothing says which message the frame is of, so that it cannot be "
-              "sent\n");
+    EXPECT_EQ(
+        done.err.substr(0, done.err.find("vorl replay")),
+        "c.pcapng: packet 2: nothing says where the frame was sent to; name a destination by "
+        "--to\n"
+        "c.pcapng: packet 3: nothing says which message the frame is of, so that it cannot be "
+        "sent\n");
     EXPECT_EQ(sends(), std::vector<std::string>{line_of(frames[3])});
 }
 
@@ -180,8 +181,9 @@ TEST_F(replay_command, a_message_that_is_described_otherwise_is_refused_unless_f
     capture::description inner = capture::describe(catalogue::info_of(key), nullptr);
     inner.slots.push_back(inner.slots[0]);
     nested.to.describe(0, 0, to_packet(inner));
-    nested.to.describe(0, 0, to_packet(capture::describe(
-                                 *catalogue::find_message("srv6_localsid_fwd_delete"), nullptr)));
+    nested.to.describe(0, 0,
+                       to_packet(capture::describe(
+                           *catalogue::find_message("srv6_localsid_fwd_delete"), nullptr)));
     nested.to.add(0, sent(0, R"({"message":"srv6_localsid_fwd_delete"})"));
     file("n.pcapng", nested.text);
     replay("n.pcapng", 1);
@@ -195,10 +197,12 @@ TEST_F(replay_command, packets_of_unknown_kinds_are_skipped_and_said)
     const std::size_t header = text.find("VORL");
     text[header + 5] = 9; // the kind of the first
     file("c.pcapng", text);
-    EXPECT_EQ(replay("c.pcapng", 1),
-              "vorl replay: 1 frames read, 1 sent in 1 sends, 0 refused, 1 packets of unknown kinds");
-    EXPECT_EQ(lines_of(done.err)[0], "c.pcapng: 1 packets are of kinds that this vorl does not know; "
-                                     "a newer vorl reads them");
+    EXPECT_EQ(
+        replay("c.pcapng", 1),
+        "vorl replay: 1 frames read, 1 sent in 1 sends, 0 refused, 1 packets of unknown kinds");
+    EXPECT_EQ(lines_of(done.err)[0],
+              "c.pcapng: 1 packets are of kinds that this vorl does not know; "
+              "a newer vorl reads them");
     EXPECT_EQ(sends(), std::vector<std::string>{line_of(sent(1, item_2))});
 }
 
@@ -292,10 +296,11 @@ TEST_F(replay_command, a_long_pause_is_told_and_a_signal_ends_it)
               "for i in $(seq 200); do grep -q 3600 err && break; sleep 0.05; done; "
               "kill -TERM $replay; wait $replay; echo $?");
     EXPECT_EQ(ended.out, "1\n");
-    EXPECT_EQ(text_of("err"),
-              "c.pcapng: packet 2: is sent in 3600 seconds, as it was; --speed and --fast wait less\n"
-              "vorl replay: 2 frames read, 1 sent in 1 sends, 0 refused; ended before the end of the "
-              "capture\n");
+    EXPECT_EQ(
+        text_of("err"),
+        "c.pcapng: packet 2: is sent in 3600 seconds, as it was; --speed and --fast wait less\n"
+        "vorl replay: 2 frames read, 1 sent in 1 sends, 0 refused; ended before the end of the "
+        "capture\n");
 }
 
 TEST_F(replay_command, steps_wait_for_a_line_each)
@@ -310,8 +315,8 @@ TEST_F(replay_command, steps_wait_for_a_line_each)
     EXPECT_EQ(two.err, "vorl replay: 3 frames read, 2 sent in 2 sends, 0 refused; ended before the "
                        "end of the capture\n");
     EXPECT_EQ(sends().size(), 2U);
-    const outcome all = shell("yes | LD_PRELOAD='" VORL_TEST_NOTING_BUS
-                              "' vorl replay --step c.pcapng");
+    const outcome all =
+        shell("yes | LD_PRELOAD='" VORL_TEST_NOTING_BUS "' vorl replay --step c.pcapng");
     EXPECT_EQ(all.status, 0) << all.err;
     EXPECT_EQ(sends().size(), 5U);
 }
@@ -323,8 +328,7 @@ TEST_F(replay_command, a_dry_run_needs_no_bus_and_sends_nothing)
     EXPECT_EQ(dry.status, 0) << dry.err;
     EXPECT_EQ(dry.out, "packet 1, process 4711, number 0: srv6_class_item, 32 bytes, to 7\n"
                        "packet 2, process 4711, number 1: srv6_class_item, 32 bytes, to 7\n");
-    EXPECT_EQ(dry.err,
-              "vorl replay: 2 frames read, 2 would be sent in 2 sends, 0 refused\n");
+    EXPECT_EQ(dry.err, "vorl replay: 2 frames read, 2 would be sent in 2 sends, 0 refused\n");
     EXPECT_NE(shell("./alone replay c.pcapng").err.find("vorl replay: cannot load"),
               std::string::npos);
 }

@@ -74,9 +74,10 @@ TEST(same_message, the_difference_is_said)
               "srv6_class_item has 3 slots here, and 2 in the capture");
     add(described, m);
     described[m.msg_id].slots[1].width = 8;
-    EXPECT_EQ(difference_from_catalogue(m.msg_id, described),
-              "srv6_class_item.f1 is of another type in the capture (shape 0, width 8, count 0; here "
-              "shape 0, width 4, count 0)");
+    EXPECT_EQ(
+        difference_from_catalogue(m.msg_id, described),
+        "srv6_class_item.f1 is of another type in the capture (shape 0, width 8, count 0; here "
+        "shape 0, width 4, count 0)");
     EXPECT_EQ(difference_from_catalogue(12345, described), "");
     EXPECT_EQ(difference_from_catalogue(m.msg_id, {}), "");
 }

@@ -153,8 +153,8 @@ int send_frames(const send_options &options)
         given = identifier_or_throw(options.message);
     const library with("vorl send");
     const raw_bus frames(with, "vorl send");
-    const auto handle = options.explicit_handle == 0 ? std::nullopt
-                                                     : std::optional(options.explicit_handle);
+    const auto handle =
+        options.explicit_handle == 0 ? std::nullopt : std::optional(options.explicit_handle);
     patient_sender bus(options.dest, options.wait_seconds);
     std::uint64_t sent = 0;
     std::uint64_t refused = 0;

@@ -215,10 +215,11 @@ int say(const std::exception &error, int status)
 
 int run(int argc, char **argv)
 {
-    CLI::App app("The messages of libvorl_srv6: list and describe them, send and receive them as "
-                 "JSON,\nturn them into bytes and back, explain a captured frame, and capture, replay and "
-                 "compare\nframes.",
-                 "vorl");
+    CLI::App app(
+        "The messages of libvorl_srv6: list and describe them, send and receive them as "
+        "JSON,\nturn them into bytes and back, explain a captured frame, and capture, replay and "
+        "compare\nframes.",
+        "vorl");
     int status = 0;
     app.require_subcommand(1);
     app.set_version_flag("--version", "vorl " VORL_VERSION, "Print the version and exit");

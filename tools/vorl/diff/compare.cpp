@@ -18,8 +18,7 @@ struct side {
 
 class comparison {
   public:
-    comparison(bool is_strict, const inspect::labels *names)
-        : is_strict_(is_strict), names_(names)
+    comparison(bool is_strict, const inspect::labels *names) : is_strict_(is_strict), names_(names)
     {}
 
     void tables(const message &m, const side &a, const side &b, const std::string &path)
@@ -31,8 +30,8 @@ class comparison {
         std::set<std::size_t> all(more_a.begin(), more_a.end());
         all.insert(more_b.begin(), more_b.end());
         for (const std::size_t slot : all) {
-            found.push_back({path + "f" + std::to_string(slot), unknown(more_a, slot),
-                             unknown(more_b, slot)});
+            found.push_back(
+                {path + "f" + std::to_string(slot), unknown(more_a, slot), unknown(more_b, slot)});
         }
     }
 

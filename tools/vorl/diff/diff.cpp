@@ -64,8 +64,8 @@ class comparer {
     int run()
     {
         std::optional<item> next_a = a_.next(), next_b = b_.next();
-        knows_senders_ = !options_.any_sender && next_a && next_b && next_a->has_facts &&
-                         next_b->has_facts;
+        knows_senders_ =
+            !options_.any_sender && next_a && next_b && next_a->has_facts && next_b->has_facts;
         // In turn, so that what belongs together comes at about the same time.
         while (next_a || next_b) {
             if (next_a) {
@@ -83,7 +83,7 @@ class comparer {
         if (a_.is_damaged() || b_.is_damaged())
             return unreadable_status;
         return counted_.different + counted_.only_a + counted_.only_b == 0 ? equal_status
-                                                                          : different_status;
+                                                                           : different_status;
     }
 
   private:
@@ -161,8 +161,7 @@ class comparer {
         if (is_same(a, b))
             return;
         const opened in_a(a, labels_.get()), in_b(b, labels_.get());
-        const std::vector<difference> where =
-            compare(in_a, in_b, options_.strict, labels_.get());
+        const std::vector<difference> where = compare(in_a, in_b, options_.strict, labels_.get());
         if (where.empty())
             return;
         ++counted_.different;

@@ -10,7 +10,8 @@ namespace vorl::diff {
 namespace {
 
 constexpr std::uint64_t bytes_a_turn = 1 << 16;
-constexpr std::size_t longest_start = 1 << 16; // of comments and empty lines before the first object
+constexpr std::size_t longest_start = 1
+                                      << 16; // of comments and empty lines before the first object
 
 /// The start of the input, as far as it tells whether it is JSON: behind comments and empty lines, an object.
 bool begins_with_object(std::string_view text)

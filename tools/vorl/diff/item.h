@@ -10,8 +10,8 @@
 namespace vorl::diff {
 
 struct item {
-    std::string place;               ///< in its input: "packet 12", "line 3"; empty: all of it
-    bool has_facts = false;          ///< those of a capture; of others the next two are not known
+    std::string place;      ///< in its input: "packet 12", "line 3"; empty: all of it
+    bool has_facts = false; ///< those of a capture; of others the next two are not known
     capture::direction way = capture::direction::sent;
     std::uint32_t process = 0;
     std::uint32_t identifier = 0;

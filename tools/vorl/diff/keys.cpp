@@ -57,8 +57,9 @@ keys::member keys::find(const message &m, const std::string &path) const
     for (const std::string &part : split(path, '.')) {
         if (in == nullptr)
             throw std::runtime_error(json::printable(path) + ": what stands before \"." +
-                                     json::printable(part) + "\" is no single table; leave the rest "
-                                                             "out");
+                                     json::printable(part) +
+                                     "\" is no single table; leave the rest "
+                                     "out");
         const catalogue::message_info &info = catalogue::info_of(*in);
         std::size_t slot = catalogue::find_slot(info, part);
         if (slot == info.slots.size() && names_ != nullptr)
@@ -75,7 +76,8 @@ keys::member keys::find(const message &m, const std::string &path) const
                                      " holds several tables; a key is of single values");
     }
     if (in != nullptr)
-        throw std::runtime_error(json::printable(path) + " is a table; name a member of it, as in " +
+        throw std::runtime_error(json::printable(path) +
+                                 " is a table; name a member of it, as in " +
                                  json::printable(path) + ".f0");
     return found;
 }
@@ -101,7 +103,8 @@ std::string keys::key_of(const message &m, const std::uint8_t *record) const
          [&key](const member &, const message &in, const std::uint8_t *at, std::size_t slot) {
              const slot_content value = content_of(in.slots[slot], at);
              const std::size_t size = value.count * in.slots[slot].width;
-             if (in.slots[slot].is_vector()) // so that the next member's bytes are not taken for its own
+             if (in.slots[slot]
+                     .is_vector()) // so that the next member's bytes are not taken for its own
                  key += std::to_string(size) + ":";
              if (size != 0)
                  key.append(reinterpret_cast<const char *>(value.data), size);

@@ -20,11 +20,13 @@ void add_diff(CLI::App &app, int &status)
                      "MESSAGE=f0,f1: records of that message are compared whose members f0 and f1 "
                      "are the same, wherever they stand; f2.f0 is a member of a table. Repeatable")
         ->allow_extra_args(false);
-    command->add_flag("--strict", options.strict, "A member that is absent differs from one that is "
-                                                  "zero");
+    command->add_flag("--strict", options.strict,
+                      "A member that is absent differs from one that is "
+                      "zero");
     command->add_flag("--any-sender", options.any_sender,
                       "Of captures: all frames are taken for those of one sender");
-    command->add_flag("--json", options.as_json, "One JSON object a difference, and one with totals");
+    command->add_flag("--json", options.as_json,
+                      "One JSON object a difference, and one with totals");
     command->add_option("--message", options.message,
                         "What frames are that do not say it themselves: name, or any identifier");
     add_dump_options(*command, options.form);

@@ -131,8 +131,8 @@ void report::only(const lane &in, const opened &there, bool is_in_a)
     begin();
     if (!as_json_) {
         write("@@ " + title(in, there) + ", only in " + (is_in_a ? name_a_ : name_b_) +
-              comma_and(there.from().place) + " @@\n" + (is_in_a ? "-" : "+") +
-              content_of(there) + "\n");
+              comma_and(there.from().place) + " @@\n" + (is_in_a ? "-" : "+") + content_of(there) +
+              "\n");
         return;
     }
     const std::string place = is_in_a ? "a" : "b";
@@ -144,9 +144,8 @@ void report::only(const lane &in, const opened &there, bool is_in_a)
 void report::finish(const totals &counted)
 {
     if (as_json_)
-        write("{\"compared\":" + std::to_string(counted.compared) +
-              ",\"different\":" + std::to_string(counted.different) +
-              ",\"only_a\":" + std::to_string(counted.only_a) +
+        write("{\"compared\":" + std::to_string(counted.compared) + ",\"different\":" +
+              std::to_string(counted.different) + ",\"only_a\":" + std::to_string(counted.only_a) +
               ",\"only_b\":" + std::to_string(counted.only_b) +
               ",\"not_compared\":" + std::to_string(counted.not_compared) + "}\n");
     if (std::fflush(stdout) != 0)

@@ -69,7 +69,7 @@ class item_queue {
 
     item_store &store_;
     std::deque<chunk> chunks_;
-    std::list<item> read_; ///< of the first chunk
+    std::list<item> read_;  ///< of the first chunk
     std::size_t taken_ = 0; ///< items of the first chunk
     std::list<item> new_;   ///< behind all chunks
 };

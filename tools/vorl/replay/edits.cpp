@@ -23,9 +23,8 @@ constexpr std::string_view members[] = {"message", "number", "process", "set"};
 std::uint64_t whole_number(const json::node &member, std::uint64_t most)
 {
     if (member.kind != json::node::kind_type::number || member.number > most)
-        throw json::input_error(member.name,
-                                "is no whole number from 0 to " + std::to_string(most) + "; " +
-                                    form);
+        throw json::input_error(member.name, "is no whole number from 0 to " +
+                                                 std::to_string(most) + "; " + form);
     return member.number;
 }
 
@@ -82,8 +81,8 @@ void edits::add(const std::string &text, std::size_t line)
     for (const json::node &member : object.items)
         take(added, member);
     if (!added.message && !added.number)
-        throw json::input_error("line", std::string("names neither a message nor a frame's number; ") +
-                                            form);
+        throw json::input_error(
+            "line", std::string("names neither a message nor a frame's number; ") + form);
     if (added.set.kind != json::node::kind_type::object)
         throw json::input_error("set", std::string("is missing; ") + form);
     if (added.message) { // whether it has these members, is known already
@@ -142,11 +141,12 @@ std::optional<capture::bytes> edits::apply(const capture::frame &to)
     for (edit *e : mine)
         e->is_used = true;
     const std::string where = place(*mine.front());
-    const catalogue::message_info *const info =
-        to.facts.knows(capture::identifier_known) ? catalogue::find_message(to.facts.identifier)
-                                                  : nullptr;
+    const catalogue::message_info *const info = to.facts.knows(capture::identifier_known)
+                                                    ? catalogue::find_message(to.facts.identifier)
+                                                    : nullptr;
     if (info == nullptr)
-        throw json::input_error(where + "nobody knows what the frame is; replay it without the edit");
+        throw json::input_error(where +
+                                "nobody knows what the frame is; replay it without the edit");
     const message &m = info->data;
     decoded_record read(m);
     if (const auto why = read.read(to.kept))
@@ -174,8 +174,9 @@ std::vector<std::string> edits::unused() const
     std::vector<std::string> all;
     for (const edit &e : all_) {
         if (!e.is_used)
-            all.push_back(place(e) + "no frame that was to be sent is that; 'vorl replay --dry-run' "
-                                     "shows the numbers, and the messages");
+            all.push_back(place(e) +
+                          "no frame that was to be sent is that; 'vorl replay --dry-run' "
+                          "shows the numbers, and the messages");
     }
     return all;
 }

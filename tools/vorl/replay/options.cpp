@@ -10,29 +10,30 @@ void add_replay(CLI::App &app, int &status)
     static replay::replay_options options;
     CLI::App *command = app.add_subcommand("replay", "Send a capture's frames over the bus again");
     command
-        ->add_option("CAPTURE", options.file,
-                     "What 'vorl tap export' wrote; - for standard input")
+        ->add_option("CAPTURE", options.file, "What 'vorl tap export' wrote; - for standard input")
         ->required();
-    CLI::Option *speed =
-        command
-            ->add_option("--speed", options.speed,
-                         "So many times as fast as it was recorded; 10, 0.5")
-            ->check(CLI::Range(1e-6, 1e9))
-            ->capture_default_str();
+    CLI::Option *speed = command
+                             ->add_option("--speed", options.speed,
+                                          "So many times as fast as it was recorded; 10, 0.5")
+                             ->check(CLI::Range(1e-6, 1e9))
+                             ->capture_default_str();
     CLI::Option *fast =
         command->add_flag("--fast", options.fast, "Without waiting between sends")->excludes(speed);
     command
-        ->add_flag("--step", options.step,
-                   "Show each send, and make it when a line comes on standard input; at a terminal, "
-                   "when a key is pressed, and q ends it")
+        ->add_flag(
+            "--step", options.step,
+            "Show each send, and make it when a line comes on standard input; at a terminal, "
+            "when a key is pressed, and q ends it")
         ->excludes(speed)
         ->excludes(fast);
-    command->add_option("--to", options.dest,
-                        "Send to this destination, instead of those and the handles that were recorded");
+    command->add_option(
+        "--to", options.dest,
+        "Send to this destination, instead of those and the handles that were recorded");
     command
-        ->add_option("--wait", options.wait_seconds,
-                     "How many seconds to try again when nobody receives or the queue is full, from "
-                     "the first time that a send is refused until one is accepted")
+        ->add_option(
+            "--wait", options.wait_seconds,
+            "How many seconds to try again when nobody receives or the queue is full, from "
+            "the first time that a send is refused until one is accepted")
         ->check(CLI::Range(0.0, 86400.0))
         ->capture_default_str();
     command->add_option("--edit", options.edits,

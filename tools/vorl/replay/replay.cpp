@@ -60,8 +60,7 @@ class target {
             return {};
         if (senders_.size() == most_destinations && !senders_.contains(dest))
             senders_.clear();
-        patient_sender &to =
-            senders_.try_emplace(dest, dest, options_.wait_seconds).first->second;
+        patient_sender &to = senders_.try_emplace(dest, dest, options_.wait_seconds).first->second;
         const std::uint32_t code = to.send([&] {
             return bus_->send(dest, frames.data(), static_cast<std::uint32_t>(frames.size()),
                               handle);
@@ -235,9 +234,10 @@ class replayer {
             }
         } catch (const json::input_error &error) {
             ++counted_.refused;
-            std::fprintf(stderr, "%s\n", (std::string(error.what()) + " (" + file_->name() +
-                                          ": packet " + std::to_string(c.packet) + ")")
-                                             .c_str());
+            std::fprintf(stderr, "%s\n",
+                         (std::string(error.what()) + " (" + file_->name() + ": packet " +
+                          std::to_string(c.packet) + ")")
+                             .c_str());
             return false;
         }
         return true;
@@ -293,10 +293,10 @@ class replayer {
     static void show(const std::vector<std::string> &lines)
     {
         for (std::size_t i = 0; i < lines.size(); ++i) {
-            const std::string of_send = lines.size() == 1 ? ""
-                                                          : ", " + std::to_string(i + 1) + " of " +
-                                                                std::to_string(lines.size()) +
-                                                                " of one send";
+            const std::string of_send = lines.size() == 1
+                                            ? ""
+                                            : ", " + std::to_string(i + 1) + " of " +
+                                                  std::to_string(lines.size()) + " of one send";
             if (std::printf("%s%s\n", lines[i].c_str(), of_send.c_str()) < 0)
                 throw std::runtime_error("vorl replay: standard output cannot be written");
         }

@@ -65,7 +65,8 @@ class exporter {
   public:
     explicit exporter(const export_options &options)
         : options_(options), labels_(options.labels),
-          filter_(filter_of(options.wanted, labels_.get(), "vorl tap export")), file_(options.output)
+          filter_(filter_of(options.wanted, labels_.get(), "vorl tap export")),
+          file_(options.output)
     {
         if (options.redact)
             redactor_.emplace(redactor_of(options.redact_key));
@@ -201,8 +202,9 @@ int export_frames(const export_options &options)
 {
     if (!options.follow)
         return export_present(options);
-    return export_following(options,
-                            options.wanted.until.empty() ? ~std::uint64_t{0} : parse_time(options.wanted.until));
+    return export_following(options, options.wanted.until.empty()
+                                         ? ~std::uint64_t{0}
+                                         : parse_time(options.wanted.until));
 }
 
 int snapshot(const snapshot_options &options)

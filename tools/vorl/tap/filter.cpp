@@ -52,15 +52,23 @@ frame_filter filter_of(const filter_options &options, const inspect::labels *nam
 
 void add_filter_options(CLI::App &command, filter_options &options)
 {
-    command.add_option("--message", options.messages,
-                       "Only frames of these messages: names, or any identifiers")->allow_extra_args(false);
-    command.add_option("--field", options.fields,
-                       "Only frames whose record has this: f5=2001:db8::/32, f1.f6=48, "
-                       "locator_length=48; all of them if there are more")->allow_extra_args(false);
-    command.add_option("--destination", options.destinations, "Only frames sent to these")->allow_extra_args(false);
-    command.add_option("--process", options.processes, "Only frames of these processes")->allow_extra_args(false);
-    command.add_option("--result", options.results,
-                       "Only frames that were sent with these results of the bus")->allow_extra_args(false);
+    command
+        .add_option("--message", options.messages,
+                    "Only frames of these messages: names, or any identifiers")
+        ->allow_extra_args(false);
+    command
+        .add_option("--field", options.fields,
+                    "Only frames whose record has this: f5=2001:db8::/32, f1.f6=48, "
+                    "locator_length=48; all of them if there are more")
+        ->allow_extra_args(false);
+    command.add_option("--destination", options.destinations, "Only frames sent to these")
+        ->allow_extra_args(false);
+    command.add_option("--process", options.processes, "Only frames of these processes")
+        ->allow_extra_args(false);
+    command
+        .add_option("--result", options.results,
+                    "Only frames that were sent with these results of the bus")
+        ->allow_extra_args(false);
     command.add_option("--direction", options.direction, "Only frames that were sent, or received")
         ->check(CLI::IsMember({"sent", "received"}));
     command
