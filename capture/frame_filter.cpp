@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "capture/decoded_record.h"
+#include "inspect/decoded_record.h"
 #include "inspect/explain.h"
 
 namespace vorl::capture {
@@ -16,10 +16,10 @@ bool passes(const std::set<std::uint32_t> &wanted, bool is_known, std::uint32_t 
 /// Whether the frame's record has all those values. One that a receiver refuses has none.
 bool holds(const std::vector<field_filter> &fields, const frame &f, const message &m)
 {
-    const decoded_record record(m, f);
-    return record.get() != nullptr &&
+    decoded_record record(m);
+    return !record.read(f.kept) &&
            std::all_of(fields.begin(), fields.end(),
-                       [&](const field_filter &field) { return field.holds(m, record.get()); });
+                       [&](const field_filter &field) { return field.holds(m, record.data()); });
 }
 
 } // namespace

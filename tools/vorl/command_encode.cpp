@@ -7,7 +7,7 @@
 #include "inspect/explain.h"
 #include "inspect/hex.h"
 #include "tools/vorl/commands.h"
-#include "tools/vorl/decoded_record.h"
+#include "inspect/decoded_record.h"
 #include "tools/vorl/find_message.h"
 #include "tools/vorl/frame_file.h"
 #include "tools/vorl/json_lines.h"

@@ -159,27 +159,27 @@ int send_frames(const send_options &options)
     std::uint64_t sent = 0;
     std::uint64_t refused = 0;
     bool is_over = false;
-    const bool all_read = each_frame(
-        options.file, options.form, {given},
-        [&](const std::string &place, const bytes &frame, identifier_or_none its) {
-            if (is_over)
-                return true;
-            const frame_desc desc = {frame.data(), named_or_throw(its, place),
-                                     static_cast<std::uint32_t>(frame.size())};
-            const std::uint32_t code =
-                bus.send([&] { return frames.send(options.dest, &desc, 1, handle); });
-            if (code == 0) {
-                ++sent;
-                return true;
-            }
-            ++refused;
-            std::fprintf(stderr, "%s%s: %s\n", place.c_str(),
-                         options.message.empty() ? identifier_text(desc.msg_id).c_str()
-                                                 : options.message.c_str(),
-                         bus.refusal(code).c_str());
-            is_over = !options.keep_going;
-            return false;
-        });
+    const bool all_read =
+        each_frame(options.file, options.form, {given},
+                   [&](const std::string &place, const bytes &frame, identifier_or_none its) {
+                       if (is_over)
+                           return true;
+                       const frame_desc desc = {frame.data(), named_or_throw(its, place),
+                                                static_cast<std::uint32_t>(frame.size())};
+                       const std::uint32_t code =
+                           bus.send([&] { return frames.send(options.dest, &desc, 1, handle); });
+                       if (code == 0) {
+                           ++sent;
+                           return true;
+                       }
+                       ++refused;
+                       std::fprintf(stderr, "%s%s: %s\n", place.c_str(),
+                                    options.message.empty() ? identifier_text(desc.msg_id).c_str()
+                                                            : options.message.c_str(),
+                                    bus.refusal(code).c_str());
+                       is_over = !options.keep_going;
+                       return false;
+                   });
     const int status = summary(sent, refused);
     return all_read ? status : 1;
 }

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "inspect/labels.h"
-#include "tools/vorl/decoded_record.h"
+#include "inspect/decoded_record.h"
 #include "tools/vorl/diff/given.h"
 #include "tools/vorl/diff/item.h"
 #include "tools/vorl/json_record.h"

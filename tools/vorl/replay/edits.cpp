@@ -7,7 +7,7 @@
 #include "catalogue/catalogue.h"
 #include "inspect/did_you_mean.h"
 #include "inspect/encode.h"
-#include "tools/vorl/decoded_record.h"
+#include "inspect/decoded_record.h"
 #include "tools/vorl/failures.h"
 #include "tools/vorl/find_message.h"
 #include "tools/vorl/json_lines.h"

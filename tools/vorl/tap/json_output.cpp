@@ -2,9 +2,8 @@
 
 #include <nlohmann/json.hpp>
 
-#include "capture/decoded_record.h"
+#include "inspect/decoded_record.h"
 #include "inspect/hex.h"
-#include "tools/vorl/decoded_record.h"
 #include "tools/vorl/json_record.h"
 #include "tools/vorl/tap/output.h"
 #include "tools/vorl/tap/times.h"
