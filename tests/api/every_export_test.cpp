@@ -98,7 +98,7 @@ void call_message(exports &library, const message_fact &fact)
 TEST(every_export, does_its_work)
 {
     exports library;
-    for (const message_fact &fact : facts)
+    for (const message_fact &fact : message_facts)
         call_message(library, fact);
     EXPECT_EQ(library.called().size(), counts::message_functions);
 

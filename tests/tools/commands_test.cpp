@@ -61,7 +61,7 @@ TEST_F(commands, list_shows_all_messages)
         const outcome listed = shell("vorl list --package " + std::string(package));
         EXPECT_EQ(lines_of(listed.out).size(), messages + 1) << package;
     }
-    for (const message_fact &fact : facts)
+    for (const message_fact &fact : message_facts)
         EXPECT_EQ(count(all.out, "\n" + std::string(fact.name) + " "), 1u) << fact.name;
 }
 
