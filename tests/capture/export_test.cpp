@@ -171,9 +171,14 @@ TEST_F(tap_export, a_capture_has_what_the_rings_have)
     EXPECT_EQ(exported("--verdict refused c.pcapng c.pcapng rings"), "4 4 4");
     EXPECT_EQ(shell("vorl decode --sparse --message srv6_common_fwd_key c.pcapng").out,
               "{\"message\":\"srv6_common_fwd_key\",\"f0\":3}\n");
-    EXPECT_EQ(
-        shell("vorl explain --message srv6_localsid_fwd c.pcapng").err.find("c.pcapng: packet"),
-        0U);
+    // The first packet describes the message.
+    const outcome explained = shell("vorl explain --message srv6_localsid_fwd c.pcapng");
+    EXPECT_EQ(explained.out.find("c.pcapng: packet 2, sent by process 1\nsrv6_localsid_fwd, "), 0U);
+    EXPECT_NE(
+        explained.out.find("\n\nc.pcapng: packet 4, received by process 2\nsrv6_localsid_fwd, "),
+        std::string::npos);
+    EXPECT_EQ(explained.err.find("c.pcapng: packet 6, received by process 2: srv6_localsid_fwd: "),
+              0U);
 }
 
 // It would be empty before it is read.

@@ -85,13 +85,19 @@ int explain(const explain_options &options)
         given = find_message_or_throw(options.message).data.msg_id;
     const chosen_labels labels(options.labels);
     bool is_first = true;
+    bool is_captured = false;
+    dump_options form = options.form;
+    form.about = [&is_captured](const capture::frame_facts &) { is_captured = true; };
     const bool all_accepted = each_frame(
-        options.file, options.form, {given, !options.guess},
+        options.file, form, {given, !options.guess},
         [&](const std::string &place, const bytes &frame, identifier_or_none identifier) {
             const message *const m = options.guess ? nullptr : &message_of(identifier, place);
             if (!is_first && !options.as_json)
                 std::cout << '\n';
             is_first = false;
+            // Which packet of a capture it is, and whose; the place ends in ": ".
+            if (is_captured && !options.as_json)
+                std::cout << place.substr(0, place.size() - 2) << '\n';
             const bool is_accepted = explain_frame(options, labels.get(), m, frame, place);
             if (!std::cout)
                 throw std::runtime_error("vorl: standard output cannot be written");

@@ -19,7 +19,9 @@ bool each_frame(const std::string &file, const dump_options &form, const frame_n
     std::uint64_t left_out = 0;
     identifier_or_none said; // of the frame that comes next, by the capture that it is of
     dump_options options = form;
-    options.about = [&said](const capture::frame_facts &facts) {
+    options.about = [&said, &form](const capture::frame_facts &facts) {
+        if (form.about)
+            form.about(facts);
         if (facts.knows(capture::identifier_known))
             said = facts.identifier;
     };
