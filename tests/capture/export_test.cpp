@@ -175,9 +175,9 @@ TEST_F(tap_export, a_capture_has_what_the_rings_have)
     const outcome explained = shell("vorl explain --message srv6_localsid_fwd c.pcapng");
     EXPECT_EQ(explained.out.find("c.pcapng: packet 2, sent by process 1\nsrv6_localsid_fwd, "), 0U);
     EXPECT_NE(
-        explained.out.find("\n\nc.pcapng: packet 4, received by process 2\nsrv6_localsid_fwd, "),
+        explained.out.find("\n\nc.pcapng: packet 3, received by process 2\nsrv6_localsid_fwd, "),
         std::string::npos);
-    EXPECT_EQ(explained.err.find("c.pcapng: packet 6, received by process 2: srv6_localsid_fwd: "),
+    EXPECT_EQ(explained.err.find("c.pcapng: packet 5, received by process 2: srv6_localsid_fwd: "),
               0U);
 }
 

@@ -136,7 +136,7 @@ completion)
     mkdir "$work/bin"
     printf '#!/bin/sh\nexec %s "%s" "$@"\n' "$EMULATOR" "$tree/bin/vorl" >"$work/bin/vorl"
     chmod +x "$work/bin/vorl"
-    same "commands with d" "decode describe" "$(complete_line vorl d)"
+    same "commands with d" "decode describe diff" "$(complete_line vorl d)"
     same "all commands" "$(printf '%s\n' $tool_pages | sed -n 's/^vorl-\([a-z]*\)\.1$/\1/p' | xargs)" "$(complete_line vorl '')"
     same "options of send with --k" "--keep-going" "$(complete_line vorl send --k)"
     same "options of the program" "--help --version" "$(complete_line vorl --)"

@@ -2,7 +2,9 @@
 #include <algorithm>
 #include <iostream>
 #include <stdexcept>
+#include <utility>
 
+#include "capture/frame.h"
 #include "inspect/explain_text.h"
 #include "inspect/guess.h"
 #include "tools/vorl/commands.h"
@@ -53,6 +55,14 @@ void write_guesses_json(const bytes &frame)
     std::cout << "]}\n";
 }
 
+/// ", received by process 4711"
+std::string whose(const capture::frame_facts &facts)
+{
+    return (facts.way == capture::direction::sent ? ", sent by process "
+                                                  : ", received by process ") +
+           std::to_string(facts.process);
+}
+
 /// False: a receiver refuses the bytes.
 bool explain_frame(const explain_options &options, const inspect::labels *labels, const message *m,
                    const bytes &frame, const std::string &place)
@@ -85,18 +95,19 @@ int explain(const explain_options &options)
         given = find_message_or_throw(options.message).data.msg_id;
     const chosen_labels labels(options.labels);
     bool is_first = true;
-    bool is_captured = false;
+    std::string whose_frame; // of the frame that comes next, where a capture says it
     dump_options form = options.form;
-    form.about = [&is_captured](const capture::frame_facts &) { is_captured = true; };
+    form.about = [&whose_frame](const capture::frame_facts &facts) { whose_frame = whose(facts); };
     const bool all_accepted = each_frame(
         options.file, form, {given, !options.guess},
-        [&](const std::string &place, const bytes &frame, identifier_or_none identifier) {
+        [&](std::string place, const bytes &frame, identifier_or_none identifier) {
+            const std::string of_capture = std::exchange(whose_frame, "");
+            place.insert(place.size() - std::min<std::size_t>(place.size(), 2), of_capture); // ": "
             const message *const m = options.guess ? nullptr : &message_of(identifier, place);
             if (!is_first && !options.as_json)
                 std::cout << '\n';
             is_first = false;
-            // Which packet of a capture it is, and whose; the place ends in ": ".
-            if (is_captured && !options.as_json)
+            if (!of_capture.empty() && !options.as_json)
                 std::cout << place.substr(0, place.size() - 2) << '\n';
             const bool is_accepted = explain_frame(options, labels.get(), m, frame, place);
             if (!std::cout)

@@ -61,14 +61,6 @@ ssize_t read_stream(void *stream, char *to, std::size_t size)
                      "); give a whole pcap or pcapng file");
 }
 
-/// ", received by process 4711"
-std::string whose(const capture::frame_facts &facts)
-{
-    return (facts.way == capture::direction::sent ? ", sent by process "
-                                                  : ", received by process ") +
-           std::to_string(facts.process);
-}
-
 } // namespace
 
 bool is_pcap(std::string_view first)
@@ -135,8 +127,7 @@ void read_pcapng(std::istream &in, reading &to)
             const capture::frame_facts &facts = p->found.facts;
             if (p->found.kept.size() < facts.length)
                 to.note_cut(p->packet, p->found.kept.size(), facts.length);
-            to.deliver(to.place() + "packet " + std::to_string(p->packet) +
-                           (p->is_ours ? whose(facts) : "") + ": ",
+            to.deliver(to.place() + "packet " + std::to_string(p->packet) + ": ",
                        std::move(p->found.kept), p->is_ours ? &facts : nullptr);
         }
     } catch (const capture::capture_error &error) {
