@@ -64,7 +64,7 @@ void add(counters &to, const counters &more)
 class exporter {
   public:
     explicit exporter(const export_options &options)
-        : options_(options), labels_(options.labels),
+        : labels_(options.labels),
           filter_(filter_of(options.wanted, labels_.get(), "vorl tap export")),
           file_(options.output)
     {
@@ -131,7 +131,6 @@ class exporter {
     }
 
   private:
-    const export_options &options_;
     chosen_labels labels_;
     frame_filter filter_;
     output_file file_;
